@@ -1,0 +1,18 @@
+// Which kind of value each attribute type carries.
+#pragma once
+
+#include "cryptoki.h"
+
+enum class ValueKind
+{
+    unknown,    ///< no row: refused
+    boolean,    ///< java.lang.Boolean, one byte
+    integer,    ///< java.lang.Integer, a CK_ULONG
+    string,     ///< java.lang.String, its modified UTF-8 bytes
+    bytes,      ///< byte[]
+    date,       ///< java.util.Date, a CK_DATE
+    bigInteger, ///< java.math.BigInteger, its big-endian bytes
+};
+
+/// The kind of an attribute type; unknown for one without a row, vendor-defined types included.
+ValueKind attributeKind(CK_ATTRIBUTE_TYPE type);

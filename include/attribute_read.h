@@ -1,0 +1,38 @@
+// Attribute values of an object as Java values: a C_GetAttributeValue for those of fixed size, a size query and a
+// second call for the others. Whoever calls has checked the attribute's kind and resolved the handles.
+//
+// A module that answers another length to the second call is believed within the room it was given: a shorter value is
+// a shorter result, a longer one is refused with 0x150 and never read. All of these raise on failure and return 0 or
+// null; a length that no value of the kind has raises 0x13 (readBoolean and readInteger return what they read all the
+// same).
+#pragma once
+
+#include <jni.h>
+
+#include "attribute_kinds.h"
+#include "frame.h"
+
+jboolean readBoolean(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+jint readInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+
+/// An empty value is the empty String. Raises "getStringAttributeValue(): alloca() failed".
+jobject readString(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+
+/// Any attribute's bytes. Raises "NewByteArray() failed" and "can't get byte[] elements".
+jobject readByteArray(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+
+/// Midnight of the day in the local zone of the process; null without an exception for an empty value.
+jobject readDate(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+
+/// The bytes as an unsigned number; an empty value is 0. Raises as readByteArray does.
+jobject readBigInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+
+/// The value by the kind of its attribute, a Boolean or Integer boxed; null after raising 0x12 for an unknown kind.
+jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+
+/// The values of the first `count` types: one call for all of fixed size and for all lengths, then one for each of the
+/// others. An empty String, Date or BigInteger is a null element, as is a type without a kind. A wrong length or a
+/// failed read of one element is raised and the others are still read; Java sees the first exception. Null after what
+/// ends the call: "alloca() failed", "getStringAttributeValues(): alloca() failed", "NewByteArray() failed", "can't get
+/// byte[] elements", a wrong date.
+jobjectArray readValues(JNIEnv* env, const ObjectHandles& handles, const jint* types, jsize count);

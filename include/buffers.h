@@ -1,0 +1,60 @@
+// Java byte arrays and strings as native bytes, and back.
+//
+// Arrays are pinned whole. An array that is only read is released with JNI_ABORT, one that a module filled with 0 (copy
+// back), every one with JNI_ABORT on a failure before the call. Who pins releases.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+#include <jni.h>
+
+#include "cryptoki.h"
+
+/// A pinned byte array and the stretch of it that a call works on.
+struct PinnedBytes
+{
+    jbyteArray array;
+    jbyte* elements;  ///< element 0
+    CK_BYTE_PTR data; ///< the element at the offset
+    CK_ULONG length;  ///< the bytes to read from there, or the room to write there
+};
+
+/// Pins `length` bytes at `offset` for reading. Raises 0x20 for null and for a negative offset or length; 0x150 for a
+/// stretch that ends behind the array; "getBuffer(): can't get elements". The caller releases what it got. That the
+/// object is a byte[] the virtual machine has seen to: Java declares these arguments so.
+bool getBuffer(JNIEnv* env, jbyteArray array, jint offset, jint length, PinnedBytes* pinned);
+
+/// Pins everything from `offset` to the array's end for writing. Raises as getBuffer does; an offset equal to the array
+/// length passes and offers no room.
+bool getOutputBuffer(JNIEnv* env, jbyteArray array, jint offset, PinnedBytes* pinned);
+
+/// Releases a pinned array; `mode` is 0 (copy back) or JNI_ABORT.
+void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode);
+
+/// Copies a String's modified UTF-8 bytes or a byte[] to `dest`, unpadded and without a terminator. *len holds the room
+/// on entry and the bytes written on success. Raises "Object must be String or byte[]!" (null included),
+/// "copyStringBytes(): buffer too small for string!", "copyBytes(): buffer too small!", "GetStringUTFChars() failed",
+/// "copyBytes(): can't get elements" or, for a null `dest`, "copyStringBytes(): no space for encoded String!".
+bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* len);
+
+/// Copies `count` bytes into an existing array, or as many as it is long when `count` is 0. Raises 0x150 for an array
+/// shorter than `count` and "decodeByteArray(): can't get elements" for one that is null or cannot be pinned.
+bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG count);
+
+/// A new array of `length` bytes, or null: with the virtual machine's error pending, or without one for a length beyond
+/// any Java array.
+jbyteArray newByteArray(JNIEnv* env, CK_ULONG length);
+
+/// A String of `length` bytes, of which trailing blanks (0x20 alone) are dropped when `trimBlanks` is set; a NUL among
+/// them ends it. bytes[length] must be writable: it takes the terminator. Null when the virtual machine fails.
+jstring newStringFromBytes(JNIEnv* env, unsigned char* bytes, std::size_t length, bool trimBlanks);
+
+/// A String of a blank-padded Cryptoki text field.
+template <std::size_t size>
+jstring newStringFromField(JNIEnv* env, const CK_UTF8CHAR (&field)[size])
+{
+    unsigned char text[size + 1];
+    std::memcpy(text, field, size);
+    return newStringFromBytes(env, text, size, true);
+}

@@ -1,0 +1,147 @@
+// The frame of every native call: resolve the handles, make one guarded Cryptoki call, raise what failed.
+//
+// Every function takes the calling thread's JNIEnv first. Unless it says otherwise, a function that fails has raised
+// one PKCS11Exception, or leaves the virtual machine's own error pending (a class, field or method that was not found),
+// and its caller returns a neutral value to Java at once. No JNI class, field or method ID is kept between calls.
+#pragma once
+
+#include <jni.h>
+
+#include "cryptoki.h"
+#include "library_table.h"
+
+// ---- Raising ----
+
+/// Raises a Cryptoki code, or the message when there is one. The first exception of a native call wins: with one
+/// pending nothing happens. What fails on the way is printed to standard error. Always returns 0.
+jint throwPKCS11Exception(JNIEnv* env, CK_RV code, const char* message = nullptr);
+
+/// True for CKR_OK; any other code is raised.
+bool checkResult(JNIEnv* env, CK_RV rv);
+
+/// Raises that a handle or id does not fit into a Java int, naming its value. `what` is for example "session handle".
+void throwHandleTooWide(JNIEnv* env, const char* what, CK_ULONG handle);
+
+/// Sets a pending exception aside, so that JNI may be used again, and hands it out; null when there is none.
+/// restorePending gives it back.
+jthrowable setPendingAside(JNIEnv* env);
+
+/// Makes `first` the pending exception again, in place of one raised since. Nothing happens when it is null.
+void restorePending(JNIEnv* env, jthrowable first);
+
+// ---- Diagnostics ----
+
+/// Whether the environment variable PKCS11DEBUG is set, to whatever value. Looked up at every use.
+bool debugEnabled();
+
+/// Prints to standard output, unflushed.
+__attribute__((format(printf, 1, 2))) void debugPrint(const char* format, ...);
+
+/// Flushes standard output.
+void debugFlush();
+
+/// Prints a fault of the bridge's own machinery to standard error and flushes it.
+__attribute__((format(printf, 1, 2))) void reportFault(const char* format, ...);
+
+// ---- The handle chain: object → session → slot → library ----
+
+struct SlotHandles
+{
+    CK_FUNCTION_LIST_PTR list;
+    CK_SLOT_ID slot;
+};
+
+struct SessionHandles
+{
+    CK_FUNCTION_LIST_PTR list;
+    CK_SESSION_HANDLE session;
+};
+
+struct ObjectHandles
+{
+    CK_FUNCTION_LIST_PTR list;
+    CK_SESSION_HANDLE session;
+    CK_OBJECT_HANDLE object;
+};
+
+/// The function list of a NativePKCS11, or null. Raises "obj is null" and "functionList is null".
+CK_FUNCTION_LIST_PTR resolveFunctionList(JNIEnv* env, jobject library);
+
+/// Reads a NativePKCS11Slot's id and function list. Raises "obj is null" for each null link and "functionList is null".
+bool resolveSlot(JNIEnv* env, jobject slot, SlotHandles* handles);
+
+/// Reads a NativePKCS11Session's handle and function list. Raises as resolveSlot does.
+bool resolveSession(JNIEnv* env, jobject session, SessionHandles* handles);
+
+/// Reads a NativePKCS11Object's handle, its session's handle and the function list. Raises as resolveSlot does.
+bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles);
+
+/// Reads an object's handle and the handles of the session it is used in, which need not be its own. Raises
+/// "session is null" and as resolveSession does; false without an exception when the object's handle is 0.
+bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHandles* handles);
+
+/// The handle of a key or object argument. 0 when it is 0 in Java or the field is missing: a caller that gets 0 returns
+/// to Java at once and raises nothing, since 0 is no object's handle. A null object raises "obj is null".
+CK_OBJECT_HANDLE objectHandleOf(JNIEnv* env, jobject object);
+
+// ---- Reading Java fields ----
+// False when the field is missing, which leaves the virtual machine's error pending. The caller owns the reference that
+// readObjectField yields.
+
+bool readIntField(JNIEnv* env, jobject object, jclass type, const char* name, jint* value);
+bool readByteField(JNIEnv* env, jobject object, jclass type, const char* name, jbyte* value);
+bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name, const char* signature, jobject* value);
+
+/// Whether `object` is an instance of the named class; false for null and for a class that cannot be found.
+bool isInstance(JNIEnv* env, jobject object, const char* className);
+
+// ---- Building Java objects ----
+
+/// Constructs an object, or returns null with the virtual machine's error pending.
+jobject newJavaObject(JNIEnv* env, const char* className, const char* signature, ...);
+
+/// Constructs a NativePKCS11Object for a handle. The owner is its session, or another NativePKCS11Object whose session
+/// it shares. A handle that does not fit into a Java int is raised. Null on failure.
+jobject newNativeObject(JNIEnv* env, jobject owner, CK_OBJECT_HANDLE handle);
+
+// ---- The bridge lock and the guarded call ----
+
+/// Enters the monitor of the class NativePKCS11, the one lock of the process (re-entrant). Returns the class, which
+/// unlock needs; null when the lock was not taken: a fault is printed, or the class's lookup error is left pending, and
+/// the caller goes on unlocked. No exception may be pending.
+jclass lock(JNIEnv* env);
+
+/// Leaves the monitor that lock returned and passes `rv` through. Faults are printed; they never keep the monitor.
+CK_RV unlock(JNIEnv* env, jclass monitor, CK_RV rv);
+
+/// Makes one Cryptoki call, under the bridge lock when the library needs it; the need is judged afresh every time.
+/// An entry that the module left null answers CKR_FUNCTION_NOT_SUPPORTED. No exception may be pending.
+template <typename Function, typename... Args>
+CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
+{
+    Function entry = list->*function;
+    if (entry == nullptr)
+        return CKR_FUNCTION_NOT_SUPPORTED;
+    if (!needsBridgeLock(list))
+        return entry(args...);
+
+    jclass monitor = lock(env);
+    return unlock(env, monitor, entry(args...));
+}
+
+// ---- Objects that a call has made ----
+
+/// C_DestroyObject for an object that Java will never hold, unless its handle is 0. An exception may be pending.
+void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE handle);
+
+/// As newNativeObject, for an object that the call has just made: when its handle cannot reach Java it is destroyed
+/// again, so that nothing is left on the token that nobody can name.
+jobject newCreatedObject(JNIEnv* env, jobject owner, const SessionHandles& session, CK_OBJECT_HANDLE handle);
+
+// ---- Attribute calls ----
+
+/// One C_GetAttributeValue for `count` entries. Raises what is not CKR_OK.
+bool fetchAttributes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE* attributes, CK_ULONG count);
+
+/// Resolves a NativePKCS11Object and makes one C_SetAttributeValue for `count` entries. Raises what is not CKR_OK.
+bool storeObjectAttributes(JNIEnv* env, jobject object, CK_ATTRIBUTE* attributes, CK_ULONG count);

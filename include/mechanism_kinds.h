@@ -1,0 +1,45 @@
+// Which parameter each mechanism takes.
+#pragma once
+
+#include "cryptoki.h"
+
+/// What a mechanism's parameter is made of. 20 and 27 are not in use.
+enum class ParameterKind
+{
+    none = 0,       ///< no parameter
+    macGeneral = 1, ///< an Integer, CK_MAC_GENERAL_PARAMS
+    extract = 2,    ///< an Integer, CK_EXTRACT_PARAMS
+    iv = 3,         ///< a byte[]
+    derivationString = 4,
+    publicValue = 5, ///< a BigInteger
+    keyHandle = 6,   ///< a NativePKCS11Object
+    rc2 = 7,
+    rc2Cbc = 8,
+    rc2MacGeneral = 9,
+    rc5 = 10,
+    rc5Cbc = 11,
+    rc5MacGeneral = 12,
+    pbe = 13,
+    tokenIv = 14, ///< a byte[] that the token may fill
+    keaDerive = 15,
+    keyWrapSetOaep = 16,
+    version = 17,
+    skipjackPrivateWrap = 18,
+    skipjackRelayx = 19,
+    ssl3MasterKeyDerive = 21,
+    tlsMasterKeyDerive = 22,
+    ssl3MasterKeyDeriveDh = 23,
+    tlsMasterKeyDeriveDh = 24,
+    ssl3KeyAndMacDerive = 25,
+    tlsKeyAndMacDerive = 26,
+    tlsPrf = 28,
+    ecdh1Derive = 29,
+    ecmqvDerive = 30,
+    pbkd2 = 31,
+    gcm = 32,
+    oaep = 33,
+    pss = 34,
+};
+
+/// The kind of a mechanism's parameter; none for a mechanism without a row, which is treated as one that takes none.
+ParameterKind mechanismParameterKind(CK_MECHANISM_TYPE mechanism);

@@ -1,0 +1,49 @@
+// A mechanism and its Java parameter as a CK_MECHANISM, and what a token wrote into it back in Java.
+//
+// One reservation of the native method holds it all: the CK_MECHANISM, the parameter's structure behind it, and behind
+// that, without alignment, every block that the structure points to:
+//
+//     CKM_AES_GCM with a 12-byte IV and 3 bytes of AAD, offsets of a Unix build
+//      0  CK_MECHANISM   mechanism=0x1087 pParameter=+24 ulParameterLen=48
+//     24  CK_GCM_PARAMS  pIv=+72 ulIvLen=12 ulIvBits=96 pAAD=+84 ulAADLen=3 ulTagBits=128
+//     72  the IV
+//     84  the AAD
+//
+// Which structure that is the mechanism's row in the table decides, not the class of the Java object; the class is only
+// checked. Everything here runs on the calling thread outside the bridge lock and keeps no state.
+#pragma once
+
+#include <jni.h>
+
+#include "cryptoki.h"
+#include "frame.h"
+#include "stack_buffer.h"
+
+/// The bytes that a mechanism and its parameter take encoded. Raises nothing; an error of the virtual machine is left
+/// pending for encodeMechanism to find.
+std::size_t encodedMechanismSize(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter);
+
+/// The CK_MECHANISM at the start of a reservation.
+inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
+{
+    return reinterpret_cast<CK_MECHANISM*>(buffer.bytes);
+}
+
+/// Encodes a mechanism into a reservation of encodedMechanismSize bytes. Raises
+/// "no space for encoded mechanism / parameter!" for a refused reservation; 0x71 for a parameter of a wrong class, one
+/// that is missing or not wanted, and a Java length or size that reaches outside the parameter's own bytes;
+/// "parameter encoding not yet implemented!"; "unknown mechanism parameter type!"; "encodeByteArray(): can't get
+/// elements"; "no space for encoded attribute!" for an array that has grown since it was sized.
+bool encodeMechanism(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter, const EncodeBuffer& buffer);
+
+/// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's
+/// iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other mechanism. Raises 0x150
+/// for a shorter array and "decodeByteArray(): can't get elements" for none.
+bool decodeMechanismParameter(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter, const EncodeBuffer& encoded);
+
+/// Hands what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
+/// IVs of SSL3 key material (handles are those of `session`), the output of the TLS pseudo-random function; nothing for
+/// any other mechanism. Raises 0x150 for an array longer than its output, "decodeByteArray(): can't get elements", and
+/// for a handle that does not fit into a Java int, whose object is destroyed again; what can be handed back still is.
+void returnDerivedOutput(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject session, const SessionHandles& handles,
+                         jobject parameter, const EncodeBuffer& encoded);

@@ -1,0 +1,37 @@
+// A PIN on its way to a module: on the stack, unpadded, and wiped when its scope ends. Its length counts; the zeros
+// behind it are there because there are modules that look for one.
+#pragma once
+
+#include <array>
+
+#include "buffers.h"
+#include "platform.h"
+
+struct PinBuffer
+{
+    static constexpr CK_ULONG capacity = 50;
+
+    std::array<CK_UTF8CHAR, capacity + 1> room = {};
+    CK_UTF8CHAR_PTR bytes = nullptr; ///< null for a PIN that the token asks for on a path of its own
+    CK_ULONG length = 0;
+
+    PinBuffer() = default;
+    PinBuffer(const PinBuffer&) = delete;
+    PinBuffer& operator=(const PinBuffer&) = delete;
+    ~PinBuffer()
+    {
+        wipe(room.data(), room.size());
+    }
+};
+
+/// Takes a PIN from a String or byte[] of at most 50 bytes; a null value leaves the buffer without one. Raises as
+/// copyStringBytes does.
+inline bool readPin(JNIEnv* env, jobject value, PinBuffer* pin)
+{
+    if (value == nullptr)
+        return true;
+
+    pin->length = PinBuffer::capacity;
+    pin->bytes = pin->room.data();
+    return copyStringBytes(env, value, pin->bytes, &pin->length);
+}

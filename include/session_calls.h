@@ -1,0 +1,14 @@
+// Calls that several native methods of sessions and objects share.
+#pragma once
+
+#include "frame.h"
+#include "values.h"
+
+/// A call that takes the session alone, as C_Logout does.
+void sessionCall(JNIEnv* env, jobject session, CK_C_Logout CK_FUNCTION_LIST::*function);
+
+/// C_CopyObject with a template; the copy belongs to the owner's session. Null after raising.
+jobject copyObject(JNIEnv* env, jobject owner, const ObjectHandles& source, const EncodedTemplate& attributes);
+
+/// C_DestroyObject. The Java object keeps its handle.
+void destroyObject(JNIEnv* env, const ObjectHandles& object);

@@ -1,0 +1,62 @@
+// Scratch memory on the native method's own stack: the bridge allocates nothing on the heap.
+//
+// alloca never answers null; a request beyond the stack ends the process. So every reservation is asked for first: a
+// call gets its first 16 KiB without a look, and more only while the thread keeps 128 KiB below it, which is what a
+// module, the JVM's own calls and the constructor of an exception need.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform.h"
+
+/// What one native call has reserved so far. Lives in the native method.
+struct StackBudget
+{
+    std::size_t granted = 0;
+};
+
+/// Whether `size` more bytes may be reserved by the function with this frame address; counts them when they may.
+bool grantStack(StackBudget* budget, std::size_t size, const void* frame);
+
+/// The size a reservation of `size` bytes really takes: a multiple of 16, and never nothing.
+constexpr std::size_t reservedSize(std::size_t size)
+{
+    if (size > SIZE_MAX - 15)
+        return SIZE_MAX;
+    return size == 0 ? 16 : (size + 15) / 16 * 16;
+}
+
+/// The size of `count` elements, or more than any stack holds when that cannot be told.
+constexpr std::size_t arraySize(std::size_t count, std::size_t elementSize)
+{
+    return count <= SIZE_MAX / elementSize ? count * elementSize : SIZE_MAX;
+}
+
+/// A reservation made by RESERVE_STACK. `bytes` is null when it was refused. It starts zeroed, so that nothing of the
+/// stack reaches a module, and is wiped when its scope ends: it may hold a secret.
+struct EncodeBuffer
+{
+    unsigned char* bytes = nullptr;
+    std::size_t size = 0;
+
+    EncodeBuffer() = default;
+    EncodeBuffer(const EncodeBuffer&) = delete;
+    EncodeBuffer& operator=(const EncodeBuffer&) = delete;
+    ~EncodeBuffer()
+    {
+        if (bytes != nullptr)
+            wipe(bytes, size);
+    }
+};
+
+/// Zeroes fresh memory and hands it to `buffer`.
+void fillReservation(EncodeBuffer* buffer, void* memory);
+
+/// Reserves at least `needed` bytes into the EncodeBuffer variable `buffer`. A macro, because the memory must belong to
+/// the frame of the function that uses it: an inlined helper's alloca may be freed where the helper's body ends. Never
+/// used in a loop.
+#define RESERVE_STACK(budget, buffer, needed)                                                                          \
+    ((buffer).size = reservedSize(needed), grantStack(&(budget), (buffer).size, __builtin_frame_address(0))            \
+                                               ? fillReservation(&(buffer), __builtin_alloca((buffer).size))           \
+                                               : static_cast<void>(0))

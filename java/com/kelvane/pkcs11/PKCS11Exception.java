@@ -1,0 +1,76 @@
+package com.kelvane.pkcs11;
+
+/**
+ * A call that failed: either a Cryptoki return code, or a failure of the bridge itself, told by its text.
+ *
+ * <p>A code comes from the library called, unchanged; a few are also raised by the bridge about its arguments
+ * ({@code CKR_DATA_INVALID}, {@code CKR_BUFFER_TOO_SMALL}, {@code CKR_ATTRIBUTE_TYPE_INVALID},
+ * {@code CKR_ATTRIBUTE_VALUE_INVALID}, {@code CKR_TEMPLATE_INCONSISTENT}, {@code CKR_MECHANISM_PARAM_INVALID},
+ * {@code CKR_FUNCTION_NOT_SUPPORTED}).
+ */
+public class PKCS11Exception extends RuntimeException {
+    /** The serialised form has not changed. */
+    private static final long serialVersionUID = 1L;
+
+    /** The Cryptoki return code; 0 without one. */
+    private final int code;
+
+    /** Whether there is a code. */
+    private final boolean hasCode;
+
+    /**
+     * Builds an exception that has a text and no code.
+     *
+     * @param message the text, as {@link #getMessage} returns it
+     */
+    public PKCS11Exception(String message) {
+        super(message);
+        code = PKCS11Constants.CKR_OK;
+        hasCode = false;
+    }
+
+    /**
+     * Builds an exception for a Cryptoki return code.
+     *
+     * @param code the code, its 32 bits unsigned
+     */
+    public PKCS11Exception(int code) {
+        this.code = code;
+        hasCode = true;
+    }
+
+    /**
+     * Tells whether this exception stands for a Cryptoki return code.
+     *
+     * @return false if it was built from a text
+     */
+    public boolean hasCode() {
+        return hasCode;
+    }
+
+    /**
+     * Returns the Cryptoki return code, for example {@link PKCS11Constants#CKR_PIN_INCORRECT}.
+     *
+     * @return the code, its 32 bits unsigned; {@link PKCS11Constants#CKR_OK} (0), which no failure has, without one
+     */
+    public int getCode() {
+        return code;
+    }
+
+    /**
+     * Returns the text, or the code as text.
+     *
+     * @return the text given; for a code its name and value, {@code CKR_PIN_INCORRECT (0xa0)}, and for a code without a
+     *     name, a vendor's own for example, {@code CKR_ 0x80000012}
+     */
+    @Override
+    public String getMessage() {
+        // The name is looked up here and not in the constructor, which also has to work at the end of a thread's stack.
+        if (!hasCode) {
+            return super.getMessage();
+        }
+        String name = PKCS11Constants.nameOf("CKR_", code);
+        String value = "0x" + Integer.toHexString(code);
+        return name.endsWith(value) ? name : name + " (" + value + ")";
+    }
+}

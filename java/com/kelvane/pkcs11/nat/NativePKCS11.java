@@ -1,0 +1,116 @@
+package com.kelvane.pkcs11.nat;
+
+import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.PKCS11Slot;
+
+/**
+ * A Cryptoki library, loaded from a file.
+ *
+ * <p>The order of use is {@link #load}, {@link #libInitialize}, any other calls, {@link #libFinalize}. Up to 20
+ * different libraries can be in use at once. Several objects can stand for one library: it is initialised by the first
+ * {@code libInitialize} and finalised by the last {@code libFinalize}, and the file stays loaded as long as the process
+ * runs.
+ *
+ * <p>The monitor of this class is the bridge lock, see the description of the package.
+ */
+public class NativePKCS11 {
+    static {
+        NativeLibrary.load();
+    }
+
+    /** The address of the library's function list; 0 before {@link #load} and after {@link #libFinalize}. */
+    private volatile long functionList;
+
+    /** Builds an object that stands for no library yet. */
+    public NativePKCS11() {
+    }
+
+    /**
+     * Loads a Cryptoki library and makes this object stand for it. Each successful call is to be matched by one
+     * {@link #libFinalize} before the next: the library that a loaded object stood for could not be given back any
+     * more.
+     *
+     * @param path the path of the file; see {@link #loadPKCS11Library}
+     * @throws PKCS11Exception as {@link #loadPKCS11Library} raises it; this object is unchanged then
+     */
+    public void load(String path) {
+        functionList = loadPKCS11Library(path);
+    }
+
+    /**
+     * Returns the address of the library's function list.
+     *
+     * @return the address; 0 before {@link #load} and after {@link #libFinalize}
+     */
+    public long getFunctionList() {
+        return functionList;
+    }
+
+    /**
+     * Loads a Cryptoki library of version 2 and enters it in the process's table of libraries; the object itself is not
+     * changed. {@link #load} calls this and keeps the result.
+     *
+     * <p>With the environment variable {@code PKCS11DEBUG} set, the system's reason for a failed load is printed to
+     * standard output.
+     *
+     * @param path the path of the file, at most 255 bytes of modified UTF-8; a path of exactly 256 bytes ends the
+     *     process at once
+     * @return the address of the library's function list
+     * @throws PKCS11Exception "copyStringBytes(): buffer too small for string!" for a path of more than 256 bytes,
+     *     "GetStringUTFChars() failed" for null, {@code LoadLibrary("...") failed} with the path,
+     *     {@code GetProcAddress("C_GetFunctionList") failed}, "C_GetFunctionList() failed", "wrong Cryptoki version
+     *     (3.00)" with the version found, or "too many different libraries referenced!" for the 21st library
+     */
+    public native long loadPKCS11Library(String path);
+
+    /**
+     * Initialises the library ({@code C_Initialize}), unless it has been already through this or another object.
+     *
+     * <p>The library is asked to lock for itself with the operating system's means. If it cannot
+     * ({@code CKR_CANT_LOCK}), it is initialised without, and from then on called under the bridge lock.
+     *
+     * @throws PKCS11Exception with the code of the library, {@code CKR_CRYPTOKI_ALREADY_INITIALIZED} included;
+     *     "functionlist dll not found" if the library is not in the table of libraries
+     */
+    public native void libInitialize();
+
+    /**
+     * Gives the library back: the object stands for no library from here on, whatever happens next. The last object to
+     * do so finalises the library ({@code C_Finalize}), if it was initialised; all sessions end then.
+     *
+     * <p>The whole call is made under the bridge lock.
+     *
+     * @throws PKCS11Exception with the code of the library, which is out of the table even so; "attempt to finalize
+     *     invalid DLL" if it was not in there; "functionList is null" if this object stands for no library
+     */
+    public native void libFinalize();
+
+    /**
+     * Returns what the library says of itself ({@code C_GetInfo}).
+     *
+     * @return the information
+     */
+    public native NativePKCS11Info getInfo();
+
+    /**
+     * Returns the slots of the library ({@code C_GetSlotList}).
+     *
+     * @param tokenPresent true for the slots with a token only
+     * @return the slots, each a {@link NativePKCS11Slot}; an empty array if there are none
+     * @throws PKCS11Exception with the code of the library, {@code CKR_BUFFER_TOO_SMALL} if slots appeared during the
+     *     call
+     */
+    public native PKCS11Slot[] getSlotList(boolean tokenPresent);
+
+    /**
+     * Waits for something to happen in a slot, a token put in or taken out ({@code C_WaitForSlotEvent}).
+     *
+     * <p>Through a library that does not lock for itself, a blocking wait holds the bridge lock: all other calls that
+     * need it wait along.
+     *
+     * @param wait true to block until there is an event, false to look and return
+     * @return the slot; null if {@code wait} is false and there is no event
+     * @throws PKCS11Exception "Function only available in Cryptoki 2.01!" for a library of version 2.0
+     */
+    public native NativePKCS11Slot waitForSlotEvent(boolean wait);
+}

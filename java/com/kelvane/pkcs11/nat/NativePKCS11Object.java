@@ -1,0 +1,205 @@
+package com.kelvane.pkcs11.nat;
+
+import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.PKCS11Object;
+import java.math.BigInteger;
+import java.util.Date;
+import java.util.Objects;
+
+/**
+ * An object on a token or in a session, and the session through which it is reached. Key arguments are of this class;
+ * {@link NativePKCS11Session#generateKeyPair} returns its two keys as {@link PKCS11Object}s, which are objects of this
+ * class.
+ *
+ * <p>Two objects are equal if they have the same handle in equal sessions. A library may use a handle again once its
+ * object has been destroyed.
+ */
+public class NativePKCS11Object implements PKCS11Object {
+    static {
+        NativeLibrary.load();
+    }
+
+    /** The session in which the handle is valid. */
+    private final NativePKCS11Session session;
+
+    /** The object's {@code CK_OBJECT_HANDLE}. */
+    private final int objectID;
+
+    /**
+     * Builds an object for a handle known from elsewhere; the calls that create and find objects build their own.
+     *
+     * @param session the session in which the handle is valid
+     * @param objectID the handle
+     */
+    public NativePKCS11Object(NativePKCS11Session session, int objectID) {
+        this.session = session;
+        this.objectID = objectID;
+    }
+
+    /**
+     * Returns the session in which the handle is valid.
+     *
+     * @return the session
+     */
+    public NativePKCS11Session getSession() {
+        return session;
+    }
+
+    @Override
+    public int getObjectID() {
+        return objectID;
+    }
+
+    @Override
+    public boolean equals(Object other) {
+        return other instanceof NativePKCS11Object && Objects.equals(((NativePKCS11Object) other).session, session)
+            && ((NativePKCS11Object) other).objectID == objectID;
+    }
+
+    @Override
+    public int hashCode() {
+        return 31 * Objects.hashCode(session) + objectID;
+    }
+
+    @Override
+    public String toString() {
+        return "object 0x" + Integer.toHexString(objectID) + " in " + session;
+    }
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>One call of the token.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native boolean getBoolAttributeValue(int type);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>One call of the token.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native int getIntAttributeValue(int type);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Two calls of the token, for the size and for the value; one that finds the value grown in between is refused
+     * by the token.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native String getStringAttributeValue(int type);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Two calls of the token, for the size and for the value; one that finds the value grown in between is refused
+     * by the token.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native byte[] getByteArrayAttributeValue(int type);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>One call of the token.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native Date getDateAttributeValue(int type);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Two calls of the token, for the size and for the value; one that finds the value grown in between is refused
+     * by the token.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native BigInteger getBigIntegerAttributeValue(int type);
+
+    /**
+     * {@inheritDoc}
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native Object getAttributeValue(int type);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Cryptoki: {@code C_CopyObject}. The attributes are looked at before the object.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native NativePKCS11Object copy(int[] types, Object[] values);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Cryptoki: {@code C_DestroyObject}.
+     */
+    @Override
+    public native void destroy();
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Cryptoki: {@code C_GetObjectSize}.
+     */
+    @Override
+    public native int size();
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Cryptoki: {@code C_SetAttributeValue}. The value is looked at before the object.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native void setAttributeValue(int type, Object value);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Cryptoki: {@code C_SetAttributeValue}, one call for all. The attributes are looked at before the object.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native void setAttributeValues(int[] types, Object[] values);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Cryptoki: {@code C_SetAttributeValue}. The type is looked at before the object.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native void setBoolAttributeValue(int type, boolean value);
+
+    /**
+     * {@inheritDoc}
+     *
+     * <p>Cryptoki: {@code C_SetAttributeValue}. The type is looked at before the object.
+     *
+     * @throws PKCS11Exception {@inheritDoc}
+     */
+    @Override
+    public native void setIntAttributeValue(int type, int value);
+}

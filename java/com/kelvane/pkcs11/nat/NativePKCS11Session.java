@@ -1,0 +1,818 @@
+package com.kelvane.pkcs11.nat;
+
+import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.PKCS11Object;
+import com.kelvane.pkcs11.PKCS11SessionInfo;
+import java.math.BigInteger;
+import java.util.Date;
+import java.util.Objects;
+
+/**
+ * A session with a token.
+ *
+ * <p>Buffers, templates, mechanisms, null, failures and threads are handled alike in all methods; see the description
+ * of the package. Three things about buffers are worth repeating here:
+ *
+ * <ul>
+ * <li>Every call copies the whole of each array it is given, in, and for an output array out again, however few bytes
+ * of it are used. Who walks a large array by offsets copies all of it each time: stream through small arrays instead.
+ * <li>Two threads must not share one output array, even in separate parts: what one call copies back undoes what the
+ * other one wrote.
+ * <li>An output array that is too small is told in two ways. The encryption and decryption methods ({@code encrypt},
+ * {@code encryptUpdate}, {@code encryptFinal}, the same for {@code decrypt}, and the two for GCM) raise nothing and
+ * return the length needed, which is larger than the room; the operation goes on, and the call is to be repeated with a
+ * larger array. All others raise {@code CKR_BUFFER_TOO_SMALL} (0x150). A token that says "too small" and asks for no
+ * more than the room has is reported by {@code CKR_BUFFER_TOO_SMALL} in either case, so a returned length within the
+ * room is always one that was written.
+ * </ul>
+ *
+ * <p>The state of an operation is kept by the token, not here. Two objects are equal if they have the same handle in
+ * equal slots. A library may use a handle again once its session has been closed.
+ */
+public class NativePKCS11Session implements AutoCloseable {
+    static {
+        NativeLibrary.load();
+    }
+
+    /** The slot of the token. */
+    private final NativePKCS11Slot slot;
+
+    /** The session's {@code CK_SESSION_HANDLE}. */
+    private final int sessionID;
+
+    /**
+     * Builds a session for a handle known from elsewhere; {@link NativePKCS11Slot#openSession} opens a new one.
+     *
+     * @param slot the slot of the token
+     * @param sessionID the handle
+     */
+    public NativePKCS11Session(NativePKCS11Slot slot, int sessionID) {
+        this.slot = slot;
+        this.sessionID = sessionID;
+    }
+
+    /**
+     * Returns the slot of the token.
+     *
+     * @return the slot, the very object on which the session was opened
+     */
+    public NativePKCS11Slot getSlot() {
+        return slot;
+    }
+
+    /**
+     * Returns the library's handle of the session.
+     *
+     * @return the handle, its 32 bits unsigned; it stays the same after {@link #close}
+     */
+    public int getSessionID() {
+        return sessionID;
+    }
+
+    @Override
+    public boolean equals(Object other) {
+        return other instanceof NativePKCS11Session && Objects.equals(((NativePKCS11Session) other).slot, slot)
+            && ((NativePKCS11Session) other).sessionID == sessionID;
+    }
+
+    @Override
+    public int hashCode() {
+        return 31 * Objects.hashCode(slot) + sessionID;
+    }
+
+    @Override
+    public String toString() {
+        return "session 0x" + Integer.toHexString(sessionID) + " with " + slot;
+    }
+
+    // Session management
+
+    /**
+     * Closes the session ({@code C_CloseSession}). This Java object is not changed; a second call is refused by the
+     * library.
+     */
+    @Override
+    public native void close();
+
+    /**
+     * Returns what the library says of the session ({@code C_GetSessionInfo}).
+     *
+     * @return the information
+     */
+    public native PKCS11SessionInfo getInfo();
+
+    /**
+     * Logs in to the token, for all sessions of the application with it ({@code C_Login}).
+     *
+     * @param securityOfficer true for the security officer, false for the normal user
+     * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
+     * @throws PKCS11Exception with the code of the library; "Object must be String or byte[]!" for another class;
+     *     "copyStringBytes(): buffer too small for string!" or "copyBytes(): buffer too small!" for a {@code String} or
+     *     a {@code byte[]} that is too long; {@code CKR_USER_ALREADY_LOGGED_IN} is a failure like any other
+     */
+    public native void login(boolean securityOfficer, Object pin);
+
+    /** Logs out from the token, for all sessions of the application with it ({@code C_Logout}). */
+    public native void logout();
+
+    /**
+     * Sets the normal user's PIN ({@code C_InitPIN}); the security officer must be logged in.
+     *
+     * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
+     * @throws PKCS11Exception with the code of the library; "Object must be String or byte[]!" for another class;
+     *     "copyStringBytes(): buffer too small for string!" or "copyBytes(): buffer too small!" for a {@code String} or
+     *     a {@code byte[]} that is too long
+     */
+    public native void initPIN(Object pin);
+
+    /**
+     * Changes the PIN of the user who is logged in, or of the normal user ({@code C_SetPIN}).
+     *
+     * @param oldPin the PIN so far, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at
+     *     the token
+     * @param newPin the new PIN, likewise
+     * @throws PKCS11Exception with the code of the library; "Object must be String or byte[]!" for another class;
+     *     "copyStringBytes(): buffer too small for string!" or "copyBytes(): buffer too small!" for a {@code String} or
+     *     a {@code byte[]} that is too long; the old PIN is looked at first
+     */
+    public native void setPIN(Object oldPin, Object newPin);
+
+    /**
+     * Returns the state of the running operation, for {@link #setOperationState} ({@code C_GetOperationState}, twice).
+     *
+     * @return the state, as long as the token announced; if it then wrote less, the end is zero bytes
+     * @throws PKCS11Exception with the code of the library; "getOperationState(): NewByteArray() failed" or
+     *     "getOperationState(): can't get elements" without memory
+     */
+    public native byte[] getOperationState();
+
+    /**
+     * Continues an operation from a state ({@code C_SetOperationState}).
+     *
+     * @param state the state from {@link #getOperationState}
+     * @param encryptionKey the key of an encryption or decryption, null if the token needs none; with handle 0 the call
+     *     returns at once and does nothing
+     * @param authenticationKey the key of a signature or verification, likewise
+     * @throws PKCS11Exception with the code of the library; "setOperationState(): can't get elements" if the state is
+     *     null, in which case the library is called all the same, without a state
+     */
+    public native void setOperationState(byte[] state, NativePKCS11Object encryptionKey,
+        NativePKCS11Object authenticationKey);
+
+    /**
+     * Asks for the state of a parallel function, of which no token has any ({@code C_GetFunctionStatus}).
+     *
+     * @return false if the library answers {@code CKR_FUNCTION_NOT_PARALLEL}, as the standard asks; true if it answers
+     *     {@code CKR_OK}
+     */
+    public native boolean getFunctionStatus();
+
+    /**
+     * Cancels a parallel function, of which no token has any ({@code C_CancelFunction}).
+     *
+     * @throws PKCS11Exception with the code of the library, {@code CKR_FUNCTION_NOT_PARALLEL} as the standard asks
+     */
+    public native void cancelFunction();
+
+    /**
+     * Fills a part of an array with random bytes from the token ({@code C_GenerateRandom}).
+     *
+     * @param buffer receives the bytes
+     * @param offset index of the first byte
+     * @param length the number of bytes
+     */
+    public native void generateRandom(byte[] buffer, int offset, int length);
+
+    /**
+     * Adds to the seed of the token's random number generator ({@code C_SeedRandom}).
+     *
+     * @param seed the seed
+     * @param offset index of its first byte
+     * @param length its length in bytes
+     */
+    public native void seedRandom(byte[] seed, int offset, int length);
+
+    // Encryption
+
+    /**
+     * Starts an encryption ({@code C_EncryptInit}).
+     *
+     * <p>An initialisation vector made by the token is copied back for two kinds of mechanism: into
+     * {@link com.kelvane.pkcs11.PKCS11MechPar_PBE#iv} (8 bytes) for the password-based ones, and into the
+     * {@code byte[]} parameter (20 bytes) for those of Skipjack, Baton and Juniper. An array that is too short for it
+     * is refused by an exception only then, when the operation has started.
+     *
+     * <p>With {@code PKCS11DEBUG} set the mechanism type is printed.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key; with handle 0 the call returns at once and nothing is initialised
+     */
+    public native void encryptInit(int mechanism, Object parameter, NativePKCS11Object key);
+
+    /**
+     * Encrypts all the data in one step ({@code C_Encrypt}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room
+     */
+    public native int encrypt(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Encrypts a part of the data ({@code C_EncryptUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room
+     */
+    public native int encryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Ends an encryption in parts ({@code C_EncryptFinal}).
+     *
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room
+     */
+    public native int encryptFinal(byte[] out, int outOffset);
+
+    /**
+     * Starts an encryption and encrypts all the data in one native call ({@code C_EncryptInit}, then
+     * {@code C_Encrypt}). The two calls of the token are separate: what another thread does in the same session can
+     * come between them.
+     *
+     * <p>If the output array is too small, the length needed is returned and the operation goes on: it is to be
+     * finished by {@link #encrypt}, not started again.
+     *
+     * <p>The native method returns small values in place of 0 when it ends early: 2 after a null or unloaded object in
+     * the handle chain, 4 after a refused parameter, 5 after a refused initialisation. All of these come with an
+     * exception, which is all that Java sees. Only 3, for a key with handle 0, comes without: nothing was encrypted
+     * then, though 3 reads like three bytes written.
+     *
+     * @param mechanism the mechanism type, {@code CKM_AES_GCM}
+     * @param parameter the mechanism's parameter, a {@link com.kelvane.pkcs11.CK_GCM_PARAMS}
+     * @param key the key; with handle 0 the call returns 3 at once and does nothing
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room; 3 without any output for
+     *     a key with handle 0
+     */
+    public native int encryptDoFinalGCM(int mechanism, Object parameter, NativePKCS11Object key, byte[] in,
+        int inOffset, int inLength, byte[] out, int outOffset);
+
+    // Decryption
+
+    /**
+     * Starts a decryption ({@code C_DecryptInit}).
+     *
+     * <p>With {@code PKCS11DEBUG} set the mechanism type is printed.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key; with handle 0 the call returns at once and nothing is initialised
+     */
+    public native void decryptInit(int mechanism, Object parameter, NativePKCS11Object key);
+
+    /**
+     * Decrypts all the data in one step ({@code C_Decrypt}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room
+     */
+    public native int decrypt(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Decrypts a part of the data ({@code C_DecryptUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room
+     */
+    public native int decryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Ends a decryption in parts ({@code C_DecryptFinal}).
+     *
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room
+     */
+    public native int decryptFinal(byte[] out, int outOffset);
+
+    /**
+     * Starts a decryption and decrypts all the data in one native call ({@code C_DecryptInit}, then {@code C_Decrypt}).
+     * The two calls of the token are separate: what another thread does in the same session can come between them.
+     *
+     * <p>If the output array is too small, the length needed is returned and the operation goes on: it is to be
+     * finished by {@link #decrypt}, not started again.
+     *
+     * <p>The native method returns small values in place of 0 when it ends early: 2 after a null or unloaded object in
+     * the handle chain, 4 after a refused parameter, 5 after a refused initialisation. All of these come with an
+     * exception, which is all that Java sees. Only 3, for a key with handle 0, comes without: nothing was decrypted
+     * then, though 3 reads like three bytes written.
+     *
+     * @param mechanism the mechanism type, {@code CKM_AES_GCM}
+     * @param parameter the mechanism's parameter, a {@link com.kelvane.pkcs11.CK_GCM_PARAMS}
+     * @param key the key; with handle 0 the call returns 3 at once and does nothing
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written, or the length needed if that is more than the room; 3 without any output for
+     *     a key with handle 0
+     */
+    public native int decryptDoFinalGCM(int mechanism, Object parameter, NativePKCS11Object key, byte[] in,
+        int inOffset, int inLength, byte[] out, int outOffset);
+
+    // Digests
+
+    /**
+     * Starts a digest ({@code C_DigestInit}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     */
+    public native void digestInit(int mechanism, Object parameter);
+
+    /**
+     * Digests all the data in one step ({@code C_Digest}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int digest(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Digests a part of the data ({@code C_DigestUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     */
+    public native void digestUpdate(byte[] in, int inOffset, int inLength);
+
+    /**
+     * Digests the value of a secret key as a part of the data ({@code C_DigestKey}).
+     *
+     * @param key the key; with handle 0 the call returns at once and nothing is digested
+     */
+    public native void digestKey(NativePKCS11Object key);
+
+    /**
+     * Ends a digest in parts ({@code C_DigestFinal}).
+     *
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int digestFinal(byte[] out, int outOffset);
+
+    // Signatures and MACs
+
+    /**
+     * Starts a signature or MAC ({@code C_SignInit}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key; with handle 0 the call returns at once and nothing is initialised
+     */
+    public native void signInit(int mechanism, Object parameter, NativePKCS11Object key);
+
+    /**
+     * Signs all the data in one step ({@code C_Sign}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int sign(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Signs a part of the data ({@code C_SignUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     */
+    public native void signUpdate(byte[] in, int inOffset, int inLength);
+
+    /**
+     * Ends a signature in parts ({@code C_SignFinal}).
+     *
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int signFinal(byte[] out, int outOffset);
+
+    /**
+     * Starts a signature from which the data can be recovered ({@code C_SignRecoverInit}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key; with handle 0 the call returns at once and nothing is initialised
+     */
+    public native void signRecoverInit(int mechanism, Object parameter, NativePKCS11Object key);
+
+    /**
+     * Signs all the data so that it can be recovered from the signature ({@code C_SignRecover}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int signRecover(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    // Verification
+
+    /**
+     * Starts the verification of a signature or MAC ({@code C_VerifyInit}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key; with handle 0 the call returns at once and nothing is initialised
+     */
+    public native void verifyInit(int mechanism, Object parameter, NativePKCS11Object key);
+
+    /**
+     * Verifies the signature of all the data in one step ({@code C_Verify}).
+     *
+     * @param data the data
+     * @param offset index of its first byte
+     * @param length its length in bytes
+     * @param signature the signature
+     * @param sigOffset index of its first byte
+     * @param sigLength its length in bytes
+     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID}
+     * @throws PKCS11Exception with any other code of the library, {@code CKR_SIGNATURE_LEN_RANGE} for a signature of
+     *     the wrong length
+     */
+    public native boolean verify(byte[] data, int offset, int length, byte[] signature, int sigOffset, int sigLength);
+
+    /**
+     * Verifies a part of the data ({@code C_VerifyUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     */
+    public native void verifyUpdate(byte[] in, int inOffset, int inLength);
+
+    /**
+     * Ends a verification in parts ({@code C_VerifyFinal}).
+     *
+     * @param signature the signature
+     * @param offset index of its first byte
+     * @param length its length in bytes
+     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID}
+     * @throws PKCS11Exception with any other code of the library, {@code CKR_SIGNATURE_LEN_RANGE} for a signature of
+     *     the wrong length
+     */
+    public native boolean verifyFinal(byte[] signature, int offset, int length);
+
+    /**
+     * Starts the verification of a signature from which the data is recovered ({@code C_VerifyRecoverInit}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key; with handle 0 the call returns at once and nothing is initialised
+     */
+    public native void verifyRecoverInit(int mechanism, Object parameter, NativePKCS11Object key);
+
+    /**
+     * Verifies a signature and recovers the data from it ({@code C_VerifyRecover}).
+     *
+     * @param in the signature
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written; -1 if the token answers {@code CKR_SIGNATURE_INVALID}
+     */
+    public native int verifyRecover(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    // Two operations at once
+
+    /**
+     * Digests a part of the data and encrypts it ({@code C_DigestEncryptUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int digestEncryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Decrypts a part of the data and digests the result ({@code C_DecryptDigestUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int decryptDigestUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Signs a part of the data and encrypts it ({@code C_SignEncryptUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int signEncryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    /**
+     * Decrypts a part of the data and verifies the result ({@code C_DecryptVerifyUpdate}).
+     *
+     * @param in the input
+     * @param inOffset index of its first byte
+     * @param inLength its length in bytes
+     * @param out receives the output
+     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     */
+    public native int decryptVerifyUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+
+    // Key management
+
+    /**
+     * Generates a secret key, or a set of domain parameters ({@code C_GenerateKey}).
+     *
+     * <p>For the password-based mechanisms the initialisation vector made by the token is copied back into
+     * {@link com.kelvane.pkcs11.PKCS11MechPar_PBE#iv}, which must have room for its 8 bytes; without it the call is
+     * refused only after the token has made the key.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param types the attribute types, or null
+     * @param values their values, or null
+     * @return the key
+     * @throws PKCS11Exception with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1), {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12)
+     *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
+     */
+    public native NativePKCS11Object generateKey(int mechanism, Object parameter, int[] types, Object[] values);
+
+    /**
+     * Generates a key pair ({@code C_GenerateKeyPair}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param publicTypes the public key's attribute types, or null
+     * @param publicValues their values, or null
+     * @param privateTypes the private key's attribute types, or null
+     * @param privateValues their values, or null
+     * @return the public key, then the private key, each a {@link NativePKCS11Object}
+     * @throws PKCS11Exception with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1), {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12)
+     *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
+     */
+    public native PKCS11Object[] generateKeyPair(int mechanism, Object parameter, int[] publicTypes,
+        Object[] publicValues, int[] privateTypes, Object[] privateValues);
+
+    /**
+     * Wraps, that is encrypts, a key with another one ({@code C_WrapKey}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param wrappingKey the key to encrypt with; with handle 0 the call returns 0 at once and does nothing
+     * @param key the key to be wrapped, likewise
+     * @param wrappedKey receives the wrapped key
+     * @param offset index of its first byte; the room is all from there to the end of the array
+     * @return the number of bytes written
+     * @throws PKCS11Exception with {@code CKR_BUFFER_TOO_SMALL} (0x150) if the room is too small; there is no query for
+     *     the length needed
+     */
+    public native int wrapKey(int mechanism, Object parameter, NativePKCS11Object wrappingKey, NativePKCS11Object key,
+        byte[] wrappedKey, int offset);
+
+    /**
+     * Unwraps, that is decrypts, a key with another one ({@code C_UnwrapKey}).
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param unwrappingKey the key to decrypt with; with handle 0 the call returns null at once and does nothing
+     * @param wrappedKey the wrapped key
+     * @param offset index of its first byte
+     * @param length its length in bytes
+     * @param types the new key's attribute types, or null
+     * @param values their values, or null
+     * @return the new key
+     * @throws PKCS11Exception with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1), {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12)
+     *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
+     */
+    public native NativePKCS11Object unwrapKey(int mechanism, Object parameter, NativePKCS11Object unwrappingKey,
+        byte[] wrappedKey, int offset, int length, int[] types, Object[] values);
+
+    /**
+     * Derives a key from another one ({@code C_DeriveKey}).
+     *
+     * <p>Some mechanisms return more than the key, in the parameter object:
+     *
+     * <ul>
+     * <li>{@code CKM_SSL3_MASTER_KEY_DERIVE} and {@code CKM_TLS_MASTER_KEY_DERIVE} in
+     * {@link com.kelvane.pkcs11.CK_SSL3_MASTER_KEY_DERIVE_PARAMS#version};
+     * <li>{@code CKM_SSL3_KEY_AND_MAC_DERIVE} and {@code CKM_TLS_KEY_AND_MAC_DERIVE} in
+     * {@link com.kelvane.pkcs11.CK_SSL3_KEY_MAT_PARAMS#returnedKeyMaterial};
+     * <li>{@code CKM_TLS_PRF} in {@link com.kelvane.pkcs11.CK_TLS_PRF_PARAMS#output}.
+     * </ul>
+     *
+     * <p>With {@code PKCS11DEBUG} set the call and the new handle are printed.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param baseKey the key to derive from; with handle 0 the call returns null at once and does nothing
+     * @param types the new key's attribute types, or null
+     * @param values their values, or null
+     * @return the new key
+     * @throws PKCS11Exception with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1), {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12)
+     *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
+     */
+    public native NativePKCS11Object deriveKey(int mechanism, Object parameter, NativePKCS11Object baseKey, int[] types,
+        Object[] values);
+
+    // Objects
+
+    /**
+     * Creates an object ({@code C_CreateObject}).
+     *
+     * @param types the object's attribute types, or null
+     * @param values their values, or null
+     * @return the object
+     * @throws PKCS11Exception with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1), {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12)
+     *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
+     */
+    public native NativePKCS11Object createObject(int[] types, Object[] values);
+
+    /**
+     * Copies an object, with some attributes changed ({@code C_CopyObject}).
+     *
+     * @param source the object to be copied; with handle 0 the call returns null and does nothing
+     * @param types the attribute types to be changed, or null
+     * @param values their values, or null
+     * @return the copy, in this session
+     * @throws PKCS11Exception with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1), {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12)
+     *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
+     */
+    public native NativePKCS11Object copy(NativePKCS11Object source, int[] types, Object[] values);
+
+    /**
+     * Destroys an object ({@code C_DestroyObject}). The Java object is not changed, but of no use any more.
+     *
+     * @param object the object; with handle 0 the call returns and does nothing
+     */
+    public native void destroyObject(NativePKCS11Object object);
+
+    /**
+     * Starts a search for the objects that have certain attributes ({@code C_FindObjectsInit}). {@link #findObject} is
+     * then called until it returns null, and {@link #findObjectsFinal} ends the search.
+     *
+     * <p>A session has one search at a time; one that several threads share is not protected as a whole.
+     *
+     * @param types the attribute types, or null; no attributes find all objects
+     * @param values their values, or null
+     * @throws PKCS11Exception with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1), {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12)
+     *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
+     */
+    public native void findObjectsInit(int[] types, Object[] values);
+
+    /**
+     * Returns the next object that was found ({@code C_FindObjects}, for one object).
+     *
+     * @return the object; null if there are no more
+     * @throws PKCS11Exception with the code of the library; with a text that names the handle if it needs more than 32
+     *     bits
+     */
+    public native NativePKCS11Object findObject();
+
+    /** Ends a search ({@code C_FindObjectsFinal}). */
+    public native void findObjectsFinal();
+
+    // Attributes
+
+    /**
+     * Reads a boolean attribute of an object ({@code C_GetAttributeValue}).
+     *
+     * @param object the object to read; with handle 0 the result is false
+     * @param type the attribute type
+     * @return the value
+     * @throws PKCS11Exception as {@link NativePKCS11Object#getBoolAttributeValue} raises it
+     */
+    public native boolean getBoolAttributeValue(NativePKCS11Object object, int type);
+
+    /**
+     * Reads an integer attribute of an object ({@code C_GetAttributeValue}).
+     *
+     * @param object the object to read; with handle 0 the result is 0
+     * @param type the attribute type
+     * @return the value, its low 32 bits unsigned
+     * @throws PKCS11Exception as {@link NativePKCS11Object#getIntAttributeValue} raises it
+     */
+    public native int getIntAttributeValue(NativePKCS11Object object, int type);
+
+    /**
+     * Reads a text attribute of an object ({@code C_GetAttributeValue}).
+     *
+     * @param object the object to read; with handle 0 the result is null
+     * @param type the attribute type
+     * @return the value, trailing blanks kept and cut at a NUL; an empty value gives the empty text
+     * @throws PKCS11Exception as {@link NativePKCS11Object#getStringAttributeValue} raises it
+     */
+    public native String getStringAttributeValue(NativePKCS11Object object, int type);
+
+    /**
+     * Reads an attribute of any type of an object as bytes ({@code C_GetAttributeValue}), vendor-defined types
+     * included.
+     *
+     * @param object the object to read; with handle 0 the result is null
+     * @param type the attribute type
+     * @return the value as it is; an empty value gives an empty array
+     * @throws PKCS11Exception as {@link NativePKCS11Object#getByteArrayAttributeValue} raises it
+     */
+    public native byte[] getByteArrayAttributeValue(NativePKCS11Object object, int type);
+
+    /**
+     * Reads a date attribute of an object ({@code C_GetAttributeValue}).
+     *
+     * @param object the object to read; with handle 0 the result is null
+     * @param type the attribute type
+     * @return the first moment of the day in the process's local time zone; null for an empty value
+     * @throws PKCS11Exception as {@link NativePKCS11Object#getDateAttributeValue} raises it
+     */
+    public native Date getDateAttributeValue(NativePKCS11Object object, int type);
+
+    /**
+     * Reads a big integer attribute of an object ({@code C_GetAttributeValue}).
+     *
+     * @param object the object to read; with handle 0 the result is null
+     * @param type the attribute type
+     * @return the value, never negative; an empty value gives 0
+     * @throws PKCS11Exception as {@link NativePKCS11Object#getBigIntegerAttributeValue} raises it
+     */
+    public native BigInteger getBigIntegerAttributeValue(NativePKCS11Object object, int type);
+
+    /**
+     * Reads an attribute of an object. The class of the result follows from the kind of the attribute: {@code Boolean},
+     * {@code Integer}, {@code String}, {@code byte[]}, {@code Date} or {@code BigInteger}.
+     *
+     * @param object the object to read; with handle 0 the result is null
+     * @param type the attribute type
+     * @return the value, as the method for its kind returns it
+     * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the type is not known; otherwise as the
+     *     method for its kind raises it
+     */
+    public native Object getAttributeValue(NativePKCS11Object object, int type);
+
+    /**
+     * Reads several attributes of an object: one call of the token for all, for the values of fixed length and the
+     * lengths of the others, then one for each of these.
+     *
+     * <p>An element is null where the type is not known, and, unlike the results of the methods for one attribute, for
+     * an empty value of kind String, Date or BigInteger.
+     *
+     * @param object the object to read; with handle 0 the result is null
+     * @param types the attribute types
+     * @param count how many of them to read, from the first on
+     * @return the values, {@code count} of them
+     * @throws PKCS11Exception with the code of the library, if it refuses one of the attributes; with
+     *     {@code CKR_DATA_INVALID} (0x20) if {@code count} is negative or greater than the length of {@code types};
+     *     with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if a value has the wrong length or is no date; "can't access
+     *     attribute types array" if {@code types} is null; "alloca() failed", "getStringAttributeValues(): alloca()
+     *     failed", "NewByteArray() failed" or "can't get byte[] elements" without memory
+     */
+    public native Object[] getAttributeValues(NativePKCS11Object object, int[] types, int count);
+}

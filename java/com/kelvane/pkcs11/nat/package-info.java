@@ -1,0 +1,51 @@
+/**
+ * The calls of PKCS #11 (Cryptoki, version 2): four classes whose native methods each make one or two calls of a
+ * Cryptoki library.
+ *
+ * <h2>Handles</h2>
+ *
+ * <p>An object knows its session, a session its slot, a slot its library; the library knows the address of its function
+ * list. The chain is followed in every call. Where it is broken by a null, "obj is null" is raised, and "functionList
+ * is null" where the library is not loaded or given back. A null where a key or object is needed raises "obj is null"
+ * too. A key or object with handle 0 makes a call return at once: nothing is raised, nothing is done, and the result is
+ * 0, false or null (3 for the two GCM methods).
+ *
+ * <p>Nothing is closed or destroyed on its own: sessions and objects are to be closed and destroyed by their methods.
+ * What other classes mean by attributes, templates and mechanisms is in the description of {@link com.kelvane.pkcs11}.
+ *
+ * <h2>Buffers</h2>
+ *
+ * <p>Data is passed in a {@code byte[]} with an offset, and for input with a length. Output goes into an array of the
+ * caller, and the room for it is all from the offset to the end; an offset equal to the array's length gives no room
+ * and asks for the length needed. A null array, a negative offset or a negative length is refused with
+ * {@code CKR_DATA_INVALID} (0x20), and a part that does not lie within the array with {@code CKR_BUFFER_TOO_SMALL}
+ * (0x150), before the token is called; "getBuffer(): can't get elements" is raised without memory. Arrays are copied
+ * whole in every call; output arrays are copied back even if the call fails.
+ *
+ * <p>PINs and labels are a {@code String}, taken as modified UTF-8, or a {@code byte[]}, taken as it is. The native
+ * copies of PINs are wiped; the array is the caller's to clear.
+ *
+ * <h2>Failures</h2>
+ *
+ * <p>A failure raises a {@link com.kelvane.pkcs11.PKCS11Exception} with the code of the library, or with a code or text
+ * of the bridge; the methods name those that are their own. If several things fail in one call, the first is raised. A
+ * function that the library does not have raises {@code CKR_FUNCTION_NOT_SUPPORTED} (0x54). A library that answers with
+ * more than there was room for is refused with {@code CKR_BUFFER_TOO_SMALL} (0x150). A call that needs more of the
+ * thread's stack than is left is refused: "alloca() failed" and texts that contain it, "memory allocation for temporary
+ * template failed!", "no space for encoded attribute!", "no space for encoded mechanism / parameter!".
+ *
+ * <h2>Threads</h2>
+ *
+ * <p>All methods may be called by any threads at once. A library that locks for itself is called without further ado.
+ * For any other one, each single call of the library is made under the bridge lock, the monitor of the class
+ * {@link com.kelvane.pkcs11.nat.NativePKCS11}, which is one for the whole process. Calls that belong together, such as
+ * the start of an operation and its end, are not protected as a whole.
+ *
+ * <h2>The native library</h2>
+ *
+ * <p>It is loaded with the first of these classes: from the absolute path in the system property
+ * {@code tokbridge.library}, or, if that is unset, by the name {@code tokbridge} from {@code java.library.path}. An
+ * {@code UnsatisfiedLinkError} names the places tried. If the environment variable {@code PKCS11DEBUG} is set, to
+ * whatever value, some calls print what they do to standard output; it is looked at in every call.
+ */
+package com.kelvane.pkcs11.nat;

@@ -1,0 +1,96 @@
+#include "frame.h"
+
+#include <array>
+#include <cstdio>
+
+namespace {
+
+jobject reportUnlessCreated(jobject exception)
+{
+    if (exception == nullptr)
+        reportFault("tokbridge.dll: can't create exception object");
+    return exception;
+}
+
+jobject newMessageException(JNIEnv* env, jclass type, const char* message)
+{
+    jstring text = env->NewStringUTF(message);
+    if (text == nullptr) {
+        reportFault("tokbridge.dll: can't create message string for exception");
+        return nullptr;
+    }
+    jmethodID constructor = env->GetMethodID(type, "<init>", "(Ljava/lang/String;)V");
+    if (constructor == nullptr) {
+        reportFault("tokbridge.dll: can't find method PKCS11Exception(String)");
+        return nullptr;
+    }
+    jobject exception = reportUnlessCreated(env->NewObject(type, constructor, text));
+    env->DeleteLocalRef(text);
+    return exception;
+}
+
+jobject newCodeException(JNIEnv* env, jclass type, CK_RV code)
+{
+    jmethodID constructor = env->GetMethodID(type, "<init>", "(I)V");
+    if (constructor == nullptr) {
+        reportFault("tokbridge.dll: can't find method PKCS11Exception(int)");
+        return nullptr;
+    }
+    return reportUnlessCreated(env->NewObject(type, constructor, toJava(code)));
+}
+
+} // namespace
+
+jint throwPKCS11Exception(JNIEnv* env, CK_RV code, const char* message)
+{
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return 0;
+
+    jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Exception");
+    if (type == nullptr) {
+        reportFault("tokbridge.dll: can't find class PKCS11Exception");
+        return 0;
+    }
+
+    jobject exception =
+        message != nullptr ? newMessageException(env, type, message) : newCodeException(env, type, code);
+    if (exception != nullptr && env->Throw(static_cast<jthrowable>(exception)) < 0)
+        reportFault("tokbridge.dll: can't throw PKCS11Exception");
+    env->DeleteLocalRef(exception);
+    env->DeleteLocalRef(type);
+    return 0;
+}
+
+bool checkResult(JNIEnv* env, CK_RV rv)
+{
+    if (rv == CKR_OK)
+        return true;
+    throwPKCS11Exception(env, rv);
+    return false;
+}
+
+void throwHandleTooWide(JNIEnv* env, const char* what, CK_ULONG handle)
+{
+    std::array<char, 96> message;
+    std::snprintf(message.data(), message.size(), "%s 0x%llx does not fit into 32 bits", what,
+                  static_cast<unsigned long long>(handle));
+    throwPKCS11Exception(env, 0, message.data());
+}
+
+jthrowable setPendingAside(JNIEnv* env)
+{
+    jthrowable pending = env->ExceptionOccurred();
+    if (pending != nullptr)
+        env->ExceptionClear();
+    return pending;
+}
+
+void restorePending(JNIEnv* env, jthrowable first)
+{
+    if (first == nullptr)
+        return;
+
+    env->ExceptionClear();
+    env->Throw(first);
+    env->DeleteLocalRef(first);
+}

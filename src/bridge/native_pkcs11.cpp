@@ -1,0 +1,270 @@
+// The native methods of NativePKCS11: loading a library, initialising and finalising it, and what it tells of itself.
+
+#include "com_kelvane_pkcs11_nat_NativePKCS11.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "buffers.h"
+#include "frame.h"
+#include "platform.h"
+#include "stack_buffer.h"
+
+namespace {
+
+constexpr const char* kSlotClass = "com/kelvane/pkcs11/nat/NativePKCS11Slot";
+constexpr const char* kSlotConstructor = "(Lcom/kelvane/pkcs11/nat/NativePKCS11;I)V";
+constexpr const char* kBanner = "KELVANE tokbridge %I% (Evaluation copy)";
+
+// Holds a path of 255 bytes and its terminator; a message quotes a path whole.
+using PathBuffer = std::array<char, 256>;
+using MessageBuffer = std::array<char, PathBuffer{}.size() + 32>;
+
+// Copies the path into the buffer. False after raising.
+bool readPath(JNIEnv* env, jstring path, PathBuffer* buffer)
+{
+    if (path == nullptr) {
+        throwPKCS11Exception(env, 0, "GetStringUTFChars() failed");
+        return false;
+    }
+    auto size = static_cast<std::size_t>(fromJava(env->GetStringUTFLength(path)));
+    if (size > buffer->size()) {
+        throwPKCS11Exception(env, 0, "copyStringBytes(): buffer too small for string!");
+        return false;
+    }
+    const char* characters = env->GetStringUTFChars(path, nullptr);
+    if (characters == nullptr) {
+        throwPKCS11Exception(env, 0, "GetStringUTFChars() failed");
+        return false;
+    }
+    std::memcpy(buffer->data(), characters, size);
+    env->ReleaseStringUTFChars(path, characters);
+
+    // A path of exactly the buffer's size leaves no room for the terminator: the process stops here, on purpose.
+    if (size == buffer->size())
+        std::abort();
+    (*buffer)[size] = 0;
+    return true;
+}
+
+// Loads the module and asks it for its function list. Null after raising.
+CK_FUNCTION_LIST_PTR loadFunctionList(JNIEnv* env, const char* path)
+{
+    MessageBuffer message;
+    void* module = openModule(path);
+    if (module == nullptr) {
+        if (debugEnabled()) {
+            debugPrint("tokbridge:  %s\n", moduleError());
+            debugFlush();
+        }
+        std::snprintf(message.data(), message.size(), "LoadLibrary(\"%s\") failed", path);
+        throwPKCS11Exception(env, 0, message.data());
+        return nullptr;
+    }
+
+    auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(findModuleSymbol(module, "C_GetFunctionList"));
+    if (getFunctionList == nullptr) {
+        throwPKCS11Exception(env, 0, "GetProcAddress(\"C_GetFunctionList\") failed");
+        return nullptr;
+    }
+
+    CK_FUNCTION_LIST_PTR list = nullptr;
+    if (getFunctionList(&list) != CKR_OK || list == nullptr) {
+        throwPKCS11Exception(env, 0, "C_GetFunctionList() failed");
+        return nullptr;
+    }
+
+    if (list->version.major != 2) {
+        std::snprintf(message.data(), message.size(), "wrong Cryptoki version (%d.%02d)", list->version.major,
+                      list->version.minor);
+        throwPKCS11Exception(env, 0, message.data());
+        return nullptr;
+    }
+    return list;
+}
+
+// Calls C_Initialize, once more without locking for a library that cannot lock, and records what came of it.
+void initialize(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
+{
+    CK_C_INITIALIZE_ARGS arguments = {};
+    arguments.flags = CKF_OS_LOCKING_OK;
+
+    CK_RV rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_Initialize, static_cast<void*>(&arguments));
+    bool threadSafe = rv == CKR_OK;
+    if (rv == CKR_CANT_LOCK)
+        rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_Initialize, static_cast<void*>(nullptr));
+    if (rv == CKR_OK) {
+        jclass monitor = lock(env);
+        recordInitialization(list, threadSafe);
+        unlock(env, monitor, CKR_OK);
+    }
+    checkResult(env, rv);
+}
+
+// The part of libFinalize under the bridge lock.
+void finalize(JNIEnv* env, jobject library, jfieldID field)
+{
+    // Read again: another thread may have finalised the same object meanwhile.
+    auto list = reinterpret_cast<CK_FUNCTION_LIST_PTR>(env->GetLongField(library, field));
+    if (list == nullptr) {
+        throwPKCS11Exception(env, 0, "functionList is null");
+        return;
+    }
+    env->SetLongField(library, field, 0);
+
+    switch (releaseLibrary(list)) {
+    case Release::unknown: throwPKCS11Exception(env, 0, "attempt to finalize invalid DLL"); break;
+    case Release::held: break;
+    case Release::finalize:
+        checkResult(env, list->C_Finalize != nullptr ? list->C_Finalize(nullptr) : CKR_FUNCTION_NOT_SUPPORTED);
+        [[fallthrough]];
+    case Release::last: removeLibrary(list); break;
+    }
+}
+
+jobject newSlot(JNIEnv* env, jobject library, CK_SLOT_ID slot)
+{
+    if (!survivesJava(slot)) {
+        throwHandleTooWide(env, "slot id", slot);
+        return nullptr;
+    }
+    return newJavaObject(env, kSlotClass, kSlotConstructor, library, toJava(slot));
+}
+
+} // namespace
+
+jlong Java_com_kelvane_pkcs11_nat_NativePKCS11_loadPKCS11Library(JNIEnv* env, jobject /*library*/, jstring path)
+{
+    PathBuffer buffer;
+    if (!readPath(env, path, &buffer))
+        return 0;
+    CK_FUNCTION_LIST_PTR list = loadFunctionList(env, buffer.data());
+    if (list == nullptr)
+        return 0;
+
+    jclass monitor = lock(env);
+    bool registered = retainLibrary(list);
+    unlock(env, monitor, CKR_OK);
+
+    if (!registered)
+        throwPKCS11Exception(env, 0, "too many different libraries referenced!");
+    return reinterpret_cast<jlong>(list);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11_libInitialize(JNIEnv* env, jobject library)
+{
+    CK_FUNCTION_LIST_PTR list = resolveFunctionList(env, library);
+    if (list == nullptr)
+        return;
+
+    LibraryState state = libraryState(list);
+    if (state.initialized)
+        return;
+    if (!state.known)
+        throwPKCS11Exception(env, 0, "functionlist dll not found");
+
+    // An unknown library is initialised all the same; its exception is the one that Java sees.
+    jthrowable first = setPendingAside(env);
+    initialize(env, list);
+    restorePending(env, first);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(JNIEnv* env, jobject library)
+{
+    if (library == nullptr) {
+        throwPKCS11Exception(env, 0, "obj is null");
+        return;
+    }
+    jclass type = env->GetObjectClass(library);
+    jfieldID field = type != nullptr ? env->GetFieldID(type, "functionList", "J") : nullptr;
+    if (field == nullptr)
+        return;
+    if (env->GetLongField(library, field) == 0) {
+        throwPKCS11Exception(env, 0, "functionList is null");
+        return;
+    }
+
+    jclass monitor = lock(env);
+    finalize(env, library, field);
+    jthrowable first = setPendingAside(env);
+    unlock(env, monitor, CKR_OK);
+    restorePending(env, first);
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_getInfo(JNIEnv* env, jobject library)
+{
+    CK_FUNCTION_LIST_PTR list = resolveFunctionList(env, library);
+    if (list == nullptr)
+        return nullptr;
+
+    CK_INFO info = {};
+    if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetInfo, &info)))
+        return nullptr;
+
+    jstring manufacturer = newStringFromField(env, info.manufacturerID);
+    jstring description = newStringFromField(env, info.libraryDescription);
+    return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Info",
+                         "(ILjava/lang/String;ILjava/lang/String;ILjava/lang/String;)V", toJava(info.cryptokiVersion),
+                         manufacturer, toJava(info.flags), description, toJava(info.libraryVersion),
+                         env->NewStringUTF(kBanner));
+}
+
+jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11_getSlotList(JNIEnv* env, jobject library, jboolean tokenPresent)
+{
+    CK_FUNCTION_LIST_PTR list = resolveFunctionList(env, library);
+    if (list == nullptr)
+        return nullptr;
+
+    auto present = static_cast<CK_BBOOL>(tokenPresent);
+    CK_SLOT_ID* noSlots = nullptr;
+    CK_ULONG room = 0;
+    if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, noSlots, &room)))
+        return nullptr;
+
+    StackBudget budget;
+    EncodeBuffer scratch;
+    RESERVE_STACK(budget, scratch, arraySize(room, sizeof(CK_SLOT_ID)));
+    if (scratch.bytes == nullptr) {
+        throwPKCS11Exception(env, 0, "alloca() failed");
+        return nullptr;
+    }
+    auto* slots = reinterpret_cast<CK_SLOT_ID*>(scratch.bytes);
+    CK_ULONG count = room;
+    if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, slots, &count)) ||
+        !checkResult(env, count <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL))
+        return nullptr;
+
+    jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Slot");
+    jobjectArray result = type != nullptr ? env->NewObjectArray(toJava(count), type, nullptr) : nullptr;
+    for (CK_ULONG i = 0; result != nullptr && i < count; ++i) {
+        jobject slot = newSlot(env, library, slots[i]);
+        if (slot == nullptr)
+            return nullptr;
+        env->SetObjectArrayElement(result, toJava(i), slot);
+        env->DeleteLocalRef(slot);
+    }
+    return result;
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_waitForSlotEvent(JNIEnv* env, jobject library, jboolean wait)
+{
+    CK_FUNCTION_LIST_PTR list = resolveFunctionList(env, library);
+    if (list == nullptr)
+        return nullptr;
+    if (list->version.minor < 1) {
+        throwPKCS11Exception(env, 0, "Function only available in Cryptoki 2.01!");
+        return nullptr;
+    }
+
+    CK_FLAGS flags = wait == JNI_TRUE ? 0 : CKF_DONT_BLOCK;
+    CK_SLOT_ID slot = 0;
+    void* reserved = nullptr;
+    CK_RV rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_WaitForSlotEvent, flags, &slot, reserved);
+    if (rv == CKR_NO_EVENT && wait != JNI_TRUE)
+        return nullptr;
+    if (!checkResult(env, rv))
+        return nullptr;
+    return newSlot(env, library, slot);
+}

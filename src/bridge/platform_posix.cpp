@@ -1,0 +1,47 @@
+#include "platform.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <strings.h>
+
+#include <cstring>
+
+void* openModule(const char* path)
+{
+    // An empty path would mean the program itself.
+    return *path != 0 ? dlopen(path, RTLD_NOW | RTLD_LOCAL) : nullptr;
+}
+
+void* findModuleSymbol(void* module, const char* name)
+{
+    return dlsym(module, name);
+}
+
+const char* moduleError()
+{
+    const char* reason = dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps one text per thread
+    return reason != nullptr ? reason : "no reason given";
+}
+
+std::uintptr_t stackLowEnd()
+{
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes) != 0)
+        return UINTPTR_MAX;
+
+    void* lowEnd = nullptr;
+    std::size_t size = 0;
+    int failed = pthread_attr_getstack(&attributes, &lowEnd, &size);
+    pthread_attr_destroy(&attributes);
+    return failed == 0 ? reinterpret_cast<std::uintptr_t>(lowEnd) : UINTPTR_MAX;
+}
+
+bool utcCalendar(std::time_t seconds, std::tm* calendar)
+{
+    return gmtime_r(&seconds, calendar) != nullptr;
+}
+
+void wipe(void* memory, std::size_t size)
+{
+    explicit_bzero(memory, size);
+}

@@ -1,0 +1,153 @@
+#include "frame.h"
+
+namespace {
+
+constexpr const char* kLibrary = "Lcom/kelvane/pkcs11/nat/NativePKCS11;";
+constexpr const char* kSlot = "Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;";
+constexpr const char* kSession = "Lcom/kelvane/pkcs11/nat/NativePKCS11Session;";
+
+// The class of a link of the chain, or null after raising.
+jclass classOfLink(JNIEnv* env, jobject link)
+{
+    if (link == nullptr) {
+        throwPKCS11Exception(env, 0, "obj is null");
+        return nullptr;
+    }
+    return env->GetObjectClass(link);
+}
+
+bool readHandle(JNIEnv* env, jobject object, jclass type, const char* name, CK_ULONG* handle)
+{
+    jint value = 0;
+    if (!readIntField(env, object, type, name, &value))
+        return false;
+    *handle = fromJava(value);
+    return true;
+}
+
+// From a slot to its library's list, through the field `pkcs11`.
+bool resolveListOfSlot(JNIEnv* env, jobject slot, jclass slotClass, CK_FUNCTION_LIST_PTR* list)
+{
+    jobject library = nullptr;
+    if (!readObjectField(env, slot, slotClass, "pkcs11", kLibrary, &library))
+        return false;
+    *list = resolveFunctionList(env, library);
+    return *list != nullptr;
+}
+
+} // namespace
+
+bool readIntField(JNIEnv* env, jobject object, jclass type, const char* name, jint* value)
+{
+    jfieldID field = env->GetFieldID(type, name, "I");
+    if (field == nullptr)
+        return false;
+    *value = env->GetIntField(object, field);
+    return true;
+}
+
+bool readByteField(JNIEnv* env, jobject object, jclass type, const char* name, jbyte* value)
+{
+    jfieldID field = env->GetFieldID(type, name, "B");
+    if (field == nullptr)
+        return false;
+    *value = env->GetByteField(object, field);
+    return true;
+}
+
+bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name, const char* signature, jobject* value)
+{
+    jfieldID field = env->GetFieldID(type, name, signature);
+    if (field == nullptr)
+        return false;
+    *value = env->GetObjectField(object, field);
+    return true;
+}
+
+bool isInstance(JNIEnv* env, jobject object, const char* className)
+{
+    if (object == nullptr)
+        return false;
+
+    jclass type = env->FindClass(className);
+    if (type == nullptr)
+        return false;
+    bool is = env->IsInstanceOf(object, type) == JNI_TRUE;
+    env->DeleteLocalRef(type);
+    return is;
+}
+
+CK_FUNCTION_LIST_PTR resolveFunctionList(JNIEnv* env, jobject library)
+{
+    jclass type = classOfLink(env, library);
+    if (type == nullptr)
+        return nullptr;
+    jfieldID field = env->GetFieldID(type, "functionList", "J");
+    if (field == nullptr)
+        return nullptr;
+
+    jlong list = env->GetLongField(library, field);
+    if (list == 0)
+        throwPKCS11Exception(env, 0, "functionList is null");
+    return reinterpret_cast<CK_FUNCTION_LIST_PTR>(list);
+}
+
+bool resolveSlot(JNIEnv* env, jobject slot, SlotHandles* handles)
+{
+    jclass type = classOfLink(env, slot);
+    return type != nullptr && readHandle(env, slot, type, "slotID", &handles->slot) &&
+           resolveListOfSlot(env, slot, type, &handles->list);
+}
+
+bool resolveSession(JNIEnv* env, jobject session, SessionHandles* handles)
+{
+    jclass type = classOfLink(env, session);
+    jobject slot = nullptr;
+    if (type == nullptr || !readHandle(env, session, type, "sessionID", &handles->session) ||
+        !readObjectField(env, session, type, "slot", kSlot, &slot))
+        return false;
+
+    // The slot's id is not needed here, but a slot class without one is no slot class.
+    jclass slotClass = classOfLink(env, slot);
+    return slotClass != nullptr && env->GetFieldID(slotClass, "slotID", "I") != nullptr &&
+           resolveListOfSlot(env, slot, slotClass, &handles->list);
+}
+
+bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles)
+{
+    jclass type = classOfLink(env, object);
+    jobject session = nullptr;
+    SessionHandles of = {};
+    if (type == nullptr || !readHandle(env, object, type, "objectID", &handles->object) ||
+        !readObjectField(env, object, type, "session", kSession, &session) || !resolveSession(env, session, &of))
+        return false;
+
+    handles->list = of.list;
+    handles->session = of.session;
+    return true;
+}
+
+bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHandles* handles)
+{
+    if (session == nullptr) {
+        throwPKCS11Exception(env, 0, "session is null");
+        return false;
+    }
+    SessionHandles of = {};
+    if (!resolveSession(env, session, &of))
+        return false;
+
+    handles->list = of.list;
+    handles->session = of.session;
+    handles->object = objectHandleOf(env, object);
+    return handles->object != 0;
+}
+
+CK_OBJECT_HANDLE objectHandleOf(JNIEnv* env, jobject object)
+{
+    jclass type = classOfLink(env, object);
+    CK_OBJECT_HANDLE handle = 0;
+    if (type != nullptr)
+        readHandle(env, object, type, "objectID", &handle);
+    return handle;
+}

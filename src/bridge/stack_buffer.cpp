@@ -1,0 +1,31 @@
+#include "stack_buffer.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr std::size_t kGrantedWithoutLook = std::size_t{16} * 1024;
+constexpr std::size_t kLeftUntouched = std::size_t{128} * 1024;
+
+} // namespace
+
+bool grantStack(StackBudget* budget, std::size_t size, const void* frame)
+{
+    if (budget->granted > kGrantedWithoutLook || size > kGrantedWithoutLook - budget->granted) {
+        auto top = reinterpret_cast<std::uintptr_t>(frame);
+        std::uintptr_t lowEnd = stackLowEnd();
+        std::size_t left = top > lowEnd ? top - lowEnd : 0;
+        std::size_t taken = kLeftUntouched + budget->granted;
+        if (left <= taken || size >= left - taken)
+            return false;
+    }
+
+    budget->granted += size;
+    return true;
+}
+
+void fillReservation(EncodeBuffer* buffer, void* memory)
+{
+    buffer->bytes = static_cast<unsigned char*>(memory);
+    std::memset(memory, 0, buffer->size);
+}

@@ -1,0 +1,364 @@
+#include "attribute_read.h"
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "buffers.h"
+#include "stack_buffer.h"
+
+namespace {
+
+// Holds every value of fixed size, with some bytes to spare: there are modules that write more than they were offered.
+struct Scratch
+{
+    alignas(CK_ULONG) unsigned char bytes[16];
+};
+
+// What becomes of a call for several attributes after one of them.
+enum class Next
+{
+    goOn,
+    end,
+};
+
+// The bytes that a value of fixed size takes; 0 for a kind that is asked for its length first.
+CK_ULONG fixedSize(ValueKind kind)
+{
+    switch (kind) {
+    case ValueKind::boolean: return sizeof(CK_BBOOL);
+    case ValueKind::integer: return sizeof(CK_ULONG);
+    case ValueKind::date: return sizeof(CK_DATE);
+    default: return 0;
+    }
+}
+
+jboolean booleanOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
+{
+    checkResult(env, length == sizeof(CK_BBOOL) ? CKR_OK : CKR_ATTRIBUTE_VALUE_INVALID);
+    return scratch.bytes[0] != CK_FALSE ? JNI_TRUE : JNI_FALSE;
+}
+
+jint integerOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
+{
+    checkResult(env, length == sizeof(CK_ULONG) ? CKR_OK : CKR_ATTRIBUTE_VALUE_INVALID);
+    CK_ULONG number = 0;
+    std::memcpy(&number, scratch.bytes, sizeof number);
+    return toJava(number);
+}
+
+jobject dateOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
+{
+    if (length == 0)
+        return nullptr;
+
+    char text[sizeof(CK_DATE) + 1] = {};
+    std::memcpy(text, scratch.bytes, sizeof(CK_DATE));
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    if (length != sizeof(CK_DATE) ||
+        std::sscanf(text, "%04d%02d%02d", &year, &month, &day) != 3) { // NOLINT(cert-err34-c): at most 4 digits each
+        checkResult(env, CKR_ATTRIBUTE_VALUE_INVALID);
+        return nullptr;
+    }
+
+    std::tm calendar = {};
+    calendar.tm_year = year - 1900;
+    calendar.tm_mon = month - 1;
+    calendar.tm_mday = day;
+    jlong seconds = std::mktime(&calendar); // NOLINT(concurrency-mt-unsafe): the C library guards the zone itself
+    return newJavaObject(env, "java/util/Date", "(J)V", seconds * 1000);
+}
+
+jobject newBoolean(JNIEnv* env, jboolean value)
+{
+    return newJavaObject(env, "java/lang/Boolean", "(Z)V", value);
+}
+
+jobject newInteger(JNIEnv* env, jint value)
+{
+    return newJavaObject(env, "java/lang/Integer", "(I)V", value);
+}
+
+bool fetchFixed(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, ValueKind kind, Scratch* scratch,
+                CK_ULONG* length)
+{
+    CK_ATTRIBUTE attribute = {type, scratch->bytes, fixedSize(kind)};
+    bool fetched = fetchAttributes(env, handles, &attribute, 1);
+    *length = attribute.ulValueLen;
+    return fetched;
+}
+
+bool fetchLength(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG* length)
+{
+    CK_ATTRIBUTE attribute = {type, nullptr, 0};
+    bool fetched = fetchAttributes(env, handles, &attribute, 1);
+    *length = attribute.ulValueLen;
+    return fetched;
+}
+
+// Reads a value into `room` bytes and answers its true length.
+bool fetchInto(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, void* bytes, CK_ULONG room,
+               CK_ULONG* length)
+{
+    CK_ATTRIBUTE attribute = {type, bytes, room};
+    if (!fetchAttributes(env, handles, &attribute, 1))
+        return false;
+    *length = attribute.ulValueLen;
+    return checkResult(env, *length <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL);
+}
+
+// Reads text of an announced length. False when there was no stack for it, which is not raised yet.
+bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
+               jobject* text)
+{
+    EncodeBuffer buffer;
+    RESERVE_STACK(budget, buffer, room < SIZE_MAX - sizeof(Scratch) ? room + sizeof(Scratch) : SIZE_MAX);
+    if (buffer.bytes == nullptr)
+        return false;
+
+    CK_ULONG length = 0;
+    *text = fetchInto(env, handles, type, buffer.bytes, room, &length)
+                ? newStringFromBytes(env, buffer.bytes, length, false)
+                : nullptr;
+    return true;
+}
+
+// The first `length` bytes of a pinned array as an array of their own.
+jbyteArray shortened(JNIEnv* env, const jbyte* elements, CK_ULONG length)
+{
+    jbyteArray array = newByteArray(env, length);
+    if (array == nullptr)
+        throwPKCS11Exception(env, 0, "NewByteArray() failed");
+    else
+        env->SetByteArrayRegion(array, 0, toJava(length), elements);
+    return array;
+}
+
+// Reads bytes of an announced length into a new array. Null when there was none to be had; an array whose bytes could
+// not be read comes back too, with the reason raised and *fetched false.
+jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, bool* fetched)
+{
+    *fetched = false;
+    jbyteArray array = newByteArray(env, room);
+    if (array == nullptr) {
+        throwPKCS11Exception(env, 0, "NewByteArray() failed");
+        return nullptr;
+    }
+    *fetched = room == 0;
+    if (*fetched)
+        return array;
+    jbyte* elements = env->GetByteArrayElements(array, nullptr);
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "can't get byte[] elements");
+        return nullptr;
+    }
+
+    CK_ULONG length = room;
+    *fetched = fetchInto(env, handles, type, elements, room, &length);
+    jbyteArray result = *fetched && length < room ? shortened(env, elements, length) : array;
+    env->ReleaseByteArrayElements(array, elements, *fetched && result == array ? 0 : JNI_ABORT);
+    return result;
+}
+
+jobject newBigInteger(JNIEnv* env, jbyteArray magnitude)
+{
+    return newJavaObject(env, "java/math/BigInteger", "(I[B)V", jint{1}, magnitude);
+}
+
+jobject bigIntegerZero(JNIEnv* env)
+{
+    jclass type = env->FindClass("java/math/BigInteger");
+    jmethodID valueOf =
+        type != nullptr ? env->GetStaticMethodID(type, "valueOf", "(J)Ljava/math/BigInteger;") : nullptr;
+    if (valueOf == nullptr)
+        return nullptr;
+
+    jobject zero = env->CallStaticObjectMethod(type, valueOf, jlong{0});
+    return env->ExceptionCheck() == JNI_TRUE ? nullptr : zero;
+}
+
+// Keeps the first exception of a call that goes on after raising; later ones are dropped.
+void keepFirst(JNIEnv* env, jthrowable* first)
+{
+    jthrowable raised = setPendingAside(env);
+    if (*first == nullptr)
+        *first = raised;
+    else
+        env->DeleteLocalRef(raised);
+}
+
+// Builds the element of one fetched entry; null is an element too. `first` holds what was raised before it.
+Next buildElement(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, const Scratch& scratch,
+                  CK_ULONG length, StackBudget budget, jthrowable* first, jobject* element)
+{
+    ValueKind kind = attributeKind(type);
+    bool fetched = false;
+    switch (kind) {
+    case ValueKind::boolean: {
+        jboolean value = booleanOf(env, scratch, length);
+        keepFirst(env, first);
+        *element = newBoolean(env, value);
+        break;
+    }
+    case ValueKind::integer: {
+        jint value = integerOf(env, scratch, length);
+        keepFirst(env, first);
+        *element = newInteger(env, value);
+        break;
+    }
+    case ValueKind::string:
+        if (length != 0 && !fetchText(env, handles, type, length, budget, element)) {
+            throwPKCS11Exception(env, 0, "getStringAttributeValues(): alloca() failed");
+            return Next::end;
+        }
+        break;
+    case ValueKind::bytes:
+        *element = fetchBytes(env, handles, type, length, &fetched);
+        return *element != nullptr ? Next::goOn : Next::end;
+    case ValueKind::date:
+        *element = dateOf(env, scratch, length);
+        return env->ExceptionCheck() == JNI_TRUE ? Next::end : Next::goOn;
+    case ValueKind::bigInteger:
+        if (length != 0) {
+            jbyteArray magnitude = fetchBytes(env, handles, type, length, &fetched);
+            if (magnitude == nullptr)
+                return Next::end;
+            *element = fetched ? newBigInteger(env, magnitude) : nullptr;
+            env->DeleteLocalRef(magnitude);
+        }
+        break;
+    case ValueKind::unknown: break;
+    }
+    return Next::goOn;
+}
+
+// Fills the result from the entries fetched for `types`. False when an element ended the call.
+bool fillElements(JNIEnv* env, const ObjectHandles& handles, const jint* types, const CK_ATTRIBUTE* entries,
+                  const Scratch* scratch, StackBudget budget, jobjectArray result, jsize count)
+{
+    jthrowable first = nullptr;
+    Next next = Next::goOn;
+    for (jsize i = 0; i < count && next == Next::goOn; ++i) {
+        jobject element = nullptr;
+        next =
+            buildElement(env, handles, fromJava(types[i]), scratch[i], entries[i].ulValueLen, budget, &first, &element);
+        keepFirst(env, &first);
+        if (element != nullptr)
+            env->SetObjectArrayElement(result, i, element);
+        env->DeleteLocalRef(element);
+    }
+    restorePending(env, first);
+    return next == Next::goOn;
+}
+
+} // namespace
+
+jboolean readBoolean(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    Scratch scratch = {};
+    CK_ULONG length = 0;
+    return fetchFixed(env, handles, type, ValueKind::boolean, &scratch, &length) ? booleanOf(env, scratch, length)
+                                                                                 : JNI_FALSE;
+}
+
+jint readInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    Scratch scratch = {};
+    CK_ULONG length = 0;
+    return fetchFixed(env, handles, type, ValueKind::integer, &scratch, &length) ? integerOf(env, scratch, length) : 0;
+}
+
+jobject readString(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    CK_ULONG length = 0;
+    if (!fetchLength(env, handles, type, &length))
+        return nullptr;
+    if (length == 0)
+        return env->NewStringUTF("");
+
+    jobject text = nullptr;
+    if (!fetchText(env, handles, type, length, StackBudget{}, &text))
+        throwPKCS11Exception(env, 0, "getStringAttributeValue(): alloca() failed");
+    return text;
+}
+
+jobject readByteArray(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    CK_ULONG length = 0;
+    if (!fetchLength(env, handles, type, &length))
+        return nullptr;
+
+    bool fetched = false;
+    jbyteArray array = fetchBytes(env, handles, type, length, &fetched);
+    return fetched ? array : nullptr;
+}
+
+jobject readDate(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    Scratch scratch = {};
+    CK_ULONG length = 0;
+    return fetchFixed(env, handles, type, ValueKind::date, &scratch, &length) ? dateOf(env, scratch, length) : nullptr;
+}
+
+jobject readBigInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    CK_ULONG length = 0;
+    if (!fetchLength(env, handles, type, &length))
+        return nullptr;
+    if (length == 0)
+        return bigIntegerZero(env);
+
+    bool fetched = false;
+    jbyteArray magnitude = fetchBytes(env, handles, type, length, &fetched);
+    return fetched && magnitude != nullptr ? newBigInteger(env, magnitude) : nullptr;
+}
+
+jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    switch (attributeKind(type)) {
+    case ValueKind::boolean: {
+        jboolean value = readBoolean(env, handles, type);
+        return env->ExceptionCheck() == JNI_TRUE ? nullptr : newBoolean(env, value);
+    }
+    case ValueKind::integer: {
+        jint value = readInteger(env, handles, type);
+        return env->ExceptionCheck() == JNI_TRUE ? nullptr : newInteger(env, value);
+    }
+    case ValueKind::string: return readString(env, handles, type);
+    case ValueKind::bytes: return readByteArray(env, handles, type);
+    case ValueKind::date: return readDate(env, handles, type);
+    case ValueKind::bigInteger: return readBigInteger(env, handles, type);
+    case ValueKind::unknown: break;
+    }
+    return nullptr;
+}
+
+jobjectArray readValues(JNIEnv* env, const ObjectHandles& handles, const jint* types, jsize count)
+{
+    StackBudget budget;
+    EncodeBuffer buffer;
+    RESERVE_STACK(budget, buffer, arraySize(fromJava(count), sizeof(CK_ATTRIBUTE) + sizeof(Scratch)));
+    if (buffer.bytes == nullptr) {
+        throwPKCS11Exception(env, 0, "alloca() failed");
+        return nullptr;
+    }
+    auto* scratch = reinterpret_cast<Scratch*>(buffer.bytes);
+    auto* entries = reinterpret_cast<CK_ATTRIBUTE*>(scratch + count);
+    for (jsize i = 0; i < count; ++i) {
+        entries[i].type = fromJava(types[i]);
+        CK_ULONG size = fixedSize(attributeKind(entries[i].type));
+        entries[i].pValue = size != 0 ? scratch[i].bytes : nullptr;
+        entries[i].ulValueLen = size;
+    }
+
+    if (!fetchAttributes(env, handles, entries, fromJava(count)))
+        return nullptr;
+
+    jclass type = env->FindClass("java/lang/Object");
+    jobjectArray result = type != nullptr ? env->NewObjectArray(count, type, nullptr) : nullptr;
+    if (result == nullptr || !fillElements(env, handles, types, entries, scratch, budget, result, count))
+        return nullptr;
+    return result;
+}

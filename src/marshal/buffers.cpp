@@ -1,0 +1,132 @@
+#include "buffers.h"
+
+#include "frame.h"
+
+namespace {
+
+// Pins an array whose stretch at `offset` is `length` long, or reaches to its end when `toEnd` is set.
+bool pin(JNIEnv* env, jbyteArray array, jint offset, jint length, bool toEnd, PinnedBytes* pinned)
+{
+    if (array == nullptr || offset < 0 || length < 0) {
+        throwPKCS11Exception(env, CKR_DATA_INVALID);
+        return false;
+    }
+
+    jint size = env->GetArrayLength(array);
+    if (offset > size || length > size - offset) {
+        throwPKCS11Exception(env, CKR_BUFFER_TOO_SMALL);
+        return false;
+    }
+
+    jbyte* elements = env->GetByteArrayElements(array, nullptr);
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "getBuffer(): can't get elements");
+        return false;
+    }
+
+    pinned->array = array;
+    pinned->elements = elements;
+    pinned->data = reinterpret_cast<CK_BYTE_PTR>(elements) + offset;
+    pinned->length = fromJava(toEnd ? size - offset : length);
+    return true;
+}
+
+bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len)
+{
+    CK_ULONG size = fromJava(env->GetStringUTFLength(value));
+    if (*len < size) {
+        throwPKCS11Exception(env, 0, "copyStringBytes(): buffer too small for string!");
+        return false;
+    }
+
+    const char* characters = env->GetStringUTFChars(value, nullptr);
+    if (characters == nullptr) {
+        throwPKCS11Exception(env, 0, "GetStringUTFChars() failed");
+        return false;
+    }
+
+    if (dest != nullptr) {
+        std::memcpy(dest, characters, size);
+        *len = size;
+    }
+    env->ReleaseStringUTFChars(value, characters);
+    if (dest == nullptr)
+        throwPKCS11Exception(env, 0, "copyStringBytes(): no space for encoded String!");
+    return dest != nullptr;
+}
+
+bool copyBytes(JNIEnv* env, jbyteArray value, unsigned char* dest, CK_ULONG* len)
+{
+    CK_ULONG size = fromJava(env->GetArrayLength(value));
+    if (size > *len) {
+        throwPKCS11Exception(env, 0, "copyBytes(): buffer too small!");
+        return false;
+    }
+
+    jbyte* elements = env->GetByteArrayElements(value, nullptr);
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "copyBytes(): can't get elements");
+        return false;
+    }
+
+    std::memcpy(dest, elements, size);
+    *len = size;
+    env->ReleaseByteArrayElements(value, elements, JNI_ABORT);
+    return true;
+}
+
+} // namespace
+
+bool getBuffer(JNIEnv* env, jbyteArray array, jint offset, jint length, PinnedBytes* pinned)
+{
+    return pin(env, array, offset, length, false, pinned);
+}
+
+bool getOutputBuffer(JNIEnv* env, jbyteArray array, jint offset, PinnedBytes* pinned)
+{
+    return pin(env, array, offset, 0, true, pinned);
+}
+
+void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode)
+{
+    env->ReleaseByteArrayElements(pinned.array, pinned.elements, mode);
+}
+
+bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* len)
+{
+    if (isInstance(env, value, "java/lang/String"))
+        return copyString(env, static_cast<jstring>(value), dest, len);
+    if (isInstance(env, value, "[B"))
+        return copyBytes(env, static_cast<jbyteArray>(value), dest, len);
+    throwPKCS11Exception(env, 0, "Object must be String or byte[]!");
+    return false;
+}
+
+bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG count)
+{
+    jbyte* elements = dest != nullptr ? env->GetByteArrayElements(dest, nullptr) : nullptr;
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "decodeByteArray(): can't get elements");
+        return false;
+    }
+
+    CK_ULONG size = fromJava(env->GetArrayLength(dest));
+    bool fits = count <= size;
+    if (fits)
+        std::memcpy(elements, src, count != 0 ? count : size);
+    env->ReleaseByteArrayElements(dest, elements, fits ? 0 : JNI_ABORT);
+    return fits || checkResult(env, CKR_BUFFER_TOO_SMALL);
+}
+
+jbyteArray newByteArray(JNIEnv* env, CK_ULONG length)
+{
+    return length <= INT32_MAX ? env->NewByteArray(toJava(length)) : nullptr;
+}
+
+jstring newStringFromBytes(JNIEnv* env, unsigned char* bytes, std::size_t length, bool trimBlanks)
+{
+    while (trimBlanks && length > 0 && bytes[length - 1] == ' ')
+        --length;
+    bytes[length] = 0;
+    return env->NewStringUTF(reinterpret_cast<const char*>(bytes));
+}

@@ -1,0 +1,272 @@
+#include "mechanism_kinds.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+struct MechanismParameter
+{
+    CK_MECHANISM_TYPE mechanism;
+    ParameterKind kind;
+};
+
+using enum ParameterKind;
+
+// Which parameter each mechanism takes. Searched from the top: the first row with the type wins. The CAST5 mechanisms
+// have a second name, CAST128, and a row under each: both names stay findable here.
+constexpr MechanismParameter MechanismParameterTable[] = {
+    // clang-format off
+    // No parameter
+    { CKM_RSA_PKCS_KEY_PAIR_GEN,        none                  },
+    { CKM_RSA_PKCS,                     none                  },
+    { CKM_RSA_9796,                     none                  },
+    { CKM_RSA_X_509,                    none                  },
+    { CKM_MD2_RSA_PKCS,                 none                  },
+    { CKM_MD5_RSA_PKCS,                 none                  },
+    { CKM_SHA1_RSA_PKCS,                none                  },
+    { CKM_RIPEMD128_RSA_PKCS,           none                  },
+    { CKM_RIPEMD160_RSA_PKCS,           none                  },
+    { CKM_DSA_KEY_PAIR_GEN,             none                  },
+    { CKM_DSA,                          none                  },
+    { CKM_DSA_SHA1,                     none                  },
+    { CKM_DH_PKCS_KEY_PAIR_GEN,         none                  },
+    { CKM_RC2_KEY_GEN,                  none                  },
+    { CKM_RC4_KEY_GEN,                  none                  },
+    { CKM_RC4,                          none                  },
+    { CKM_DES_KEY_GEN,                  none                  },
+    { CKM_DES_ECB,                      none                  },
+    { CKM_DES_MAC,                      none                  },
+    { CKM_DES2_KEY_GEN,                 none                  },
+    { CKM_DES3_KEY_GEN,                 none                  },
+    { CKM_DES3_ECB,                     none                  },
+    { CKM_DES3_MAC,                     none                  },
+    { CKM_CDMF_KEY_GEN,                 none                  },
+    { CKM_CDMF_ECB,                     none                  },
+    { CKM_CDMF_MAC,                     none                  },
+    { CKM_MD2,                          none                  },
+    { CKM_MD2_HMAC,                     none                  },
+    { CKM_MD5,                          none                  },
+    { CKM_MD5_HMAC,                     none                  },
+    { CKM_SHA_1,                        none                  },
+    { CKM_SHA_1_HMAC,                   none                  },
+    { CKM_RIPEMD128,                    none                  },
+    { CKM_RIPEMD128_HMAC,               none                  },
+    { CKM_RIPEMD160,                    none                  },
+    { CKM_RIPEMD160_HMAC,               none                  },
+    { CKM_CAST_KEY_GEN,                 none                  },
+    { CKM_CAST_ECB,                     none                  },
+    { CKM_CAST_MAC,                     none                  },
+    { CKM_CAST3_KEY_GEN,                none                  },
+    { CKM_CAST3_ECB,                    none                  },
+    { CKM_CAST3_MAC,                    none                  },
+    { CKM_CAST5_KEY_GEN,                none                  },
+    { CKM_CAST128_KEY_GEN,              none                  }, // by its other name
+    { CKM_CAST5_ECB,                    none                  },
+    { CKM_CAST128_ECB,                  none                  }, // by its other name
+    { CKM_CAST5_MAC,                    none                  },
+    { CKM_CAST128_MAC,                  none                  }, // by its other name
+    { CKM_RC5_KEY_GEN,                  none                  },
+    { CKM_IDEA_KEY_GEN,                 none                  },
+    { CKM_IDEA_ECB,                     none                  },
+    { CKM_IDEA_MAC,                     none                  },
+    { CKM_GENERIC_SECRET_KEY_GEN,       none                  },
+    { CKM_MD5_KEY_DERIVATION,           none                  },
+    { CKM_MD2_KEY_DERIVATION,           none                  },
+    { CKM_SHA1_KEY_DERIVATION,          none                  },
+    { CKM_KEY_WRAP_LYNKS,               none                  },
+    { CKM_SKIPJACK_KEY_GEN,             none                  },
+    { CKM_SKIPJACK_WRAP,                none                  },
+    { CKM_KEA_KEY_PAIR_GEN,             none                  },
+    { CKM_FORTEZZA_TIMESTAMP,           none                  },
+    { CKM_BATON_KEY_GEN,                none                  },
+    { CKM_BATON_WRAP,                   none                  },
+    { CKM_EC_KEY_PAIR_GEN,              none                  },
+    { CKM_ECDSA,                        none                  },
+    { CKM_ECDSA_SHA1,                   none                  },
+    { CKM_JUNIPER_KEY_GEN,              none                  },
+    { CKM_JUNIPER_WRAP,                 none                  },
+    { CKM_FASTHASH,                     none                  },
+    { CKM_AES_KEY_GEN,                  none                  },
+    { CKM_AES_ECB,                      none                  },
+    { CKM_AES_MAC,                      none                  },
+
+    // Integer: the length of the MAC in bytes
+    { CKM_DES_MAC_GENERAL,              macGeneral            },
+    { CKM_DES3_MAC_GENERAL,             macGeneral            },
+    { CKM_CDMF_MAC_GENERAL,             macGeneral            },
+    { CKM_MD2_HMAC_GENERAL,             macGeneral            },
+    { CKM_MD5_HMAC_GENERAL,             macGeneral            },
+    { CKM_SHA_1_HMAC_GENERAL,           macGeneral            },
+    { CKM_RIPEMD128_HMAC_GENERAL,       macGeneral            },
+    { CKM_RIPEMD160_HMAC_GENERAL,       macGeneral            },
+    { CKM_CAST_MAC_GENERAL,             macGeneral            },
+    { CKM_CAST3_MAC_GENERAL,            macGeneral            },
+    { CKM_CAST5_MAC_GENERAL,            macGeneral            },
+    { CKM_CAST128_MAC_GENERAL,          macGeneral            }, // by its other name
+    { CKM_IDEA_MAC_GENERAL,             macGeneral            },
+    { CKM_SSL3_MD5_MAC,                 macGeneral            },
+    { CKM_SSL3_SHA1_MAC,                macGeneral            },
+    { CKM_AES_MAC_GENERAL,              macGeneral            },
+
+    // Integer: the first bit to extract
+    { CKM_EXTRACT_KEY_FROM_KEY,         extract               },
+
+    // byte[]: initialisation vector
+    { CKM_DES_CBC,                      iv                    },
+    { CKM_DES_CBC_PAD,                  iv                    },
+    { CKM_DES3_CBC,                     iv                    },
+    { CKM_DES3_CBC_PAD,                 iv                    },
+    { CKM_CDMF_CBC,                     iv                    },
+    { CKM_CDMF_CBC_PAD,                 iv                    },
+    { CKM_CAST_CBC,                     iv                    },
+    { CKM_CAST_CBC_PAD,                 iv                    },
+    { CKM_CAST3_CBC,                    iv                    },
+    { CKM_CAST3_CBC_PAD,                iv                    },
+    { CKM_CAST5_CBC,                    iv                    },
+    { CKM_CAST128_CBC,                  iv                    }, // by its other name
+    { CKM_CAST5_CBC_PAD,                iv                    },
+    { CKM_CAST128_CBC_PAD,              iv                    }, // by its other name
+    { CKM_IDEA_CBC,                     iv                    },
+    { CKM_IDEA_CBC_PAD,                 iv                    },
+    { CKM_AES_CBC,                      iv                    },
+    { CKM_AES_CBC_PAD,                  iv                    },
+    { CKM_BLOWFISH_CBC,                 iv                    },
+    { CKM_TWOFISH_CBC,                  iv                    },
+
+    // Not encoded: CK_KEY_DERIVATION_STRING_DATA
+    { CKM_CONCATENATE_BASE_AND_DATA,    derivationString      },
+    { CKM_CONCATENATE_DATA_AND_BASE,    derivationString      },
+    { CKM_XOR_BASE_AND_DATA,            derivationString      },
+
+    // BigInteger: the other party's public value
+    { CKM_DH_PKCS_DERIVE,               publicValue           },
+
+    // NativePKCS11Object: a second key
+    { CKM_CONCATENATE_BASE_AND_KEY,     keyHandle             },
+
+    // PKCS11MechPar_RC2
+    { CKM_RC2_ECB,                      rc2                   },
+    { CKM_RC2_MAC,                      rc2                   },
+
+    // PKCS11MechPar_RC2_CBC
+    { CKM_RC2_CBC,                      rc2Cbc                },
+    { CKM_RC2_CBC_PAD,                  rc2Cbc                },
+
+    // PKCS11MechPar_RC2_GENMAC
+    { CKM_RC2_MAC_GENERAL,              rc2MacGeneral         },
+
+    // PKCS11MechPar_RC5
+    { CKM_RC5_ECB,                      rc5                   },
+    { CKM_RC5_MAC,                      rc5                   },
+
+    // PKCS11MechPar_RC5_CBC
+    { CKM_RC5_CBC,                      rc5Cbc                },
+    { CKM_RC5_CBC_PAD,                  rc5Cbc                },
+
+    // PKCS11MechPar_RC5_GENMAC
+    { CKM_RC5_MAC_GENERAL,              rc5MacGeneral         },
+
+    // PKCS11MechPar_PBE; the token's IV comes back
+    { CKM_PBE_MD2_DES_CBC,              pbe                   },
+    { CKM_PBE_MD5_DES_CBC,              pbe                   },
+    { CKM_PBE_MD5_CAST_CBC,             pbe                   },
+    { CKM_PBE_MD5_CAST3_CBC,            pbe                   },
+    { CKM_PBE_MD5_CAST5_CBC,            pbe                   },
+    { CKM_PBE_MD5_CAST128_CBC,          pbe                   }, // by its other name
+    { CKM_PBE_SHA1_CAST5_CBC,           pbe                   },
+    { CKM_PBE_SHA1_CAST128_CBC,         pbe                   }, // by its other name
+    { CKM_PBE_SHA1_RC4_128,             pbe                   },
+    { CKM_PBE_SHA1_RC4_40,              pbe                   },
+    { CKM_PBE_SHA1_DES3_EDE_CBC,        pbe                   },
+    { CKM_PBE_SHA1_DES2_EDE_CBC,        pbe                   },
+    { CKM_PBE_SHA1_RC2_128_CBC,         pbe                   },
+    { CKM_PBE_SHA1_RC2_40_CBC,          pbe                   },
+    { CKM_PBA_SHA1_WITH_SHA1_HMAC,      pbe                   },
+
+    // byte[]: initialisation vector that comes back from the token
+    { CKM_SKIPJACK_ECB64,               tokenIv               },
+    { CKM_SKIPJACK_CBC64,               tokenIv               },
+    { CKM_SKIPJACK_OFB64,               tokenIv               },
+    { CKM_SKIPJACK_CFB64,               tokenIv               },
+    { CKM_SKIPJACK_CFB32,               tokenIv               },
+    { CKM_SKIPJACK_CFB16,               tokenIv               },
+    { CKM_SKIPJACK_CFB8,                tokenIv               },
+    { CKM_BATON_ECB128,                 tokenIv               },
+    { CKM_BATON_ECB96,                  tokenIv               },
+    { CKM_BATON_CBC128,                 tokenIv               },
+    { CKM_BATON_COUNTER,                tokenIv               },
+    { CKM_BATON_SHUFFLE,                tokenIv               },
+    { CKM_JUNIPER_ECB128,               tokenIv               },
+    { CKM_JUNIPER_CBC128,               tokenIv               },
+    { CKM_JUNIPER_COUNTER,              tokenIv               },
+    { CKM_JUNIPER_SHUFFLE,              tokenIv               },
+
+    // Not encoded: CK_KEA_DERIVE_PARAMS
+    { CKM_KEA_KEY_DERIVE,               keaDerive             },
+
+    // Not encoded: CK_KEY_WRAP_SET_OAEP_PARAMS
+    { CKM_KEY_WRAP_SET_OAEP,            keyWrapSetOaep        },
+
+    // CK_VERSION
+    { CKM_SSL3_PRE_MASTER_KEY_GEN,      version               },
+    { CKM_TLS_PRE_MASTER_KEY_GEN,       version               },
+
+    // Not encoded: CK_SKIPJACK_PRIVATE_WRAP_PARAMS
+    { CKM_SKIPJACK_PRIVATE_WRAP,        skipjackPrivateWrap   },
+
+    // Not encoded: CK_SKIPJACK_RELAYX_PARAMS
+    { CKM_SKIPJACK_RELAYX,              skipjackRelayx        },
+
+    // CK_SSL3_MASTER_KEY_DERIVE_PARAMS; the version comes back
+    { CKM_SSL3_MASTER_KEY_DERIVE,       ssl3MasterKeyDerive   },
+    { CKM_TLS_MASTER_KEY_DERIVE,        tlsMasterKeyDerive    },
+
+    // CK_SSL3_MASTER_KEY_DERIVE_PARAMS, Diffie-Hellman: nothing comes back
+    { CKM_SSL3_MASTER_KEY_DERIVE_DH,    ssl3MasterKeyDeriveDh },
+    { CKM_TLS_MASTER_KEY_DERIVE_DH,     tlsMasterKeyDeriveDh  },
+
+    // CK_SSL3_KEY_MAT_PARAMS; keys and IVs come back
+    { CKM_SSL3_KEY_AND_MAC_DERIVE,      ssl3KeyAndMacDerive   },
+    { CKM_TLS_KEY_AND_MAC_DERIVE,       tlsKeyAndMacDerive    },
+
+    // CK_TLS_PRF_PARAMS; the output comes back
+    { CKM_TLS_PRF,                      tlsPrf                },
+
+    // CK_ECDH1_DERIVE_PARAMS
+    { CKM_ECDH1_DERIVE,                 ecdh1Derive           },
+    { CKM_ECDH1_COFACTOR_DERIVE,        ecdh1Derive           },
+
+    // Refused: CK_ECMQV_DERIVE_PARAMS
+    { CKM_ECMQV_DERIVE,                 ecmqvDerive           },
+
+    // Not encoded: CK_PKCS5_PBKD2_PARAMS
+    { CKM_PKCS5_PBKD2,                  pbkd2                 },
+
+    // CK_GCM_PARAMS
+    { CKM_AES_GCM,                      gcm                   },
+
+    // CK_RSA_PKCS_OAEP_PARAMS
+    { CKM_RSA_PKCS_OAEP,                oaep                  },
+
+    // CK_RSA_PKCS_PSS_PARAMS
+    { CKM_RSA_PKCS_PSS,                 pss                   },
+    { CKM_SHA1_RSA_PKCS_PSS,            pss                   },
+    { CKM_SHA256_RSA_PKCS_PSS,          pss                   },
+    { CKM_SHA384_RSA_PKCS_PSS,          pss                   },
+    { CKM_SHA512_RSA_PKCS_PSS,          pss                   },
+    { CKM_SHA224_RSA_PKCS_PSS,          pss                   },
+    // clang-format on
+};
+
+static_assert(std::size(MechanismParameterTable) == 180);
+
+} // namespace
+
+ParameterKind mechanismParameterKind(CK_MECHANISM_TYPE mechanism)
+{
+    const auto* row =
+        std::find_if(std::begin(MechanismParameterTable), std::end(MechanismParameterTable),
+                     [mechanism](const MechanismParameter& candidate) { return candidate.mechanism == mechanism; });
+    return row != std::end(MechanismParameterTable) ? row->kind : none;
+}

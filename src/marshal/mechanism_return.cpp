@@ -1,0 +1,175 @@
+// What a token wrote into an encoded mechanism, handed back to the Java parameter.
+
+#include <cstring>
+
+#include "buffers.h"
+#include "frame.h"
+#include "mechanism_kinds.h"
+#include "mechanism_params.h"
+#include "mechanisms.h"
+#include "parameter_fields.h"
+
+namespace {
+
+constexpr CK_ULONG kPBEInitVector = 8;
+constexpr CK_ULONG kTokenInitVector = 20;
+
+constexpr const char* kObjectSignature = "Lcom/kelvane/pkcs11/PKCS11Object;";
+constexpr const char* kVersionSignature = "Lcom/kelvane/pkcs11/CK_VERSION;";
+constexpr const char* kKeyMatOutSignature = "Lcom/kelvane/pkcs11/CK_SSL3_KEY_MAT_OUT;";
+
+// Whether a block that the module may have moved still lies in the reservation.
+bool liesIn(const EncodeBuffer& encoded, const void* block, std::size_t size)
+{
+    auto start = reinterpret_cast<std::uintptr_t>(encoded.bytes);
+    auto place = reinterpret_cast<std::uintptr_t>(block);
+    return place >= start && place - start <= encoded.size && size <= encoded.size - (place - start);
+}
+
+// The structure behind the CK_MECHANISM, or null when the module has taken its pointer away.
+template <typename Params>
+const Params* paramsIn(const EncodeBuffer& encoded)
+{
+    bool there = mechanismIn(encoded)->pParameter != nullptr &&
+                 liesIn(encoded, encoded.bytes + sizeof(CK_MECHANISM), sizeof(Params));
+    return there ? reinterpret_cast<const Params*>(encoded.bytes + sizeof(CK_MECHANISM)) : nullptr;
+}
+
+// Copies `count` bytes of a block into an array.
+bool returnBytes(JNIEnv* env, const EncodeBuffer& encoded, const void* block, jbyteArray array, CK_ULONG count)
+{
+    if (array != nullptr && !liesIn(encoded, block, count)) {
+        throwPKCS11Exception(env, CKR_BUFFER_TOO_SMALL);
+        return false;
+    }
+    return decodeByteArray(env, block, array, count);
+}
+
+// Fills a byte[] field whole; one that is null is left out.
+void returnField(const ParameterFields& fields, const EncodeBuffer& encoded, const char* name, const void* block)
+{
+    jbyteArray array = nullptr;
+    if (readByteArrayField(fields.env, fields.object, fields.type, name, &array) && array != nullptr)
+        returnBytes(fields.env, encoded, block, array, fromJava(fields.env->GetArrayLength(array)));
+    fields.env->DeleteLocalRef(array);
+}
+
+// An instance of the class as the owner of fields to set; nothing is raised for another object.
+bool openForReturn(JNIEnv* env, jobject object, const char* className, ParameterFields* fields)
+{
+    *fields = {env, object, nullptr, CKR_OK, nullptr, 0, 0};
+    if (isInstance(env, object, className))
+        fields->type = env->GetObjectClass(object);
+    return fields->type != nullptr;
+}
+
+bool openMemberForReturn(const ParameterFields& owner, const char* name, const char* signature, const char* className,
+                         ParameterFields* member)
+{
+    jobject object = nullptr;
+    return readObjectField(owner.env, owner.object, owner.type, name, signature, &object) &&
+           openForReturn(owner.env, object, className, member);
+}
+
+void setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
+{
+    jfieldID field = fields.env->GetFieldID(fields.type, name, "B");
+    if (field != nullptr)
+        fields.env->SetByteField(fields.object, field, static_cast<jbyte>(value));
+}
+
+// A failure here leaves the fields that follow to be set all the same.
+void setKey(const ParameterFields& fields, const char* name, jobject session, const SessionHandles& handles,
+            CK_OBJECT_HANDLE handle)
+{
+    JNIEnv* env = fields.env;
+    jthrowable first = setPendingAside(env);
+    jobject key = newCreatedObject(env, session, handles, handle);
+    jfieldID field = key != nullptr ? env->GetFieldID(fields.type, name, kObjectSignature) : nullptr;
+    if (field != nullptr)
+        env->SetObjectField(fields.object, field, key);
+    env->DeleteLocalRef(key);
+    restorePending(env, first);
+}
+
+void returnSSL3Version(JNIEnv* env, jobject parameter, const EncodeBuffer& encoded)
+{
+    const auto* derive = paramsIn<CK_SSL3_MASTER_KEY_DERIVE_PARAMS>(encoded);
+    ParameterFields fields;
+    ParameterFields version;
+    if (derive == nullptr || derive->pVersion == nullptr ||
+        !checkResult(env, liesIn(encoded, derive->pVersion, sizeof(CK_VERSION)) ? CKR_OK : CKR_BUFFER_TOO_SMALL) ||
+        !openForReturn(env, parameter, parameter_class::SSL3_MASTER_KEY_DERIVE, &fields) ||
+        !openMemberForReturn(fields, "version", kVersionSignature, parameter_class::VERSION, &version))
+        return;
+
+    setByte(version, "major", derive->pVersion->major);
+    setByte(version, "minor", derive->pVersion->minor);
+}
+
+void returnSSL3KeyMatOut(JNIEnv* env, jobject session, const SessionHandles& handles, jobject parameter,
+                         const EncodeBuffer& encoded)
+{
+    const auto* params = paramsIn<CK_SSL3_KEY_MAT_PARAMS>(encoded);
+    CK_SSL3_KEY_MAT_OUT material = {};
+    ParameterFields fields;
+    ParameterFields out;
+    if (params == nullptr ||
+        !checkResult(env,
+                     liesIn(encoded, params->pReturnedKeyMaterial, sizeof material) ? CKR_OK : CKR_BUFFER_TOO_SMALL) ||
+        !openForReturn(env, parameter, parameter_class::SSL3_KEY_MAT, &fields) ||
+        !openMemberForReturn(fields, "returnedKeyMaterial", kKeyMatOutSignature, parameter_class::SSL3_KEY_MAT_OUT,
+                             &out))
+        return;
+
+    std::memcpy(&material, params->pReturnedKeyMaterial, sizeof material); // it lies unaligned
+    returnField(out, encoded, "ivClient", material.pIVClient);
+    jthrowable first = setPendingAside(env);
+    returnField(out, encoded, "ivServer", material.pIVServer);
+    restorePending(env, first);
+    setKey(out, "clientMacSecret", session, handles, material.hClientMacSecret);
+    setKey(out, "serverMacSecret", session, handles, material.hServerMacSecret);
+    setKey(out, "clientKey", session, handles, material.hClientKey);
+    setKey(out, "serverKey", session, handles, material.hServerKey);
+}
+
+void returnTLSPRFOutput(JNIEnv* env, jobject parameter, const EncodeBuffer& encoded)
+{
+    const auto* prf = paramsIn<CK_TLS_PRF_PARAMS>(encoded);
+    ParameterFields fields;
+    if (prf != nullptr && openForReturn(env, parameter, parameter_class::TLS_PRF, &fields))
+        returnField(fields, encoded, "output", prf->pOutput);
+}
+
+} // namespace
+
+bool decodeMechanismParameter(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter, const EncodeBuffer& encoded)
+{
+    switch (mechanismParameterKind(mechanism)) {
+    case ParameterKind::pbe: {
+        const auto* pbe = paramsIn<CK_PBE_PARAMS>(encoded);
+        ParameterFields fields;
+        jbyteArray iv = nullptr;
+        return pbe == nullptr || (openForReturn(env, parameter, parameter_class::PBE, &fields) &&
+                                  readByteArrayField(env, parameter, fields.type, "iv", &iv) &&
+                                  returnBytes(env, encoded, pbe->pInitVector, iv, kPBEInitVector));
+    }
+    case ParameterKind::tokenIv:
+        return returnBytes(env, encoded, encoded.bytes + sizeof(CK_MECHANISM), static_cast<jbyteArray>(parameter),
+                           kTokenInitVector);
+    default: return true;
+    }
+}
+
+void returnDerivedOutput(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject session, const SessionHandles& handles,
+                         jobject parameter, const EncodeBuffer& encoded)
+{
+    switch (mechanismParameterKind(mechanism)) {
+    case ParameterKind::ssl3MasterKeyDerive:
+    case ParameterKind::tlsMasterKeyDerive: returnSSL3Version(env, parameter, encoded); break;
+    case ParameterKind::ssl3KeyAndMacDerive:
+    case ParameterKind::tlsKeyAndMacDerive: returnSSL3KeyMatOut(env, session, handles, parameter, encoded); break;
+    case ParameterKind::tlsPrf: returnTLSPRFOutput(env, parameter, encoded); break;
+    default: break;
+    }
+}

@@ -1,0 +1,193 @@
+#include "values.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "attribute_kinds.h"
+#include "buffers.h"
+#include "frame.h"
+#include "platform.h"
+
+namespace {
+
+constexpr const char* kNoSpace = "no space for encoded attribute!";
+
+bool refuse(JNIEnv* env, CK_RV code)
+{
+    throwPKCS11Exception(env, code);
+    return false;
+}
+
+// Copies an encoded value to where it belongs; raises when there is no place for it.
+bool store(JNIEnv* env, const void* bytes, CK_ULONG size, void* dest, CK_ULONG* len)
+{
+    if (dest == nullptr || size > *len) {
+        throwPKCS11Exception(env, 0, kNoSpace);
+        return false;
+    }
+    std::memcpy(dest, bytes, size);
+    *len = size;
+    return true;
+}
+
+// The ID of a method without arguments of the object's own class, or null with the lookup error pending.
+jmethodID methodOf(JNIEnv* env, jobject object, const char* name, const char* signature)
+{
+    jclass type = env->GetObjectClass(object);
+    if (type == nullptr)
+        return nullptr;
+    jmethodID method = env->GetMethodID(type, name, signature);
+    env->DeleteLocalRef(type);
+    return method;
+}
+
+bool encodeBoolean(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
+{
+    if (!isInstance(env, value, "java/lang/Boolean"))
+        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
+    jmethodID booleanValue = methodOf(env, value, "booleanValue", "()Z");
+    if (booleanValue == nullptr)
+        return false;
+
+    CK_BBOOL flag = env->CallBooleanMethod(value, booleanValue);
+    return env->ExceptionCheck() != JNI_TRUE && store(env, &flag, sizeof flag, attr->pValue, &attr->ulValueLen);
+}
+
+bool encodeString(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
+{
+    if (!isInstance(env, value, "java/lang/String"))
+        return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+
+    CK_ULONG size = fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
+    if (attr->pValue != nullptr && size > attr->ulValueLen) {
+        throwPKCS11Exception(env, 0, kNoSpace);
+        return false;
+    }
+    attr->ulValueLen = size;
+    return copyStringBytes(env, value, static_cast<unsigned char*>(attr->pValue), &attr->ulValueLen);
+}
+
+// The day in UTC as 8 digits. Times before 1970 are refused, and years that 4 digits do not hold.
+bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
+{
+    if (value == nullptr) {
+        attr->ulValueLen = 0;
+        return true;
+    }
+    if (!isInstance(env, value, "java/util/Date"))
+        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
+    jmethodID getTime = methodOf(env, value, "getTime", "()J");
+    if (getTime == nullptr)
+        return false;
+
+    jlong milliseconds = env->CallLongMethod(value, getTime);
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return false;
+    std::tm calendar = {};
+    if (milliseconds < 0 || !utcCalendar(static_cast<std::time_t>(milliseconds / 1000), &calendar) ||
+        calendar.tm_year + 1900 > 9999)
+        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
+
+    std::array<char, 40> text;
+    std::snprintf(text.data(), text.size(), "%04d%02d%02d", calendar.tm_year + 1900, calendar.tm_mon + 1,
+                  calendar.tm_mday);
+    return store(env, text.data(), sizeof(CK_DATE), attr->pValue, &attr->ulValueLen);
+}
+
+bool encodeMagnitude(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
+{
+    if (isInstance(env, value, "java/math/BigInteger"))
+        return encodeBigInteger(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+} // namespace
+
+bool encodeByteArray(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)
+{
+    if (value == nullptr) {
+        *len = 0;
+        return true;
+    }
+    if (!isInstance(env, value, "[B"))
+        return refuse(env, wrongType);
+
+    auto* array = static_cast<jbyteArray>(value);
+    jbyte* elements = env->GetByteArrayElements(array, nullptr);
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "encodeByteArray(): can't get elements");
+        return false;
+    }
+
+    bool stored = store(env, elements, fromJava(env->GetArrayLength(array)), dest, len);
+    env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
+    return stored;
+}
+
+bool encodeBigInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)
+{
+    if (value == nullptr) {
+        *len = 0;
+        return true;
+    }
+    if (!isInstance(env, value, "java/math/BigInteger"))
+        return refuse(env, wrongType);
+    jmethodID toByteArray = methodOf(env, value, "toByteArray", "()[B");
+    if (toByteArray == nullptr)
+        return false;
+
+    auto* array = static_cast<jbyteArray>(env->CallObjectMethod(value, toByteArray));
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return false;
+    if (array == nullptr) {
+        throwPKCS11Exception(env, 0, "toByteArray() returned null");
+        return false;
+    }
+    jbyte* elements = env->GetByteArrayElements(array, nullptr);
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "encodeBigInteger(): can't get elements");
+        return false;
+    }
+
+    CK_ULONG size = fromJava(env->GetArrayLength(array));
+    CK_ULONG zeros = 0;
+    while (zeros + 1 < size && elements[zeros] == 0)
+        ++zeros;
+    bool stored = store(env, elements + zeros, size - zeros, dest, len);
+    env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
+    env->DeleteLocalRef(array);
+    return stored;
+}
+
+bool encodeInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)
+{
+    if (!isInstance(env, value, "java/lang/Integer"))
+        return refuse(env, wrongType);
+    jmethodID intValue = methodOf(env, value, "intValue", "()I");
+    if (intValue == nullptr)
+        return false;
+
+    CK_ULONG number = fromJava(env->CallIntMethod(value, intValue));
+    return env->ExceptionCheck() != JNI_TRUE && store(env, &number, sizeof number, dest, len);
+}
+
+bool encodeAttributeValue(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
+{
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return false;
+
+    switch (attributeKind(attr->type)) {
+    case ValueKind::boolean: return encodeBoolean(env, value, attr);
+    case ValueKind::integer:
+        return encodeInteger(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    case ValueKind::string: return encodeString(env, value, attr);
+    case ValueKind::bytes:
+        return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    case ValueKind::date: return encodeDate(env, value, attr);
+    case ValueKind::bigInteger: return encodeMagnitude(env, value, attr);
+    case ValueKind::unknown: break;
+    }
+    return refuse(env, CKR_ATTRIBUTE_TYPE_INVALID);
+}

@@ -1,0 +1,240 @@
+#include "crypt_calls.h"
+
+#include "mechanisms.h"
+#include "stack_buffer.h"
+
+namespace {
+
+// What a call with an output buffer came to.
+struct Output
+{
+    CK_RV rv;
+    CK_ULONG length;
+    CK_ULONG room;
+};
+
+bool pinInput(JNIEnv* env, InputBytes in, PinnedBytes* pinned)
+{
+    return getBuffer(env, in.array, in.offset, in.length, pinned);
+}
+
+// Pins the output after an input, which is released when that fails.
+bool pinOutputBehind(JNIEnv* env, const PinnedBytes& input, OutputBytes out, PinnedBytes* pinned)
+{
+    if (getOutputBuffer(env, out.array, out.offset, pinned))
+        return true;
+    releaseBuffer(env, input, JNI_ABORT);
+    return false;
+}
+
+bool runInOut(JNIEnv* env, const SessionHandles& handles, InOutFunction function, InputBytes in, OutputBytes out,
+              Output* output)
+{
+    PinnedBytes input = {};
+    PinnedBytes room = {};
+    if (!pinInput(env, in, &input) || !pinOutputBehind(env, input, out, &room))
+        return false;
+
+    *output = {CKR_OK, room.length, room.length};
+    output->rv =
+        callGuarded(env, handles.list, function, handles.session, input.data, input.length, room.data, &output->length);
+
+    releaseBuffer(env, room, 0);
+    releaseBuffer(env, input, JNI_ABORT);
+    return true;
+}
+
+bool runFinal(JNIEnv* env, jobject session, FinalFunction function, OutputBytes out, Output* output)
+{
+    SessionHandles handles = {};
+    PinnedBytes room = {};
+    if (!resolveSession(env, session, &handles) || !getOutputBuffer(env, out.array, out.offset, &room))
+        return false;
+
+    *output = {CKR_OK, room.length, room.length};
+    output->rv = callGuarded(env, handles.list, function, handles.session, room.data, &output->length);
+
+    releaseBuffer(env, room, 0);
+    return true;
+}
+
+// The number of bytes written. A module that claims more than the room held has not written them.
+jint writtenLength(JNIEnv* env, const Output& output)
+{
+    bool claimsTooMuch = output.rv == CKR_OK && output.length > output.room;
+    return checkResult(env, claimsTooMuch ? CKR_BUFFER_TOO_SMALL : output.rv) ? toJava(output.length) : 0;
+}
+
+// The same, or the size that the token asks for when the room was too small.
+jint writtenOrNeededLength(JNIEnv* env, const Output& output)
+{
+    bool tooSmall = output.rv == CKR_BUFFER_TOO_SMALL || output.rv == CKR_OK;
+    bool honestSize = output.length > output.room && output.length <= INT32_MAX;
+    return tooSmall && honestSize ? toJava(output.length) : writtenLength(env, output);
+}
+
+bool runSession(JNIEnv* env, jobject session, InOutFunction function, InputBytes in, OutputBytes out, Output* output)
+{
+    SessionHandles handles = {};
+    return resolveSession(env, session, &handles) && runInOut(env, handles, function, in, out, output);
+}
+
+// True for a good signature, false for a wrong one; any other code is raised.
+jboolean signatureResult(JNIEnv* env, CK_RV rv)
+{
+    return rv != CKR_SIGNATURE_INVALID && checkResult(env, rv) ? JNI_TRUE : JNI_FALSE;
+}
+
+// From the key's handle to the module's answer. `encoded` is reserved for the mechanism.
+bool startOperation(JNIEnv* env, const SessionHandles& handles, InitFunction function, OperationStart start,
+                    const EncodeBuffer& encoded)
+{
+    CK_OBJECT_HANDLE key = objectHandleOf(env, start.key);
+    if (key == 0 || !encodeMechanism(env, fromJava(start.mechanism), start.parameter, encoded))
+        return false;
+    return checkResult(env, callGuarded(env, handles.list, function, handles.session, mechanismIn(encoded), key));
+}
+
+} // namespace
+
+void cryptUpdateCall(JNIEnv* env, jobject session, UpdateFunction function, InputBytes in)
+{
+    SessionHandles handles = {};
+    PinnedBytes input = {};
+    if (!resolveSession(env, session, &handles) || !pinInput(env, in, &input))
+        return;
+
+    CK_RV rv = callGuarded(env, handles.list, function, handles.session, input.data, input.length);
+
+    releaseBuffer(env, input, JNI_ABORT);
+    checkResult(env, rv);
+}
+
+jint cryptInOutCall(JNIEnv* env, jobject session, InOutFunction function, InputBytes in, OutputBytes out)
+{
+    Output output = {};
+    return runSession(env, session, function, in, out, &output) ? writtenLength(env, output) : 0;
+}
+
+jint cryptInOutSizedCall(JNIEnv* env, jobject session, InOutFunction function, InputBytes in, OutputBytes out)
+{
+    Output output = {};
+    return runSession(env, session, function, in, out, &output) ? writtenOrNeededLength(env, output) : 0;
+}
+
+jint cryptFinalCall(JNIEnv* env, jobject session, FinalFunction function, OutputBytes out)
+{
+    Output output = {};
+    return runFinal(env, session, function, out, &output) ? writtenLength(env, output) : 0;
+}
+
+jint cryptFinalSizedCall(JNIEnv* env, jobject session, FinalFunction function, OutputBytes out)
+{
+    Output output = {};
+    return runFinal(env, session, function, out, &output) ? writtenOrNeededLength(env, output) : 0;
+}
+
+void cryptInitCall(JNIEnv* env, jobject session, InitFunction function, OperationStart start)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
+    startOperation(env, handles, function, start, encoded);
+}
+
+void encryptInitCall(JNIEnv* env, jobject session, OperationStart start)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
+    if (startOperation(env, handles, &CK_FUNCTION_LIST::C_EncryptInit, start, encoded))
+        decodeMechanismParameter(env, fromJava(start.mechanism), start.parameter, encoded);
+}
+
+void digestInitCall(JNIEnv* env, jobject session, jint mechanism, jobject parameter)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
+    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+        return;
+
+    checkResult(env,
+                callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DigestInit, handles.session, mechanismIn(encoded)));
+}
+
+jint cryptDoFinalGCM(JNIEnv* env, jobject session, InitFunction init, InOutFunction function, OperationStart start,
+                     InputBytes in, OutputBytes out)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return 2;
+    CK_OBJECT_HANDLE key = objectHandleOf(env, start.key);
+    if (key == 0)
+        return 3;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
+    if (!encodeMechanism(env, fromJava(start.mechanism), start.parameter, encoded))
+        return 4;
+    if (!checkResult(env, callGuarded(env, handles.list, init, handles.session, mechanismIn(encoded), key)))
+        return 5;
+
+    Output output = {};
+    return runInOut(env, handles, function, in, out, &output) ? writtenOrNeededLength(env, output) : 0;
+}
+
+jboolean verifyCall(JNIEnv* env, jobject session, InputBytes data, InputBytes signature)
+{
+    SessionHandles handles = {};
+    PinnedBytes dataBytes = {};
+    PinnedBytes signatureBytes = {};
+    if (!resolveSession(env, session, &handles) || !pinInput(env, data, &dataBytes))
+        return JNI_FALSE;
+    if (!pinInput(env, signature, &signatureBytes)) {
+        releaseBuffer(env, dataBytes, JNI_ABORT);
+        return JNI_FALSE;
+    }
+
+    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_Verify, handles.session, dataBytes.data,
+                           dataBytes.length, signatureBytes.data, signatureBytes.length);
+
+    releaseBuffer(env, signatureBytes, JNI_ABORT);
+    releaseBuffer(env, dataBytes, JNI_ABORT);
+    return signatureResult(env, rv);
+}
+
+jboolean verifyFinalCall(JNIEnv* env, jobject session, InputBytes signature)
+{
+    SessionHandles handles = {};
+    PinnedBytes bytes = {};
+    if (!resolveSession(env, session, &handles) || !pinInput(env, signature, &bytes))
+        return JNI_FALSE;
+
+    CK_RV rv =
+        callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_VerifyFinal, handles.session, bytes.data, bytes.length);
+
+    releaseBuffer(env, bytes, JNI_ABORT);
+    return signatureResult(env, rv);
+}
+
+jint verifyRecoverCall(JNIEnv* env, jobject session, InputBytes signature, OutputBytes out)
+{
+    Output output = {};
+    if (!runSession(env, session, &CK_FUNCTION_LIST::C_VerifyRecover, signature, out, &output))
+        return 0;
+    return output.rv == CKR_SIGNATURE_INVALID ? -1 : writtenLength(env, output);
+}

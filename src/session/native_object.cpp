@@ -1,0 +1,90 @@
+// The native methods of NativePKCS11Object that copy, destroy, measure and change the object. Values are encoded before
+// the receiver is looked at, so that a bad one is reported first.
+
+#include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
+
+#include "attribute_kinds.h"
+#include "frame.h"
+#include "session_calls.h"
+#include "stack_buffer.h"
+#include "values.h"
+
+namespace {
+
+// Stores one value whose kind its attribute must have.
+void storeTyped(JNIEnv* env, jobject object, jint type, ValueKind kind, void* value, CK_ULONG size)
+{
+    CK_ATTRIBUTE attribute = {fromJava(type), value, size};
+    if (attributeKind(attribute.type) != kind)
+        throwPKCS11Exception(env, CKR_ATTRIBUTE_TYPE_INVALID);
+    else
+        storeObjectAttributes(env, object, &attribute, 1);
+}
+
+} // namespace
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Object_copy(JNIEnv* env, jobject object, jintArray types,
+                                                            jobjectArray values)
+{
+    StackBudget budget;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    ObjectHandles handles = {};
+    if (!encodeTemplate(env, types, values, &attributes) || !resolveObject(env, object, &handles))
+        return nullptr;
+    return copyObject(env, object, handles, attributes);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_destroy(JNIEnv* env, jobject object)
+{
+    ObjectHandles handles = {};
+    if (resolveObject(env, object, &handles))
+        destroyObject(env, handles);
+}
+
+jint Java_com_kelvane_pkcs11_nat_NativePKCS11Object_size(JNIEnv* env, jobject object)
+{
+    ObjectHandles handles = {};
+    if (!resolveObject(env, object, &handles))
+        return 0;
+
+    CK_ULONG size = 0;
+    CK_RV rv =
+        callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetObjectSize, handles.session, handles.object, &size);
+    return checkResult(env, rv) ? toJava(size) : 0;
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setAttributeValue(JNIEnv* env, jobject object, jint type,
+                                                                      jobject value)
+{
+    StackBudget budget;
+    EncodeBuffer buffer;
+    RESERVE_STACK(budget, buffer, encodedValueSize(env, value));
+    CK_ATTRIBUTE attribute = {fromJava(type), buffer.bytes, static_cast<CK_ULONG>(buffer.size)};
+    if (encodeAttributeValue(env, value, &attribute))
+        storeObjectAttributes(env, object, &attribute, 1);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setAttributeValues(JNIEnv* env, jobject object, jintArray types,
+                                                                       jobjectArray values)
+{
+    StackBudget budget;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    if (encodeTemplate(env, types, values, &attributes))
+        storeObjectAttributes(env, object, attributes.entries, attributes.count);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setBoolAttributeValue(JNIEnv* env, jobject object, jint type,
+                                                                          jboolean value)
+{
+    CK_BBOOL flag = value;
+    storeTyped(env, object, type, ValueKind::boolean, &flag, sizeof flag);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setIntAttributeValue(JNIEnv* env, jobject object, jint type,
+                                                                         jint value)
+{
+    CK_ULONG number = fromJava(value);
+    storeTyped(env, object, type, ValueKind::integer, &number, sizeof number);
+}

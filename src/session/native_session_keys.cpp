@@ -1,0 +1,215 @@
+// The native methods of NativePKCS11Session that generate, wrap, unwrap, derive and digest keys.
+
+#include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
+
+#include "buffers.h"
+#include "frame.h"
+#include "mechanisms.h"
+#include "stack_buffer.h"
+#include "values.h"
+
+namespace {
+
+// Both keys of a new pair as a Java array. Null on failure.
+jobjectArray newKeyPair(JNIEnv* env, jobject session, CK_OBJECT_HANDLE publicKey, CK_OBJECT_HANDLE privateKey)
+{
+    jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Object");
+    jobjectArray pair = type != nullptr ? env->NewObjectArray(2, type, nullptr) : nullptr;
+    if (pair == nullptr)
+        return nullptr;
+
+    jobject first = newNativeObject(env, session, publicKey);
+    if (first == nullptr)
+        return nullptr;
+    env->SetObjectArrayElement(pair, 0, first);
+    jobject second = newNativeObject(env, session, privateKey);
+    if (second == nullptr)
+        return nullptr;
+    env->SetObjectArrayElement(pair, 1, second);
+    return pair;
+}
+
+} // namespace
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env, jobject session, jint mechanism,
+                                                                    jobject parameter, jintArray types,
+                                                                    jobjectArray values)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return nullptr;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
+    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+        return nullptr;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    if (!encodeTemplate(env, types, values, &attributes))
+        return nullptr;
+
+    CK_OBJECT_HANDLE key = 0;
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GenerateKey, handles.session,
+                                      mechanismIn(encoded), attributes.entries, attributes.count, &key)))
+        return nullptr;
+
+    if (!decodeMechanismParameter(env, fromJava(mechanism), parameter, encoded)) {
+        discardObject(env, handles, key);
+        return nullptr;
+    }
+    return newCreatedObject(env, session, handles, key);
+}
+
+jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
+    JNIEnv* env, jobject session, jint mechanism, jobject parameter, jintArray publicTypes, jobjectArray publicValues,
+    jintArray privateTypes, jobjectArray privateValues)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return nullptr;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
+    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+        return nullptr;
+    EncodedTemplate publicAttributes;
+    RESERVE_STACK(budget, publicAttributes.buffer, encodedTemplateSize(env, publicValues));
+    if (!encodeTemplate(env, publicTypes, publicValues, &publicAttributes))
+        return nullptr;
+    EncodedTemplate privateAttributes;
+    RESERVE_STACK(budget, privateAttributes.buffer, encodedTemplateSize(env, privateValues));
+    if (!encodeTemplate(env, privateTypes, privateValues, &privateAttributes))
+        return nullptr;
+
+    CK_OBJECT_HANDLE publicKey = 0;
+    CK_OBJECT_HANDLE privateKey = 0;
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GenerateKeyPair, handles.session,
+                                      mechanismIn(encoded), publicAttributes.entries, publicAttributes.count,
+                                      privateAttributes.entries, privateAttributes.count, &publicKey, &privateKey)))
+        return nullptr;
+
+    // Half a pair is of no use to anyone.
+    if (!survivesJava(publicKey) || !survivesJava(privateKey)) {
+        discardObject(env, handles, publicKey);
+        discardObject(env, handles, privateKey);
+    }
+    return newKeyPair(env, session, publicKey, privateKey);
+}
+
+jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobject session, jint mechanism,
+                                                             jobject parameter, jobject wrappingKey, jobject key,
+                                                             jbyteArray wrappedKey, jint offset)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return 0;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
+    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+        return 0;
+    CK_OBJECT_HANDLE keyHandle = objectHandleOf(env, key);
+    if (keyHandle == 0)
+        return 0;
+    CK_OBJECT_HANDLE wrappingHandle = objectHandleOf(env, wrappingKey);
+    PinnedBytes wrapped = {};
+    if (wrappingHandle == 0 || !getOutputBuffer(env, wrappedKey, offset, &wrapped))
+        return 0;
+
+    CK_ULONG length = wrapped.length;
+    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
+                           wrappingHandle, keyHandle, wrapped.data, &length);
+
+    releaseBuffer(env, wrapped, 0);
+    bool claimsTooMuch = rv == CKR_OK && length > wrapped.length;
+    return checkResult(env, claimsTooMuch ? CKR_BUFFER_TOO_SMALL : rv) ? toJava(length) : 0;
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, jobject session, jint mechanism,
+                                                                  jobject parameter, jobject unwrappingKey,
+                                                                  jbyteArray wrappedKey, jint offset, jint length,
+                                                                  jintArray types, jobjectArray values)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return nullptr;
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
+    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+        return nullptr;
+    CK_OBJECT_HANDLE unwrappingHandle = objectHandleOf(env, unwrappingKey);
+    if (unwrappingHandle == 0)
+        return nullptr;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    PinnedBytes wrapped = {};
+    if (!encodeTemplate(env, types, values, &attributes) || !getBuffer(env, wrappedKey, offset, length, &wrapped))
+        return nullptr;
+
+    CK_OBJECT_HANDLE key = 0;
+    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
+                           unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
+
+    releaseBuffer(env, wrapped, JNI_ABORT);
+    return checkResult(env, rv) ? newCreatedObject(env, session, handles, key) : nullptr;
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, jobject session, jint mechanism,
+                                                                  jobject parameter, jobject baseKey, jintArray types,
+                                                                  jobjectArray values)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return nullptr;
+    if (debugEnabled()) {
+        debugFlush();
+        debugPrint("tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey() was called\n");
+        debugFlush();
+    }
+
+    StackBudget budget;
+    EncodeBuffer encoded;
+    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
+    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+        return nullptr;
+    CK_OBJECT_HANDLE baseHandle = objectHandleOf(env, baseKey);
+    if (baseHandle == 0)
+        return nullptr;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    if (!encodeTemplate(env, types, values, &attributes))
+        return nullptr;
+
+    CK_OBJECT_HANDLE key = 0;
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DeriveKey, handles.session,
+                                      mechanismIn(encoded), baseHandle, attributes.entries, attributes.count, &key)))
+        return nullptr;
+
+    returnDerivedOutput(env, fromJava(mechanism), session, handles, parameter, encoded);
+    if (debugEnabled())
+        debugPrint("tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey: The returned secretKey is:  "
+                   ">%lu<\n",
+                   static_cast<unsigned long>(key));
+
+    // What could not be handed back is raised, and then Java never sees the key either.
+    if (env->ExceptionCheck() == JNI_TRUE) {
+        discardObject(env, handles, key);
+        return nullptr;
+    }
+    return newCreatedObject(env, session, handles, key);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_digestKey(JNIEnv* env, jobject session, jobject key)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return;
+    CK_OBJECT_HANDLE handle = objectHandleOf(env, key);
+    if (handle != 0)
+        checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DigestKey, handles.session, handle));
+}

@@ -1,0 +1,80 @@
+// The native methods of NativePKCS11Session that make, find and destroy objects. A template is encoded before the
+// receiver is looked at, so that a bad one is reported first.
+
+#include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
+
+#include "frame.h"
+#include "session_calls.h"
+#include "stack_buffer.h"
+#include "values.h"
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_createObject(JNIEnv* env, jobject session, jintArray types,
+                                                                     jobjectArray values)
+{
+    StackBudget budget;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    SessionHandles handles = {};
+    if (!encodeTemplate(env, types, values, &attributes) || !resolveSession(env, session, &handles))
+        return nullptr;
+
+    CK_OBJECT_HANDLE object = 0;
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CreateObject, handles.session,
+                                      attributes.entries, attributes.count, &object)))
+        return nullptr;
+    return newCreatedObject(env, session, handles, object);
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_copy(JNIEnv* env, jobject session, jobject source,
+                                                             jintArray types, jobjectArray values)
+{
+    StackBudget budget;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    ObjectHandles handles = {};
+    if (!encodeTemplate(env, types, values, &attributes) || !resolveSessionObject(env, session, source, &handles))
+        return nullptr;
+    return copyObject(env, session, handles, attributes);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_destroyObject(JNIEnv* env, jobject session, jobject object)
+{
+    ObjectHandles handles = {};
+    if (resolveSessionObject(env, session, object, &handles))
+        destroyObject(env, handles);
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObjectsInit(JNIEnv* env, jobject session, jintArray types,
+                                                                     jobjectArray values)
+{
+    StackBudget budget;
+    EncodedTemplate attributes;
+    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    SessionHandles handles = {};
+    if (!encodeTemplate(env, types, values, &attributes) || !resolveSession(env, session, &handles))
+        return;
+
+    checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjectsInit, handles.session,
+                                 attributes.entries, attributes.count));
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObject(JNIEnv* env, jobject session)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles))
+        return nullptr;
+
+    CK_OBJECT_HANDLE object = 0;
+    CK_ULONG room = 1;
+    CK_ULONG count = 0;
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &object,
+                                      room, &count)) ||
+        !checkResult(env, count <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL))
+        return nullptr;
+    return count != 0 ? newNativeObject(env, session, object) : nullptr;
+}
+
+void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObjectsFinal(JNIEnv* env, jobject session)
+{
+    sessionCall(env, session, &CK_FUNCTION_LIST::C_FindObjectsFinal);
+}

@@ -1,0 +1,130 @@
+// The native methods of NativePKCS11Slot that report what a slot, its token and its mechanisms are.
+
+#include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
+
+#include <algorithm>
+
+#include "buffers.h"
+#include "frame.h"
+#include "stack_buffer.h"
+
+namespace {
+
+// Writes the types of `list` behind it, each at its first occurrence, and returns how many there are. The scan is
+// quadratic: lists are short, and their order is kept.
+CK_ULONG collectUnique(CK_MECHANISM_TYPE* list, CK_ULONG count)
+{
+    CK_MECHANISM_TYPE* unique = list + count;
+    for (CK_ULONG i = 0; i < count; ++i) {
+        if (std::find(list, list + i, list[i]) == list + i)
+            *unique++ = list[i];
+    }
+    return static_cast<CK_ULONG>(unique - (list + count));
+}
+
+jintArray newMechanismArray(JNIEnv* env, const CK_MECHANISM_TYPE* types, CK_ULONG count)
+{
+    jintArray array = env->NewIntArray(toJava(count));
+    if (array == nullptr) {
+        throwPKCS11Exception(env, 0, "getMechanismList(): NewIntArray() failed");
+        return nullptr;
+    }
+    jint* elements = env->GetIntArrayElements(array, nullptr);
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "GetIntArrayElements() failed");
+        return nullptr;
+    }
+
+    for (CK_ULONG i = 0; i < count; ++i)
+        elements[i] = toJava(types[i]);
+    env->ReleaseIntArrayElements(array, elements, 0);
+    return array;
+}
+
+} // namespace
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getInfo(JNIEnv* env, jobject slot)
+{
+    SlotHandles handles = {};
+    if (!resolveSlot(env, slot, &handles))
+        return nullptr;
+
+    CK_SLOT_INFO info = {};
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetSlotInfo, handles.slot, &info)))
+        return nullptr;
+
+    jstring manufacturer = newStringFromField(env, info.manufacturerID);
+    jstring description = newStringFromField(env, info.slotDescription);
+    return newJavaObject(env, "com/kelvane/pkcs11/PKCS11SlotInfo", "(Ljava/lang/String;Ljava/lang/String;III)V",
+                         description, manufacturer, toJava(info.flags), toJava(info.hardwareVersion),
+                         toJava(info.firmwareVersion));
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getTokenInfo(JNIEnv* env, jobject slot)
+{
+    SlotHandles handles = {};
+    if (!resolveSlot(env, slot, &handles))
+        return nullptr;
+
+    CK_TOKEN_INFO info = {};
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetTokenInfo, handles.slot, &info)))
+        return nullptr;
+
+    jstring time = (info.flags & CKF_CLOCK_ON_TOKEN) != 0 ? newStringFromField(env, info.utcTime) : nullptr;
+    jstring serialNumber = newStringFromField(env, info.serialNumber);
+    jstring model = newStringFromField(env, info.model);
+    jstring manufacturer = newStringFromField(env, info.manufacturerID);
+    jstring label = newStringFromField(env, info.label);
+    return newJavaObject(
+        env, "com/kelvane/pkcs11/PKCS11TokenInfo",
+        "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;IIIIIIIIIIIIILjava/lang/String;)V",
+        label, manufacturer, model, serialNumber, toJava(info.flags), toJava(info.ulMaxSessionCount),
+        toJava(info.ulSessionCount), toJava(info.ulMaxRwSessionCount), toJava(info.ulRwSessionCount),
+        toJava(info.ulMaxPinLen), toJava(info.ulMinPinLen), toJava(info.ulTotalPublicMemory),
+        toJava(info.ulFreePublicMemory), toJava(info.ulTotalPrivateMemory), toJava(info.ulFreePrivateMemory),
+        toJava(info.hardwareVersion), toJava(info.firmwareVersion), time);
+}
+
+jintArray Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getMechanismList(JNIEnv* env, jobject slot)
+{
+    SlotHandles handles = {};
+    if (!resolveSlot(env, slot, &handles))
+        return nullptr;
+
+    CK_MECHANISM_TYPE* noTypes = nullptr;
+    CK_ULONG room = 0;
+    if (!checkResult(
+            env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetMechanismList, handles.slot, noTypes, &room)))
+        return nullptr;
+
+    StackBudget budget;
+    EncodeBuffer scratch;
+    RESERVE_STACK(budget, scratch, arraySize(room, 2 * sizeof(CK_MECHANISM_TYPE)));
+    if (scratch.bytes == nullptr) {
+        throwPKCS11Exception(env, 0, "getMechanismList(): alloca() failed");
+        return nullptr;
+    }
+    auto* types = reinterpret_cast<CK_MECHANISM_TYPE*>(scratch.bytes);
+    CK_ULONG count = room;
+    if (!checkResult(
+            env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetMechanismList, handles.slot, types, &count)) ||
+        !checkResult(env, count <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL))
+        return nullptr;
+
+    CK_ULONG uniqueCount = collectUnique(types, count);
+    return newMechanismArray(env, types + count, uniqueCount);
+}
+
+jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getMechanismInfo(JNIEnv* env, jobject slot, jint type)
+{
+    SlotHandles handles = {};
+    if (!resolveSlot(env, slot, &handles))
+        return nullptr;
+
+    CK_MECHANISM_INFO info = {};
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetMechanismInfo, handles.slot,
+                                      fromJava(type), &info)))
+        return nullptr;
+    return newJavaObject(env, "com/kelvane/pkcs11/PKCS11MechanismInfo", "(III)V", toJava(info.ulMinKeySize),
+                         toJava(info.ulMaxKeySize), toJava(info.flags));
+}

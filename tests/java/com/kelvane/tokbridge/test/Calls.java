@@ -1,0 +1,219 @@
+package com.kelvane.tokbridge.test;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.math.*;
+import java.util.*;
+import java.util.function.*;
+import java.util.stream.*;
+import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.*;
+
+/**
+ * A plain call of every native method but those that load, initialise and finalise, for what holds of them all. Each is
+ * named after the first Cryptoki function that it reaches, with a word behind it where several reach the same.
+ */
+final class Calls {
+    interface Call {
+        Object make(NativePKCS11 library, NativePKCS11Slot slot, NativePKCS11Session session);
+    }
+
+    /** Attributes of each kind that the token has by itself. */
+    static final int[] KINDS = {0x1, 0x0, 0x3, 0x11, 0x110, 0x120};
+    private static final Object[] VALUES = {true, 3, "label", new byte[] {1, 2}, new Date(0), BigInteger.TEN};
+    private static final int[] BOOL = {0x1};
+    private static final Object[] TRUE = {true};
+
+    private static final Map<String, Call> ALL = new LinkedHashMap<>();
+
+    static {
+        library("C_GetInfo", NativePKCS11::getInfo);
+        library("C_GetSlotList", library -> library.getSlotList(true));
+        library("C_WaitForSlotEvent", library -> library.waitForSlotEvent(true));
+
+        slot("C_GetSlotInfo", NativePKCS11Slot::getInfo);
+        slot("C_GetTokenInfo", NativePKCS11Slot::getTokenInfo);
+        slot("C_GetMechanismList", NativePKCS11Slot::getMechanismList);
+        slot("C_GetMechanismInfo", slot -> slot.getMechanismInfo(1));
+        slot("C_InitToken", slot -> none(() -> slot.initToken("1234", "label")));
+        slot("C_OpenSession", slot -> slot.openSession(6, null));
+        slot("C_CloseAllSessions", slot -> none(slot::closeAllSessions));
+
+        run("C_CloseSession", NativePKCS11Session::close);
+        session("C_GetSessionInfo", NativePKCS11Session::getInfo);
+        run("C_Login", session -> session.login(false, "1234"));
+        run("C_Logout", NativePKCS11Session::logout);
+        run("C_InitPIN", session -> session.initPIN(new byte[] {1, 2}));
+        run("C_SetPIN", session -> session.setPIN("1234", "5678"));
+        session("C_GetOperationState", NativePKCS11Session::getOperationState);
+        run("C_SetOperationState", session -> session.setOperationState(new byte[2], key(session), key(session)));
+        session("C_GetFunctionStatus", NativePKCS11Session::getFunctionStatus);
+        run("C_CancelFunction", NativePKCS11Session::cancelFunction);
+        run("C_GenerateRandom", session -> session.generateRandom(new byte[4], 0, 4));
+        run("C_SeedRandom", session -> session.seedRandom(new byte[4], 0, 4));
+
+        session("C_CreateObject", session -> session.createObject(KINDS, VALUES));
+        session("C_CopyObject session", session -> session.copy(key(session), BOOL, TRUE));
+        object("C_CopyObject object", key -> key.copy(BOOL, TRUE));
+        run("C_DestroyObject session", session -> session.destroyObject(key(session)));
+        object("C_DestroyObject object", key -> none(key::destroy));
+        object("C_GetObjectSize", NativePKCS11Object::size);
+        object("C_SetAttributeValue one", key -> none(() -> key.setAttributeValue(0x3, "label")));
+        object("C_SetAttributeValue more", key -> none(() -> key.setAttributeValues(BOOL, TRUE)));
+        object("C_SetAttributeValue bool", key -> none(() -> key.setBoolAttributeValue(0x1, true)));
+        object("C_SetAttributeValue int", key -> none(() -> key.setIntAttributeValue(0x0, 3)));
+        run("C_FindObjectsInit", session -> session.findObjectsInit(BOOL, TRUE));
+        session("C_FindObjects", NativePKCS11Session::findObject);
+        run("C_FindObjectsFinal", NativePKCS11Session::findObjectsFinal);
+
+        object("C_GetAttributeValue bool", key -> key.getBoolAttributeValue(0x1));
+        object("C_GetAttributeValue int", key -> key.getIntAttributeValue(0x0));
+        object("C_GetAttributeValue string", key -> key.getStringAttributeValue(0x3));
+        object("C_GetAttributeValue bytes", key -> key.getByteArrayAttributeValue(0x11));
+        object("C_GetAttributeValue date", key -> key.getDateAttributeValue(0x110));
+        object("C_GetAttributeValue big", key -> key.getBigIntegerAttributeValue(0x120));
+        session("C_GetAttributeValue s-bool", session -> session.getBoolAttributeValue(key(session), 0x1));
+        session("C_GetAttributeValue s-int", session -> session.getIntAttributeValue(key(session), 0x0));
+        session("C_GetAttributeValue s-string", session -> session.getStringAttributeValue(key(session), 0x3));
+        session("C_GetAttributeValue s-bytes", session -> session.getByteArrayAttributeValue(key(session), 0x11));
+        session("C_GetAttributeValue s-date", session -> session.getDateAttributeValue(key(session), 0x110));
+        session("C_GetAttributeValue s-big", session -> session.getBigIntegerAttributeValue(key(session), 0x120));
+        for (int type : KINDS) {
+            object("C_GetAttributeValue any-" + type, key -> key.getAttributeValue(type));
+        }
+        session("C_GetAttributeValue s-any", session -> session.getAttributeValue(key(session), 0x1));
+        session("C_GetAttributeValue all", session -> session.getAttributeValues(key(session), KINDS, KINDS.length));
+
+        init("C_EncryptInit none", 0x1081, null);
+        init("C_EncryptInit mac", 0x124, 4);
+        init("C_EncryptInit iv", 0x1082, new byte[16]);
+        init("C_EncryptInit token-iv", 0x1002, new byte[24]);
+        init("C_EncryptInit rc2", 0x101, new PKCS11MechPar_RC2(128));
+        init("C_EncryptInit rc2-cbc", 0x102, new PKCS11MechPar_RC2_CBC(128, new byte[8]));
+        init("C_EncryptInit rc2-mac", 0x104, new PKCS11MechPar_RC2_GENMAC(128, 4));
+        init("C_EncryptInit rc5", 0x331, new PKCS11MechPar_RC5(4, 12));
+        init("C_EncryptInit rc5-cbc", 0x332, new PKCS11MechPar_RC5_CBC(4, 12, new byte[8]));
+        init("C_EncryptInit rc5-mac", 0x334, new PKCS11MechPar_RC5_GENMAC(4, 12, 4));
+        init("C_EncryptInit gcm", 0x1087, new CK_GCM_PARAMS(new byte[12], new byte[3], 128));
+        init("C_EncryptInit oaep", 0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, new byte[3]));
+        init("C_EncryptInit pss", 0xD, new CK_RSA_PKCS_PSS_PARAMS(0x220, 1, 20));
+        run("C_DecryptInit", session -> session.decryptInit(0x1082, new byte[16], key(session)));
+        run("C_DigestInit", session -> session.digestInit(0x220, null));
+        run("C_SignInit", session -> session.signInit(0x1, null, key(session)));
+        run("C_SignRecoverInit", session -> session.signRecoverInit(0x1, null, key(session)));
+        run("C_VerifyInit", session -> session.verifyInit(0x1, null, key(session)));
+        run("C_VerifyRecoverInit", session -> session.verifyRecoverInit(0x1, null, key(session)));
+        session("C_EncryptInit whole", session -> session.encryptDoFinalGCM(0x1082, new byte[16], key(session),
+            new byte[4], 0, 4, new byte[8], 0));
+        session("C_DecryptInit whole", session -> session.decryptDoFinalGCM(0x1082, new byte[16], key(session),
+            new byte[4], 0, 4, new byte[8], 0));
+
+        inOut("C_Encrypt", session -> session::encrypt);
+        inOut("C_EncryptUpdate", session -> session::encryptUpdate);
+        inOut("C_Decrypt", session -> session::decrypt);
+        inOut("C_DecryptUpdate", session -> session::decryptUpdate);
+        inOut("C_Digest", session -> session::digest);
+        inOut("C_Sign", session -> session::sign);
+        inOut("C_SignRecover", session -> session::signRecover);
+        inOut("C_VerifyRecover", session -> session::verifyRecover);
+        inOut("C_DigestEncryptUpdate", session -> session::digestEncryptUpdate);
+        inOut("C_DecryptDigestUpdate", session -> session::decryptDigestUpdate);
+        inOut("C_SignEncryptUpdate", session -> session::signEncryptUpdate);
+        inOut("C_DecryptVerifyUpdate", session -> session::decryptVerifyUpdate);
+        session("C_EncryptFinal", session -> session.encryptFinal(new byte[8], 2));
+        session("C_DecryptFinal", session -> session.decryptFinal(new byte[8], 2));
+        session("C_DigestFinal", session -> session.digestFinal(new byte[8], 2));
+        session("C_SignFinal", session -> session.signFinal(new byte[8], 2));
+        run("C_DigestUpdate", session -> session.digestUpdate(new byte[4], 1, 3));
+        run("C_SignUpdate", session -> session.signUpdate(new byte[4], 1, 3));
+        run("C_VerifyUpdate", session -> session.verifyUpdate(new byte[4], 1, 3));
+        session("C_Verify", session -> session.verify(new byte[4], 1, 3, new byte[5], 2, 3));
+        session("C_VerifyFinal", session -> session.verifyFinal(new byte[5], 2, 3));
+        run("C_DigestKey", session -> session.digestKey(key(session)));
+
+        session("C_GenerateKey", session -> session.generateKey(0x3A0, new PKCS11MechPar_PBE(new byte[5], new byte[4],
+            9), KINDS, VALUES));
+        session("C_GenerateKey version", session -> session.generateKey(0x370, new CK_VERSION(3, 1), BOOL, TRUE));
+        session("C_GenerateKeyPair", session -> session.generateKeyPair(0, null, BOOL, TRUE, BOOL, TRUE));
+        session("C_WrapKey", session -> session.wrapKey(0x1082, new byte[16], key(session), key(session),
+            new byte[8], 2));
+        session("C_UnwrapKey", session -> session.unwrapKey(0x1082, new byte[16], key(session), new byte[4], 1, 3,
+            BOOL, TRUE));
+        derive("C_DeriveKey dh", 0x21, BigInteger.valueOf(0x80));
+        session("C_DeriveKey key", session -> session.deriveKey(0x360, key(session), key(session), BOOL, TRUE));
+        derive("C_DeriveKey ecdh", 0x1050, new CK_ECDH1_DERIVE_PARAMS(1, new byte[3], new byte[5]));
+        derive("C_DeriveKey master", 0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 0)));
+        derive("C_DeriveKey material", 0x372, new CK_SSL3_KEY_MAT_PARAMS(128, 128, 64, false, random()));
+        derive("C_DeriveKey prf", 0x378, new CK_TLS_PRF_PARAMS(new byte[3], new byte[2], 12));
+    }
+
+    private Calls() {
+    }
+
+    interface InOut {
+        int run(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+    }
+
+    private static Object none(Runnable call) {
+        call.run();
+        return null;
+    }
+
+    private static NativePKCS11Object key(NativePKCS11Session session) {
+        return new NativePKCS11Object(session, 9);
+    }
+
+    private static CK_SSL3_RANDOM_DATA random() {
+        return new CK_SSL3_RANDOM_DATA(new byte[3], new byte[5]);
+    }
+
+    private static void library(String name, Function<NativePKCS11, Object> call) {
+        ALL.put(name, (library, slot, session) -> call.apply(library));
+    }
+
+    private static void slot(String name, Function<NativePKCS11Slot, Object> call) {
+        ALL.put(name, (library, slot, session) -> call.apply(slot));
+    }
+
+    private static void session(String name, Function<NativePKCS11Session, Object> call) {
+        ALL.put(name, (library, slot, session) -> call.apply(session));
+    }
+
+    private static void run(String name, Consumer<NativePKCS11Session> call) {
+        session(name, session -> none(() -> call.accept(session)));
+    }
+
+    private static void object(String name, Function<NativePKCS11Object, Object> call) {
+        session(name, session -> call.apply(key(session)));
+    }
+
+    private static void init(String name, int mechanism, Object parameter) {
+        run(name, session -> session.encryptInit(mechanism, parameter, key(session)));
+    }
+
+    private static void inOut(String name, Function<NativePKCS11Session, InOut> call) {
+        session(name, session -> call.apply(session).run(new byte[4], 1, 3, new byte[8], 2));
+    }
+
+    private static void derive(String name, int mechanism, Object parameter) {
+        session(name, session -> session.deriveKey(mechanism, parameter, key(session), BOOL, TRUE));
+    }
+
+    static Call to(String name) {
+        return ALL.get(name);
+    }
+
+    /** The Cryptoki function of a call. */
+    static String function(String name) {
+        return name.split(" ")[0];
+    }
+
+    static Stream<String> names() {
+        return ALL.keySet().stream();
+    }
+
+    /** One dynamic test for each call. */
+    static Stream<DynamicTest> each(ThrowingConsumer<String> test) {
+        return names().map(name -> DynamicTest.dynamicTest(name, () -> test.accept(name)));
+    }
+}

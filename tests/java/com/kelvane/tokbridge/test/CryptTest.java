@@ -1,0 +1,250 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.tokbridge.test.Harness.*;
+import static com.kelvane.tokbridge.test.Raised.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.util.*;
+import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.*;
+
+/** Cryptographic operations and key management: what a module receives, what Java gets back, which error wins. */
+class CryptTest extends SessionFixture {
+    private interface InOut {
+        int run(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+    }
+
+    private interface In {
+        void run(byte[] in, int offset, int length);
+    }
+
+    private interface Out {
+        int run(byte[] out, int offset);
+    }
+
+    private interface Init {
+        void run(int mechanism, Object parameter, NativePKCS11Object key);
+    }
+
+    private final byte[] in = {1, 2, 3, 4, 5};
+
+    private NativePKCS11Object key(int handle) {
+        return new NativePKCS11Object(session, handle);
+    }
+
+    private void assertCalls(String... lines) {
+        assertEquals(List.of(lines), calls());
+    }
+
+    private void assertRefused(String message, Executable call) throws Throwable {
+        assertEquals(message, raised(call));
+        assertCalls();
+    }
+
+    /** The checks of an input stretch, then those of an output, whose errors win in this order. */
+    private void assertBuffersChecked(InOut call) throws Throwable {
+        byte[] out = new byte[4];
+        for (int[] range : new int[][] {{-1, 1}, {0, -1}, {Integer.MIN_VALUE, Integer.MIN_VALUE}}) {
+            assertRefused("0x20", () -> call.run(in, range[0], range[1], null, 9));
+        }
+        for (int[] range : new int[][] {{5, 1}, {6, 0}, {1, Integer.MAX_VALUE}, {Integer.MAX_VALUE, 1}}) {
+            assertRefused("0x150", () -> call.run(in, range[0], range[1], null, -1));
+        }
+        assertRefused("0x20", () -> call.run(null, 0, 0, out, 0));
+        assertRefused("0x20", () -> call.run(in, 0, 5, null, 0));
+        assertRefused("0x20", () -> call.run(in, 0, 5, out, -1));
+        for (int offset : new int[] {5, Integer.MAX_VALUE}) {
+            assertRefused("0x150", () -> call.run(in, 0, 5, out, offset));
+        }
+    }
+
+    /** What comes of CKR_BUFFER_TOO_SMALL and of lengths that lie; `sized` operations answer with the size needed. */
+    private void assertOutputRule(String function, boolean sized, Out call) throws Throwable {
+        String[][] answers = { // rv, length, outcome of a sized operation, of any other
+            {"0", "3", "3", "3"}, {"0", "0", "0", "0"}, {"0x150", "48", "48", "0x150"}, {"0", "48", "48", "0x150"},
+            {"0x150", "2", "0x150", "0x150"}, {"0x150", "keep", "0x150", "0x150"},
+            {"0x150", "0x7fffffff", "2147483647", "0x150"}, {"0x150", "0x80000000", "0x150", "0x150"},
+            {"0", "0x80000000", "0x150", "0x150"}, {"0x150", "0xffffffffffffffff", "0x150", "0x150"},
+            {"0", "0x100000001", "0x150", "0x150"}, {"0x30", "3", "0x30", "0x30"}};
+        for (String[] answer : answers) {
+            byte[] out = new byte[5];
+            int[] length = new int[1];
+            token.answer(function, "rv=" + answer[0] + " out=0708 out.length=" + answer[1]);
+            String raised = raised(() -> length[0] = call.run(out, 2));
+            assertEquals(answer[sized ? 2 : 3], raised.isEmpty() ? "" + length[0] : raised, function + " " + answer[1]);
+            assertArrayEquals(new byte[] {0, 0, 7, 8, 0}, out, "copied back whatever the answer");
+        }
+        token.answer(function, "out=");
+        assertEquals(0, call.run(new byte[2], 2));
+        calls();
+    }
+
+    @Test
+    void inputToOutput() throws Throwable {
+        List<String> sized = List.of("Encrypt", "EncryptUpdate", "Decrypt", "DecryptUpdate");
+        List<String> names = new ArrayList<>(sized);
+        names.addAll(List.of("Digest", "Sign", "SignRecover", "VerifyRecover", "DigestEncryptUpdate",
+            "DecryptDigestUpdate", "SignEncryptUpdate", "DecryptVerifyUpdate"));
+        List<InOut> calls = List.of(session::encrypt, session::encryptUpdate, session::decrypt, session::decryptUpdate,
+            session::digest, session::sign, session::signRecover, session::verifyRecover, session::digestEncryptUpdate,
+            session::decryptDigestUpdate, session::signEncryptUpdate, session::decryptVerifyUpdate);
+        for (int i = 0; i < names.size(); i++) {
+            InOut call = calls.get(i);
+            String function = "C_" + names.get(i);
+            byte[] out = new byte[8];
+            token.answer(function, "out=0908");
+            assertEquals(2, call.run(in, 1, 3, out, 2));
+            assertArrayEquals(new byte[] {0, 0, 9, 8, 0, 0, 0, 0}, out);
+            assertCalls(function + " session=0x7 " + (i == 7 ? "signature" : "in") + "=020304 room=6");
+            assertBuffersChecked(call);
+            assertOutputRule(function, sized.contains(names.get(i)), (room, at) -> call.run(in, 0, 5, room, at));
+        }
+        byte[] both = {1, 2, 3, 4};
+        token.answer("C_Encrypt", "out=0a0b");
+        assertEquals(2, session.encrypt(both, 0, 2, both, 2));
+        assertArrayEquals(new byte[] {1, 2, 10, 11}, both, "one array for both");
+    }
+
+    @Test
+    void inputOrOutputAlone() throws Throwable {
+        List<String> finals = List.of("EncryptFinal", "DecryptFinal", "DigestFinal", "SignFinal");
+        List<Out> outs = List.of(session::encryptFinal, session::decryptFinal, session::digestFinal, session::signFinal);
+        for (int i = 0; i < 4; i++) {
+            Out call = outs.get(i);
+            call.run(new byte[6], 2);
+            assertCalls("C_" + finals.get(i) + " session=0x7 room=4");
+            assertOutputRule("C_" + finals.get(i), i < 2, call);
+            assertRefused("0x20", () -> call.run(null, 0));
+            assertRefused("0x20", () -> call.run(new byte[1], -1));
+            assertRefused("0x150", () -> call.run(new byte[1], 2));
+        }
+        List<String> updates = List.of("DigestUpdate", "SignUpdate", "VerifyUpdate");
+        List<In> ins = List.of(session::digestUpdate, session::signUpdate, session::verifyUpdate);
+        for (int i = 0; i < 3; i++) {
+            In call = ins.get(i);
+            call.run(in, 5, 0);
+            call.run(in, 1, 4);
+            assertCalls("C_" + updates.get(i) + " session=0x7 in=", "C_" + updates.get(i) + " session=0x7 in=02030405");
+            assertRefused("0x150", () -> call.run(in, 2, 4));
+            assertRefused("0x20", () -> call.run(null, 0, 0));
+        }
+    }
+
+    @Test
+    void verification() throws Throwable {
+        assertEquals(true, session.verify(in, 1, 2, in, 3, 2));
+        assertEquals(true, session.verifyFinal(in, 0, 5));
+        assertCalls("C_Verify session=0x7 in=0203 signature=0405", "C_VerifyFinal session=0x7 signature=0102030405");
+        token.always("C_Verify", "rv=0xc0").always("C_VerifyFinal", "rv=0xc0").always("C_VerifyRecover", "rv=0xc0");
+        assertEquals(false, session.verify(in, 0, 1, in, 0, 1));
+        assertEquals(false, session.verifyFinal(in, 0, 1));
+        assertEquals(-1, session.verifyRecover(in, 0, 1, new byte[4], 0));
+        token.always("C_Verify", "rv=0xc1").always("C_VerifyFinal", "rv=0xc1");
+        assertEquals("0xc1", raised(() -> session.verify(in, 0, 1, in, 0, 1)));
+        assertEquals("0xc1", raised(() -> session.verifyFinal(in, 0, 1)));
+        calls();
+        assertRefused("0x150", () -> session.verify(in, 5, 1, null, 0, 0));
+        assertRefused("0x20", () -> session.verify(in, 0, 5, null, 0, 0));
+    }
+
+    @Test
+    void starting() throws Throwable {
+        List<String> names = List.of("Encrypt", "Decrypt", "Sign", "SignRecover", "Verify", "VerifyRecover");
+        List<Init> inits = List.of(session::encryptInit, session::decryptInit, session::signInit,
+            session::signRecoverInit, session::verifyInit, session::verifyRecoverInit);
+        for (int i = 0; i < names.size(); i++) {
+            Init init = inits.get(i);
+            init.run(0x80000001, null, key(-1));
+            assertCalls("C_" + names.get(i) + "Init session=0x7 mechanism=0x80000001 parameter=null/0 key=0xffffffff");
+            assertRefused("", () -> init.run(0x250, "wrong", key(0)));
+            assertRefused("obj is null", () -> init.run(0x250, "wrong", null));
+            assertRefused("0x71", () -> init.run(0x250, "wrong", key(9)));
+        }
+        String line = "tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_%sInit():  The mechanism ID passed in"
+            + " is: -2147483647 \n";
+        withEnvironment("PKCS11DEBUG", "", () -> assertEquals(String.format(line + line, "encrypt", "decrypt"),
+            written(STDOUT, () -> {
+                session.encryptInit(0x80000001, null, key(9));
+                session.decryptInit(0x80000001, null, key(9));
+            })));
+    }
+
+    @Test
+    void gcmInOneCall() throws Throwable {
+        CK_GCM_PARAMS gcm = new CK_GCM_PARAMS(new byte[12], null, 128);
+        byte[] out = new byte[6];
+        assertEquals(4, session.encryptDoFinalGCM(0x1087, gcm, key(9), in, 1, 4, out, 2));
+        assertEquals("[C_EncryptInit, C_Encrypt session=0x7 in=02030405 room=4]",
+            calls().toString().replaceFirst("Init [^,]*", "Init"));
+        assertOutputRule("C_Decrypt", true,
+            (room, at) -> session.decryptDoFinalGCM(0x1087, gcm, key(9), in, 0, 5, room, at));
+        int[] result = new int[1];
+        NativePKCS11Session closed = new NativePKCS11Session(null, 7);
+        assertRefused("obj is null", () -> result[0] = closed.encryptDoFinalGCM(0, null, key(9), in, 0, 5, out, 0));
+        assertEquals(3, session.encryptDoFinalGCM(0x1087, "wrong", key(0), in, 0, 5, out, 0));
+        assertEquals(3, session.decryptDoFinalGCM(0x1087, gcm, key(0), null, 0, 5, null, 0));
+        assertRefused("0x71", () -> session.decryptDoFinalGCM(0x1087, "wrong", key(9), null, 0, 5, null, 0));
+        token.answer("C_EncryptInit", "rv=0x63");
+        assertEquals("0x63", raised(() -> session.encryptDoFinalGCM(0x1087, gcm, key(9), null, 0, 5, null, 0)));
+        assertEquals(1, calls().size());
+        assertEquals("0x20", raised(() -> session.encryptDoFinalGCM(0x1087, gcm, key(9), null, 0, 5, null, 0)));
+        assertEquals(1, calls().size(), "started, and not run");
+    }
+
+    @Test
+    void keysAreMadeAndMoved() throws Throwable {
+        int[] types = {0x1};
+        Object[] yes = {true};
+        Object[] no = {false};
+        session.generateKey(0x1080, null, types, yes);
+        PKCS11Object[] pair = session.generateKeyPair(0, null, types, yes, types, no);
+        assertEquals(List.of(101, 102), List.of(((NativePKCS11Object) pair[0]).getObjectID(),
+            ((NativePKCS11Object) pair[1]).getObjectID()));
+        byte[] wrapped = new byte[6];
+        assertEquals(2, session.wrapKey(0x2109, null, key(8), key(9), wrapped, 3));
+        assertArrayEquals(new byte[] {0, 0, 0, 0x33, (byte) 0xa9, 0}, wrapped);
+        session.unwrapKey(0x2109, null, key(8), wrapped, 3, 2, types, yes);
+        session.deriveKey(0x21, null, key(8), types, yes);
+        session.digestKey(key(9));
+        assertCalls("C_GenerateKey session=0x7 mechanism=0x1080 parameter=null/0 template=[0x1@+24:01]",
+            "C_GenerateKeyPair session=0x7 mechanism=0x0 parameter=null/0 publicTemplate=[0x1@+24:01]"
+                + " privateTemplate=[0x1@+24:00]",
+            "C_WrapKey session=0x7 mechanism=0x2109 parameter=null/0 wrappingKey=0x8 key=0x9 room=3",
+            "C_UnwrapKey session=0x7 mechanism=0x2109 parameter=null/0 unwrappingKey=0x8 in=33a9 template=[0x1@+24:01]",
+            "C_DeriveKey session=0x7 mechanism=0x21 parameter=+24/0: baseKey=0x8 template=[0x1@+24:01]",
+            "C_DigestKey session=0x7 key=0x9");
+        assertOutputRule("C_WrapKey", false, (out, at) -> session.wrapKey(0x2109, null, key(8), key(9), out, at));
+    }
+
+    @Test
+    void whichErrorOfKeyManagementWins() throws Throwable {
+        int[] types = {0x1};
+        Object[] wrong = {1};
+        assertRefused("0x71", () -> session.generateKey(0x1080, 1, types, wrong));
+        assertRefused("0x13", () -> session.generateKeyPair(0, null, types, wrong, new int[1], wrong));
+        assertRefused("0x71", () -> session.wrapKey(0x250, 1, key(0), key(0), null, 0));
+        assertRefused("", () -> session.wrapKey(0x250, null, null, key(0), null, 0));
+        assertRefused("", () -> session.wrapKey(0x250, null, key(0), key(9), null, 0));
+        assertRefused("obj is null", () -> session.wrapKey(0x250, null, key(0), null, null, 0));
+        assertRefused("0x20", () -> session.wrapKey(0x250, null, key(8), key(9), null, 0));
+        assertRefused("0x150", () -> session.wrapKey(0x250, null, key(8), key(9), new byte[1], 2));
+        assertRefused("", () -> session.unwrapKey(0x250, null, key(0), null, 0, 0, types, wrong));
+        assertRefused("0x13", () -> session.unwrapKey(0x250, null, key(8), null, 0, 0, types, wrong));
+        assertRefused("0x20", () -> session.unwrapKey(0x250, null, key(8), null, 0, 0, null, null));
+        assertRefused("", () -> session.deriveKey(0x21, null, key(0), types, wrong));
+        assertRefused("0x13", () -> session.deriveKey(0x21, null, key(8), types, wrong));
+        assertRefused("", () -> session.digestKey(key(0)));
+        assertRefused("obj is null", () -> session.digestKey(null));
+        String prefix = "tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey";
+        withEnvironment("PKCS11DEBUG", "1", () -> assertEquals(prefix + "() was called\n", written(STDOUT,
+            () -> assertEquals("0x71", raised(() -> session.deriveKey(0x1050, null, key(8), null, null))))));
+        token.answer("C_DeriveKey", "key=77");
+        withEnvironment("PKCS11DEBUG", "1", () -> assertEquals(prefix + "() was called\n" + prefix
+            + ": The returned secretKey is:  >77<\n" + prefix + "() was called\n", written(STDOUT, () -> {
+                session.deriveKey(0x21, null, key(8), null, null);
+                session.deriveKey(0x21, null, key(0), null, null); // flushes the line before it
+            })));
+    }
+}

@@ -1,0 +1,155 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.tokbridge.test.Harness.*;
+import static com.kelvane.tokbridge.test.Raised.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.nat.*;
+import java.lang.reflect.InvocationTargetException;
+import java.lang.reflect.Method;
+import java.lang.reflect.Modifier;
+import java.nio.charset.*;
+import java.util.*;
+import java.util.stream.*;
+import org.junit.jupiter.api.*;
+
+/** What every native method has in common: the handle chain, the codes, the width of numbers, null entries. */
+class FrameTest extends SessionFixture {
+    /** What is raised before the receiver is looked at, when every argument is zero or null. */
+    private static final Map<String, String> FIRST = Map.of("getBoolAttributeValue", "0x12", "setBoolAttributeValue",
+        "0x12", "getStringAttributeValue", "0x12", "getDateAttributeValue", "0x12", "getBigIntegerAttributeValue", "0x12",
+        "setAttributeValue", "0x13", "getAttributeValues", "can't access attribute types array", "loadPKCS11Library",
+        "GetStringUTFChars() failed");
+    private static final Set<String> SESSION_IS_NULL = Set.of("copy", "destroyObject", "getIntAttributeValue",
+        "getByteArrayAttributeValue", "getAttributeValue");
+
+    private static String outcome(Method method, Object receiver) throws Throwable {
+        Object[] arguments = Arrays.stream(method.getParameterTypes())
+            .map(type -> type == boolean.class ? (Object) false : type == int.class ? (Object) 0 : null).toArray();
+        return raised(() -> {
+            try {
+                method.invoke(receiver, arguments);
+            } catch (InvocationTargetException e) {
+                throw e.getCause();
+            }
+        });
+    }
+
+    private static Object receiver(Class<?> type, NativePKCS11Slot slot) {
+        NativePKCS11Session session = new NativePKCS11Session(slot, 7);
+        return type == NativePKCS11.class ? slot.getPKCS11() : type == NativePKCS11Slot.class ? slot
+            : type == NativePKCS11Session.class ? session : new NativePKCS11Object(session, 9);
+    }
+
+    /** One question to all 89 methods: what becomes of a receiver whose library is missing, or that is missing itself? */
+    @Test
+    void everyLinkOfTheHandleChainIsChecked() throws Throwable {
+        Set<String> exports = new TreeSet<>();
+        Process nm = new ProcessBuilder("nm", "-D", "--defined-only", System.getProperty("tokbridge.library")).start();
+        new String(nm.getInputStream().readAllBytes(), StandardCharsets.US_ASCII).lines()
+            .map(line -> line.replaceAll(".* ", "")).filter(name -> !name.startsWith("_")).forEach(exports::add);
+        List<Method> methods = Stream
+            .of(NativePKCS11.class, NativePKCS11Slot.class, NativePKCS11Session.class, NativePKCS11Object.class)
+            .flatMap(type -> Arrays.stream(type.getDeclaredMethods()))
+            .filter(method -> Modifier.isNative(method.getModifiers())).collect(Collectors.toList());
+        for (Method method : methods) {
+            Class<?> type = method.getDeclaringClass();
+            String first = FIRST.get(method.getName());
+            String unloaded = outcome(method, receiver(type, new NativePKCS11Slot(new NativePKCS11(), 1)));
+            assertEquals(first != null ? first : "functionList is null", unloaded, method::toString);
+            if (type != NativePKCS11.class) {
+                String broken = outcome(method, receiver(type, new NativePKCS11Slot(null, 1)));
+                assertEquals(first != null ? first : "obj is null", broken, method::toString);
+            }
+            String export = "Java_" + type.getName().replace('.', '_') + "_" + method.getName();
+            String none = raised(() -> assertTrue(ScriptedToken.callWithNullReceiver(
+                System.getProperty("tokbridge.library"), export), export));
+            boolean named = type == NativePKCS11Session.class && SESSION_IS_NULL.contains(method.getName());
+            assertEquals(first != null ? first : named ? "session is null" : "obj is null", none, method::toString);
+            assertTrue(exports.remove(export), export);
+        }
+        assertEquals(89, methods.size());
+        assertEquals(Set.of(), exports, "nothing else is exported");
+        assertEquals(List.of(), calls());
+        assertTrue(lockIsFree());
+    }
+
+    @TestFactory
+    Stream<DynamicTest> everyCodeArrivesUnchanged() {
+        return Calls.each(name -> {
+            calls();
+            for (String code : List.of("0x1", "0x150", "0x80000001", "0xffffffff")) {
+                token.answer(Calls.function(name), "rv=" + code);
+                assertEquals(code, raised(() -> Calls.to(name).make(library, slot, session)));
+                assertEquals(1, calls().size(), "nothing is called after a failure");
+            }
+        });
+    }
+
+    @TestFactory
+    Stream<DynamicTest> aNullEntryIsNotCalled() {
+        return Calls.each(name -> {
+            token.missing(Calls.function(name)).calls();
+            assertEquals("0x54", raised(() -> Calls.to(name).make(library, slot, session)));
+            assertEquals(List.of(), calls());
+            assertTrue(lockIsFree());
+        });
+    }
+
+    @Test
+    void nullEntriesForTheLifeOfTheLibrary() throws Throwable {
+        token.missing("C_Finalize");
+        assertEquals("0x54", raised(library::libFinalize));
+        token.missing("C_Initialize");
+        library.load(token.path());
+        assertEquals("0x54", raised(library::libInitialize));
+        token.reset();
+        library.libInitialize();
+    }
+
+    @Test
+    void numbersAreNotSignExtended() {
+        int high = 0x80000001;
+        new NativePKCS11Slot(library, -1).closeAllSessions();
+        new NativePKCS11Slot(library, high).getMechanismInfo(-2);
+        new NativePKCS11Slot(library, high).openSession(-1, null);
+        new NativePKCS11Session(slot, high).logout();
+        session.setOperationState(new byte[1], new NativePKCS11Object(session, -1), new NativePKCS11Object(null, high));
+        assertEquals(List.of(
+            "C_CloseAllSessions slot=0xffffffff",
+            "C_GetMechanismInfo slot=0x80000001 type=0xfffffffe",
+            "C_OpenSession slot=0x80000001 flags=0xffffffff application=null notify=null",
+            "C_Logout session=0x80000001",
+            "C_SetOperationState session=0x7 in=00 encryptionKey=0xffffffff authenticationKey=0x80000001"), calls());
+    }
+
+    @Test
+    void handlesOf32BitsArriveAndWiderOnesAreNamed() throws Throwable {
+        String wide = "0x100000000000001";
+        token.always("C_GetSlotList", "slots=0xffffffff,0");
+        assertEquals(List.of(-1, 0), Arrays.stream(library.getSlotList(false))
+            .map(each -> ((NativePKCS11Slot) each).getSlotID()).collect(Collectors.toList()));
+        token.answer("C_OpenSession", "session=0xfffffffe").answer("C_WaitForSlotEvent", "slot=0x80000000");
+        assertEquals(-2, slot.openSession(6, null).getSessionID());
+        NativePKCS11Slot event = library.waitForSlotEvent(false);
+        assertEquals(0x80000000, event.getSlotID());
+        assertSame(library, event.getPKCS11());
+
+        token.always("C_GetSlotList", "slots=1," + wide).answer("C_WaitForSlotEvent", "slot=" + wide);
+        assertNames(wide, raised(() -> library.getSlotList(false)));
+        assertNames(wide, raised(() -> library.waitForSlotEvent(true)));
+
+        calls();
+        token.answer("C_OpenSession", "session=" + wide);
+        assertNames(wide, raised(() -> slot.openSession(6, null)));
+        assertEquals(List.of("C_OpenSession slot=0x1 flags=0x6 application=null notify=null",
+            "C_CloseSession session=" + wide), calls());
+        token.answer("C_OpenSession", "session=" + wide).answer("C_CloseSession", "rv=0x30");
+        assertNames(wide, raised(() -> slot.openSession(6, null)));
+        assertTrue(lockIsFree());
+    }
+
+    private static void assertNames(String value, String message) {
+        assertTrue(message.contains(value), message);
+    }
+}

@@ -1,0 +1,206 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.tokbridge.test.Harness.*;
+import static com.kelvane.tokbridge.test.Raised.*;
+import static org.junit.jupiter.api.Assertions.*;
+import static org.junit.jupiter.api.Assumptions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.util.*;
+import java.util.stream.*;
+import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.Executable;
+
+/**
+ * Every JNI call that can fail, made to fail: each native method runs once to count its calls, then once more for every
+ * one of them, with a Java error pending and without, on a token that wants the bridge lock.
+ */
+class JniFailureTest extends SessionFixture {
+    private static final String BRIDGE = System.getProperty("tokbridge.library");
+    private static final List<String> FUNCTIONS = List.of(JniSpy.functions());
+
+    /** Leaves the types it reads pinned, one array a call. */
+    private static final String KEEPS_ITS_TYPES = "C_GetAttributeValue all";
+    /** A fault of the lock is printed and never fails the call. */
+    private static final Set<String> LOCK = Set.of("MonitorEnter", "MonitorExit", "FindClass");
+    /** Without an error of the JVM these leave the call to go on with what it has, or to say so in its own words. */
+    private static final Set<String> TEXTS = Set.of("getBuffer(): can't get elements",
+        "encodeByteArray(): can't get elements", "encodeBigInteger(): can't get elements",
+        "decodeByteArray(): can't get elements", "copyBytes(): can't get elements", "GetStringUTFChars() failed",
+        "toByteArray() returned null", "can't access attribute types array", "NewByteArray() failed",
+        "can't get byte[] elements", "getOperationState(): NewByteArray() failed",
+        "getOperationState(): can't get elements", "setOperationState(): can't get elements",
+        "getMechanismList(): NewIntArray() failed", "GetIntArrayElements() failed", "obj is null",
+        "Object must be String or byte[]!", "no space for encoded attribute!");
+    private static final Set<Integer> CODES = Set.of(0x13, 0x20, 0x71, 0xD1, 0x150);
+
+    private static int cases;
+
+    @BeforeAll
+    static void notUnderTheChecker() {
+        assumeFalse(Boolean.getBoolean("tokbridge.test.checked"), "the checker counts the failures as misuse");
+    }
+
+    @AfterAll
+    static void report() {
+        System.out.println("JNI failures: " + cases + " cases of (call, JNI function, n)");
+    }
+
+    @BeforeEach
+    void wantTheLock() {
+        library.libFinalize();
+        library.load(token.path());
+        token.answer("C_Initialize", "rv=0xa");
+        library.libInitialize();
+    }
+
+    /** What Calls leaves out: the life of a library, on a module of its own. */
+    private final ScriptedToken other = ScriptedToken.copy();
+    private NativePKCS11 life;
+
+    private Object live(String name) {
+        if (name.equals("C_GetFunctionList")) {
+            life.load(other.path());
+        } else if (name.equals("C_Initialize")) {
+            life.libInitialize();
+        } else {
+            life.libFinalize();
+        }
+        return null;
+    }
+
+    private void bringTo(String name) throws Throwable {
+        String raised = "";
+        while (!raised.equals("attempt to finalize invalid DLL")) {
+            raised = raised(with(new NativePKCS11(), "functionList", other.functionList())::libFinalize);
+        }
+        other.reset().answer("C_Initialize", "rv=0xa");
+        life = new NativePKCS11();
+        if (!name.equals("C_GetFunctionList")) {
+            life.load(other.path());
+        }
+        if (name.equals("C_Finalize")) {
+            life.libInitialize();
+        }
+        other.calls();
+    }
+
+    private final class Outcome {
+        private Object result;
+        private Throwable thrown;
+        private final List<String> calls;
+        private final int[] counts;
+        private final int callsBefore;
+
+        Outcome(String name, String function, int call, boolean withError) throws Throwable {
+            boolean usual = Calls.to(name) != null;
+            ScriptedToken module = usual ? token.reset().always("C_FindObjects", "objects=5") : other;
+            if (!usual) {
+                bringTo(name);
+            }
+            JniSpy.watch(BRIDGE, function, call, withError, module.path());
+            try {
+                result = usual ? Calls.to(name).make(library, slot, session) : live(name);
+            } catch (Throwable e) {
+                thrown = e;
+            } finally {
+                JniSpy.unwatch();
+            }
+            calls = module.calls().stream().map(Calls::function).collect(Collectors.toList());
+            counts = JniSpy.counts();
+            callsBefore = JniSpy.callsBeforeFailure();
+        }
+    }
+
+    /** ExceptionDescribe prints a trace for each error that unlock clears. */
+    @TestFactory
+    Stream<DynamicTest> everyJniCallOfEveryMethod() {
+        int saved = ScriptedToken.redirect(STDERR, "/dev/null");
+        return Stream.concat(Calls.names(), Stream.of("C_GetFunctionList", "C_Initialize", "C_Finalize"))
+            .map(name -> DynamicTest.dynamicTest(name, () -> {
+            Outcome plain = new Outcome(name, null, 0, false);
+            assertEquals(null, plain.thrown);
+            assertEquals(name.equals(KEEPS_ITS_TYPES) ? 1 : 0, JniSpy.unbalanced());
+            for (int i = 0; i < FUNCTIONS.size(); i++) {
+                for (int n = 1; n <= plain.counts[i]; n++) {
+                    check(name, plain, FUNCTIONS.get(i), n, false);
+                    check(name, plain, FUNCTIONS.get(i), n, true);
+                }
+            }
+        })).onClose(() -> ScriptedToken.restore(STDERR, saved));
+    }
+
+    private void check(String name, Outcome plain, String function, int n, boolean withError) throws Throwable {
+        Outcome failed = new Outcome(name, function, n, withError);
+        String what = name + ": " + function + " " + n + (withError ? " with an error" : "") + ": " + failed.thrown;
+        cases++;
+
+        assertTrue(failed.callsBefore >= 0, what);
+        assertTrue(lockIsFree(), what);
+        int stillPinned = JniSpy.unbalanced();
+        assertTrue(stillPinned == 0 || stillPinned == 1 && name.equals(KEEPS_ITS_TYPES), what);
+        if (withError && !LOCK.contains(function)) {
+            assertTrue(failed.thrown instanceof InternalError, what);
+        } else if (failed.thrown instanceof PKCS11Exception) {
+            PKCS11Exception thrown = (PKCS11Exception) failed.thrown;
+            assertTrue(thrown.hasCode() ? CODES.contains(thrown.getCode()) : TEXTS.contains(thrown.getMessage()), what);
+        } else {
+            assertTrue(failed.thrown == null || withError && failed.thrown instanceof InternalError, what);
+        }
+
+        // What was still to come is not done, unless the fault was one of the lock or of a method that goes on.
+        List<String> made = failed.calls.stream().filter(call -> !call.equals("C_DestroyObject"))
+            .collect(Collectors.toList());
+        boolean goesOn = LOCK.contains(function) || failed.thrown == null || name.equals(KEEPS_ITS_TYPES)
+            || name.equals("C_SetOperationState");
+        if (!name.startsWith("C_DestroyObject")) {
+            int expected = goesOn ? made.size() : failed.callsBefore;
+            assertEquals(plain.calls.subList(0, Math.min(expected, plain.calls.size())), made, what);
+        }
+        if (made.isEmpty()) {
+            assertTrue(Arrays.stream(JniSpy.releaseModes()).allMatch(mode -> mode == 2), what);
+        }
+        assertTrue(failed.thrown != null || neutral(failed.result) || same(failed.result, plain.result), what);
+    }
+
+    private static boolean neutral(Object result) {
+        return result == null || result.equals(false) || result instanceof Integer && (int) result <= 5;
+    }
+
+    private static boolean same(Object result, Object plain) {
+        return result.getClass() == plain.getClass() && (!(result instanceof Number) || Objects.equals(result, plain));
+    }
+
+    /** The bridge's own machinery fails: one line on standard error, and the lock is free. */
+    @Test
+    void faultsArePrinted() throws Throwable {
+        String[][] faults = { // function, which call of it, what is printed: raising a code, then a message
+            {"FindClass", "3", "can't find class PKCS11Exception"}, {"GetMethodID", "1", "can't find method PKCS11Exception(int)"},
+            {"NewObjectV", "1", "can't create exception object"}, {"Throw", "1", "can't throw PKCS11Exception"},
+            {"MonitorEnter", "1", "can't lock!\n"}, {"FindClass", "1", ""},
+            {"FindClass", "1", "can't find class PKCS11Exception"},
+            {"NewStringUTF", "1", "can't create message string for exception"},
+            {"GetMethodID", "1", "can't find method PKCS11Exception(String)"}};
+        for (int i = 0; i < faults.length; i++) {
+            boolean code = i < 6;
+            token.always("C_Logout", code ? "rv=0x101" : "");
+            String printed = faultOf(faults[i][0], Integer.parseInt(faults[i][1]),
+                () -> raised(code ? session::logout : () -> slot.openSession(6, "callback")));
+            assertEquals(faults[i][2].isEmpty() ? "" : "tokbridge.dll: " + faults[i][2], printed);
+        }
+        assertEquals("unlock: error - FindClass failed to find com/kelvane/pkcs11/nat/NativePKCS11\n",
+            faultOf("FindClass", 2, session::logout));
+        assertEquals("unlock: error - MonitorExit returned rc=-1\n", faultOf("MonitorExit", 1, session::logout));
+    }
+
+    private String faultOf(String function, int call, Executable body) throws Throwable {
+        JniSpy.watch(BRIDGE, function, call, false, token.path());
+        try {
+            return written(STDERR, body);
+        } finally {
+            JniSpy.unwatch();
+            assertTrue(lockIsFree());
+        }
+    }
+}

@@ -1,0 +1,241 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.tokbridge.test.Harness.*;
+import static com.kelvane.tokbridge.test.Raised.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.math.*;
+import java.nio.file.*;
+import java.util.*;
+import java.util.regex.*;
+import org.junit.jupiter.api.*;
+
+/** Mechanisms with every kind of parameter as a module receives them, and what it writes back. */
+class MechanismTest extends SessionFixture {
+    private static final String REFUSED = "0x71";
+    private static final String NOT_ENCODED = "parameter encoding not yet implemented!";
+    private static final String UNKNOWN = "unknown mechanism parameter type!";
+
+    private static byte[] bytes(int first, int length) {
+        byte[] bytes = new byte[length];
+        for (int i = 0; i < length; i++) {
+            bytes[i] = (byte) (first + i);
+        }
+        return bytes;
+    }
+
+    private static CK_SSL3_RANDOM_DATA random() {
+        return new CK_SSL3_RANDOM_DATA(bytes(0x10, 3), bytes(0x20, 5));
+    }
+
+    /** The mechanism as the module receives it, or what is raised instead. */
+    private String encode(int mechanism, Object parameter) {
+        try {
+            String raised = raised(() -> session.digestInit(mechanism, parameter));
+            List<String> made = calls();
+            assertEquals(raised.isEmpty() ? 1 : 0, made.size());
+            return raised.isEmpty() ? made.get(0).replaceAll(".* parameter=", "") : raised;
+        } catch (Throwable e) {
+            throw new AssertionError(e);
+        }
+    }
+
+    @Test
+    void everyKindToTheByte() {
+        NativePKCS11Object key = new NativePKCS11Object(session, 0x80000009);
+        Object[][] rows = {
+            {0x1081, null, "null/0"}, {0x250, null, "null/0"}, {0x1081, 5, REFUSED}, {0x250, new byte[1], REFUSED},
+            {0x124, 0x80000008, "+24/8:0800008000000000"}, {0x365, 8, "+24/8:0800000000000000"},
+            {0x1082, bytes(1, 16), "+24/16:0102030405060708090a0b0c0d0e0f10"}, {0x1082, null, "+24/0:"},
+            {0x122, new byte[0], "+24/0:"}, {0x1001, bytes(1, 2), "+24/2:0102"},
+            {0x21, new BigInteger("128"), "+24/1:80"}, {0x21, BigInteger.ZERO, "+24/1:00"}, {0x21, null, "+24/0:"},
+            {0x360, key, "+24/8:0900008000000000"},
+            {0x101, new PKCS11MechPar_RC2(-1), "+24 CK_RC2_PARAMS{ulEffectiveBits=4294967295}"},
+            {0x101, new PKCS11MechPar_RC2_CBC(1, null), "+24 CK_RC2_PARAMS{ulEffectiveBits=1}"},
+            {0x102, new PKCS11MechPar_RC2_CBC(5, bytes(1, 8)),
+                "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0102030405060708}"},
+            {0x102, new PKCS11MechPar_RC2_CBC(5, bytes(1, 3)),
+                "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0102030000000000}"},
+            {0x102, new PKCS11MechPar_RC2_CBC(5, null), "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0000000000000000}"},
+            {0x102, new PKCS11MechPar_RC2_CBC(5, new byte[9]), REFUSED}, {0x102, new PKCS11MechPar_RC2(5), REFUSED},
+            {0x104, new PKCS11MechPar_RC2_GENMAC(5, 4), "+24 CK_RC2_MAC_GENERAL_PARAMS{ulEffectiveBits=5 ulMacLength=4}"},
+            {0x331, new PKCS11MechPar_RC5(4, 12), "+24 CK_RC5_PARAMS{ulWordsize=4 ulRounds=12}"},
+            {0x332, new PKCS11MechPar_RC5_CBC(4, 12, bytes(1, 40)),
+                "+24 CK_RC5_CBC_PARAMS{ulWordsize=4 ulRounds=12 pIv=+32:" + "0102030405060708090a0b0c0d0e0f10"
+                    + "1112131415161718191a1b1c1d1e1f202122232425262728 ulIvLen=40}"},
+            {0x332, new PKCS11MechPar_RC5_CBC(4, 12, null),
+                "+24 CK_RC5_CBC_PARAMS{ulWordsize=4 ulRounds=12 pIv=+32: ulIvLen=0}"},
+            {0x334, new PKCS11MechPar_RC5_GENMAC(4, 12, 8),
+                "+24 CK_RC5_MAC_GENERAL_PARAMS{ulWordsize=4 ulRounds=12 ulMacLength=8}"},
+            {0x3A0, new PKCS11MechPar_PBE(bytes(1, 5), bytes(9, 4), 1000),
+                "+24 CK_PBE_PARAMS{pInitVector=+48:0000000000000000 pPassword=+56:0102030405 ulPasswordLen=5 "
+                    + "pSalt=+61:090a0b0c ulSaltLen=4 ulIteration=1000}"},
+            {0x370, new CK_VERSION(3, 0xff), "+24 CK_VERSION{major=03 minor=ff}"},
+            {0x1087, new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 3), 128),
+                "+24 CK_GCM_PARAMS{pIv=+48:0102030405060708090a0b0c ulIvLen=12 ulIvBits=96 pAAD=+60:505152 ulAADLen=3 "
+                    + "ulTagBits=128}"},
+            {0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 1)),
+                "+24 CK_SSL3_MASTER_KEY_DERIVE_PARAMS{pClientRandom=+40:101112 ulClientRandomLen=3 "
+                    + "pServerRandom=+43:2021222324 ulServerRandomLen=5 pVersion=+48:0301}"},
+            {0x377, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(new CK_SSL3_RANDOM_DATA(null, null), null),
+                "+24 CK_SSL3_MASTER_KEY_DERIVE_PARAMS{pClientRandom=+40: ulClientRandomLen=0 pServerRandom=+40: "
+                    + "ulServerRandomLen=0 pVersion=+40:0000}"},
+            {0x376, new CK_SSL3_KEY_MAT_PARAMS(128, 256, 64, true, random()),
+                "+24 CK_SSL3_KEY_MAT_PARAMS{ulMacSizeInBits=128 ulKeySizeInBits=256 ulIVSizeInBits=64 bIsExport=01 "
+                    + "pClientRandom=+72:101112 ulClientRandomLen=3 pServerRandom=+75:2021222324 ulServerRandomLen=5 "
+                    + "pReturnedKeyMaterial=+80 hClientMacSecret=0x0 hServerMacSecret=0x0 hClientKey=0x0 "
+                    + "hServerKey=0x0 pIVClient=+128 pIVServer=+136}"},
+            {0x378, new CK_TLS_PRF_PARAMS(bytes(1, 3), bytes(7, 2), 12),
+                "+24 CK_TLS_PRF_PARAMS{pSeed=+48:010203 ulSeedLen=3 pLabel=+51:0708 ulLabelLen=2 pOutput=+53 "
+                    + "pulOutputLen=+72:12}"},
+            {0x1050, new CK_ECDH1_DERIVE_PARAMS(2, bytes(1, 3), bytes(0x40, 5)),
+                "+24 CK_ECDH1_DERIVE_PARAMS{kdf=0x2 ulSharedDataLen=3 pSharedData=+40:010203 ulPublicDataLen=5 "
+                    + "pPublicData=+43:4041424344}"},
+            {0x1051, new CK_ECDH1_DERIVE_PARAMS(1, null, bytes(0x40, 5)),
+                "+24 CK_ECDH1_DERIVE_PARAMS{kdf=0x1 ulSharedDataLen=0 pSharedData=null ulPublicDataLen=5 "
+                    + "pPublicData=+40:4041424344}"},
+            {0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, bytes(1, 3)),
+                "+24 CK_RSA_PKCS_OAEP_PARAMS{hashAlg=0x220 mgf=0x1 source=0x1 pSourceData=+40:010203 "
+                    + "ulSourceDataLen=3}"},
+            {0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x80000220, 1, null),
+                "+24 CK_RSA_PKCS_OAEP_PARAMS{hashAlg=0x80000220 mgf=0x1 source=0x1 pSourceData=+40: "
+                    + "ulSourceDataLen=0}"},
+            {0x47, new CK_RSA_PKCS_PSS_PARAMS(0x255, 5, 28), "+24 CK_RSA_PKCS_PSS_PARAMS{hashAlg=0x255 mgf=0x5 sLen=28}"}};
+        for (Object[] row : rows) {
+            assertEquals(row[2], encode((int) row[0], row[1]), "0x" + Integer.toHexString((int) row[0]));
+        }
+    }
+
+    /** The documented table against the library: what each mechanism says to no parameter, and to a wrong one. */
+    @Test
+    void everyMechanismOfTheTable() throws Exception {
+        Map<Integer, String> kinds = new TreeMap<>();
+        Matcher row = Pattern.compile("(?m)^\\| `(CKM_\\w+)` \\| (0x[0-9A-F]+) \\| ([^|]+?) \\|")
+            .matcher(Files.readString(Path.of(System.getProperty("tokbridge.test.docs"), "mechanisms.md")));
+        while (row.find()) {
+            int type = Integer.decode(row.group(2));
+            assertEquals(type, PKCS11Constants.class.getField(row.group(1)).getInt(null), row.group(1));
+            assertEquals(null, kinds.put(type, row.group(3)), row.group(1));
+        }
+        assertEquals(172, kinds.size());
+        kinds.forEach((type, kind) -> {
+            String none = kind.equals("none") ? "null/0" : kind.startsWith("byte[]") || kind.equals("BigInteger") ? "+24/0:"
+                : kind.equals("not encoded") ? NOT_ENCODED : kind.equals("refused") ? UNKNOWN : REFUSED;
+            boolean always = none.equals(NOT_ENCODED) || none.equals(UNKNOWN);
+            String name = "0x" + Integer.toHexString(type) + " " + kind;
+            assertEquals(none, encode(type, null), name);
+            for (Object wrong : new Object[] {new Object(), "text", new CK_VERSION[0], new long[1]}) {
+                assertEquals(always ? none : REFUSED, encode(type, wrong), name);
+            }
+        });
+    }
+
+    @Test
+    void numbersThatReachOutsideAreRefused() {
+        CK_SSL3_KEY_MAT_PARAMS noRandom = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 8, false, null);
+        CK_SSL3_KEY_MAT_PARAMS noOutput = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 8, false, random());
+        noOutput.returnedKeyMaterial = null;
+        assertEquals(REFUSED, encode(0x372, noRandom));
+        assertEquals(REFUSED, encode(0x372, noOutput));
+        assertEquals(REFUSED, encode(0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(null, null)));
+        CK_GCM_PARAMS gcm = new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 4), 128);
+        gcm.ulIvLen = 8;
+        assertTrue(encode(0x1087, gcm).contains("pIv=+48:0102030405060708 ulIvLen=8 ulIvBits=64 pAAD=+56:50515253"));
+        for (int hostile : new int[] {17, 29, 1 << 20, Integer.MAX_VALUE, Integer.MIN_VALUE, -1, -12}) {
+            gcm = new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 4), 128); // 24 + 48 + 16 bytes, rounded up to 96
+            gcm.ulIvLen = hostile + 4;
+            assertEquals(hostile == -12 ? REFUSED : hostile == -1 ? "3" : REFUSED, encode(0x1087, gcm)
+                .replaceAll(".*ulIvLen=(\\d+) .*", "$1"), "IV length " + (hostile + 4));
+            gcm = new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 4), 128);
+            gcm.ulAADLen = hostile;
+            assertEquals(REFUSED, encode(0x1087, gcm), "AAD length " + hostile);
+            CK_ECDH1_DERIVE_PARAMS shared = new CK_ECDH1_DERIVE_PARAMS(1, bytes(1, 8), bytes(1, 8));
+            shared.sharedDataLen = hostile + 8;
+            assertEquals(hostile == -1 ? "7" : hostile == -12 ? REFUSED : REFUSED,
+                encode(0x1050, shared).replaceAll(".*ulSharedDataLen=(\\d+) .*", "$1"), "shared " + (hostile + 8));
+            CK_ECDH1_DERIVE_PARAMS publicData = new CK_ECDH1_DERIVE_PARAMS(1, bytes(1, 8), bytes(1, 8));
+            publicData.publicDataLen = hostile;
+            assertEquals(REFUSED, encode(0x1050, publicData), "public " + hostile);
+            CK_RSA_PKCS_OAEP_PARAMS oaep = new CK_RSA_PKCS_OAEP_PARAMS(1, 1, bytes(1, 8));
+            oaep.ulSourceDataLen = hostile;
+            assertEquals(REFUSED, encode(0x9, oaep), "source " + hostile);
+            CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 64, false, random());
+            material.ivSizeInBits = hostile * 8 - (hostile == -12 ? 1 : 0);
+            assertEquals(hostile * 8 == 0 ? "0" : REFUSED, encode(0x372, material)
+                .replaceAll(".*ulIVSizeInBits=(\\d+) .*", "$1"), "IV bits " + hostile * 8);
+        }
+        assertEquals("no space for encoded mechanism / parameter!", encode(0x1082, new byte[64 << 20]));
+    }
+
+    @Test
+    void whatTheTokenWritesComesBack() throws Throwable {
+        NativePKCS11Object key = new NativePKCS11Object(session, 9);
+        byte[] iv = new byte[22];
+        token.answer("C_EncryptInit", "parameter=" + "a1".repeat(22));
+        session.encryptInit(0x1002, iv, key);
+        assertEquals("a1".repeat(20) + "0000", String.format("%044x", new BigInteger(1, iv)));
+        assertEquals("0x150", raised(() -> session.encryptInit(0x1002, new byte[19], key)));
+        assertEquals("decodeByteArray(): can't get elements", raised(() -> session.encryptInit(0x1002, null, key)));
+        assertEquals("", raised(() -> session.decryptInit(0x1002, new byte[1], key)));
+
+        PKCS11MechPar_PBE pbe = new PKCS11MechPar_PBE(bytes(1, 1), bytes(2, 1), 1);
+        token.answer("C_GenerateKey", "pInitVector=b1b2b3b4b5b6b7b8");
+        session.generateKey(0x3A0, pbe, null, null);
+        assertEquals("b1b2b3b4b5b6b7b8", String.format("%x", new BigInteger(1, pbe.iv)));
+        Object[][] refused = {{new byte[7], "0x150"}, {null, "decodeByteArray(): can't get elements"}};
+        for (Object[] each : refused) {
+            pbe.iv = (byte[]) each[0];
+            calls();
+            assertEquals(each[1], raised(() -> session.generateKey(0x3A0, pbe, null, null)));
+            assertTrue(calls().get(1).startsWith("C_DestroyObject"), "a key that Java never sees is not left behind");
+        }
+
+        CK_VERSION version = new CK_VERSION(3, 0);
+        for (int mechanism : new int[] {0x371, 0x375, 0x373, 0x377}) {
+            token.answer("C_DeriveKey", "pVersion=0" + (mechanism & 7) + "09");
+            session.deriveKey(mechanism, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), version), key, null, null);
+            assertEquals((mechanism & 2) == 0 || mechanism < 0x373 ? mechanism & 7 : 5, version.major);
+        }
+        token.answer("C_DeriveKey", "");
+        session.deriveKey(0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), null), key, null, null);
+
+        CK_TLS_PRF_PARAMS prf = new CK_TLS_PRF_PARAMS(bytes(1, 1), null, 4);
+        token.answer("C_DeriveKey", "pOutput=c1c2c3c4");
+        session.deriveKey(0x378, prf, key, null, null);
+        assertArrayEquals(bytes(0xc1, 4), prf.output);
+
+        CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 16, false, random());
+        token.answer("C_DeriveKey", "pIVClient=d1d2 pIVServer=e1e2 hClientMacSecret=21 hServerMacSecret=22"
+            + " hClientKey=0x1000000000 hServerKey=24 key=5");
+        calls();
+        assertEquals("object handle 0x1000000000 does not fit into 32 bits",
+            raised(() -> session.deriveKey(0x372, material, key, null, null)));
+        CK_SSL3_KEY_MAT_OUT out = material.returnedKeyMaterial;
+        assertEquals("[-47, -46][-31, -30]", Arrays.toString(out.ivClient) + Arrays.toString(out.ivServer));
+        assertEquals(List.of(21, 22, 24), List.of(((NativePKCS11Object) out.clientMacSecret).getObjectID(),
+            ((NativePKCS11Object) out.serverMacSecret).getObjectID(), ((NativePKCS11Object) out.serverKey).getObjectID()));
+        assertEquals(List.of("C_DestroyObject session=0x7 object=0x1000000000", "C_DestroyObject session=0x7 object=0x5"),
+            calls().subList(1, 3));
+    }
+
+    @Test
+    void tracesUnderTheDebugSwitch() throws Throwable {
+        Map<Object[], String> traces = new LinkedHashMap<>();
+        traces.put(new Object[] {0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, bytes(0xa, 3))}, "oaep");
+        traces.put(new Object[] {0xD, new CK_RSA_PKCS_PSS_PARAMS(0x250, -2, 32)}, "pss");
+        traces.put(new Object[] {0x1050, new CK_ECDH1_DERIVE_PARAMS(1, bytes(0xa, 3), bytes(1, 2))}, "ecdh1");
+        for (Map.Entry<Object[], String> trace : traces.entrySet()) {
+            int mechanism = (int) trace.getKey()[0];
+            Object parameter = trace.getKey()[1];
+            String[] printed = new String[1];
+            withEnvironment("PKCS11DEBUG", "",
+                () -> printed[0] = written(STDOUT, () -> session.digestInit(mechanism, parameter)));
+            String expected = Files.readString(Path.of(System.getProperty("tokbridge.test.docs"), "../tests/traces",
+                trace.getValue() + ".txt"));
+            assertEquals(expected, printed[0].replaceAll("(PARAMS >[0-9A-F]{48})[0-9A-F]{16}", "$1<address>"));
+            assertEquals("", written(STDOUT, () -> session.digestInit(mechanism, parameter)));
+        }
+    }
+}

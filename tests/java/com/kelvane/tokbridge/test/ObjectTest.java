@@ -1,0 +1,323 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.tokbridge.test.Harness.*;
+import static com.kelvane.tokbridge.test.Raised.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.nat.*;
+import java.math.*;
+import java.util.*;
+import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.*;
+
+/** Templates as a module receives them, objects made, found and changed with them, and attributes read back. */
+class ObjectTest extends SessionFixture {
+    private static final int CLASS = 0x0, TOKEN = 0x1, LABEL = 0x3, VALUE = 0x11, START = 0x110, MODULUS = 0x120;
+    private static final String NO_SPACE = "no space for encoded attribute!";
+    private NativePKCS11Object object;
+
+    private void assertCalls(String... lines) {
+        List<String> made = calls();
+        made.replaceAll(line -> line.replaceAll("(C_Set.*)@(?!\\+24:)[-+][0-9]+:", "$1@stack:"));
+        assertEquals(List.of(lines), made);
+    }
+
+    private void assertRefused(String message, Executable call) throws Throwable {
+        assertEquals(message, raised(call));
+        assertCalls();
+    }
+
+    private NativePKCS11Object object() {
+        return object == null ? object = new NativePKCS11Object(session, 9) : object;
+    }
+
+    /** The template that a module receives for one value, without its frame: "@+24:01". */
+    private String encoded(int type, Object value) {
+        session.findObjectsInit(new int[] {type}, new Object[] {value});
+        String prefix = "C_FindObjectsInit session=0x7 template=[0x" + Integer.toHexString(type);
+        String line = calls().get(0);
+        assertTrue(line.startsWith(prefix), line);
+        return line.substring(prefix.length(), line.length() - 1);
+    }
+
+    @Test
+    void valuesOfEveryKind() throws Throwable {
+        assertEquals("@+24:01", encoded(TOKEN, true));
+        assertEquals("@+24:0100008000000000", encoded(CLASS, 0x80000001));
+        assertEquals("@+24:e282acc080", encoded(LABEL, "\u20ac\0"));
+        assertEquals("@+24:0900", encoded(LABEL, new byte[] {9, 0}));
+        assertEquals("@+24:", encoded(LABEL, ""));
+        assertEquals("@+24:", encoded(LABEL, null));
+        assertEquals("@+24:ff00", encoded(VALUE, new byte[] {-1, 0}));
+        assertEquals("@+24:", encoded(VALUE, null));
+        assertEquals("@+24:3139373030313031", encoded(START, new Date(0)));
+        assertEquals("@+24:3230323430323239", encoded(START, new Date(1709251199999L)));
+        assertEquals("@+24:3939393931323331", encoded(START, new Date(253402300799999L)));
+        assertEquals("@+24:", encoded(START, null));
+        String[][] numbers = {{"0", "00"}, {"255", "ff"}, {"128", "80"}, {"127", "7f"}, {"-1", "ff"}, {"256", "0100"}};
+        for (String[] number : numbers) {
+            assertEquals("@+24:" + number[1], encoded(MODULUS, new BigInteger(number[0])));
+        }
+        assertEquals("@+24:0001", encoded(MODULUS, new byte[] {0, 1}));
+        assertEquals("@+24:", encoded(MODULUS, null));
+        assertEquals("@+24:0400000000000000", encoded(0x300, 4), "CKA_HW_FEATURE_TYPE is an integer");
+        assertEquals("@+24:".length() + 2 * 262144, encoded(VALUE, new byte[262144]).length(), "large ones go through");
+    }
+
+    @Test
+    void wrongValuesNeverReachTheModule() throws Throwable {
+        Object[] values = {true, 1, "label", new byte[1], new Date(0), BigInteger.ONE, new Object(), object(), 'x'};
+        Object[][] refused = { // type, then the places of the values that it takes
+            {TOKEN, "0"}, {CLASS, "1"}, {LABEL, "23"}, {VALUE, "3"}, {START, "4"}, {MODULUS, "35"}};
+        for (Object[] each : refused) {
+            for (int i = 0; i < values.length; i++) {
+                Object value = values[i];
+                String expected = ((String) each[1]).indexOf('0' + i) >= 0 ? "" : "0x13";
+                assertEquals(expected, raised(() -> object().setAttributeValue((int) each[0], value)), each[0] + "/" + i);
+                assertEquals(expected.isEmpty() ? 1 : 0, calls().size());
+            }
+        }
+        for (int type : new int[] {TOKEN, CLASS}) {
+            assertRefused("0x13", () -> encoded(type, null));
+        }
+        for (long time : new long[] {-1, Long.MIN_VALUE, 253402300800000L, Long.MAX_VALUE}) {
+            assertRefused("0x13", () -> encoded(START, new Date(time)));
+        }
+        for (int type : new int[] {0x80000000, 0x80000001, 0x12345}) {
+            assertRefused("0x12", () -> encoded(type, new byte[1]));
+            assertRefused("0x12", () -> object().getBoolAttributeValue(type));
+            assertRefused("0x12", () -> object().getAttributeValue(type));
+            assertRefused("0x12", () -> object().setIntAttributeValue(type, 1));
+        }
+        assertRefused("0xd1", () -> session.findObjectsInit(new int[2], new Object[1]));
+        byte[] huge = new byte[64 << 20];
+        assertRefused("memory allocation for temporary template failed!", () -> encoded(VALUE, huge));
+        assertRefused(NO_SPACE, () -> object().setAttributeValue(VALUE, huge));
+        assertRefused("copyStringBytes(): no space for encoded String!",
+            () -> object().setAttributeValue(LABEL, "x".repeat(2 << 20)));
+        BigInteger throwing = new BigInteger("5") {
+            private static final long serialVersionUID = 1L;
+
+            @Override
+            public int bitLength() {
+                throw new IllegalStateException();
+            }
+        };
+        assertRefused("java.lang.IllegalStateException", () -> {
+            try {
+                encoded(MODULUS, throwing);
+            } catch (IllegalStateException e) {
+                throw new com.kelvane.pkcs11.PKCS11Exception(e.toString());
+            }
+        });
+    }
+
+    @Test
+    void wholeTemplates() {
+        session.createObject(new int[] {CLASS, -1, TOKEN, LABEL}, new Object[] {3, "skipped", true, "ab"});
+        session.createObject(new int[0], new Object[0]);
+        session.createObject(null, new Object[0]);
+        session.createObject(new int[1], null);
+        assertCalls(
+            "C_CreateObject session=0x7 template=[0x0@+96:0300000000000000 0x1@+104:01 0x3@+105:6162]",
+            "C_CreateObject session=0x7 template=[]", "C_CreateObject session=0x7 template=null",
+            "C_CreateObject session=0x7 template=null");
+    }
+
+    /** One thread swaps a value between the two passes; the sanitizers see what would be written outside. */
+    @Test
+    void valuesThatChangeBetweenThePasses() throws Throwable {
+        Object[] values = {"a", "b"};
+        String large = "x".repeat(5000);
+        Set<String> outcomes = new TreeSet<>();
+        for (int round = 0; round < 40; round++) {
+            Harness.Background swapping = Harness.start(() -> {
+                for (int i = 0; i < 20_000; i++) {
+                    values[i % 2] = i % 3 == 0 ? large : "small";
+                }
+            });
+            for (int i = 0; i < 50; i++) {
+                outcomes.add(raised(() -> session.findObjectsInit(new int[] {LABEL, LABEL}, values)));
+            }
+            swapping.join();
+            calls();
+        }
+        assertTrue(Set.of("", NO_SPACE).containsAll(outcomes), outcomes::toString);
+    }
+
+    @Test
+    void objectsAreMadeCopiedFoundAndDestroyed() throws Throwable {
+        assertEquals(100, session.createObject(null, null).getObjectID());
+        NativePKCS11Session other = new NativePKCS11Session(slot, 8);
+        NativePKCS11Object foreign = new NativePKCS11Object(other, 0x80000005);
+        assertSame(session, session.copy(foreign, null, null).getSession());
+        assertSame(other, foreign.copy(new int[] {TOKEN}, new Object[] {false}).getSession());
+        session.destroyObject(foreign);
+        foreign.destroy();
+        token.answer("C_GetObjectSize", "size=0xffffffffffffffff");
+        assertEquals(-1, foreign.size());
+        foreign.setBoolAttributeValue(0x2, true);
+        foreign.setIntAttributeValue(CLASS, -1);
+        foreign.setAttributeValues(new int[] {LABEL}, new Object[] {"x"});
+        token.answer("C_FindObjects", "objects=5");
+        assertEquals(5, session.findObject().getObjectID());
+        assertNull(session.findObject());
+        session.findObjectsFinal();
+        assertCalls("C_CreateObject session=0x7 template=null",
+            "C_CopyObject session=0x7 source=0x80000005 template=null",
+            "C_CopyObject session=0x8 source=0x80000005 template=[0x1@+24:00]",
+            "C_DestroyObject session=0x7 object=0x80000005", "C_DestroyObject session=0x8 object=0x80000005",
+            "C_GetObjectSize session=0x8 object=0x80000005",
+            "C_SetAttributeValue session=0x8 object=0x80000005 template=[0x2@stack:01]",
+            "C_SetAttributeValue session=0x8 object=0x80000005 template=[0x0@stack:ffffffff00000000]",
+            "C_SetAttributeValue session=0x8 object=0x80000005 template=[0x3@+24:78]",
+            "C_FindObjects session=0x7 room=1", "C_FindObjects session=0x7 room=1", "C_FindObjectsFinal session=0x7");
+    }
+
+    @Test
+    void whatIsCheckedBeforeTheReceiver() throws Throwable {
+        NativePKCS11Object none = new NativePKCS11Object(session, 0);
+        session.destroyObject(none);
+        assertNull(session.copy(none, null, null));
+        assertNull(session.getStringAttributeValue(none, LABEL));
+        assertCalls();
+        assertRefused("obj is null", () -> session.destroyObject(null));
+        assertRefused("obj is null", () -> session.copy(null, null, null));
+        assertRefused("obj is null", () -> session.getAttributeValue(null, LABEL));
+        NativePKCS11Object broken = new NativePKCS11Object(null, 9);
+        assertRefused("obj is null", () -> broken.copy(null, null));
+        assertRefused("0x12", () -> broken.setBoolAttributeValue(CLASS, true));
+        assertRefused("0x12", () -> broken.setIntAttributeValue(TOKEN, 1));
+        assertRefused("0x12", () -> broken.getDateAttributeValue(LABEL));
+        assertRefused("0x13", () -> broken.setAttributeValue(TOKEN, 1));
+        assertRefused("0xd1", () -> with(session, "slot", null).createObject(new int[1], new Object[0]));
+    }
+
+    @Test
+    void handlesThatJavaCannotHold() throws Throwable {
+        String wide = "0x100000000000064";
+        String message = "object handle " + wide + " does not fit into 32 bits";
+        token.answer("C_CreateObject", "object=" + wide).answer("C_CopyObject", "object=" + wide)
+            .answer("C_GenerateKeyPair", "privateKey=" + wide).answer("C_FindObjects", "objects=" + wide);
+        assertEquals(message, raised(() -> session.createObject(null, null)));
+        assertEquals(message, raised(() -> object().copy(null, null)));
+        assertEquals(message, raised(() -> session.generateKeyPair(0, null, null, null, null, null)));
+        assertEquals(message, raised(session::findObject));
+        List<String> made = calls();
+        made.removeIf(line -> !line.startsWith("C_DestroyObject"));
+        String destroyed = "C_DestroyObject session=0x7 object=";
+        assertEquals(List.of(destroyed + wide, destroyed + wide, destroyed + "0x64", destroyed + wide), made);
+    }
+
+    private void answer(String... words) {
+        for (String each : words) {
+            token.answer("C_GetAttributeValue", each);
+        }
+    }
+
+    @Test
+    void valuesAreReadByTheirKind() throws Throwable {
+        NativePKCS11Object key = object();
+        assertEquals(List.of(true, 3, "label", BigInteger.valueOf(0xff01)), List.of(key.getBoolAttributeValue(TOKEN),
+            session.getIntAttributeValue(key, CLASS), key.getStringAttributeValue(LABEL),
+            session.getBigIntegerAttributeValue(key, MODULUS)));
+        assertCalls("C_GetAttributeValue session=0x7 object=0x9 template=[0x1@room/1]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x0@room/8]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x3@null/0]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x3@room/5]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x120@null/0]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x120@room/2]");
+        token.always("C_GetAttributeValue", "0x3='a b  ' 0x110= 0x120= 0x80000001=07 0x11=");
+        assertEquals("a b  ", key.getAttributeValue(LABEL));
+        assertNull(key.getAttributeValue(START));
+        assertEquals(BigInteger.ZERO, key.getAttributeValue(MODULUS));
+        assertArrayEquals(new byte[] {7}, key.getByteArrayAttributeValue(0x80000001));
+        assertArrayEquals(new byte[0], (byte[]) key.getAttributeValue(VALUE));
+        for (String wrong : List.of("0x1=0101", "0x1=", "0x1.length=0xffffffffffffffff")) {
+            token.always("C_GetAttributeValue", "rv=0 " + wrong);
+            assertEquals("0x13", raised(() -> key.getAttributeValue(TOKEN)), wrong);
+        }
+        token.always("C_GetAttributeValue", "rv=0 0x0.length=4");
+        assertEquals("0x13", raised(() -> key.getIntAttributeValue(CLASS)));
+    }
+
+    @Test
+    void datesAreReadInTheZoneOfTheProcess() throws Throwable {
+        String[][] dates = {{"20240229", "1709164800000"}, {"19700101", "0"}, {"19691231", "-86400000"}};
+        for (String[] date : dates) {
+            answer("0x110='" + date[0] + "'", "0x110='" + date[0] + "'");
+            Harness.withEnvironment("TZ", "UTC0",
+                () -> assertEquals(Long.parseLong(date[1]), object().getDateAttributeValue(START).getTime()));
+            Harness.withEnvironment("TZ", "XYZ-2",
+                () -> assertEquals(Long.parseLong(date[1]) - 7200_000, object().getDateAttributeValue(START).getTime()));
+        }
+        for (String wrong : List.of("'2024AB01'", "'2024022'", "'202402291'", "'        '")) {
+            answer("rv=0 0x110=" + wrong);
+            assertEquals("0x13", raised(() -> object().getDateAttributeValue(START)), wrong);
+        }
+    }
+
+    /** A module may announce one length and answer another; what it claims beyond the room is not believed. */
+    @Test
+    void lengthsThatLie() throws Throwable {
+        String[][] lies = { // the first answer, the second, what becomes of the String, the byte[], the BigInteger
+            {"0x3=6161", "0x3=62", "b", "[98]", "98"}, {"0x3=6161", "0x3=", "", "[]", "0"},
+            {"0x3=61", "rv=0 0x3.length=2", "0x150", "0x150", "0x150"}, {"0x3=61", "rv=0x11", "0x11", "0x11", "0x11"},
+            {"0x3=61", "rv=0 0x3.length=0xffffffffffffffff", "0x150", "0x150", "0x150"},
+            {"0x3.length=0x80000000", "", "getStringAttributeValue(): alloca() failed", "NewByteArray() failed",
+                "NewByteArray() failed"},
+            {"0x3.length=0xffffffffffffffff", "", "getStringAttributeValue(): alloca() failed",
+                "NewByteArray() failed", "NewByteArray() failed"}};
+        for (String[] lie : lies) {
+            for (int i = 0; i < 3; i++) {
+                int kind = new int[] {LABEL, VALUE, MODULUS}[i];
+                String type = "0x" + Integer.toHexString(kind);
+                token.reset();
+                answer(lie[0].replace("0x3", type), lie[1].replace("0x3", type));
+                Object[] value = new Object[1];
+                String outcome = raised(() -> value[0] = object().getAttributeValue(kind));
+                String text = value[0] instanceof byte[] ? Arrays.toString((byte[]) value[0]) : "" + value[0];
+                assertEquals(lie[2 + i], outcome.isEmpty() ? text : outcome, lie[0] + " then " + lie[1] + " for " + type);
+            }
+        }
+    }
+
+    @Test
+    void severalAttributesAtOnce() throws Throwable {
+        int[] types = {TOKEN, CLASS, LABEL, 0x80000001, VALUE, START, MODULUS, TOKEN};
+        token.always("C_GetAttributeValue", "0x80000001=07");
+        Object[] values = session.getAttributeValues(object(), types, 7);
+        values[4] = Arrays.toString((byte[]) values[4]);
+        values[5] = values[5] instanceof Date;
+        assertEquals(Arrays.asList(true, 3, "label", null, "[1, 2]", true, BigInteger.valueOf(0xff01)),
+            Arrays.asList(values));
+        assertCalls("C_GetAttributeValue session=0x7 object=0x9 template=[0x1@room/1 0x0@room/8 0x3@null/0 "
+                + "0x80000001@null/0 0x11@null/0 0x110@room/8 0x120@null/0]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x3@room/5]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x11@room/2]",
+            "C_GetAttributeValue session=0x7 object=0x9 template=[0x120@room/2]");
+
+        answer("0x3= 0x11= 0x110= 0x120=");
+        values = session.getAttributeValues(object(), new int[] {LABEL, VALUE, START, MODULUS}, 4);
+        assertArrayEquals(new byte[0], (byte[]) values[1]);
+        values[1] = null;
+        assertEquals(Arrays.asList(null, null, null, null), Arrays.asList(values));
+        calls();
+
+        answer("rv=0 0x1=0101 0x3.length=2 0x11.length=2", "rv=0x11");
+        assertEquals("0x13", raised(() -> session.getAttributeValues(object(), new int[] {TOKEN, LABEL, VALUE}, 3)));
+        assertEquals(3, calls().size(), "the later elements are read all the same");
+        answer("rv=0 0x110='2024AB01' 0x11.length=2");
+        assertEquals("0x13", raised(() -> session.getAttributeValues(object(), new int[] {START, VALUE}, 2)));
+        assertEquals(1, calls().size(), "a wrong date ends the call");
+        answer("rv=0x11");
+        assertEquals("0x11", raised(() -> session.getAttributeValues(object(), new int[] {TOKEN, LABEL}, 2)));
+        calls();
+        for (int count : new int[] {-1, 2, Integer.MAX_VALUE, Integer.MIN_VALUE}) {
+            assertRefused("0x20", () -> session.getAttributeValues(object(), new int[] {TOKEN}, count));
+        }
+        assertRefused("can't access attribute types array", () -> session.getAttributeValues(object(), null, 0));
+        assertRefused("alloca() failed", () -> session.getAttributeValues(object(), new int[1 << 20], 1 << 20));
+        assertEquals(0, session.getAttributeValues(object(), types, 0).length);
+    }
+}

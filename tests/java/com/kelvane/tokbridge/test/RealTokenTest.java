@@ -1,0 +1,125 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.tokbridge.test.Raised.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.nio.file.*;
+import java.util.*;
+import org.junit.jupiter.api.Test;
+
+/**
+ * Modules that were not made for these tests: what the tour does not show of SoftHSM2, and the same token behind a
+ * socket, whose server is killed in mid-work. The tour itself is a test of its own, on both.
+ */
+class RealTokenTest {
+    private static final String SOFTHSM = System.getProperty("tokbridge.test.softhsm");
+    private static final Path P11_KIT = Path.of(System.getProperty("tokbridge.test.p11kit"));
+    private static final String REMOTE = P11_KIT.resolve("p11-kit-client.so").toString();
+    private final NativePKCS11 library = new NativePKCS11();
+
+    private void begin(String module) {
+        library.load(module);
+        library.libInitialize();
+    }
+
+    private NativePKCS11Slot slotLabelled(String label) {
+        return (NativePKCS11Slot) Arrays.stream(library.getSlotList(true))
+            .filter(each -> each.getTokenInfo().getLabel().equals(label)).findFirst().orElseThrow();
+    }
+
+    /** A session of a user on a new token. */
+    private NativePKCS11Session newToken(String module, String label) {
+        begin(module);
+        slotLabelled("").initToken("officer", label);
+        library.libFinalize();
+        begin(module); // SoftHSM moves an initialised token to another slot
+        NativePKCS11Session session = slotLabelled(label).openSession(6, null);
+        session.login(true, "officer");
+        session.initPIN("1234");
+        session.logout();
+        session.login(false, "1234".getBytes());
+        return session;
+    }
+
+    private static Process startServer() throws Exception {
+        Path socket = Files.createTempDirectory("p11").resolve("socket");
+        ScriptedToken.setenv("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
+        Process server = new ProcessBuilder("p11-kit", "server", "-f", "-n", socket.toString(), "--provider", SOFTHSM,
+            "pkcs11:").redirectErrorStream(true).start();
+        for (int i = 0; i < 2000 && !Files.exists(socket); i++) {
+            Thread.sleep(10);
+        }
+        return server;
+    }
+
+    /** The server and the process that it has for each client. */
+    private static void kill(Process server) throws Exception {
+        server.descendants().forEach(ProcessHandle::destroyForcibly);
+        server.destroyForcibly().waitFor();
+    }
+
+    @Test
+    void codesAndStatesHereAndFarAway() throws Throwable {
+        codesAndStates(SOFTHSM, "the \u00e9token");
+        Process server = startServer();
+        try {
+            codesAndStates(REMOTE, "far");
+        } finally {
+            kill(server);
+        }
+    }
+
+    private void codesAndStates(String module, String label) throws Throwable {
+        NativePKCS11Session session = newToken(module, label);
+        NativePKCS11Slot slot = session.getSlot();
+        assertEquals("0x70", raised(() -> slot.getMechanismInfo(0x80001234)));
+        assertEquals("0xb4", raised(() -> slot.openSession(2, null)));
+        assertEquals("0x100", raised(() -> session.login(false, "1234")));
+        session.setPIN("1234", "5678");
+        session.logout();
+        assertEquals("0xa0", raised(() -> session.login(false, "1234")));
+        session.login(false, "5678");
+        session.seedRandom(new byte[64], 0, 64);
+        assertEquals("0x54", raised(session::getOperationState));
+        assertFalse(session.getFunctionStatus());
+        assertEquals("0x91", raised(() -> session.encrypt(new byte[16], 0, 16, new byte[16], 0)));
+        slot.closeAllSessions();
+        assertEquals("0xb3", raised(session::logout));
+        library.libFinalize();
+        assertEquals("functionList is null", raised(session::close));
+    }
+
+    @Test
+    void aTokenFarAwayThatDiesAndComesBack() throws Throwable {
+        Process server = startServer();
+        NativePKCS11 beside = new NativePKCS11();
+        beside.load(P11_KIT.resolve("p11-kit-trust.so").toString());
+        beside.libInitialize();
+        try {
+            NativePKCS11Session session = newToken(REMOTE, "far away");
+            NativePKCS11Object key = session.generateKey(0x1080, null, new int[] {0x161, 0x104}, new Object[] {16, true});
+            session.encryptInit(0x1081, null, key);
+            assertEquals(16, session.encryptUpdate(new byte[16], 0, 16, new byte[16], 0));
+            kill(server);
+            for (int i = 0; i < 3; i++) {
+                String code = raised(() -> session.encryptUpdate(new byte[16], 0, 16, new byte[16], 0));
+                assertTrue(Set.of("0x30", "0x5", "0xb3", "0x32").contains(code), code);
+                assertFalse(raised(session::getInfo).isEmpty());
+            }
+            raised(library::libFinalize);
+            assertTrue(beside.getSlotList(false).length > 0, "the other library is not concerned");
+
+            server = startServer();
+            begin(REMOTE);
+            NativePKCS11Session again = slotLabelled("far away").openSession(6, null);
+            again.login(false, "1234");
+            again.generateRandom(new byte[8], 0, 8);
+            library.libFinalize();
+        } finally {
+            beside.libFinalize();
+            kill(server);
+        }
+    }
+}

@@ -1,0 +1,136 @@
+package com.kelvane.tokbridge.test;
+
+import static org.junit.jupiter.api.Assertions.*;
+
+import java.io.*;
+import java.nio.file.*;
+import java.util.*;
+import java.util.stream.*;
+
+/**
+ * The scripted Cryptoki module as a test steers it. One object stands for one library file; a copy of the file is a
+ * module of its own. The words of answers and the lines of calls are described in token/scripted_token.h.
+ */
+public final class ScriptedToken {
+    private static final String BUILT = System.getProperty("tokbridge.test.token");
+    private static final int PATIENCE_MILLIS = 5_000;
+
+    static {
+        System.load(BUILT);
+    }
+
+    private final String path;
+
+    ScriptedToken(Path path) {
+        this.path = path.toString();
+    }
+
+    /** The token as it was built, shared by all tests that need only one. */
+    public static ScriptedToken built() {
+        return new ScriptedToken(Path.of(BUILT));
+    }
+
+    /** Another module: a byte copy of the token in a new file. */
+    public static ScriptedToken copy() {
+        return new ScriptedToken(copy(Path.of(BUILT), Scratch.file("token", ".so")));
+    }
+
+    static Path copy(Path from, Path to) {
+        try {
+            return Files.copy(from, to);
+        } catch (IOException e) {
+            throw new UncheckedIOException(e);
+        }
+    }
+
+    public String path() {
+        return path;
+    }
+
+    /** Queues the answer to one call. */
+    public ScriptedToken answer(String function, String words) {
+        return steer("answer " + function + " " + words);
+    }
+
+    /** Answers every call that finds the queue empty. */
+    public ScriptedToken always(String function, String words) {
+        return steer("always " + function + " " + words);
+    }
+
+    /** Puts null into the function list. */
+    public ScriptedToken missing(String function) {
+        return steer("missing " + function);
+    }
+
+    public ScriptedToken version(int major, int minor) {
+        return steer("version " + major + " " + minor);
+    }
+
+    /** Keeps callers inside a function until it is released. */
+    public ScriptedToken hold(String function) {
+        return hold(function, 0);
+    }
+
+    /** As hold, after so many calls that are let through. */
+    public ScriptedToken hold(String function, int callsBefore) {
+        return steer("hold " + function + " " + callsBefore);
+    }
+
+    public ScriptedToken release(String function) {
+        return steer("release " + function);
+    }
+
+    public ScriptedToken reset() {
+        return steer("reset");
+    }
+
+    /** Waits until so many callers are inside a function. */
+    public void awaitInside(String function, int callers) {
+        assertEquals("yes", ask("await " + function + " " + callers + " " + PATIENCE_MILLIS), "callers in " + function);
+    }
+
+    /** The most callers that were inside a function at once. */
+    public int most(String function) {
+        return Integer.parseInt(ask("most " + function));
+    }
+
+    /** The most callers that were inside the module at once. */
+    public int mostInside() {
+        return Integer.parseInt(ask("most-inside"));
+    }
+
+    /** The address of the module's function list. */
+    public long functionList() {
+        return Long.parseLong(ask("list"));
+    }
+
+    /** The lines of the calls since the last time. */
+    public List<String> calls() {
+        return ask("calls").lines().collect(Collectors.toList());
+    }
+
+    private ScriptedToken steer(String text) {
+        ask(text);
+        return this;
+    }
+
+    private String ask(String text) {
+        String result = command(path, text);
+        assertNotNull(result, () -> "no token in " + path);
+        assertFalse(result.startsWith("error"), result);
+        return result;
+    }
+
+    private static native String command(String path, String text);
+
+    /** Calls an exported native method with a null receiver and zero for every argument; false if there is none. */
+    public static native boolean callWithNullReceiver(String library, String name);
+
+    /** Sends a file descriptor of the process into a file; the result is what {@code restore} needs. */
+    public static native int redirect(int descriptor, String file);
+
+    public static native void restore(int descriptor, int saved);
+
+    /** Sets a variable of the process's environment, or takes it away when the value is null. */
+    public static native void setenv(String name, String value);
+}

@@ -1,0 +1,43 @@
+// What a library file of the scripted token exports: a Cryptoki module, and the door by which a test steers it.
+#pragma once
+
+#include <p11-kit/pkcs11.h>
+
+#define EXPORTED __attribute__((visibility("default")))
+
+extern "C" {
+
+EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
+
+// A call is recorded as one line, the function's name and the arguments in the standard's order:
+//
+//   C_Login session=0x7 user=0x1 pin=31323334
+//
+// Numbers are hexadecimal with 0x, sizes decimal, bytes hexadecimal digits; a null pointer is "null", with its length
+// behind a slash if that is not 0. Room for output is "room=16". Further:
+//
+//   template=[0x0@+48:0300000000000000 0x3@+56:6c]   each attribute's type, the place of its value as a distance from
+//                                                    the template's start, its bytes
+//   template=[0x3@null/0 0x11@room/16]               attributes to be read
+//   mechanism=0x1082 parameter=+24/16:00...          distance from the mechanism's start, length, bytes
+//   mechanism=0x370 parameter=+24 CK_VERSION{...}    a structure's fields in order; its pointers are shown as a
+//                                                    distance from the structure's start and what they lead to
+
+/// Carries out one command and returns its result, which the caller frees. NAME is a Cryptoki function; WORDS are
+/// "name=value" with the names that the call's line shows (`out` for a buffer). A value is a number in C notation,
+/// hexadecimal bytes, 'text', or numbers divided by commas for a list. `rv=` is the code to return.
+///
+///   answer NAME WORDS        queues the answer to one call; `out.length=5` reports another length, `=keep` none
+///   always NAME WORDS        answers every call that finds the queue empty
+///   hold NAME N              keeps callers inside, after letting N of them through
+///   release NAME             lets them go
+///   await NAME N MILLIS      waits until N callers are inside: "yes" or "no"
+///   most NAME, most-inside   how many callers were inside at once, in the function and in the module
+///   missing NAME             puts null into the function list
+///   version MAJOR MINOR      sets the function list's version
+///   list                     the function list's address, in decimal
+///   calls                    the lines of the calls since the last time
+///   made                     how many they are
+///   reset                    forgets all of the above and lets every caller go
+EXPORTED char* scriptedTokenCommand(const char* command);
+}
