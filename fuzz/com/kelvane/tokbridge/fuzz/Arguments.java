@@ -118,7 +118,8 @@ final class Arguments {
         for (Object each : made) {
             if (each instanceof Object[] && ((Object[]) each).length > 0) {
                 Object[] values = (Object[]) each;
-                values[other.nextInt(values.length)] = other.nextBoolean() ? lengths[other.nextInt(4)] : "y".repeat(9000);
+                Object value = other.nextBoolean() ? lengths[other.nextInt(4)] : "y".repeat(9000);
+                values[other.nextInt(values.length)] = value;
             } else {
                 setFields(each, type -> type == byte[].class ? lengths[other.nextInt(4)]
                     : type == int.class ? EDGES[other.nextInt(EDGES.length)] : KEEP);
@@ -196,7 +197,8 @@ final class Arguments {
     /** A parameter object with every field set at random, its lengths mostly honest. */
     private Object parameter(Class<?> type) {
         Object parameter = PARAMETERS.get(type).get();
-        setFields(parameter, field -> field == int.class && random.nextBoolean() ? (Object) random.nextInt(24) : of(field));
+        setFields(parameter,
+            field -> field == int.class && random.nextBoolean() ? (Object) random.nextInt(24) : of(field));
         made.add(parameter);
         return parameter;
     }

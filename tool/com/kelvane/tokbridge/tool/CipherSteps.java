@@ -34,11 +34,12 @@ final class CipherSteps {
     }
 
     void run() {
-        token.step("AES-256 CBC", this::cbc);
-        token.step("AES-256 GCM", this::gcm);
-        token.step("AES-256 CBC, a stream of " + CHUNK * CHUNKS / (1024 * 1024) + " MiB", this::stream);
+        token.step("AES-256 CBC", CKM_AES_CBC_PAD, this::cbc);
+        token.step("AES-256 GCM", CKM_AES_GCM, this::gcm);
+        token.step("AES-256 CBC, a stream of " + CHUNK * CHUNKS / (1024 * 1024) + " MiB", CKM_AES_CBC_PAD,
+            this::stream);
         token.step("SHA-256 in parts", this::digest);
-        token.step("AES key wrap", this::wrap);
+        token.step("AES key wrap", CKM_AES_KEY_WRAP, this::wrap);
     }
 
     private void cbc(NativePKCS11Session session) throws Exception {

@@ -43,7 +43,7 @@ final class EllipticCurveSteps {
         tour.step("P-256 key pair", this::generate);
         if (inJdk != null) {
             token.step("ECDSA signature", this::sign);
-            token.step("ECDH key agreement", this::derive);
+            token.step("ECDH key agreement", CKM_ECDH1_DERIVE, this::derive);
         }
     }
 

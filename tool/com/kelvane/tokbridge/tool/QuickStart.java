@@ -36,6 +36,10 @@ public final class QuickStart implements Callable<Integer> {
         + " if it is not given.")
     private String softhsm;
 
+    @Option(names = "--leave-out", description = "Leave the steps out whose mechanism the token does not offer; they "
+        + "fail otherwise.")
+    private boolean leaveOut;
+
     @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this text.")
     private boolean help;
 
@@ -63,7 +67,7 @@ public final class QuickStart implements Callable<Integer> {
             return CommandLine.ExitCode.USAGE;
         }
 
-        Tour tour = new Tour();
+        Tour tour = new Tour(leaveOut);
         ModuleSteps steps = new ModuleSteps(tour, path);
         if (steps.load()) {
             steps.describe();

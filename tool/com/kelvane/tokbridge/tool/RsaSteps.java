@@ -40,10 +40,10 @@ final class RsaSteps {
         if (inJdk != null) {
             token.step("RSA signature, PKCS #1 v1.5", session -> signatures(session, CKM_SHA256_RSA_PKCS, null,
                 "SHA256withRSA", null));
-            token.step("RSA signature, PSS", session -> signatures(session, CKM_SHA256_RSA_PKCS_PSS,
-                new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32), "RSASSA-PSS",
+            token.step("RSA signature, PSS", CKM_SHA256_RSA_PKCS_PSS, session -> signatures(session,
+                CKM_SHA256_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32), "RSASSA-PSS",
                 new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1)));
-            token.step("RSA encryption, OAEP", this::oaep);
+            token.step("RSA encryption, OAEP", CKM_RSA_PKCS_OAEP, this::oaep);
         }
     }
 

@@ -55,6 +55,15 @@ final class Token {
         });
     }
 
+    /** The same for a step about a mechanism, which is left out where the token does not offer it. */
+    void step(String title, int mechanism, InSession body) {
+        if (Arrays.stream(slot.getMechanismList()).anyMatch(offered -> offered == mechanism)) {
+            step(title, body);
+        } else {
+            tour.leaveOut(title, nameOf("CKM_", mechanism));
+        }
+    }
+
     boolean initialize() {
         return tour.step("Initialise a token", () -> {
             byte[] officerPin = digits();

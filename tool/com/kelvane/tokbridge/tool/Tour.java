@@ -13,6 +13,7 @@ final class Tour {
         void run() throws Exception;
     }
 
+    private final boolean mayLeaveOut;
     private final Table summary = new Table("Step", "Checks", "ms", "Outcome");
     private int steps;
     private int failedSteps;
@@ -21,6 +22,25 @@ final class Tour {
     private String current;
     private int checks;
     private int failures;
+
+    /**
+     * Begins a tour.
+     *
+     * @param mayLeaveOut whether a step may be left out whose mechanism the token does not offer; otherwise it fails
+     */
+    Tour(boolean mayLeaveOut) {
+        this.mayLeaveOut = mayLeaveOut;
+    }
+
+    /** Leaves a step out, because the token lacks what it is about. */
+    void leaveOut(String title, String lacking) {
+        if (mayLeaveOut) {
+            System.out.println("\n== " + title + "\n   --   left out: the token does not offer " + lacking);
+            summary.row(title, 0, 0, "left out");
+        } else {
+            step(title, () -> check("the token offers " + lacking, false));
+        }
+    }
 
     /**
      * Runs a step. What it throws ends the step, not the tour.
