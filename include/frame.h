@@ -16,6 +16,13 @@
 /// pending nothing happens. What fails on the way is printed to standard error. Always returns 0.
 jint throwPKCS11Exception(JNIEnv* env, CK_RV code, const char* message = nullptr);
 
+/// Raises a code or a message, as throwPKCS11Exception does, and returns false.
+bool refuse(JNIEnv* env, CK_RV code);
+bool refuse(JNIEnv* env, const char* message);
+
+/// Raises the code unless the condition holds, and returns the condition.
+bool require(JNIEnv* env, bool condition, CK_RV code);
+
 /// True for CKR_OK; any other code is raised.
 bool checkResult(JNIEnv* env, CK_RV rv);
 
@@ -92,7 +99,11 @@ bool readIntField(JNIEnv* env, jobject object, jclass type, const char* name, ji
 bool readByteField(JNIEnv* env, jobject object, jclass type, const char* name, jbyte* value);
 bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name, const char* signature, jobject* value);
 
-/// Whether `object` is an instance of the named class; false for null and for a class that cannot be found.
+/// The named class when `object` is an instance of it; null for null, for another object and for a class that cannot be
+/// found. The caller owns the reference.
+jclass classIfInstance(JNIEnv* env, jobject object, const char* className);
+
+/// Whether `object` is an instance of the named class.
 bool isInstance(JNIEnv* env, jobject object, const char* className);
 
 // ---- Building Java objects ----
@@ -134,8 +145,8 @@ CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_L
 /// C_DestroyObject for an object that Java will never hold, unless its handle is 0. An exception may be pending.
 void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE handle);
 
-/// As newNativeObject, for an object that the call has just made: when its handle cannot reach Java it is destroyed
-/// again, so that nothing is left on the token that nobody can name.
+/// As newNativeObject, for an object that the call has just made: when it does not reach Java it is destroyed again, so
+/// that nothing is left on the token that nobody can name.
 jobject newCreatedObject(JNIEnv* env, jobject owner, const SessionHandles& session, CK_OBJECT_HANDLE handle);
 
 // ---- Attribute calls ----

@@ -12,6 +12,9 @@
 
 #include "cryptoki.h"
 
+/// The length of the initialisation vector that a token makes for a password-based mechanism.
+constexpr CK_ULONG kPBEInitVector = 8;
+
 namespace parameter_class {
 
 constexpr const char* RC2 = "com/kelvane/pkcs11/PKCS11MechPar_RC2";

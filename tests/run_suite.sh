@@ -2,7 +2,8 @@
 # run_suite.sh SCRATCH JAVA ARGUMENTS...
 # Runs a Java program of the tests and fails with it, or when the JVM has complained about a use of JNI, or when memory
 # was lost that the library had asked for. The JVM's own output goes to SCRATCH/vm.log, the sanitizers' to SCRATCH/asan.*;
-# the token directory and the files of the tests are in SCRATCH too.
+# the token directory and the files of the tests are in SCRATCH too. With a module's path in SERVED, p11-kit serves that
+# module on a socket meanwhile.
 set -eu
 scratch=$1
 shift
@@ -15,6 +16,17 @@ SOFTHSM2_CONF=$scratch/softhsm2.conf
 export SOFTHSM2_CONF
 unset PKCS11DEBUG
 [ -z "${ASAN_OPTIONS:-}" ] || export ASAN_OPTIONS="$ASAN_OPTIONS:log_path=$scratch/asan"
+
+if [ -n "${SERVED:-}" ]; then
+    env -u LD_PRELOAD p11-kit server -f -n "$scratch/socket" --provider "$SERVED" pkcs11: >"$scratch/server.log" 2>&1 &
+    server=$!
+    trap 'kill $server' EXIT
+    until [ -S "$scratch/socket" ]; do
+        kill -0 "$server" # it has not ended
+        sleep 0.1
+    done
+    export P11_KIT_SERVER_ADDRESS="unix:path=$scratch/socket"
+fi
 
 java=$1
 shift

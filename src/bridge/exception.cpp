@@ -61,12 +61,26 @@ jint throwPKCS11Exception(JNIEnv* env, CK_RV code, const char* message)
     return 0;
 }
 
+bool refuse(JNIEnv* env, CK_RV code)
+{
+    throwPKCS11Exception(env, code);
+    return false;
+}
+
+bool refuse(JNIEnv* env, const char* message)
+{
+    throwPKCS11Exception(env, 0, message);
+    return false;
+}
+
+bool require(JNIEnv* env, bool condition, CK_RV code)
+{
+    return condition || refuse(env, code);
+}
+
 bool checkResult(JNIEnv* env, CK_RV rv)
 {
-    if (rv == CKR_OK)
-        return true;
-    throwPKCS11Exception(env, rv);
-    return false;
+    return require(env, rv == CKR_OK, rv);
 }
 
 void throwHandleTooWide(JNIEnv* env, const char* what, CK_ULONG handle)

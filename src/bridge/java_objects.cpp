@@ -50,7 +50,8 @@ void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE 
 
 jobject newCreatedObject(JNIEnv* env, jobject owner, const SessionHandles& session, CK_OBJECT_HANDLE handle)
 {
-    if (!survivesJava(handle))
+    jobject object = newNativeObject(env, owner, handle);
+    if (object == nullptr)
         discardObject(env, session, handle);
-    return newNativeObject(env, owner, handle);
+    return object;
 }

@@ -25,20 +25,14 @@ using MessageBuffer = std::array<char, PathBuffer{}.size() + 32>;
 // Copies the path into the buffer. False after raising.
 bool readPath(JNIEnv* env, jstring path, PathBuffer* buffer)
 {
-    if (path == nullptr) {
-        throwPKCS11Exception(env, 0, "GetStringUTFChars() failed");
-        return false;
-    }
+    if (path == nullptr)
+        return refuse(env, "GetStringUTFChars() failed");
     auto size = static_cast<std::size_t>(fromJava(env->GetStringUTFLength(path)));
-    if (size > buffer->size()) {
-        throwPKCS11Exception(env, 0, "copyStringBytes(): buffer too small for string!");
-        return false;
-    }
+    if (size > buffer->size())
+        return refuse(env, "copyStringBytes(): buffer too small for string!");
     const char* characters = env->GetStringUTFChars(path, nullptr);
-    if (characters == nullptr) {
-        throwPKCS11Exception(env, 0, "GetStringUTFChars() failed");
-        return false;
-    }
+    if (characters == nullptr)
+        return refuse(env, "GetStringUTFChars() failed");
     std::memcpy(buffer->data(), characters, size);
     env->ReleaseStringUTFChars(path, characters);
 
@@ -85,9 +79,13 @@ CK_FUNCTION_LIST_PTR loadFunctionList(JNIEnv* env, const char* path)
     return list;
 }
 
-// Calls C_Initialize, once more without locking for a library that cannot lock, and records what came of it.
-void initialize(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
+// Calls C_Initialize, once more without locking for a library that cannot lock, and records what came of it. The caller
+// holds the bridge lock: of two threads that initialise one library the second finds it done.
+CK_RV initialize(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
 {
+    if (libraryState(list).initialized)
+        return CKR_OK;
+
     CK_C_INITIALIZE_ARGS arguments = {};
     arguments.flags = CKF_OS_LOCKING_OK;
 
@@ -95,12 +93,9 @@ void initialize(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
     bool threadSafe = rv == CKR_OK;
     if (rv == CKR_CANT_LOCK)
         rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_Initialize, static_cast<void*>(nullptr));
-    if (rv == CKR_OK) {
-        jclass monitor = lock(env);
+    if (rv == CKR_OK)
         recordInitialization(list, threadSafe);
-        unlock(env, monitor, CKR_OK);
-    }
-    checkResult(env, rv);
+    return rv;
 }
 
 // The part of libFinalize under the bridge lock.
@@ -167,7 +162,9 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libInitialize(JNIEnv* env, jobject
 
     // An unknown library is initialised all the same; its exception is the one that Java sees.
     jthrowable first = setPendingAside(env);
-    initialize(env, list);
+    jclass monitor = lock(env);
+    CK_RV rv = initialize(env, list);
+    checkResult(env, unlock(env, monitor, rv));
     restorePending(env, first);
 }
 
@@ -233,7 +230,7 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11_getSlotList(JNIEnv* env, j
     auto* slots = reinterpret_cast<CK_SLOT_ID*>(scratch.bytes);
     CK_ULONG count = room;
     if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, slots, &count)) ||
-        !checkResult(env, count <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL))
+        !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
 
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Slot");

@@ -64,17 +64,22 @@ bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name,
     return true;
 }
 
+jclass classIfInstance(JNIEnv* env, jobject object, const char* className)
+{
+    jclass type = object != nullptr ? env->FindClass(className) : nullptr;
+    if (type == nullptr || env->IsInstanceOf(object, type) == JNI_TRUE)
+        return type;
+    env->DeleteLocalRef(type);
+    return nullptr;
+}
+
 bool isInstance(JNIEnv* env, jobject object, const char* className)
 {
-    if (object == nullptr)
-        return false;
-
-    jclass type = env->FindClass(className);
+    jclass type = classIfInstance(env, object, className);
     if (type == nullptr)
         return false;
-    bool is = env->IsInstanceOf(object, type) == JNI_TRUE;
     env->DeleteLocalRef(type);
-    return is;
+    return true;
 }
 
 CK_FUNCTION_LIST_PTR resolveFunctionList(JNIEnv* env, jobject library)
@@ -129,10 +134,8 @@ bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles)
 
 bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHandles* handles)
 {
-    if (session == nullptr) {
-        throwPKCS11Exception(env, 0, "session is null");
-        return false;
-    }
+    if (session == nullptr)
+        return refuse(env, "session is null");
     SessionHandles of = {};
     if (!resolveSession(env, session, &of))
         return false;

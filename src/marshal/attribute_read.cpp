@@ -35,13 +35,13 @@ CK_ULONG fixedSize(ValueKind kind)
 
 jboolean booleanOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
 {
-    checkResult(env, length == sizeof(CK_BBOOL) ? CKR_OK : CKR_ATTRIBUTE_VALUE_INVALID);
+    require(env, length == sizeof(CK_BBOOL), CKR_ATTRIBUTE_VALUE_INVALID);
     return scratch.bytes[0] != CK_FALSE ? JNI_TRUE : JNI_FALSE;
 }
 
 jint integerOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
 {
-    checkResult(env, length == sizeof(CK_ULONG) ? CKR_OK : CKR_ATTRIBUTE_VALUE_INVALID);
+    require(env, length == sizeof(CK_ULONG), CKR_ATTRIBUTE_VALUE_INVALID);
     CK_ULONG number = 0;
     std::memcpy(&number, scratch.bytes, sizeof number);
     return toJava(number);
@@ -106,7 +106,7 @@ bool fetchInto(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type
     if (!fetchAttributes(env, handles, &attribute, 1))
         return false;
     *length = attribute.ulValueLen;
-    return checkResult(env, *length <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL);
+    return require(env, *length <= room, CKR_BUFFER_TOO_SMALL);
 }
 
 // Reads text of an announced length. False when there was no stack for it, which is not raised yet.
@@ -159,6 +159,8 @@ jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TY
     *fetched = fetchInto(env, handles, type, elements, room, &length);
     jbyteArray result = *fetched && length < room ? shortened(env, elements, length) : array;
     env->ReleaseByteArrayElements(array, elements, *fetched && result == array ? 0 : JNI_ABORT);
+    if (result != array)
+        env->DeleteLocalRef(array);
     return result;
 }
 

@@ -7,22 +7,16 @@ namespace {
 // Pins an array whose stretch at `offset` is `length` long, or reaches to its end when `toEnd` is set.
 bool pin(JNIEnv* env, jbyteArray array, jint offset, jint length, bool toEnd, PinnedBytes* pinned)
 {
-    if (array == nullptr || offset < 0 || length < 0) {
-        throwPKCS11Exception(env, CKR_DATA_INVALID);
-        return false;
-    }
+    if (array == nullptr || offset < 0 || length < 0)
+        return refuse(env, CKR_DATA_INVALID);
 
     jint size = env->GetArrayLength(array);
-    if (offset > size || length > size - offset) {
-        throwPKCS11Exception(env, CKR_BUFFER_TOO_SMALL);
-        return false;
-    }
+    if (offset > size || length > size - offset)
+        return refuse(env, CKR_BUFFER_TOO_SMALL);
 
     jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr) {
-        throwPKCS11Exception(env, 0, "getBuffer(): can't get elements");
-        return false;
-    }
+    if (elements == nullptr)
+        return refuse(env, "getBuffer(): can't get elements");
 
     pinned->array = array;
     pinned->elements = elements;
@@ -34,16 +28,12 @@ bool pin(JNIEnv* env, jbyteArray array, jint offset, jint length, bool toEnd, Pi
 bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len)
 {
     CK_ULONG size = fromJava(env->GetStringUTFLength(value));
-    if (*len < size) {
-        throwPKCS11Exception(env, 0, "copyStringBytes(): buffer too small for string!");
-        return false;
-    }
+    if (*len < size)
+        return refuse(env, "copyStringBytes(): buffer too small for string!");
 
     const char* characters = env->GetStringUTFChars(value, nullptr);
-    if (characters == nullptr) {
-        throwPKCS11Exception(env, 0, "GetStringUTFChars() failed");
-        return false;
-    }
+    if (characters == nullptr)
+        return refuse(env, "GetStringUTFChars() failed");
 
     if (dest != nullptr) {
         std::memcpy(dest, characters, size);
@@ -58,16 +48,12 @@ bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len)
 bool copyBytes(JNIEnv* env, jbyteArray value, unsigned char* dest, CK_ULONG* len)
 {
     CK_ULONG size = fromJava(env->GetArrayLength(value));
-    if (size > *len) {
-        throwPKCS11Exception(env, 0, "copyBytes(): buffer too small!");
-        return false;
-    }
+    if (size > *len)
+        return refuse(env, "copyBytes(): buffer too small!");
 
     jbyte* elements = env->GetByteArrayElements(value, nullptr);
-    if (elements == nullptr) {
-        throwPKCS11Exception(env, 0, "copyBytes(): can't get elements");
-        return false;
-    }
+    if (elements == nullptr)
+        return refuse(env, "copyBytes(): can't get elements");
 
     std::memcpy(dest, elements, size);
     *len = size;
@@ -98,17 +84,14 @@ bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* 
         return copyString(env, static_cast<jstring>(value), dest, len);
     if (isInstance(env, value, "[B"))
         return copyBytes(env, static_cast<jbyteArray>(value), dest, len);
-    throwPKCS11Exception(env, 0, "Object must be String or byte[]!");
-    return false;
+    return refuse(env, "Object must be String or byte[]!");
 }
 
 bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG count)
 {
     jbyte* elements = dest != nullptr ? env->GetByteArrayElements(dest, nullptr) : nullptr;
-    if (elements == nullptr) {
-        throwPKCS11Exception(env, 0, "decodeByteArray(): can't get elements");
-        return false;
-    }
+    if (elements == nullptr)
+        return refuse(env, "decodeByteArray(): can't get elements");
 
     CK_ULONG size = fromJava(env->GetArrayLength(dest));
     bool fits = count <= size;

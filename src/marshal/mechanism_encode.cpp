@@ -6,18 +6,12 @@
 
 namespace {
 
-bool refuse(JNIEnv* env, const char* message)
-{
-    throwPKCS11Exception(env, 0, message);
-    return false;
-}
-
 // A mechanism without a parameter: the pointer is null, and an object is refused.
 bool encodeNone(JNIEnv* env, jobject parameter, CK_MECHANISM* mechanism, CK_RV wrongType)
 {
     mechanism->pParameter = nullptr;
     mechanism->ulParameterLen = 0;
-    return checkResult(env, parameter == nullptr ? CKR_OK : wrongType);
+    return require(env, parameter == nullptr, wrongType);
 }
 
 bool encodeParameter(JNIEnv* env, ParameterKind kind, jobject parameter, CK_MECHANISM* mechanism)

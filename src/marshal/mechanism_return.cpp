@@ -1,6 +1,7 @@
 // What a token wrote into an encoded mechanism, handed back to the Java parameter.
 
 #include <cstring>
+#include <initializer_list>
 
 #include "buffers.h"
 #include "frame.h"
@@ -11,7 +12,6 @@
 
 namespace {
 
-constexpr CK_ULONG kPBEInitVector = 8;
 constexpr CK_ULONG kTokenInitVector = 20;
 
 constexpr const char* kObjectSignature = "Lcom/kelvane/pkcs11/PKCS11Object;";
@@ -38,10 +38,8 @@ const Params* paramsIn(const EncodeBuffer& encoded)
 // Copies `count` bytes of a block into an array.
 bool returnBytes(JNIEnv* env, const EncodeBuffer& encoded, const void* block, jbyteArray array, CK_ULONG count)
 {
-    if (array != nullptr && !liesIn(encoded, block, count)) {
-        throwPKCS11Exception(env, CKR_BUFFER_TOO_SMALL);
-        return false;
-    }
+    if (array != nullptr && !liesIn(encoded, block, count))
+        return refuse(env, CKR_BUFFER_TOO_SMALL);
     return decodeByteArray(env, block, array, count);
 }
 
@@ -57,9 +55,7 @@ void returnField(const ParameterFields& fields, const EncodeBuffer& encoded, con
 // An instance of the class as the owner of fields to set; nothing is raised for another object.
 bool openForReturn(JNIEnv* env, jobject object, const char* className, ParameterFields* fields)
 {
-    *fields = {env, object, nullptr, CKR_OK, nullptr, 0, 0};
-    if (isInstance(env, object, className))
-        fields->type = env->GetObjectClass(object);
+    *fields = {env, object, classIfInstance(env, object, className), CKR_OK, nullptr, 0, 0};
     return fields->type != nullptr;
 }
 
@@ -88,6 +84,8 @@ void setKey(const ParameterFields& fields, const char* name, jobject session, co
     jfieldID field = key != nullptr ? env->GetFieldID(fields.type, name, kObjectSignature) : nullptr;
     if (field != nullptr)
         env->SetObjectField(fields.object, field, key);
+    else if (key != nullptr)
+        discardObject(env, handles, handle);
     env->DeleteLocalRef(key);
     restorePending(env, first);
 }
@@ -98,7 +96,7 @@ void returnSSL3Version(JNIEnv* env, jobject parameter, const EncodeBuffer& encod
     ParameterFields fields;
     ParameterFields version;
     if (derive == nullptr || derive->pVersion == nullptr ||
-        !checkResult(env, liesIn(encoded, derive->pVersion, sizeof(CK_VERSION)) ? CKR_OK : CKR_BUFFER_TOO_SMALL) ||
+        !require(env, liesIn(encoded, derive->pVersion, sizeof(CK_VERSION)), CKR_BUFFER_TOO_SMALL) ||
         !openForReturn(env, parameter, parameter_class::SSL3_MASTER_KEY_DERIVE, &fields) ||
         !openMemberForReturn(fields, "version", kVersionSignature, parameter_class::VERSION, &version))
         return;
@@ -111,18 +109,25 @@ void returnSSL3KeyMatOut(JNIEnv* env, jobject session, const SessionHandles& han
                          const EncodeBuffer& encoded)
 {
     const auto* params = paramsIn<CK_SSL3_KEY_MAT_PARAMS>(encoded);
+    if (params == nullptr ||
+        !require(env, liesIn(encoded, params->pReturnedKeyMaterial, sizeof(CK_SSL3_KEY_MAT_OUT)), CKR_BUFFER_TOO_SMALL))
+        return;
     CK_SSL3_KEY_MAT_OUT material = {};
+    std::memcpy(&material, params->pReturnedKeyMaterial, sizeof material); // it lies unaligned
+
     ParameterFields fields;
     ParameterFields out;
-    if (params == nullptr ||
-        !checkResult(env,
-                     liesIn(encoded, params->pReturnedKeyMaterial, sizeof material) ? CKR_OK : CKR_BUFFER_TOO_SMALL) ||
-        !openForReturn(env, parameter, parameter_class::SSL3_KEY_MAT, &fields) ||
+    if (!openForReturn(env, parameter, parameter_class::SSL3_KEY_MAT, &fields) ||
         !openMemberForReturn(fields, "returnedKeyMaterial", kKeyMatOutSignature, parameter_class::SSL3_KEY_MAT_OUT,
-                             &out))
+                             &out)) {
+        // Another thread has taken the object away since it was encoded: there is nobody to hand the keys to.
+        for (CK_OBJECT_HANDLE key :
+             {material.hClientMacSecret, material.hServerMacSecret, material.hClientKey, material.hServerKey})
+            discardObject(env, handles, key);
+        refuse(env, CKR_MECHANISM_PARAM_INVALID);
         return;
+    }
 
-    std::memcpy(&material, params->pReturnedKeyMaterial, sizeof material); // it lies unaligned
     returnField(out, encoded, "ivClient", material.pIVClient);
     jthrowable first = setPendingAside(env);
     returnField(out, encoded, "ivServer", material.pIVServer);

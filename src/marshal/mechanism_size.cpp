@@ -9,9 +9,6 @@
 
 namespace {
 
-// A token writes an IV of 8 bytes where a PBE parameter points, however short the Java array is.
-constexpr std::size_t kPBEInitVector = 8;
-
 // The length of a byte[]; 0 for an object of another class, which the encoder refuses.
 std::size_t byteArraySize(JNIEnv* env, jobject parameter)
 {
@@ -21,10 +18,7 @@ std::size_t byteArraySize(JNIEnv* env, jobject parameter)
 // The lengths of an object's byte[] fields together; 0 for an object of another class, which the encoder refuses.
 std::size_t blockLengths(JNIEnv* env, jobject object, const char* className, std::initializer_list<const char*> names)
 {
-    ParameterFields fields = {env, object, nullptr, CKR_OK, nullptr, 0, 0};
-    if (!isInstance(env, object, className))
-        return 0;
-    fields.type = env->GetObjectClass(object);
+    ParameterFields fields = {env, object, classIfInstance(env, object, className), CKR_OK, nullptr, 0, 0};
     if (fields.type == nullptr)
         return 0;
 
@@ -42,7 +36,7 @@ std::size_t blockLengths(JNIEnv* env, jobject object, const char* className, std
 // An object field of the parameter, or null when there is none.
 jobject memberOf(JNIEnv* env, jobject parameter, const char* className, const char* name, const char* signature)
 {
-    jclass type = isInstance(env, parameter, className) ? env->GetObjectClass(parameter) : nullptr;
+    jclass type = classIfInstance(env, parameter, className);
     jobject member = nullptr;
     if (type != nullptr)
         readObjectField(env, parameter, type, name, signature, &member);
@@ -87,6 +81,7 @@ std::size_t parameterSize(JNIEnv* env, ParameterKind kind, jobject parameter)
     case rc5:           return sizeof(CK_RC5_PARAMS);
     case rc5Cbc:        return sizeof(CK_RC5_CBC_PARAMS) + blockLengths(env, parameter, name::RC5_CBC, {"iv"});
     case rc5MacGeneral: return sizeof(CK_RC5_MAC_GENERAL_PARAMS);
+    // The token writes an IV where the parameter points, however short the Java array is.
     case pbe:           return sizeof(CK_PBE_PARAMS) + kPBEInitVector
                              + blockLengths(env, parameter, name::PBE, {"iv", "password", "salt"});
     case version:       return sizeof(CK_VERSION);

@@ -11,12 +11,12 @@ namespace {
 
 bool requireKind(JNIEnv* env, jint type, ValueKind kind)
 {
-    return checkResult(env, attributeKind(fromJava(type)) == kind ? CKR_OK : CKR_ATTRIBUTE_TYPE_INVALID);
+    return require(env, attributeKind(fromJava(type)) == kind, CKR_ATTRIBUTE_TYPE_INVALID);
 }
 
 bool requireKnown(JNIEnv* env, jint type)
 {
-    return checkResult(env, attributeKind(fromJava(type)) != ValueKind::unknown ? CKR_OK : CKR_ATTRIBUTE_TYPE_INVALID);
+    return require(env, attributeKind(fromJava(type)) != ValueKind::unknown, CKR_ATTRIBUTE_TYPE_INVALID);
 }
 
 } // namespace

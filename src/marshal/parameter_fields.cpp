@@ -10,12 +10,8 @@ namespace {
 
 bool classOf(const char* className, ParameterFields* fields)
 {
-    JNIEnv* env = fields->env;
-    fields->type = fields->object != nullptr ? env->FindClass(className) : nullptr;
-    if (fields->type != nullptr && env->IsInstanceOf(fields->object, fields->type) == JNI_TRUE)
-        return true;
-    throwPKCS11Exception(env, fields->wrongType);
-    return false;
+    fields->type = classIfInstance(fields->env, fields->object, className);
+    return require(fields->env, fields->type != nullptr, fields->wrongType);
 }
 
 } // namespace
@@ -118,5 +114,5 @@ bool placeBlockAt(const ParameterFields& fields, const char* name, CK_ULONG offs
 bool requireInside(const ParameterFields& fields, CK_ULONG offset, CK_ULONG length)
 {
     bool inside = offset <= fields.areaSize && length <= fields.areaSize - offset;
-    return checkResult(fields.env, inside ? CKR_OK : fields.wrongType);
+    return require(fields.env, inside, fields.wrongType);
 }

@@ -21,7 +21,7 @@ bool encodeRC2CBCParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* le
     CK_ULONG ivLength = 0;
     if (!encodeRC2Params(env, parameter, dest, &baseLength, wrongType) ||
         !openParameter(env, parameter, parameter_class::RC2_CBC, dest, sizeof *rc2, len, wrongType, &fields) ||
-        !readBlockLength(fields, "iv", &ivLength) || !checkResult(env, ivLength <= sizeof rc2->iv ? CKR_OK : wrongType))
+        !readBlockLength(fields, "iv", &ivLength) || !require(env, ivLength <= sizeof rc2->iv, wrongType))
         return false;
 
     // The one block that lies in the structure itself; a shorter one leaves the rest zero.

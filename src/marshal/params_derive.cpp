@@ -59,10 +59,8 @@ bool placeOutput(ParameterFields* fields, const char* name, CK_BYTE_PTR* output,
     if (!readBlockLength(*fields, name, &length))
         return false;
     constexpr CK_ULONG wordSize = sizeof **outputLength;
-    if (length > fields->areaSize - fields->used || 2 * wordSize > fields->areaSize - fields->used - length) {
-        throwPKCS11Exception(fields->env, 0, "no space for encoded attribute!");
-        return false;
-    }
+    if (length > fields->areaSize - fields->used || 2 * wordSize > fields->areaSize - fields->used - length)
+        return refuse(fields->env, "no space for encoded attribute!");
 
     *output = fields->area + fields->used;
     auto end = reinterpret_cast<std::uintptr_t>(*output) + length;

@@ -42,19 +42,13 @@ bool encodeTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTe
         return true;
 
     if (!isInstance(env, types, "[I") || !isInstance(env, values, "[Ljava/lang/Object;") ||
-        env->GetArrayLength(types) != env->GetArrayLength(values)) {
-        throwPKCS11Exception(env, CKR_TEMPLATE_INCONSISTENT);
-        return false;
-    }
-    if (encoded->buffer.bytes == nullptr) {
-        throwPKCS11Exception(env, 0, "memory allocation for temporary template failed!");
-        return false;
-    }
+        env->GetArrayLength(types) != env->GetArrayLength(values))
+        return refuse(env, CKR_TEMPLATE_INCONSISTENT);
+    if (encoded->buffer.bytes == nullptr)
+        return refuse(env, "memory allocation for temporary template failed!");
     jint* elements = env->GetIntArrayElements(types, nullptr);
-    if (elements == nullptr) {
-        throwPKCS11Exception(env, 0, "can't access attribute types array");
-        return false;
-    }
+    if (elements == nullptr)
+        return refuse(env, "can't access attribute types array");
 
     encoded->entries = reinterpret_cast<CK_ATTRIBUTE*>(encoded->buffer.bytes);
     bool done = encodeEntries(env, elements, values, env->GetArrayLength(types), encoded);

@@ -14,19 +14,11 @@ namespace {
 
 constexpr const char* kNoSpace = "no space for encoded attribute!";
 
-bool refuse(JNIEnv* env, CK_RV code)
-{
-    throwPKCS11Exception(env, code);
-    return false;
-}
-
 // Copies an encoded value to where it belongs; raises when there is no place for it.
 bool store(JNIEnv* env, const void* bytes, CK_ULONG size, void* dest, CK_ULONG* len)
 {
-    if (dest == nullptr || size > *len) {
-        throwPKCS11Exception(env, 0, kNoSpace);
-        return false;
-    }
+    if (dest == nullptr || size > *len)
+        return refuse(env, kNoSpace);
     std::memcpy(dest, bytes, size);
     *len = size;
     return true;
@@ -61,10 +53,8 @@ bool encodeString(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
         return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
 
     CK_ULONG size = fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
-    if (attr->pValue != nullptr && size > attr->ulValueLen) {
-        throwPKCS11Exception(env, 0, kNoSpace);
-        return false;
-    }
+    if (attr->pValue != nullptr && size > attr->ulValueLen)
+        return refuse(env, kNoSpace);
     attr->ulValueLen = size;
     return copyStringBytes(env, value, static_cast<unsigned char*>(attr->pValue), &attr->ulValueLen);
 }
@@ -116,10 +106,8 @@ bool encodeByteArray(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_R
 
     auto* array = static_cast<jbyteArray>(value);
     jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr) {
-        throwPKCS11Exception(env, 0, "encodeByteArray(): can't get elements");
-        return false;
-    }
+    if (elements == nullptr)
+        return refuse(env, "encodeByteArray(): can't get elements");
 
     bool stored = store(env, elements, fromJava(env->GetArrayLength(array)), dest, len);
     env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
@@ -141,15 +129,11 @@ bool encodeBigInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_
     auto* array = static_cast<jbyteArray>(env->CallObjectMethod(value, toByteArray));
     if (env->ExceptionCheck() == JNI_TRUE)
         return false;
-    if (array == nullptr) {
-        throwPKCS11Exception(env, 0, "toByteArray() returned null");
-        return false;
-    }
+    if (array == nullptr)
+        return refuse(env, "toByteArray() returned null");
     jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr) {
-        throwPKCS11Exception(env, 0, "encodeBigInteger(): can't get elements");
-        return false;
-    }
+    if (elements == nullptr)
+        return refuse(env, "encodeBigInteger(): can't get elements");
 
     CK_ULONG size = fromJava(env->GetArrayLength(array));
     CK_ULONG zeros = 0;

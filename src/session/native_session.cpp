@@ -123,7 +123,7 @@ jbyteArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getOperationState(JNI
                            reinterpret_cast<CK_BYTE_PTR>(elements), &length);
 
     env->ReleaseByteArrayElements(state, elements, 0);
-    if (!checkResult(env, rv) || !checkResult(env, length <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL))
+    if (!checkResult(env, rv) || !require(env, length <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
     return state;
 }

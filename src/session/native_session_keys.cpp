@@ -90,12 +90,12 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
                                       privateAttributes.entries, privateAttributes.count, &publicKey, &privateKey)))
         return nullptr;
 
-    // Half a pair is of no use to anyone.
-    if (!survivesJava(publicKey) || !survivesJava(privateKey)) {
+    jobjectArray pair = newKeyPair(env, session, publicKey, privateKey);
+    if (pair == nullptr) { // half a pair is of no use to anyone
         discardObject(env, handles, publicKey);
         discardObject(env, handles, privateKey);
     }
-    return newKeyPair(env, session, publicKey, privateKey);
+    return pair;
 }
 
 jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobject session, jint mechanism,

@@ -69,7 +69,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObject(JNIEnv* env, 
     CK_ULONG count = 0;
     if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &object,
                                       room, &count)) ||
-        !checkResult(env, count <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL))
+        !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
     return count != 0 ? newNativeObject(env, session, object) : nullptr;
 }

@@ -108,7 +108,7 @@ jintArray Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getMechanismList(JNIEnv* 
     CK_ULONG count = room;
     if (!checkResult(
             env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetMechanismList, handles.slot, types, &count)) ||
-        !checkResult(env, count <= room ? CKR_OK : CKR_BUFFER_TOO_SMALL))
+        !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
 
     CK_ULONG uniqueCount = collectUnique(types, count);

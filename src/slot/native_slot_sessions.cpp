@@ -8,6 +8,21 @@
 #include "frame.h"
 #include "pin_buffer.h"
 
+namespace {
+
+jobject newSession(JNIEnv* env, jobject slot, CK_SESSION_HANDLE session)
+{
+    // Cut to 32 bits the handle would mean another session.
+    if (!survivesJava(session)) {
+        throwHandleTooWide(env, "session handle", session);
+        return nullptr;
+    }
+    return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Session",
+                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V", slot, toJava(session));
+}
+
+} // namespace
+
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_initToken(JNIEnv* env, jobject slot, jobject pin, jobject label)
 {
     SlotHandles handles = {};
@@ -44,14 +59,13 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_openSession(JNIEnv* env, jo
                                       fromJava(flags), application, notify, &session)))
         return nullptr;
 
-    // Cut to 32 bits the handle would mean another session; this one could never be closed.
-    if (!survivesJava(session)) {
+    jobject opened = newSession(env, slot, session);
+    if (opened == nullptr) { // nobody could ever close it
+        jthrowable first = setPendingAside(env);
         callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseSession, session);
-        throwHandleTooWide(env, "session handle", session);
-        return nullptr;
+        restorePending(env, first);
     }
-    return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Session",
-                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V", slot, toJava(session));
+    return opened;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_closeAllSessions(JNIEnv* env, jobject slot)

@@ -1,7 +1,6 @@
 // What the scripted token knows of Cryptoki's structures: how to show one as text and how to fill one from an answer.
 #pragma once
 
-#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
@@ -12,7 +11,7 @@
 using Values = std::map<std::string, std::string, std::less<>>;
 
 /// Reads words divided by blanks. A value in single quotes is text and may hold blanks; it is kept as hexadecimal.
-Values parseValues(std::string_view text);
+Values parseValues(const std::string& text);
 
 /// The named value, or null.
 const std::string* find(const Values& values, std::string_view name);
@@ -27,18 +26,11 @@ std::string code(CK_ULONG value);
 /// Where a pointer leads, as a distance from `base`: "+24", or "null".
 std::string place(const void* pointer, const void* base);
 
-struct Layout;
-
-/// The parameter structure that a mechanism takes; null for those with a flat parameter or none.
-const Layout* parameterLayout(CK_MECHANISM_TYPE mechanism);
-
-/// A structure that the table has, by its Cryptoki name.
-const Layout& layoutNamed(std::string_view name);
-
-std::size_t layoutSize(const Layout& layout);
+/// The name of the structure that a mechanism's parameter is; empty when there is none or its size is another one's.
+std::string structureOf(const CK_MECHANISM& mechanism);
 
 /// "NAME{field=value ...}". Pointers are shown as their distance from the structure's start and what they lead to.
-std::string describe(const Layout& layout, const void* structure);
+std::string describe(const std::string& name, const void* structure);
 
 /// Writes the fields, and the data behind its pointers, that the values name. Never writes more than there is room for.
-void fill(const Layout& layout, void* structure, const Values& values);
+void fill(const std::string& name, void* structure, const Values& values);

@@ -31,8 +31,8 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
 ///   always NAME WORDS        answers every call that finds the queue empty
 ///   hold NAME N              keeps callers inside, after letting N of them through
 ///   release NAME             lets them go
-///   await NAME N MILLIS      waits until N callers are inside: "yes" or "no"
-///   most NAME, most-inside   how many callers were inside at once, in the function and in the module
+///   await NAME N             waits until N callers are inside, for a few seconds
+///   most-inside              how many callers were inside the module at once
 ///   missing NAME             puts null into the function list
 ///   version MAJOR MINOR      sets the function list's version
 ///   list                     the function list's address, in decimal

@@ -4,7 +4,8 @@ package com.kelvane.pkcs11;
  * The parameter of {@code CKM_AES_GCM} ({@code CK_GCM_PARAMS}).
  *
  * <p>Arrays are kept by reference and only read. The lengths are fields of their own: they count as stated, the arrays
- * only provide the bytes. A length that reaches outside the bytes of the two arrays, or is negative, is refused with
+ * only provide the bytes. A length that reaches outside the memory set aside for the parameter, which is that of the
+ * structure and the two arrays rounded up to 16 bytes with zeros, or is negative, is refused with
  * {@code CKR_MECHANISM_PARAM_INVALID} (0x71). The associated data is placed {@link #ulIvLen} bytes behind the start of
  * the initialisation vector, so of a longer {@link #pIv} only the first {@code ulIvLen} bytes count.
  */

@@ -4,7 +4,8 @@ package com.kelvane.pkcs11;
  * The parameter of {@code CKM_RSA_PKCS_OAEP} ({@code CK_RSA_PKCS_OAEP_PARAMS}).
  *
  * <p>The array is kept by reference and only read. The length is a field of its own: it counts as stated, the array
- * only provides the bytes. A length that reaches outside them, or is negative, is refused with
+ * only provides the bytes. A length that reaches outside the memory set aside for the parameter, which is that of the
+ * structure and the array rounded up to 16 bytes with zeros, or is negative, is refused with
  * {@code CKR_MECHANISM_PARAM_INVALID} (0x71). The other fields are for the token to check.
  */
 public class CK_RSA_PKCS_OAEP_PARAMS {

@@ -5,8 +5,9 @@ package com.kelvane.pkcs11;
  * ({@code CK_SSL3_KEY_MAT_PARAMS}).
  *
  * <p>Objects are kept by reference: the four keys and two initialisation vectors come back in
- * {@link #returnedKeyMaterial}. Its two arrays are the room for the vectors: an {@link #ivSizeInBits} that they cannot
- * hold, or that is negative, is refused with {@code CKR_MECHANISM_PARAM_INVALID} (0x71).
+ * {@link #returnedKeyMaterial}. Its two arrays are the room for the vectors: an {@link #ivSizeInBits} that they,
+ * rounded up to 16 bytes with the rest of the parameter, cannot hold, or that is negative, is refused with
+ * {@code CKR_MECHANISM_PARAM_INVALID} (0x71).
  */
 public class CK_SSL3_KEY_MAT_PARAMS {
     /** The length of a MAC secret in bits. */

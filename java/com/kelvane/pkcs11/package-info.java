@@ -61,8 +61,8 @@
  * </table>
  *
  * <p>A date is written as the day it is in UTC, and read as the first moment of that day in the process's local time
- * zone, as the environment variable {@code TZ} sets it. Only dates of the years 1970 to 9999 can be written: one before
- * 1970 is refused with {@code CKR_ATTRIBUTE_VALUE_INVALID}, a later one is cut to eight digits.
+ * zone, as the environment variable {@code TZ} sets it. Only dates of the years 1970 to 9999 can be written: any
+ * other is refused with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13).
  *
  * <p>A template is a pair of arrays of one length, {@code int[]} types and {@code Object[]} values; arrays that differ
  * in length are refused with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1). Type -1 leaves its element out. If either array

@@ -7,8 +7,8 @@
  * <p>An object knows its session, a session its slot, a slot its library; the library knows the address of its function
  * list. The chain is followed in every call. Where it is broken by a null, "obj is null" is raised, and "functionList
  * is null" where the library is not loaded or given back. A null where a key or object is needed raises "obj is null"
- * too. A key or object with handle 0 makes a call return at once: nothing is raised, nothing is done, and the result is
- * 0, false or null (3 for the two GCM methods).
+ * too. A key or object passed with handle 0 makes a call return at once: nothing is raised, nothing is done, and the
+ * result is 0, false or null (3 for the two GCM methods).
  *
  * <p>Nothing is closed or destroyed on its own: sessions and objects are to be closed and destroyed by their methods.
  * What other classes mean by attributes, templates and mechanisms is in the description of {@link com.kelvane.pkcs11}.
@@ -22,17 +22,19 @@
  * (0x150), before the token is called; "getBuffer(): can't get elements" is raised without memory. Arrays are copied
  * whole in every call; output arrays are copied back even if the call fails.
  *
- * <p>PINs and labels are a {@code String}, taken as modified UTF-8, or a {@code byte[]}, taken as it is. The native
- * copies of PINs are wiped; the array is the caller's to clear.
+ * <p>PINs and labels are a {@code String}, taken as modified UTF-8, or a {@code byte[]}, taken as it is. The bridge's
+ * own copies of PINs are wiped; the array is the caller's to clear.
  *
  * <h2>Failures</h2>
  *
  * <p>A failure raises a {@link com.kelvane.pkcs11.PKCS11Exception} with the code of the library, or with a code or text
  * of the bridge; the methods name those that are their own. If several things fail in one call, the first is raised. A
  * function that the library does not have raises {@code CKR_FUNCTION_NOT_SUPPORTED} (0x54). A library that answers with
- * more than there was room for is refused with {@code CKR_BUFFER_TOO_SMALL} (0x150). A call that needs more of the
- * thread's stack than is left is refused: "alloca() failed" and texts that contain it, "memory allocation for temporary
- * template failed!", "no space for encoded attribute!", "no space for encoded mechanism / parameter!".
+ * more than there was room for is refused with {@code CKR_BUFFER_TOO_SMALL} (0x150), but for encryption and decryption,
+ * which return the length needed. A call that needs more of the thread's stack than is left is refused: "alloca()
+ * failed" and texts that contain it, "memory allocation for temporary template failed!", "no space for encoded
+ * attribute!", "copyStringBytes(): no space for encoded String!", "no space for encoded mechanism / parameter!". A key,
+ * object or session that a call has made and cannot hand back is destroyed or closed again.
  *
  * <h2>Threads</h2>
  *

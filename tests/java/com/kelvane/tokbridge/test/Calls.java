@@ -25,6 +25,8 @@ final class Calls {
     private static final Object[] TRUE = {true};
 
     private static final Map<String, Call> ALL = new LinkedHashMap<>();
+    /** The operations from one buffer to another. */
+    static final Map<String, Function<NativePKCS11Session, InOut>> IN_OUT = new LinkedHashMap<>();
 
     static {
         library("C_GetInfo", NativePKCS11::getInfo);
@@ -147,9 +149,6 @@ final class Calls {
         derive("C_DeriveKey prf", 0x378, new CK_TLS_PRF_PARAMS(new byte[3], new byte[2], 12));
     }
 
-    private Calls() {
-    }
-
     interface InOut {
         int run(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
     }
@@ -192,6 +191,7 @@ final class Calls {
     }
 
     private static void inOut(String name, Function<NativePKCS11Session, InOut> call) {
+        IN_OUT.put(name, call);
         session(name, session -> call.apply(session).run(new byte[4], 1, 3, new byte[8], 2));
     }
 

@@ -1,13 +1,10 @@
 package com.kelvane.tokbridge.test;
 
 import static com.kelvane.tokbridge.test.Harness.*;
-import static com.kelvane.tokbridge.test.Raised.*;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.nat.*;
-import java.lang.reflect.InvocationTargetException;
-import java.lang.reflect.Method;
-import java.lang.reflect.Modifier;
+import java.lang.reflect.*;
 import java.nio.charset.*;
 import java.util.*;
 import java.util.stream.*;
@@ -17,9 +14,9 @@ import org.junit.jupiter.api.*;
 class FrameTest extends SessionFixture {
     /** What is raised before the receiver is looked at, when every argument is zero or null. */
     private static final Map<String, String> FIRST = Map.of("getBoolAttributeValue", "0x12", "setBoolAttributeValue",
-        "0x12", "getStringAttributeValue", "0x12", "getDateAttributeValue", "0x12", "getBigIntegerAttributeValue", "0x12",
-        "setAttributeValue", "0x13", "getAttributeValues", "can't access attribute types array", "loadPKCS11Library",
-        "GetStringUTFChars() failed");
+        "0x12", "getStringAttributeValue", "0x12", "getDateAttributeValue", "0x12", "getBigIntegerAttributeValue",
+        "0x12", "setAttributeValue", "0x13", "getAttributeValues", "can't access attribute types array",
+        "loadPKCS11Library", "GetStringUTFChars() failed");
     private static final Set<String> SESSION_IS_NULL = Set.of("copy", "destroyObject", "getIntAttributeValue",
         "getByteArrayAttributeValue", "getAttributeValue");
 
@@ -41,7 +38,7 @@ class FrameTest extends SessionFixture {
             : type == NativePKCS11Session.class ? session : new NativePKCS11Object(session, 9);
     }
 
-    /** One question to all 89 methods: what becomes of a receiver whose library is missing, or that is missing itself? */
+    /** One question to all 89 methods: what of a receiver whose library is missing, or that is missing itself? */
     @Test
     void everyLinkOfTheHandleChainIsChecked() throws Throwable {
         Set<String> exports = new TreeSet<>();
@@ -70,37 +67,30 @@ class FrameTest extends SessionFixture {
         }
         assertEquals(89, methods.size());
         assertEquals(Set.of(), exports, "nothing else is exported");
-        assertEquals(List.of(), calls());
+        assertCalls();
         assertTrue(lockIsFree());
     }
 
     @TestFactory
-    Stream<DynamicTest> everyCodeArrivesUnchanged() {
+    Stream<DynamicTest> everyCodeArrivesUnchangedAndANullEntryIsNotCalled() {
         return Calls.each(name -> {
-            calls();
+            token.reset();
             for (String code : List.of("0x1", "0x150", "0x80000001", "0xffffffff")) {
                 token.answer(Calls.function(name), "rv=" + code);
                 assertEquals(code, raised(() -> Calls.to(name).make(library, slot, session)));
                 assertEquals(1, calls().size(), "nothing is called after a failure");
             }
-        });
-    }
-
-    @TestFactory
-    Stream<DynamicTest> aNullEntryIsNotCalled() {
-        return Calls.each(name -> {
-            token.missing(Calls.function(name)).calls();
-            assertEquals("0x54", raised(() -> Calls.to(name).make(library, slot, session)));
-            assertEquals(List.of(), calls());
+            token.steer("missing " + Calls.function(name));
+            assertRefused("0x54", () -> Calls.to(name).make(library, slot, session));
             assertTrue(lockIsFree());
         });
     }
 
     @Test
     void nullEntriesForTheLifeOfTheLibrary() throws Throwable {
-        token.missing("C_Finalize");
+        token.steer("missing C_Finalize");
         assertEquals("0x54", raised(library::libFinalize));
-        token.missing("C_Initialize");
+        token.steer("missing C_Initialize");
         library.load(token.path());
         assertEquals("0x54", raised(library::libInitialize));
         token.reset();
@@ -108,23 +98,14 @@ class FrameTest extends SessionFixture {
     }
 
     @Test
-    void numbersAreNotSignExtended() {
+    void numbersOf32BitsArriveAndWiderOnesAreNamed() throws Throwable {
         int high = 0x80000001;
-        new NativePKCS11Slot(library, -1).closeAllSessions();
-        new NativePKCS11Slot(library, high).getMechanismInfo(-2);
+        new NativePKCS11Slot(library, -1).getMechanismInfo(-2);
         new NativePKCS11Slot(library, high).openSession(-1, null);
-        new NativePKCS11Session(slot, high).logout();
-        session.setOperationState(new byte[1], new NativePKCS11Object(session, -1), new NativePKCS11Object(null, high));
-        assertEquals(List.of(
-            "C_CloseAllSessions slot=0xffffffff",
-            "C_GetMechanismInfo slot=0x80000001 type=0xfffffffe",
+        new NativePKCS11Session(slot, high).setOperationState(new byte[1], key(-1), new NativePKCS11Object(null, high));
+        assertCalls("C_GetMechanismInfo slot=0xffffffff type=0xfffffffe",
             "C_OpenSession slot=0x80000001 flags=0xffffffff application=null notify=null",
-            "C_Logout session=0x80000001",
-            "C_SetOperationState session=0x7 in=00 encryptionKey=0xffffffff authenticationKey=0x80000001"), calls());
-    }
-
-    @Test
-    void handlesOf32BitsArriveAndWiderOnesAreNamed() throws Throwable {
+            "C_SetOperationState session=0x80000001 in=00 encryptionKey=0xffffffff authenticationKey=0x80000001");
         String wide = "0x100000000000001";
         token.always("C_GetSlotList", "slots=0xffffffff,0");
         assertEquals(List.of(-1, 0), Arrays.stream(library.getSlotList(false))
@@ -136,20 +117,17 @@ class FrameTest extends SessionFixture {
         assertSame(library, event.getPKCS11());
 
         token.always("C_GetSlotList", "slots=1," + wide).answer("C_WaitForSlotEvent", "slot=" + wide);
-        assertNames(wide, raised(() -> library.getSlotList(false)));
-        assertNames(wide, raised(() -> library.waitForSlotEvent(true)));
+        assertTrue(raised(() -> library.getSlotList(false)).contains(wide));
+        assertTrue(raised(() -> library.waitForSlotEvent(true)).contains(wide));
 
         calls();
         token.answer("C_OpenSession", "session=" + wide);
-        assertNames(wide, raised(() -> slot.openSession(6, null)));
-        assertEquals(List.of("C_OpenSession slot=0x1 flags=0x6 application=null notify=null",
-            "C_CloseSession session=" + wide), calls());
+        assertTrue(raised(() -> slot.openSession(6, null)).contains(wide));
+        assertCalls("C_OpenSession slot=0x1 flags=0x6 application=null notify=null",
+            "C_CloseSession session=" + wide);
         token.answer("C_OpenSession", "session=" + wide).answer("C_CloseSession", "rv=0x30");
-        assertNames(wide, raised(() -> slot.openSession(6, null)));
+        assertTrue(raised(() -> slot.openSession(6, null)).contains(wide));
         assertTrue(lockIsFree());
     }
 
-    private static void assertNames(String value, String message) {
-        assertTrue(message.contains(value), message);
-    }
 }

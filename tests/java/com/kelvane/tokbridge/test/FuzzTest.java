@@ -10,12 +10,14 @@ import org.junit.jupiter.api.*;
 class FuzzTest {
     private static final String[] FUNCTIONS = {"C_GetSlotList", "C_GetMechanismList", "C_GetOperationState",
         "C_GetAttributeValue", "C_FindObjects", "C_Encrypt", "C_DecryptFinal", "C_Sign", "C_WrapKey", "C_CreateObject",
-        "C_DeriveKey", "C_GenerateKeyPair", "C_OpenSession", "C_GetTokenInfo", "C_Initialize", "C_Finalize", "C_Verify"};
+        "C_DeriveKey", "C_GenerateKeyPair", "C_OpenSession", "C_GetTokenInfo", "C_Initialize", "C_Finalize",
+        "C_Verify"};
     private static final String[] LIES = {"", "", "", "rv=0x150", "rv=0x30", "rv=0xffffffffffffffff", "rv=0xa",
         "rv=0 out.length=0xffffffffffffffff", "rv=0 slots.length=0xffffffff", "rv=0 mechanisms.length=0x80000000",
         "rv=0 0x3.length=0x80000000", "rv=0 0x3.length=9 0x11.length=70000", "rv=0 0x1.length=0 0x0.length=4",
-        "rv=0 objects.length=7", "rv=0 out.length=0x80000000", "rv=0 out.length=keep", "object=0x100000001 key=0x900000000",
-        "0x120= 0x110='99999999' 0x3=fffefdc080e282f09f9880 0x11=00", "label=ff00c1e2 model=f09f98", "session=0x200000001"};
+        "rv=0 objects.length=7", "rv=0 out.length=0x80000000", "rv=0 out.length=keep",
+        "object=0x100000001 key=0x900000000", "0x120= 0x110='99999999' 0x3=fffefdc080e282f09f9880 0x11=00",
+        "label=ff00c1e2 model=f09f98", "session=0x200000001"};
 
     private static void lie(ScriptedToken token, Random random) {
         if (random.nextInt(4) == 0) {
@@ -48,8 +50,10 @@ class FuzzTest {
             }));
         }
         for (Harness.Background each : running) {
-            each.join(nanos);
+            each.join(nanos / 1_000_000);
+            each.finish();
         }
+        Harness.forget(token);
         System.out.println("random calls, seed " + seed + ": " + outcomes);
         return outcomes;
     }

@@ -2,102 +2,106 @@ package com.kelvane.tokbridge.test;
 
 import static org.junit.jupiter.api.Assertions.*;
 
+import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.lang.reflect.Field;
-import java.lang.reflect.Modifier;
 import java.nio.charset.*;
 import java.nio.file.*;
 import java.util.*;
-import java.util.concurrent.*;
+import java.util.concurrent.atomic.*;
 import org.junit.jupiter.api.function.*;
 
 /** What the tests ask of calls, objects, threads and the process. */
 final class Harness {
-    private static final long PATIENCE_SECONDS = 5;
+    static final Path DIRECTORY = Path.of(System.getProperty("tokbridge.test.scratch"));
+    private static final AtomicInteger FILES = new AtomicInteger();
+    private static final long PATIENCE_NANOS = 5_000_000_000L;
 
-    /** The environment as it was before any test changed it. */
-    private static final Map<String, String> ENVIRONMENT = System.getenv();
-
-    private Harness() {
+    /** The name of a file that no other test uses. */
+    static Path scratchFile(String suffix) {
+        return DIRECTORY.resolve(ProcessHandle.current().pid() + "-" + FILES.incrementAndGet() + suffix);
     }
 
-    // ---- Objects ----
-
-    /** Sets a private field, final ones too. */
-    static <T> T with(T object, String name, Object value) {
+    /** What a call raises: "0xa0" for a code, the text for a message, "" when it returns. */
+    static String raised(Executable call) throws Throwable {
         try {
-            Field field = object.getClass().getDeclaredField(name);
-            field.setAccessible(true);
-            field.set(object, value);
-            return object;
-        } catch (ReflectiveOperationException e) {
-            throw new AssertionError(e);
+            call.execute();
+            return "";
+        } catch (PKCS11Exception e) {
+            return e.hasCode() ? "0x" + Integer.toHexString(e.getCode()) : e.getMessage();
         }
     }
 
+    /** Sets a private field, final ones too. */
+    static <T> T with(T object, String name, Object value) throws ReflectiveOperationException {
+        Field field = object.getClass().getDeclaredField(name);
+        field.setAccessible(true);
+        field.set(object, value);
+        return object;
+    }
+
     /** What the getters of the named properties answer, in the order of the names, which blanks divide. */
-    static List<Object> get(Object object, String properties) {
+    static List<Object> get(Object object, String properties) throws ReflectiveOperationException {
         List<Object> values = new ArrayList<>();
-        try {
-            for (String property : properties.split(" ")) {
-                values.add(object.getClass().getMethod("get" + property).invoke(object));
-            }
-        } catch (ReflectiveOperationException e) {
-            throw new AssertionError(e);
+        for (String property : properties.split(" ")) {
+            values.add(object.getClass().getMethod("get" + property).invoke(object));
         }
         return values;
     }
 
-    // ---- Threads ----
+    /** Takes a module's row out of the library table, however many hold it. */
+    static void forget(ScriptedToken token) throws Throwable {
+        String raised = "";
+        while (!raised.equals("attempt to finalize invalid DLL")) {
+            raised = raised(with(new NativePKCS11(), "functionList", token.functionList())::libFinalize);
+        }
+    }
 
     /** A call on a thread of its own. */
-    static final class Background {
-        private final FutureTask<Void> task;
-        private final Thread thread;
+    static final class Background extends Thread {
+        private final Executable call;
+        private Throwable thrown;
+        private volatile boolean done; // earlier than the thread's end, which takes monitors too
 
         private Background(Executable call) {
-            task = new FutureTask<>(() -> {
-                try {
-                    call.execute();
-                } catch (Exception | Error e) {
-                    throw e;
-                } catch (Throwable e) {
-                    throw new AssertionError(e);
-                }
-                return null;
-            });
-            thread = new Thread(task, "background");
-            thread.setDaemon(true);
-            thread.start();
+            this.call = call;
+            setDaemon(true);
+        }
+
+        @Override
+        public void run() {
+            try {
+                call.execute();
+            } catch (Throwable e) {
+                thrown = e;
+            }
+            done = true;
         }
 
         /** Waits for the call's end; what it threw is thrown here. */
-        void join() throws Throwable {
-            join(0);
-        }
-
-        /** The same for a call that is meant to take so long. */
-        void join(long nanos) throws Throwable {
-            try {
-                task.get(TimeUnit.SECONDS.toNanos(PATIENCE_SECONDS) + nanos, TimeUnit.NANOSECONDS);
-            } catch (ExecutionException e) {
-                throw e.getCause();
+        void finish() throws Throwable {
+            join(PATIENCE_NANOS / 1_000_000);
+            assertFalse(isAlive(), "the call does not end");
+            if (thrown != null) {
+                throw thrown;
             }
         }
 
         /** Waits until the call has ended or stands before a monitor that another thread holds: true for the latter. */
         boolean blocked() throws InterruptedException {
-            long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(PATIENCE_SECONDS);
-            while (!task.isDone() && thread.getState() != Thread.State.BLOCKED) {
+            long end = System.nanoTime() + PATIENCE_NANOS;
+            while (!done && getState() != State.BLOCKED) {
                 assertTrue(System.nanoTime() < end, "neither ended nor blocked");
-                Thread.sleep(1);
+                sleep(1);
             }
-            return !task.isDone();
+            return !done;
         }
     }
 
     static Background start(Executable call) {
-        return new Background(call);
+        Background background = new Background(call);
+        background.start();
+        return background;
     }
 
     /** Whether another thread can take the bridge lock at this moment. */
@@ -110,14 +114,12 @@ final class Harness {
         return !other.blocked();
     }
 
-    // ---- The process ----
-
     static final int STDOUT = 1;
     static final int STDERR = 2;
 
     /** What the process writes to a file descriptor during a call, as far as it has left the buffers by its end. */
     static String written(int descriptor, Executable call) throws Throwable {
-        Path file = Scratch.file("written", ".txt");
+        Path file = scratchFile(".txt");
         int saved = ScriptedToken.redirect(descriptor, file.toString());
         try {
             call.execute();
@@ -127,45 +129,14 @@ final class Harness {
         return Files.readString(file, StandardCharsets.ISO_8859_1);
     }
 
-    /** Makes a call with a variable of the process's environment set, or unset for null. */
+    /** Makes a call with a variable of the process's environment set. */
     static void withEnvironment(String name, String value, Executable call) throws Throwable {
+        String before = System.getenv(name); // which stays what it was when it was first asked
         ScriptedToken.setenv(name, value);
         try {
             call.execute();
         } finally {
-            ScriptedToken.setenv(name, ENVIRONMENT.get(name));
+            ScriptedToken.setenv(name, before);
         }
-    }
-
-    /** The outcome of another JVM that runs a main class in the same surroundings. */
-    static final class Outcome {
-        final int exit;
-        final String output;
-
-        private Outcome(int exit, String output) {
-            this.exit = exit;
-            this.output = output;
-        }
-    }
-
-    static Outcome inAnotherJvm(Class<?> main, String... arguments) throws Exception {
-        List<String> command = new ArrayList<>();
-        command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());
-        command.add("--enable-native-access=ALL-UNNAMED");
-        command.add("-XX:-CreateCoredumpOnCrash");
-        command.add("-XX:ErrorFile=" + Scratch.file("crash", ".log"));
-        command.add("-cp");
-        command.add(System.getProperty("java.class.path"));
-        for (String name : System.getProperties().stringPropertyNames()) {
-            if (name.startsWith("tokbridge.")) {
-                command.add("-D" + name + "=" + System.getProperty(name));
-            }
-        }
-        command.add(main.getName());
-        command.addAll(List.of(arguments));
-        Path output = Scratch.file("jvm", ".txt");
-        Process process = new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(output.toFile()).start();
-        assertTrue(process.waitFor(PATIENCE_SECONDS * 12, TimeUnit.SECONDS), "the other JVM does not end");
-        return new Outcome(process.exitValue(), Files.readString(output, StandardCharsets.ISO_8859_1));
     }
 }

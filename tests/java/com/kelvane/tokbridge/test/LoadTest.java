@@ -1,33 +1,72 @@
 package com.kelvane.tokbridge.test;
 
 import static com.kelvane.tokbridge.test.Harness.*;
-import static com.kelvane.tokbridge.test.Raised.*;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.nat.*;
 import java.nio.charset.*;
 import java.nio.file.*;
+import java.util.*;
+import java.util.concurrent.*;
+import java.util.stream.*;
 import org.junit.jupiter.api.*;
-import org.junit.jupiter.params.*;
-import org.junit.jupiter.params.provider.*;
 
-/** Loading a module: paths, what is refused and with which words, versions, and the debug line. */
+/**
+ * The life of a library: loading, with the words of what is refused, initialisation, and its row in the table with the
+ * limit of twenty. The table is the process's: every test of every class leaves it empty, which shows here.
+ */
 class LoadTest {
+    private static final int ROWS = 20;
+    private static final String FULL = "too many different libraries referenced!";
     private static final String TOO_LONG = "copyStringBytes(): buffer too small for string!";
+    private static final String OS_LOCKING = "C_Initialize args=CK_C_INITIALIZE_ARGS{CreateMutex=null DestroyMutex=null"
+        + " LockMutex=null UnlockMutex=null flags=0x2 pReserved=null}";
+    private static final String SECOND_TRY = "C_Initialize args=null";
+    private static final String FINALIZE = "C_Finalize reserved=null";
 
     private final ScriptedToken token = ScriptedToken.built().reset();
-    private final NativePKCS11 library = new NativePKCS11();
+    private final List<NativePKCS11> holders = new ArrayList<>();
 
     @AfterEach
     void release() throws Throwable {
-        assertTrue(lockIsFree());
         token.reset();
-        if (library.getFunctionList() != 0) {
-            library.libFinalize();
+        for (NativePKCS11 each : holders) {
+            raised(each::libFinalize);
+        }
+        assertTrue(lockIsFree());
+    }
+
+    private NativePKCS11 load(ScriptedToken module) {
+        NativePKCS11 library = new NativePKCS11();
+        library.load(module.path());
+        holders.add(library);
+        return library;
+    }
+
+    private NativePKCS11 load() {
+        return load(token);
+    }
+
+    /** A holder of the token's function list that the bridge has not loaded. */
+    private NativePKCS11 stranger() throws ReflectiveOperationException {
+        return with(new NativePKCS11(), "functionList", token.functionList());
+    }
+
+    private List<NativePKCS11> loadNew(int count) {
+        token.always("C_GetFunctionList", "list=new");
+        try {
+            return Stream.generate(this::load).limit(count).collect(Collectors.toCollection(ArrayList::new));
+        } finally {
+            token.always("C_GetFunctionList", "");
         }
     }
 
+    private void assertCalls(String... lines) {
+        assertEquals(List.of(lines), token.calls());
+    }
+
     private String refused(String path) throws Throwable {
+        NativePKCS11 library = new NativePKCS11();
         String raised = raised(() -> library.load(path));
         assertEquals(0, library.getFunctionList());
         return raised;
@@ -35,20 +74,14 @@ class LoadTest {
 
     /** A path in the scratch directory of exactly so many bytes. */
     private static String pathOf(int bytes) {
-        String directory = Scratch.DIRECTORY + "/";
-        return directory + "x".repeat(bytes - directory.length());
+        return DIRECTORY + "/" + "x".repeat(bytes - DIRECTORY.toString().length() - 1);
     }
 
     @Test
-    void aPathMayHave255Bytes() {
-        String path = pathOf(255);
-        ScriptedToken copy = new ScriptedToken(ScriptedToken.copy(Path.of(token.path()), Path.of(path)));
-        library.load(path);
-        assertEquals(copy.functionList(), library.getFunctionList());
-    }
-
-    @Test
-    void longerPathsAreRefusedByTheirBytes() throws Throwable {
+    void pathsHaveRoomFor255Bytes() throws Throwable {
+        ScriptedToken copy = ScriptedToken.copy(Path.of(pathOf(255)));
+        assertEquals(copy.functionList(), load(copy).getFunctionList());
+        assertNotEquals(token.functionList(), copy.functionList(), "a copy is a library of its own");
         assertEquals(TOO_LONG, refused(pathOf(257)));
         String euros = "\u20ac".repeat(86);
         assertEquals(258, euros.getBytes(StandardCharsets.UTF_8).length);
@@ -59,15 +92,24 @@ class LoadTest {
 
     @Test
     void aPathOf256BytesStopsTheProcess() throws Exception {
-        Harness.Outcome outcome = Harness.inAnotherJvm(LoadInAnotherJvm.class, pathOf(256));
-        assertTrue(outcome.output.startsWith("loading"), outcome.output);
-        assertFalse(outcome.output.contains("returned"), outcome.output);
-        assertTrue(outcome.exit > 128, () -> "ended by a signal, not with " + outcome.exit);
-        assertEquals("loading\nreturned\n", Harness.inAnotherJvm(LoadInAnotherJvm.class, pathOf(257)).output);
+        String fatal = loadInAnotherJvm(pathOf(256));
+        assertTrue(fatal.matches("(?s)loading\n(?!.*returned).*exit (129|1[3-9]\\d)"), "ended by a signal: " + fatal);
+        assertEquals("loading\nreturned\nexit 0", loadInAnotherJvm(pathOf(257)));
+    }
+
+    private static String loadInAnotherJvm(String path) throws Exception {
+        Path output = scratchFile(".txt");
+        Process process = new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+            "--enable-native-access=ALL-UNNAMED", "-XX:-CreateCoredumpOnCrash", "-XX:ErrorFile=" + scratchFile(".log"),
+            "-Dtokbridge.test.scratch=" + DIRECTORY, "-Dtokbridge.library=" + System.getProperty("tokbridge.library"),
+            "-cp", System.getProperty("java.class.path"), Loading.class.getName(), path).redirectErrorStream(true)
+            .redirectOutput(output.toFile()).start();
+        assertTrue(process.waitFor(60, TimeUnit.SECONDS), "the other JVM does not end");
+        return Files.readString(output, StandardCharsets.ISO_8859_1) + "exit " + process.exitValue();
     }
 
     /** Loads the library that its argument names. */
-    static final class LoadInAnotherJvm {
+    static final class Loading {
         public static void main(String[] arguments) throws Throwable {
             System.out.print("loading\n");
             System.out.flush();
@@ -82,48 +124,144 @@ class LoadTest {
         assertEquals("LoadLibrary(\"\") failed", refused(""));
         assertEquals("GetProcAddress(\"C_GetFunctionList\") failed", refused(System.getProperty("tokbridge.library")));
         assertEquals("GetStringUTFChars() failed", refused(null));
-    }
-
-    @ParameterizedTest
-    @CsvSource({"rv=0x5", "rv=0x80000001", "list=null", "rv=0x150 list=new"})
-    void aModuleWithoutAFunctionListIsRefused(String answer) throws Throwable {
-        token.answer("C_GetFunctionList", answer);
-        assertEquals("C_GetFunctionList() failed", refused(token.path()));
-    }
-
-    @ParameterizedTest
-    @CsvSource({"1, 0, 1.00", "3, 0, 3.00", "3, 2, 3.02", "0, 40, 0.40", "255, 200, 255.200"})
-    void otherMajorVersionsAreRefused(int major, int minor, String shown) throws Throwable {
-        token.version(major, minor);
-        assertEquals("wrong Cryptoki version (" + shown + ")", refused(token.path()));
-    }
-
-    @ParameterizedTest
-    @CsvSource({"0", "1", "40", "255"})
-    void everyMinorVersionIsAccepted(int minor) {
-        token.version(2, minor);
-        library.load(token.path());
-        assertEquals(token.functionList(), library.getFunctionList());
+        for (String answer : List.of("rv=0x5", "rv=0x80000001", "list=null", "rv=0x150 list=new")) {
+            token.answer("C_GetFunctionList", answer);
+            assertEquals("C_GetFunctionList() failed", refused(token.path()), answer);
+        }
     }
 
     @Test
-    @FreshBridge
-    void refusedModulesTakeNoRow() throws Throwable {
-        token.version(3, 0).always("C_GetFunctionList", "list=new");
+    void onlyTheMajorVersionMatters() throws Throwable {
+        for (int minor : new int[] {0, 1, 40, 255}) {
+            assertEquals(token.steer("version 2 " + minor).functionList(), load().getFunctionList());
+        }
+        String[][] others = {{"1 0", "1.00"}, {"3 2", "3.02"}, {"0 40", "0.40"}, {"255 200", "255.200"}};
+        for (String[] version : others) {
+            token.steer("version " + version[0]);
+            assertEquals("wrong Cryptoki version (" + version[1] + ")", refused(token.path()));
+        }
+        token.always("C_GetFunctionList", "list=new");
         for (int i = 0; i < 25; i++) {
-            assertEquals("wrong Cryptoki version (3.00)", refused(token.path()));
+            assertEquals("wrong Cryptoki version (255.200)", refused(token.path()), "refused modules take no row");
         }
     }
 
     @Test
     void theReasonIsPrintedOnRequest() throws Throwable {
-        assertEquals("", written(STDOUT, () -> refused("/nowhere/module.so")));
         for (String value : new String[] {"", "0"}) {
+            assertEquals("", written(STDOUT, () -> refused("/nowhere/module.so")));
             withEnvironment("PKCS11DEBUG", value, () -> {
                 String line = written(STDOUT, () -> refused("/nowhere/module.so"));
                 assertTrue(line.matches("tokbridge:  [^\n]*/nowhere/module\\.so[^\n]*\n"), line);
             });
         }
-        assertEquals("", written(STDOUT, () -> refused("/nowhere/module.so")));
+    }
+
+    /** A refusal of OS locking leads to a second try; a failure leaves the library as it was. */
+    @Test
+    void whatInitialisationMakesOfTheAnswers() throws Throwable {
+        String[][] answers = {{"0xa", "0"}, {"0xa", "0xa"}, {"0xa", "0x30"}, {"0xa", "0x191"}, {"0xa", "0xffffffff"},
+            {"0x7"}, {"0x191"}, {"0x80000001"}};
+        for (String[] codes : answers) {
+            for (boolean again : new boolean[] {false, true}) {
+                NativePKCS11 library = load();
+                token.calls();
+                Stream.of(codes).forEach(code -> token.answer("C_Initialize", "rv=" + code));
+                String last = codes[codes.length - 1];
+                assertEquals(last.equals("0") ? "" : last, raised(library::libInitialize));
+                List<String> expected = new ArrayList<>(List.of(OS_LOCKING, SECOND_TRY).subList(0, codes.length));
+                if (again) {
+                    library.libInitialize();
+                    expected.addAll(last.equals("0") ? List.of() : List.of(OS_LOCKING));
+                }
+                library.libFinalize();
+                expected.addAll(again || last.equals("0") ? List.of(FINALIZE) : List.of());
+                assertEquals(expected, token.calls(), Arrays.toString(codes) + again);
+            }
+        }
+    }
+
+    @Test
+    void holdersShareARowUntilTheLastHasGone() throws Throwable {
+        NativePKCS11 first = load();
+        NativePKCS11 second = load();
+        assertEquals(token.functionList(), first.getFunctionList());
+        assertEquals(token.functionList(), second.getFunctionList());
+        token.calls();
+        first.libInitialize();
+        second.libInitialize();
+        assertCalls(OS_LOCKING);
+
+        first.libFinalize();
+        assertEquals(0, first.getFunctionList());
+        assertEquals("functionList is null", raised(first::libFinalize));
+        second.getInfo();
+        assertCalls("C_GetInfo");
+        second.libFinalize();
+        assertEquals(0, second.getFunctionList());
+        assertCalls(FINALIZE);
+        load().libInitialize();
+        assertCalls("C_GetFunctionList", OS_LOCKING);
+    }
+
+    @Test
+    void theRowGoesEvenWhenFinalizationFails() throws Throwable {
+        NativePKCS11 library = load();
+        library.libInitialize();
+        token.answer("C_Finalize", "rv=0x5");
+        assertEquals("0x5", raised(library::libFinalize));
+        assertEquals(0, library.getFunctionList());
+
+        NativePKCS11 stranger = stranger();
+        assertEquals("attempt to finalize invalid DLL", raised(stranger::libFinalize));
+        assertEquals(0, stranger.getFunctionList());
+        token.calls();
+        load().libFinalize();
+        assertCalls("C_GetFunctionList");
+    }
+
+    @Test
+    void twentyLibrariesAndNoMore() throws Throwable {
+        NativePKCS11 first = load();
+        List<NativePKCS11> others = loadNew(ROWS - 1);
+        assertEquals(ROWS - 1, others.stream().map(NativePKCS11::getFunctionList).distinct().count());
+        for (int i = 0; i < 2; i++) {
+            assertEquals(FULL, raised(() -> loadNew(1)));
+            assertTrue(lockIsFree());
+        }
+        NativePKCS11 again = load();
+        assertEquals(first.getFunctionList(), again.getFunctionList());
+
+        // The first row is removed and the last one takes its place: none may be lost, none may stand twice.
+        first.libFinalize();
+        again.libFinalize();
+        others.addAll(loadNew(1));
+        assertEquals(FULL, raised(() -> loadNew(1)));
+        token.calls();
+        others.forEach(NativePKCS11::libInitialize);
+        assertEquals(Collections.nCopies(ROWS, OS_LOCKING), token.calls());
+        others.forEach(NativePKCS11::libFinalize);
+        assertEquals(Collections.nCopies(ROWS, FINALIZE), token.calls());
+        assertEquals(ROWS, loadNew(ROWS).size());
+    }
+
+    @Test
+    void aListWithoutARowStillReachesTheModule() throws Throwable {
+        for (int rows : new int[] {0, ROWS}) {
+            List<NativePKCS11> others = loadNew(rows);
+            token.calls();
+            assertEquals("functionlist dll not found", raised(stranger()::libInitialize));
+            assertTrue(lockIsFree());
+            assertCalls(OS_LOCKING);
+            if (rows == ROWS) {
+                assertEquals(FULL, raised(() -> loadNew(1)));
+            }
+            token.calls();
+            others.forEach(NativePKCS11::libFinalize);
+            assertEquals(List.of(), token.calls(), "no row was marked as initialised");
+        }
+        token.answer("C_Initialize", "rv=0xa").answer("C_Initialize", "rv=0x5");
+        assertEquals("functionlist dll not found", raised(stranger()::libInitialize), "the first failure is reported");
+        assertCalls(OS_LOCKING, SECOND_TRY);
     }
 }

@@ -1,79 +1,64 @@
 package com.kelvane.tokbridge.test;
 
 import static com.kelvane.tokbridge.test.Harness.*;
-import static com.kelvane.tokbridge.test.Raised.*;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.nat.*;
 import com.kelvane.tokbridge.test.Harness.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.Executable;
 
 /** The bridge lock: around each call of a library that needs it, never around another's, free on every way out. */
-class LockTest {
-    private final ScriptedToken token = ScriptedToken.built().reset();
-    private final NativePKCS11 library = new NativePKCS11();
-    private final NativePKCS11Slot slot = new NativePKCS11Slot(library, 1);
-    private final NativePKCS11Session session = new NativePKCS11Session(slot, 7);
-
-    private void initialize(boolean locked) {
-        library.load(token.path());
-        if (locked) {
-            token.answer("C_Initialize", "rv=0xa");
-        }
-        library.libInitialize();
-        token.calls();
-    }
-
+class LockTest extends SessionFixture {
     @AfterEach
-    void release() throws Throwable {
+    void lockIsFreeInTheEnd() throws Throwable {
         token.reset();
         assertTrue(lockIsFree());
-        if (library.getFunctionList() != 0) {
-            library.libFinalize();
+    }
+
+    private Object call(String name) {
+        return Calls.to(name).make(library, slot, session);
+    }
+
+    /** While a call is held inside a function, after so many that are let through, the lock is free or not. */
+    private void assertFreeInside(String function, int passing, boolean free, Executable call) throws Throwable {
+        token.steer("hold " + function + " " + passing);
+        Background held = start(call);
+        token.steer("await " + function + " 1");
+        assertEquals(free, lockIsFree());
+        token.steer("release " + function);
+        held.finish();
+        assertTrue(lockIsFree());
+    }
+
+    /** Two threads call a function that holds its callers; the second waits outside, or is inside too. */
+    private void assertSerialised(boolean serialised, String name) throws Throwable {
+        String function = Calls.function(name);
+        token.reset().steer("hold " + function + " 0");
+        Background first = start(() -> call(name));
+        token.steer("await " + function + " 1");
+        assertEquals(!serialised, lockIsFree());
+        Background second = start(() -> call(name));
+        if (serialised) {
+            assertTrue(second.blocked());
+        } else {
+            token.steer("await " + function + " 2");
         }
-    }
-
-    private Background call(String name) {
-        return start(() -> Calls.to(name).make(library, slot, session));
-    }
-
-    /** Two threads call a function that holds its callers; the second must wait outside. */
-    private void assertSerialised(String name) throws Throwable {
-        String function = Calls.function(name);
-        token.hold(function);
-        Background first = call(name);
-        token.awaitInside(function, 1);
-        assertFalse(lockIsFree());
-        Background second = call(name);
-        assertTrue(second.blocked());
-        token.release(function);
-        first.join();
-        second.join();
-        assertEquals(1, token.most(function));
+        token.steer("release " + function);
+        first.finish();
+        second.finish();
+        assertEquals(serialised ? 1 : 2, token.mostInside());
         assertTrue(lockIsFree());
-    }
-
-    private void assertConcurrent(String name) throws Throwable {
-        String function = Calls.function(name);
-        token.hold(function);
-        Background first = call(name);
-        Background second = call(name);
-        token.awaitInside(function, 2);
-        assertTrue(lockIsFree());
-        token.release(function);
-        first.join();
-        second.join();
     }
 
     @TestFactory
     Stream<DynamicTest> aLibraryWithoutOsLockingIsEnteredByOneThread() {
         initialize(true);
         return Calls.each(name -> {
-            token.reset();
-            assertSerialised(name);
+            assertSerialised(true, name);
             token.answer(Calls.function(name), "rv=0x30");
-            assertEquals("0x30", raised(() -> Calls.to(name).make(library, slot, session)));
+            assertEquals("0x30", raised(() -> call(name)));
             assertTrue(lockIsFree());
         });
     }
@@ -81,87 +66,60 @@ class LockTest {
     @TestFactory
     Stream<DynamicTest> aLibraryWithOsLockingIsEnteredByAll() {
         initialize(false);
-        return Calls.each(this::assertConcurrent);
+        return Calls.each(name -> assertSerialised(false, name));
     }
 
     @Test
     void bothKindsSideBySide() throws Throwable {
         initialize(true);
+        synchronized (NativePKCS11.class) {
+            library.getInfo();
+            assertFalse(lockIsFree(), "the lock is reentrant");
+        }
         ScriptedToken free = ScriptedToken.copy();
         NativePKCS11 other = new NativePKCS11();
         other.load(free.path());
         other.libInitialize();
 
-        token.hold("C_Logout");
-        Background held = call("C_Logout");
-        token.awaitInside("C_Logout", 1);
-        start(other::getInfo).join();
-        assertTrue(call("C_GetInfo").blocked());
-        token.release("C_Logout");
-        held.join();
+        token.steer("hold C_Logout 0");
+        Background held = start(() -> call("C_Logout"));
+        token.steer("await C_Logout 1");
+        start(other::getInfo).finish();
+        assertTrue(start(() -> call("C_GetInfo")).blocked());
+        token.steer("release C_Logout");
+        held.finish();
         other.libFinalize();
         assertEquals(1, token.mostInside());
     }
 
     @Test
     void anUninitialisedOrUnknownLibraryIsLocked() throws Throwable {
+        library.libFinalize();
         library.load(token.path());
-        assertSerialised("C_GetInfo");
+        assertSerialised(true, "C_GetInfo");
         library.libFinalize();
 
         with(library, "functionList", token.functionList());
-        assertSerialised("C_Logout");
-        token.hold("C_Initialize");
-        Background initialize = start(() -> assertEquals("functionlist dll not found", raised(library::libInitialize)));
-        token.awaitInside("C_Initialize", 1);
-        assertFalse(lockIsFree());
-        token.release("C_Initialize");
-        initialize.join();
+        assertSerialised(true, "C_Logout");
+        assertFreeInside("C_Initialize", 0, false,
+            () -> assertEquals("functionlist dll not found", raised(library::libInitialize)));
         with(library, "functionList", 0L);
     }
 
     @Test
-    void theSecondInitialisationIsLockedToo() throws Throwable {
-        library.load(token.path());
-        token.answer("C_Initialize", "rv=0xa").hold("C_Initialize", 1);
-        Background initialize = start(library::libInitialize);
-        token.awaitInside("C_Initialize", 1);
-        assertFalse(lockIsFree());
-        token.release("C_Initialize");
-        initialize.join();
+    void loadingIsOutsideAndBothTriesOfInitialisationAreInside() throws Throwable {
+        library.libFinalize();
+        assertFreeInside("C_GetFunctionList", 0, true, () -> library.load(token.path()));
+        token.answer("C_Initialize", "rv=0xa");
+        assertFreeInside("C_Initialize", 1, false, library::libInitialize);
     }
 
     @Test
     void finalizationHoldsTheLockThroughout() throws Throwable {
-        initialize(false);
-        for (String answer : new String[] {"", "rv=0x5"}) {
-            token.answer("C_Finalize", answer).hold("C_Finalize");
-            Background finalize = start(() -> assertEquals(answer.replace("rv=", ""), raised(library::libFinalize)));
-            token.awaitInside("C_Finalize", 1);
-            assertFalse(lockIsFree());
-            token.release("C_Finalize");
-            finalize.join();
-            assertTrue(lockIsFree());
+        for (String code : new String[] {"", "0x5"}) {
             initialize(false);
-        }
-    }
-
-    @Test
-    void loadingAsksTheModuleWithoutTheLock() throws Throwable {
-        token.hold("C_GetFunctionList");
-        Background load = start(() -> library.load(token.path()));
-        token.awaitInside("C_GetFunctionList", 1);
-        assertTrue(lockIsFree());
-        token.release("C_GetFunctionList");
-        load.join();
-    }
-
-    @Test
-    void theLockIsReentrant() throws Throwable {
-        initialize(true);
-        synchronized (NativePKCS11.class) {
-            library.getInfo();
-            assertFalse(lockIsFree());
+            token.answer("C_Finalize", code.isEmpty() ? "" : "rv=" + code);
+            assertFreeInside("C_Finalize", 0, false, () -> assertEquals(code, raised(library::libFinalize)));
         }
     }
 }

@@ -1,7 +1,6 @@
 package com.kelvane.tokbridge.test;
 
 import static com.kelvane.tokbridge.test.Harness.*;
-import static com.kelvane.tokbridge.test.Raised.*;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.*;
@@ -10,7 +9,9 @@ import java.math.*;
 import java.nio.file.*;
 import java.util.*;
 import java.util.regex.*;
+import java.util.stream.*;
 import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.*;
 
 /** Mechanisms with every kind of parameter as a module receives them, and what it writes back. */
 class MechanismTest extends SessionFixture {
@@ -31,20 +32,16 @@ class MechanismTest extends SessionFixture {
     }
 
     /** The mechanism as the module receives it, or what is raised instead. */
-    private String encode(int mechanism, Object parameter) {
-        try {
-            String raised = raised(() -> session.digestInit(mechanism, parameter));
-            List<String> made = calls();
-            assertEquals(raised.isEmpty() ? 1 : 0, made.size());
-            return raised.isEmpty() ? made.get(0).replaceAll(".* parameter=", "") : raised;
-        } catch (Throwable e) {
-            throw new AssertionError(e);
-        }
+    private String encode(int mechanism, Object parameter) throws Throwable {
+        String raised = raised(() -> session.digestInit(mechanism, parameter));
+        List<String> made = calls();
+        assertEquals(raised.isEmpty() ? 1 : 0, made.size());
+        return raised.isEmpty() ? made.get(0).replaceAll(".* parameter=", "") : raised;
     }
 
     @Test
-    void everyKindToTheByte() {
-        NativePKCS11Object key = new NativePKCS11Object(session, 0x80000009);
+    void everyKindToTheByte() throws Throwable {
+        NativePKCS11Object key = key(0x80000009);
         Object[][] rows = {
             {0x1081, null, "null/0"}, {0x250, null, "null/0"}, {0x1081, 5, REFUSED}, {0x250, new byte[1], REFUSED},
             {0x124, 0x80000008, "+24/8:0800008000000000"}, {0x365, 8, "+24/8:0800000000000000"},
@@ -60,7 +57,8 @@ class MechanismTest extends SessionFixture {
                 "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0102030000000000}"},
             {0x102, new PKCS11MechPar_RC2_CBC(5, null), "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0000000000000000}"},
             {0x102, new PKCS11MechPar_RC2_CBC(5, new byte[9]), REFUSED}, {0x102, new PKCS11MechPar_RC2(5), REFUSED},
-            {0x104, new PKCS11MechPar_RC2_GENMAC(5, 4), "+24 CK_RC2_MAC_GENERAL_PARAMS{ulEffectiveBits=5 ulMacLength=4}"},
+            {0x104, new PKCS11MechPar_RC2_GENMAC(5, 4),
+                "+24 CK_RC2_MAC_GENERAL_PARAMS{ulEffectiveBits=5 ulMacLength=4}"},
             {0x331, new PKCS11MechPar_RC5(4, 12), "+24 CK_RC5_PARAMS{ulWordsize=4 ulRounds=12}"},
             {0x332, new PKCS11MechPar_RC5_CBC(4, 12, bytes(1, 40)),
                 "+24 CK_RC5_CBC_PARAMS{ulWordsize=4 ulRounds=12 pIv=+32:" + "0102030405060708090a0b0c0d0e0f10"
@@ -102,7 +100,8 @@ class MechanismTest extends SessionFixture {
             {0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x80000220, 1, null),
                 "+24 CK_RSA_PKCS_OAEP_PARAMS{hashAlg=0x80000220 mgf=0x1 source=0x1 pSourceData=+40: "
                     + "ulSourceDataLen=0}"},
-            {0x47, new CK_RSA_PKCS_PSS_PARAMS(0x255, 5, 28), "+24 CK_RSA_PKCS_PSS_PARAMS{hashAlg=0x255 mgf=0x5 sLen=28}"}};
+            {0x47, new CK_RSA_PKCS_PSS_PARAMS(0x255, 5, 28),
+                "+24 CK_RSA_PKCS_PSS_PARAMS{hashAlg=0x255 mgf=0x5 sLen=28}"}};
         for (Object[] row : rows) {
             assertEquals(row[2], encode((int) row[0], row[1]), "0x" + Integer.toHexString((int) row[0]));
         }
@@ -110,7 +109,7 @@ class MechanismTest extends SessionFixture {
 
     /** The documented table against the library: what each mechanism says to no parameter, and to a wrong one. */
     @Test
-    void everyMechanismOfTheTable() throws Exception {
+    void everyMechanismOfTheTable() throws Throwable {
         Map<Integer, String> kinds = new TreeMap<>();
         Matcher row = Pattern.compile("(?m)^\\| `(CKM_\\w+)` \\| (0x[0-9A-F]+) \\| ([^|]+?) \\|")
             .matcher(Files.readString(Path.of(System.getProperty("tokbridge.test.docs"), "mechanisms.md")));
@@ -120,8 +119,10 @@ class MechanismTest extends SessionFixture {
             assertEquals(null, kinds.put(type, row.group(3)), row.group(1));
         }
         assertEquals(172, kinds.size());
-        kinds.forEach((type, kind) -> {
-            String none = kind.equals("none") ? "null/0" : kind.startsWith("byte[]") || kind.equals("BigInteger") ? "+24/0:"
+        for (int type : kinds.keySet()) {
+            String kind = kinds.get(type);
+            String none = kind.equals("none") ? "null/0"
+                : kind.startsWith("byte[]") || kind.equals("BigInteger") ? "+24/0:"
                 : kind.equals("not encoded") ? NOT_ENCODED : kind.equals("refused") ? UNKNOWN : REFUSED;
             boolean always = none.equals(NOT_ENCODED) || none.equals(UNKNOWN);
             String name = "0x" + Integer.toHexString(type) + " " + kind;
@@ -129,49 +130,46 @@ class MechanismTest extends SessionFixture {
             for (Object wrong : new Object[] {new Object(), "text", new CK_VERSION[0], new long[1]}) {
                 assertEquals(always ? none : REFUSED, encode(type, wrong), name);
             }
-        });
+        }
+    }
+
+    private void assertRefused(int mechanism, Object parameter, String field, int... numbers)
+        throws Throwable {
+        for (int number : numbers) {
+            assertEquals(REFUSED, encode(mechanism, with(parameter, field, number)), field + " " + number);
+        }
     }
 
     @Test
-    void numbersThatReachOutsideAreRefused() {
-        CK_SSL3_KEY_MAT_PARAMS noRandom = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 8, false, null);
-        CK_SSL3_KEY_MAT_PARAMS noOutput = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 8, false, random());
-        noOutput.returnedKeyMaterial = null;
-        assertEquals(REFUSED, encode(0x372, noRandom));
-        assertEquals(REFUSED, encode(0x372, noOutput));
+    void numbersThatReachOutsideAreRefused() throws Throwable {
+        byte[] eight = bytes(1, 8);
+        CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 0, false, random());
+        assertTrue(encode(0x372, material).contains(" ulIVSizeInBits=0 "));
+        assertRefused(0x372, material, "ivSizeInBits", 17 * 8, 29 * 8, 1 << 23, -8, -97);
+        material.returnedKeyMaterial = null;
+        assertEquals(REFUSED, encode(0x372, with(material, "ivSizeInBits", 8)));
+        assertEquals(REFUSED, encode(0x372, new CK_SSL3_KEY_MAT_PARAMS(1, 1, 8, false, null)));
         assertEquals(REFUSED, encode(0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(null, null)));
+
         CK_GCM_PARAMS gcm = new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 4), 128);
-        gcm.ulIvLen = 8;
-        assertTrue(encode(0x1087, gcm).contains("pIv=+48:0102030405060708 ulIvLen=8 ulIvBits=64 pAAD=+56:50515253"));
-        for (int hostile : new int[] {17, 29, 1 << 20, Integer.MAX_VALUE, Integer.MIN_VALUE, -1, -12}) {
-            gcm = new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 4), 128); // 24 + 48 + 16 bytes, rounded up to 96
-            gcm.ulIvLen = hostile + 4;
-            assertEquals(hostile == -12 ? REFUSED : hostile == -1 ? "3" : REFUSED, encode(0x1087, gcm)
-                .replaceAll(".*ulIvLen=(\\d+) .*", "$1"), "IV length " + (hostile + 4));
-            gcm = new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 4), 128);
-            gcm.ulAADLen = hostile;
-            assertEquals(REFUSED, encode(0x1087, gcm), "AAD length " + hostile);
-            CK_ECDH1_DERIVE_PARAMS shared = new CK_ECDH1_DERIVE_PARAMS(1, bytes(1, 8), bytes(1, 8));
-            shared.sharedDataLen = hostile + 8;
-            assertEquals(hostile == -1 ? "7" : hostile == -12 ? REFUSED : REFUSED,
-                encode(0x1050, shared).replaceAll(".*ulSharedDataLen=(\\d+) .*", "$1"), "shared " + (hostile + 8));
-            CK_ECDH1_DERIVE_PARAMS publicData = new CK_ECDH1_DERIVE_PARAMS(1, bytes(1, 8), bytes(1, 8));
-            publicData.publicDataLen = hostile;
-            assertEquals(REFUSED, encode(0x1050, publicData), "public " + hostile);
-            CK_RSA_PKCS_OAEP_PARAMS oaep = new CK_RSA_PKCS_OAEP_PARAMS(1, 1, bytes(1, 8));
-            oaep.ulSourceDataLen = hostile;
-            assertEquals(REFUSED, encode(0x9, oaep), "source " + hostile);
-            CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 64, false, random());
-            material.ivSizeInBits = hostile * 8 - (hostile == -12 ? 1 : 0);
-            assertEquals(hostile * 8 == 0 ? "0" : REFUSED, encode(0x372, material)
-                .replaceAll(".*ulIVSizeInBits=(\\d+) .*", "$1"), "IV bits " + hostile * 8);
-        }
+        assertTrue(encode(0x1087, with(gcm, "ulIvLen", 8))
+            .contains("pIv=+48:0102030405060708 ulIvLen=8 ulIvBits=64 pAAD=+56:50515253"));
+        CK_ECDH1_DERIVE_PARAMS ecdh = new CK_ECDH1_DERIVE_PARAMS(1, eight, eight);
+        assertTrue(encode(0x1050, with(ecdh, "sharedDataLen", 7)).contains(" ulSharedDataLen=7 "));
+        int[] hostile = {21, 25, 33, 37, 1 << 20, Integer.MAX_VALUE, Integer.MIN_VALUE, -1, -4, -8, -12};
+        assertRefused(0x1087, gcm, "ulIvLen", hostile);
+        assertRefused(0x1087, with(gcm, "ulIvLen", 12), "ulAADLen", hostile);
+        assertRefused(0x1087, gcm, "ulAADLen", 17); // 24 + 48 + 16 bytes, rounded up to 96
+        assertRefused(0x1050, ecdh, "sharedDataLen", hostile);
+        assertRefused(0x1050, with(ecdh, "sharedDataLen", 8), "publicDataLen", hostile);
+        assertRefused(0x1050, ecdh, "publicDataLen", 17);
+        assertRefused(0x9, new CK_RSA_PKCS_OAEP_PARAMS(1, 1, eight), "ulSourceDataLen", hostile);
         assertEquals("no space for encoded mechanism / parameter!", encode(0x1082, new byte[64 << 20]));
     }
 
     @Test
     void whatTheTokenWritesComesBack() throws Throwable {
-        NativePKCS11Object key = new NativePKCS11Object(session, 9);
+        NativePKCS11Object key = key(9);
         byte[] iv = new byte[22];
         token.answer("C_EncryptInit", "parameter=" + "a1".repeat(22));
         session.encryptInit(0x1002, iv, key);
@@ -214,28 +212,23 @@ class MechanismTest extends SessionFixture {
             raised(() -> session.deriveKey(0x372, material, key, null, null)));
         CK_SSL3_KEY_MAT_OUT out = material.returnedKeyMaterial;
         assertEquals("[-47, -46][-31, -30]", Arrays.toString(out.ivClient) + Arrays.toString(out.ivServer));
-        assertEquals(List.of(21, 22, 24), List.of(((NativePKCS11Object) out.clientMacSecret).getObjectID(),
-            ((NativePKCS11Object) out.serverMacSecret).getObjectID(), ((NativePKCS11Object) out.serverKey).getObjectID()));
-        assertEquals(List.of("C_DestroyObject session=0x7 object=0x1000000000", "C_DestroyObject session=0x7 object=0x5"),
-            calls().subList(1, 3));
+        assertEquals("[21, 22, 24]", Stream.of(out.clientMacSecret, out.serverMacSecret, out.serverKey)
+            .map(each -> ((NativePKCS11Object) each).getObjectID()).collect(Collectors.toList()).toString());
+        String destroyed = "C_DestroyObject session=0x7 object=";
+        assertEquals(List.of(destroyed + "0x1000000000", destroyed + "0x5"), calls().subList(1, 3));
     }
 
     @Test
     void tracesUnderTheDebugSwitch() throws Throwable {
-        Map<Object[], String> traces = new LinkedHashMap<>();
-        traces.put(new Object[] {0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, bytes(0xa, 3))}, "oaep");
-        traces.put(new Object[] {0xD, new CK_RSA_PKCS_PSS_PARAMS(0x250, -2, 32)}, "pss");
-        traces.put(new Object[] {0x1050, new CK_ECDH1_DERIVE_PARAMS(1, bytes(0xa, 3), bytes(1, 2))}, "ecdh1");
-        for (Map.Entry<Object[], String> trace : traces.entrySet()) {
-            int mechanism = (int) trace.getKey()[0];
-            Object parameter = trace.getKey()[1];
-            String[] printed = new String[1];
-            withEnvironment("PKCS11DEBUG", "",
-                () -> printed[0] = written(STDOUT, () -> session.digestInit(mechanism, parameter)));
-            String expected = Files.readString(Path.of(System.getProperty("tokbridge.test.docs"), "../tests/traces",
-                trace.getValue() + ".txt"));
-            assertEquals(expected, printed[0].replaceAll("(PARAMS >[0-9A-F]{48})[0-9A-F]{16}", "$1<address>"));
-            assertEquals("", written(STDOUT, () -> session.digestInit(mechanism, parameter)));
+        Object[][] traces = {{"oaep", 0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, bytes(0xa, 3))},
+            {"pss", 0xD, new CK_RSA_PKCS_PSS_PARAMS(0x250, -2, 32)},
+            {"ecdh1", 0x1050, new CK_ECDH1_DERIVE_PARAMS(1, bytes(0xa, 3), bytes(1, 2))}};
+        for (Object[] trace : traces) {
+            Executable call = () -> session.digestInit((int) trace[1], trace[2]);
+            Path expected = Path.of(System.getProperty("tokbridge.test.docs"), "../tests/traces", trace[0] + ".txt");
+            withEnvironment("PKCS11DEBUG", "", () -> assertEquals(Files.readString(expected),
+                written(STDOUT, call).replaceAll("(PARAMS >[0-9A-F]{48})[0-9A-F]{16}", "$1<address>")));
+            assertEquals("", written(STDOUT, call));
         }
     }
 }

@@ -1,6 +1,6 @@
 package com.kelvane.tokbridge.test;
 
-import static com.kelvane.tokbridge.test.Raised.*;
+import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.*;
@@ -61,18 +61,8 @@ class RealTokenTest {
     }
 
     @Test
-    void codesAndStatesHereAndFarAway() throws Throwable {
-        codesAndStates(SOFTHSM, "the \u00e9token");
-        Process server = startServer();
-        try {
-            codesAndStates(REMOTE, "far");
-        } finally {
-            kill(server);
-        }
-    }
-
-    private void codesAndStates(String module, String label) throws Throwable {
-        NativePKCS11Session session = newToken(module, label);
+    void codesAndStates() throws Throwable {
+        NativePKCS11Session session = newToken(SOFTHSM, "the \u00e9token");
         NativePKCS11Slot slot = session.getSlot();
         assertEquals("0x70", raised(() -> slot.getMechanismInfo(0x80001234)));
         assertEquals("0xb4", raised(() -> slot.openSession(2, null)));
@@ -99,8 +89,8 @@ class RealTokenTest {
         beside.libInitialize();
         try {
             NativePKCS11Session session = newToken(REMOTE, "far away");
-            NativePKCS11Object key = session.generateKey(0x1080, null, new int[] {0x161, 0x104}, new Object[] {16, true});
-            session.encryptInit(0x1081, null, key);
+            session.encryptInit(0x1081, null,
+                session.generateKey(0x1080, null, new int[] {0x161, 0x104}, new Object[] {16, true}));
             assertEquals(16, session.encryptUpdate(new byte[16], 0, 16, new byte[16], 0));
             kill(server);
             for (int i = 0; i < 3; i++) {

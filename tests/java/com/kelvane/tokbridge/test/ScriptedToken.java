@@ -9,11 +9,10 @@ import java.util.stream.*;
 
 /**
  * The scripted Cryptoki module as a test steers it. One object stands for one library file; a copy of the file is a
- * module of its own. The words of answers and the lines of calls are described in token/scripted_token.h.
+ * module of its own. Commands, the words of answers and the lines of calls are described in token/scripted_token.h.
  */
 public final class ScriptedToken {
     private static final String BUILT = System.getProperty("tokbridge.test.token");
-    private static final int PATIENCE_MILLIS = 5_000;
 
     static {
         System.load(BUILT);
@@ -32,12 +31,12 @@ public final class ScriptedToken {
 
     /** Another module: a byte copy of the token in a new file. */
     public static ScriptedToken copy() {
-        return new ScriptedToken(copy(Path.of(BUILT), Scratch.file("token", ".so")));
+        return copy(Harness.scratchFile(".so"));
     }
 
-    static Path copy(Path from, Path to) {
+    static ScriptedToken copy(Path to) {
         try {
-            return Files.copy(from, to);
+            return new ScriptedToken(Files.copy(Path.of(BUILT), to));
         } catch (IOException e) {
             throw new UncheckedIOException(e);
         }
@@ -57,41 +56,8 @@ public final class ScriptedToken {
         return steer("always " + function + " " + words);
     }
 
-    /** Puts null into the function list. */
-    public ScriptedToken missing(String function) {
-        return steer("missing " + function);
-    }
-
-    public ScriptedToken version(int major, int minor) {
-        return steer("version " + major + " " + minor);
-    }
-
-    /** Keeps callers inside a function until it is released. */
-    public ScriptedToken hold(String function) {
-        return hold(function, 0);
-    }
-
-    /** As hold, after so many calls that are let through. */
-    public ScriptedToken hold(String function, int callsBefore) {
-        return steer("hold " + function + " " + callsBefore);
-    }
-
-    public ScriptedToken release(String function) {
-        return steer("release " + function);
-    }
-
     public ScriptedToken reset() {
         return steer("reset");
-    }
-
-    /** Waits until so many callers are inside a function. */
-    public void awaitInside(String function, int callers) {
-        assertEquals("yes", ask("await " + function + " " + callers + " " + PATIENCE_MILLIS), "callers in " + function);
-    }
-
-    /** The most callers that were inside a function at once. */
-    public int most(String function) {
-        return Integer.parseInt(ask("most " + function));
     }
 
     /** The most callers that were inside the module at once. */
@@ -109,7 +75,8 @@ public final class ScriptedToken {
         return ask("calls").lines().collect(Collectors.toList());
     }
 
-    private ScriptedToken steer(String text) {
+    /** Any other command of token/scripted_token.h. */
+    public ScriptedToken steer(String text) {
         ask(text);
         return this;
     }

@@ -1,8 +1,11 @@
 package com.kelvane.tokbridge.test;
 
+import static org.junit.jupiter.api.Assertions.*;
+
 import com.kelvane.pkcs11.nat.*;
 import java.util.*;
 import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.*;
 
 /** A scripted token in its first state, initialised, with session 7 open in slot 1, and no call recorded yet. */
 abstract class SessionFixture {
@@ -17,12 +20,19 @@ abstract class SessionFixture {
     @BeforeEach
     void openSession() {
         token.reset();
+        initialize(LOCKED);
+        session = slot.openSession(6, null);
+        token.calls();
+    }
+
+    /** Loads the library, once more if need be, and makes it want the bridge lock or not. */
+    void initialize(boolean locked) {
+        finalizeLibrary();
         library.load(token.path());
-        if (LOCKED) {
+        if (locked) {
             token.answer("C_Initialize", "rv=0xa");
         }
         library.libInitialize();
-        session = slot.openSession(6, null);
         token.calls();
     }
 
@@ -36,5 +46,19 @@ abstract class SessionFixture {
 
     List<String> calls() {
         return token.calls();
+    }
+
+    NativePKCS11Object key(int handle) {
+        return new NativePKCS11Object(session, handle);
+    }
+
+    void assertCalls(String... lines) {
+        assertEquals(List.of(lines), calls());
+    }
+
+    /** The call is refused before it reaches the module. */
+    void assertRefused(String message, Executable call) throws Throwable {
+        assertEquals(message, Harness.raised(call));
+        assertCalls();
     }
 }

@@ -1,17 +1,19 @@
 package com.kelvane.tokbridge.test;
 
 import static com.kelvane.tokbridge.test.Harness.*;
-import static com.kelvane.tokbridge.test.Raised.*;
 import static org.junit.jupiter.api.Assertions.*;
 
+import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.nio.charset.*;
 import java.util.*;
+import java.util.function.*;
+import java.util.stream.*;
 import org.junit.jupiter.api.*;
-import org.junit.jupiter.api.function.*;
 
-/** Token initialisation, opening sessions, and what manages a session. */
+/** Slots and their information, the two-call lists, token initialisation, and what manages a session. */
 class SessionTest extends SessionFixture {
+    private static final String SLOT_INFO = "SlotDescription ManufacturerID Flags HardwareVersion FirmwareVersion";
     private static final String STRING_TOO_LONG = "copyStringBytes(): buffer too small for string!";
     private static final String BYTES_TOO_LONG = "copyBytes(): buffer too small!";
     private static final String WRONG_CLASS = "Object must be String or byte[]!";
@@ -24,11 +26,6 @@ class SessionTest extends SessionFixture {
         return digits.toString();
     }
 
-    private void assertRefused(String message, Executable call) throws Throwable {
-        assertEquals(message, raised(call));
-        assertEquals(List.of(), calls());
-    }
-
     @Test
     void initTokenPadsTheLabelAndPassesThePin() throws Throwable {
         String full = "0123456789abcdefghij0123456789ab";
@@ -36,11 +33,10 @@ class SessionTest extends SessionFixture {
         slot.initToken(new byte[] {0, -1}, full);
         slot.initToken(null, new byte[0]);
         slot.initToken("", "\u20ac\0" + full.substring(5));
-        assertEquals(List.of(
-            "C_InitToken slot=0x1 pin=31323334 label=" + hex("label" + " ".repeat(27)),
+        assertCalls("C_InitToken slot=0x1 pin=31323334 label=" + hex("label" + " ".repeat(27)),
             "C_InitToken slot=0x1 pin=00ff label=" + hex(full),
             "C_InitToken slot=0x1 pin=null label=" + hex(" ".repeat(32)),
-            "C_InitToken slot=0x1 pin= label=e282acc080" + hex(full.substring(5))), calls());
+            "C_InitToken slot=0x1 pin= label=e282acc080" + hex(full.substring(5)));
     }
 
     @Test
@@ -53,84 +49,50 @@ class SessionTest extends SessionFixture {
         assertRefused(WRONG_CLASS, () -> slot.initToken(5, "label"));
         assertRefused(BYTES_TOO_LONG, () -> slot.initToken("p".repeat(51), new byte[33])); // the label goes first
 
-        List<PinCall> calls = List.of(
-            new PinCall("C_InitToken slot=0x1 pin=% label=" + hex("x".repeat(32)),
-                pin -> slot.initToken(pin, "x".repeat(32))),
-            new PinCall("C_Login session=0x7 user=0x0 pin=%", pin -> session.login(true, pin)),
-            new PinCall("C_Login session=0x7 user=0x1 pin=%", pin -> session.login(false, pin)),
-            new PinCall("C_InitPIN session=0x7 pin=%", session::initPIN),
-            new PinCall("C_SetPIN session=0x7 oldPin=% newPin=6e", pin -> session.setPIN(pin, "n")),
-            new PinCall("C_SetPIN session=0x7 oldPin=6f newPin=%", pin -> session.setPIN("o", pin)));
-        for (PinCall each : calls) {
+        Map<String, Consumer<Object>> calls = Map.of( // the line that a call leaves; "%" stands for the PIN
+            "C_InitToken slot=0x1 pin=% label=" + hex("x".repeat(32)), pin -> slot.initToken(pin, "x".repeat(32)),
+            "C_Login session=0x7 user=0x0 pin=%", pin -> session.login(true, pin),
+            "C_Login session=0x7 user=0x1 pin=%", pin -> session.login(false, pin),
+            "C_InitPIN session=0x7 pin=%", session::initPIN,
+            "C_SetPIN session=0x7 oldPin=% newPin=6e", pin -> session.setPIN(pin, "n"),
+            "C_SetPIN session=0x7 oldPin=6f newPin=%", pin -> session.setPIN("o", pin));
+        for (String line : calls.keySet()) {
+            Consumer<Object> call = calls.get(line);
             for (int length : new int[] {0, 1, 49, 50}) {
                 String pin = "p".repeat(length);
-                each.call.accept(pin);
-                each.call.accept(pin.getBytes(StandardCharsets.US_ASCII));
-                String line = each.line.replace("%", hex(pin));
-                assertEquals(List.of(line, line), calls());
+                call.accept(pin);
+                call.accept(pin.getBytes(StandardCharsets.US_ASCII));
+                assertCalls(line.replace("%", hex(pin)), line.replace("%", hex(pin)));
             }
-            each.call.accept(null);
-            assertEquals(List.of(each.line.replace("%", "null")), calls());
-            assertRefused(STRING_TOO_LONG, () -> each.call.accept("p".repeat(51)));
-            assertRefused(STRING_TOO_LONG, () -> each.call.accept("\0".repeat(26)));
-            assertRefused(STRING_TOO_LONG, () -> each.call.accept("p".repeat(3_000_000)));
-            assertRefused(BYTES_TOO_LONG, () -> each.call.accept(new byte[51]));
-            assertRefused(WRONG_CLASS, () -> each.call.accept(new char[4]));
+            call.accept(null);
+            assertCalls(line.replace("%", "null"));
+            for (String pin : List.of("p".repeat(51), "\0".repeat(26), "p".repeat(3_000_000))) {
+                assertRefused(STRING_TOO_LONG, () -> call.accept(pin));
+            }
+            assertRefused(BYTES_TOO_LONG, () -> call.accept(new byte[51]));
+            assertRefused(WRONG_CLASS, () -> call.accept(new char[4]));
         }
         assertRefused(BYTES_TOO_LONG, () -> session.setPIN(new byte[51], 5));
     }
 
-    /** A call that passes a PIN, with the line that it leaves; "%" stands for the PIN. */
-    private static final class PinCall {
-        final String line;
-        final java.util.function.Consumer<Object> call;
-
-        PinCall(String line, java.util.function.Consumer<Object> call) {
-            this.line = line;
-            this.call = call;
-        }
-    }
-
     @Test
-    void openingSessions() throws Throwable {
+    void openingAndClosing() throws Throwable {
         token.answer("C_OpenSession", "session=9");
         NativePKCS11Session opened = slot.openSession(0, null);
         assertSame(slot, opened.getSlot());
         assertEquals(9, opened.getSessionID());
-        assertEquals(List.of("C_OpenSession slot=0x1 flags=0x0 application=null notify=null"), calls());
-        token.answer("C_OpenSession", "rv=0xb4");
-        assertEquals("0xb4", raised(() -> slot.openSession(0, null)));
-        calls();
+        assertCalls("C_OpenSession slot=0x1 flags=0x0 application=null notify=null");
         assertRefused("Sorry, callbacks not supported!", () -> slot.openSession(6, "callback"));
         assertRefused("Sorry, callbacks not supported!",
             () -> new NativePKCS11Slot(null, 1).openSession(6, new Object()));
-    }
-
-    @Test
-    void closingLeavesTheJavaObjectsAlone() throws Throwable {
         session.close();
         token.always("C_Logout", "rv=0xb3");
         assertEquals(7, session.getSessionID());
         assertEquals("0xb3", raised(session::logout));
         slot.closeAllSessions();
         session.cancelFunction();
-        assertEquals(List.of("C_CloseSession session=0x7", "C_Logout session=0x7", "C_CloseAllSessions slot=0x1",
-            "C_CancelFunction session=0x7"), calls());
-    }
-
-    @Test
-    void sessionInformation() {
-        token.answer("C_GetSessionInfo", "slotID=99 state=3 flags=0x80000006 ulDeviceError=0xffffffffffffffff");
-        assertEquals(List.of(3, 0x80000006, -1), get(session.getInfo(), "State Flags DeviceError"));
-    }
-
-    @Test
-    void functionStatus() throws Throwable {
-        token.answer("C_GetFunctionStatus", "rv=0x51").answer("C_GetFunctionStatus", "")
-            .answer("C_CancelFunction", "rv=0x51");
-        assertFalse(session.getFunctionStatus());
-        assertTrue(session.getFunctionStatus());
-        assertEquals("0x51", raised(session::cancelFunction));
+        assertCalls("C_CloseSession session=0x7", "C_Logout session=0x7", "C_CloseAllSessions slot=0x1",
+            "C_CancelFunction session=0x7");
     }
 
     @Test
@@ -149,10 +111,6 @@ class SessionTest extends SessionFixture {
         assertEquals("0x150", raised(session::getOperationState), "a length that the room cannot hold");
         token.always("C_GetOperationState", "out=");
         assertArrayEquals(new byte[0], session.getOperationState());
-    }
-
-    @Test
-    void anOperationStateThatNoArrayHoldsIsRefused() throws Throwable {
         for (String length : new String[] {"0x80000000", "0xffffffff", "0x100000003", "0xffffffffffffffff"}) {
             calls();
             token.answer("C_GetOperationState", "out.length=" + length);
@@ -168,58 +126,153 @@ class SessionTest extends SessionFixture {
         NativePKCS11Object none = new NativePKCS11Object(session, 0);
         session.setOperationState(state, key, null);
         session.setOperationState(new byte[0], null, key);
-        assertEquals(List.of("C_SetOperationState session=0x7 in=0102 encryptionKey=0x5 authenticationKey=0x0",
-            "C_SetOperationState session=0x7 in= encryptionKey=0x0 authenticationKey=0x5"), calls());
+        assertCalls("C_SetOperationState session=0x7 in=0102 encryptionKey=0x5 authenticationKey=0x0",
+            "C_SetOperationState session=0x7 in= encryptionKey=0x0 authenticationKey=0x5");
         assertRefused("", () -> session.setOperationState(state, none, null));
         assertRefused("", () -> session.setOperationState(state, key, none));
         assertRefused("", () -> new NativePKCS11Session(null, 7).setOperationState(null, none, null));
 
-        token.answer("C_SetOperationState", "rv=0x160").answer("C_SetOperationState", "rv=0x160");
-        assertEquals("0x160", raised(() -> session.setOperationState(state, null, null)));
-        calls();
+        token.answer("C_SetOperationState", "rv=0x160");
         assertEquals("setOperationState(): can't get elements",
             raised(() -> session.setOperationState(null, null, key)));
         assertEquals(List.of("C_SetOperationState session=0x7 in=null encryptionKey=0x0 authenticationKey=0x5"),
             calls(), "the call is made all the same");
     }
 
+    /** The checks of a stretch and its way back after a failure are those of every buffer: see CryptTest. */
     @Test
     void randomBytesGoWhereTheyAreAskedFor() throws Throwable {
-        byte[] buffer = new byte[16];
-        session.generateRandom(buffer, 4, 8);
-        byte[] expected = new byte[16];
-        for (int i = 0; i < 8; i++) {
-            expected[4 + i] = (byte) (0xa0 + i);
-        }
-        assertArrayEquals(expected, buffer);
-        session.generateRandom(buffer, 16, 0);
-        session.generateRandom(new byte[0], 0, 0);
+        byte[] buffer = new byte[6];
+        token.answer("C_GenerateRandom", "rv=0x30 out=a0a1a2");
+        assertEquals("0x30", raised(() -> session.generateRandom(buffer, 2, 3)));
+        assertEquals("[0, 0, -96, -95, -94, 0]", Arrays.toString(buffer));
         session.seedRandom(new byte[] {1, 2, 3, 4}, 1, 2);
-        session.seedRandom(buffer, 16, 0);
-        assertEquals(List.of("C_GenerateRandom session=0x7 room=8", "C_GenerateRandom session=0x7 room=0",
-            "C_GenerateRandom session=0x7 room=0", "C_SeedRandom session=0x7 in=0203", "C_SeedRandom session=0x7 in="),
-            calls());
-
-        Arrays.fill(buffer, (byte) 0);
-        token.answer("C_GenerateRandom", "rv=0x30 out=ee");
-        assertEquals("0x30", raised(() -> session.generateRandom(buffer, 1, 2)));
-        assertEquals(0xee, buffer[1] & 0xff, "the array is copied back after a failure too");
-    }
-
-    @Test
-    void rangesOutsideTheArrayNeverReachTheToken() throws Throwable {
-        byte[] buffer = new byte[16];
-        int max = Integer.MAX_VALUE;
-        for (int[] range : new int[][] {{-1, 1}, {0, -1}, {Integer.MIN_VALUE, 0}, {-1, -1}, {17, -1}}) {
-            assertRefused("0x20", () -> session.generateRandom(buffer, range[0], range[1]));
-            assertRefused("0x20", () -> session.seedRandom(buffer, range[0], range[1]));
-        }
-        for (int[] range : new int[][] {{10, 8}, {0, 17}, {17, 0}, {16, 1}, {max, 0}, {1, max}, {max, max}}) {
-            assertRefused("0x150", () -> session.generateRandom(buffer, range[0], range[1]));
-            assertRefused("0x150", () -> session.seedRandom(buffer, range[0], range[1]));
+        session.generateRandom(buffer, 6, 0);
+        session.seedRandom(buffer, 6, 0);
+        assertCalls("C_GenerateRandom session=0x7 room=3", "C_SeedRandom session=0x7 in=0203",
+            "C_GenerateRandom session=0x7 room=0", "C_SeedRandom session=0x7 in=");
+        for (int[] range : new int[][] {{-1, 1, 0x20}, {0, -1, 0x20}, {4, 3, 0x150}, {1, Integer.MAX_VALUE, 0x150}}) {
+            String code = "0x" + Integer.toHexString(range[2]);
+            assertRefused(code, () -> session.generateRandom(buffer, range[0], range[1]));
+            assertRefused(code, () -> session.seedRandom(buffer, range[0], range[1]));
         }
         assertRefused("0x20", () -> session.generateRandom(null, 0, 0));
         assertRefused("0x20", () -> session.seedRandom(null, 0, 0));
-        assertRefused("obj is null", () -> with(session, "slot", null).seedRandom(null, 0, 0));
+    }
+
+    @Test
+    void libraryAndSlotInformation() throws Throwable {
+        token.answer("C_GetInfo", "cryptokiVersion=0214 manufacturerID='  Caf\u00e9 of  tokens  ' flags=0x1deadbeef"
+            + " libraryDescription='12345678901234567890123456789012' libraryVersion=ff01");
+        assertEquals(List.of(0x0214, "  Caf\u00e9 of  tokens", 0xdeadbeef, "12345678901234567890123456789012", 0xff01,
+            "KELVANE tokbridge %I% (Evaluation copy)"), get(library.getInfo(), "CryptokiVersion ManufacturerID Flags"
+            + " LibraryDescription LibraryVersion NativeVersion"));
+        token.answer("C_GetSlotInfo", "slotDescription='Reader 1' manufacturerID='' flags=0xffffffffffffffff"
+            + " hardwareVersion=0100 firmwareVersion=0005");
+        assertEquals(List.of("Reader 1", "", -1, 256, 5), get(slot.getInfo(), SLOT_INFO));
+        token.answer("C_GetSlotInfo", "slotDescription='" + "d".repeat(64) + "' manufacturerID=41092000c3a9");
+        assertEquals(List.of("d".repeat(64), "A\t "), get(slot.getInfo(), "SlotDescription ManufacturerID"),
+            "a NUL ends a text, a tab does not");
+    }
+
+    @Test
+    void tokenInformation() throws Exception {
+        String words = "label='A label' manufacturerID='Maker' model='M1' serialNumber='0123456789abcdef'"
+            + " ulMaxSessionCount=1 ulSessionCount=2 ulMaxRwSessionCount=3 ulRwSessionCount=4 ulMaxPinLen=5"
+            + " ulMinPinLen=6 ulTotalPublicMemory=7 ulFreePublicMemory=0x100000008 ulTotalPrivateMemory=0xffffffff"
+            + " ulFreePrivateMemory=0xffffffffffffffff hardwareVersion=0203 firmwareVersion=80ff"
+            + " utcTime='20240229123456  '";
+        token.answer("C_GetTokenInfo", words + " flags=0x440");
+        assertEquals(List.of("A label", "Maker", "M1", "0123456789abcdef", 0x440, 1, 2, 3, 4, 5, 6, 7, 8, -1, -1,
+            0x0203, 0x80ff, "20240229123456"), get(slot.getTokenInfo(), "Label ManufacturerID Model SerialNumber Flags"
+            + " MaxSessionCount SessionCount MaxRwSessionCount RwSessionCount MaxPinLen MinPinLen TotalPublicMemory"
+            + " FreePublicMemory TotalPrivateMemory FreePrivateMemory HardwareVersion FirmwareVersion UtcTime"));
+        token.answer("C_GetTokenInfo", words + " flags=0xffffffbf");
+        assertNull(slot.getTokenInfo().getUtcTime(), "a token without a clock");
+        assertCalls("C_GetTokenInfo slot=0x1", "C_GetTokenInfo slot=0x1");
+    }
+
+    @Test
+    void mechanismAndSessionInformation() throws Throwable {
+        token.answer("C_GetMechanismInfo", "ulMinKeySize=0x80000000 ulMaxKeySize=0xffffffffffffffff flags=0x80000001");
+        assertEquals(List.of(0x80000000, -1, 0x80000001), get(slot.getMechanismInfo(0x1082),
+            "MinKeySize MaxKeySize Flags"));
+        assertCalls("C_GetMechanismInfo slot=0x1 type=0x1082");
+        token.answer("C_GetSessionInfo", "slotID=99 state=3 flags=0x80000006 ulDeviceError=0xffffffffffffffff");
+        assertEquals(List.of(3, 0x80000006, -1), get(session.getInfo(), "State Flags DeviceError"));
+        token.answer("C_GetFunctionStatus", "rv=0x51").answer("C_GetFunctionStatus", "")
+            .answer("C_CancelFunction", "rv=0x51");
+        assertFalse(session.getFunctionStatus());
+        assertTrue(session.getFunctionStatus());
+        assertEquals("0x51", raised(session::cancelFunction));
+    }
+
+    @Test
+    void lists() throws Throwable {
+        token.always("C_GetSlotList", "slots=5,0,3");
+        PKCS11Slot[] slots = library.getSlotList(true);
+        assertSame(PKCS11Slot.class, slots.getClass().getComponentType());
+        assertEquals(List.of(5, 0, 3), ids(slots));
+        assertSame(library, ((NativePKCS11Slot) slots[0]).getPKCS11());
+        assertCalls("C_GetSlotList tokenPresent=1 room=null", "C_GetSlotList tokenPresent=1 room=3");
+        token.always("C_GetSlotList", "slots=");
+        assertEquals(0, library.getSlotList(false).length);
+        assertEquals("C_GetSlotList tokenPresent=0 room=null", calls().get(0));
+        List<Integer> wanted = IntStream.range(0, 3000).boxed().collect(Collectors.toList());
+        token.always("C_GetSlotList", "slots=" + wanted.toString().replaceAll("[\\[\\] ]", ""));
+        assertEquals(wanted, ids(library.getSlotList(true)));
+        calls();
+        token.always("C_GetMechanismList", "mechanisms=1,0,1,0x1080,0,0x80000001,0xffffffff,0x80000001");
+        assertArrayEquals(new int[] {1, 0, 0x1080, 0x80000001, -1}, slot.getMechanismList());
+        assertCalls("C_GetMechanismList slot=0x1 room=null", "C_GetMechanismList slot=0x1 room=8");
+        token.always("C_GetMechanismList", "mechanisms=");
+        assertArrayEquals(new int[0], slot.getMechanismList());
+        assertEquals(2, calls().size(), "both calls are made for an empty list");
+    }
+
+    private static List<Integer> ids(PKCS11Slot[] slots) {
+        return Arrays.stream(slots).map(each -> ((NativePKCS11Slot) each).getSlotID()).collect(Collectors.toList());
+    }
+
+    /** What comes of a first and a second answer to either list; "%" stands for its name. */
+    private void assertLists(String first, String second, String slots, String mechanisms) throws Throwable {
+        token.reset();
+        for (String name : List.of("slots", "mechanisms")) {
+            String function = name.equals("slots") ? "C_GetSlotList" : "C_GetMechanismList";
+            token.answer(function, first.replace("%", name)).answer(function, second.replace("%", name));
+        }
+        assertEquals(slots, raised(() -> assertEquals(List.of(9), ids(library.getSlotList(true)))), second);
+        assertEquals(mechanisms, raised(() -> assertArrayEquals(new int[] {9}, slot.getMechanismList())), second);
+    }
+
+    @Test
+    void countsThatLie() throws Throwable {
+        assertLists("%=1,2,3", "%=9", "", ""); // the second count is the one that counts
+        assertLists("%=1", "%=1,2", "0x150", "0x150");
+        for (String count : List.of("2", "0xffffffff", "0x100000001", "0xffffffffffffffff")) {
+            assertLists("%=1", "rv=0 %=1 %.length=" + count, "0x150", "0x150");
+        }
+        // Counts for which no stack has room, and counts whose size in bytes wraps to something small.
+        for (String count : List.of("1000000", "0xffffffff", "0x100000001", "0x1000000000000001", "0x2000000000000001",
+            "0x8000000000000000", "0xffffffffffffffff")) {
+            assertLists("%.length=" + count, "", "alloca() failed", "getMechanismList(): alloca() failed");
+            assertEquals(2, calls().size(), "the second call is not made");
+        }
+    }
+
+    @Test
+    void slotEvents() throws Throwable {
+        token.answer("C_WaitForSlotEvent", "rv=0x8").answer("C_WaitForSlotEvent", "rv=0x8")
+            .answer("C_WaitForSlotEvent", "slot=4");
+        assertNull(library.waitForSlotEvent(false));
+        assertEquals("0x8", raised(() -> library.waitForSlotEvent(true)));
+        assertEquals(4, library.waitForSlotEvent(false).getSlotID());
+        assertCalls("C_WaitForSlotEvent flags=0x1 reserved=null", "C_WaitForSlotEvent flags=0x0 reserved=null",
+            "C_WaitForSlotEvent flags=0x1 reserved=null");
+        token.steer("version 2 0");
+        assertEquals("Function only available in Cryptoki 2.01!", raised(() -> library.waitForSlotEvent(false)));
+        token.steer("version 2 1");
+        assertEquals(1, library.waitForSlotEvent(true).getSlotID());
+        assertEquals(1, calls().size());
     }
 }

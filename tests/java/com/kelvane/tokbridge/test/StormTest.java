@@ -1,11 +1,11 @@
 package com.kelvane.tokbridge.test;
 
 import static com.kelvane.tokbridge.test.Harness.*;
-import static com.kelvane.tokbridge.test.Raised.*;
 import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.nat.*;
 import java.util.*;
+import java.util.stream.*;
 import org.junit.jupiter.api.Test;
 
 /** Many threads, several libraries, loading and finalising while others call. */
@@ -30,7 +30,6 @@ class StormTest {
     }
 
     @Test
-    @FreshBridge
     void theTableHoldsInAStorm() throws Throwable {
         List<ScriptedToken> locked = new ArrayList<>();
         List<Background> workers = new ArrayList<>();
@@ -45,7 +44,7 @@ class StormTest {
             workers.add(worker(token, outcomes));
         }
         for (Background each : workers) {
-            each.join();
+            each.finish();
         }
         assertEquals(Set.of("", "0xa", "0xa0"), outcomes);
         for (ScriptedToken token : locked) {
@@ -55,11 +54,11 @@ class StormTest {
 
         ScriptedToken token = ScriptedToken.copy();
         token.always("C_GetFunctionList", "list=new");
-        for (int i = 0; i < 20; i++) {
-            new NativePKCS11().load(token.path());
-        }
+        List<NativePKCS11> holders = Stream.generate(NativePKCS11::new).limit(20).collect(Collectors.toList());
+        holders.forEach(each -> each.load(token.path()));
         assertEquals("too many different libraries referenced!", raised(() -> new NativePKCS11().load(token.path())),
             "the table was empty: it took twenty and no more");
+        holders.forEach(NativePKCS11::libFinalize);
     }
 
     /** Two threads finalise one object at once: its library is given back once, and others keep it. */
@@ -75,12 +74,30 @@ class StormTest {
             List<String> outcomes = Collections.synchronizedList(new ArrayList<>());
             Background other = start(() -> outcomes.add(raised(shared::libFinalize)));
             outcomes.add(raised(shared::libFinalize));
-            other.join();
+            other.finish();
             outcomes.sort(null);
             assertEquals(List.of("", "functionList is null"), outcomes);
         }
         token.calls();
         keeper.libFinalize();
+        assertEquals(List.of("C_Finalize reserved=null"), token.calls());
+    }
+
+    /** Two holders initialise one library at once: it is done once, and neither is refused. */
+    @Test
+    void initialisingTwiceAtOnce() throws Throwable {
+        ScriptedToken token = ScriptedToken.copy().steer("hold C_Initialize 0");
+        List<NativePKCS11> holders = List.of(new NativePKCS11(), new NativePKCS11());
+        holders.forEach(each -> each.load(token.path()));
+        Background first = start(holders.get(0)::libInitialize);
+        token.steer("await C_Initialize 1");
+        Background second = start(holders.get(1)::libInitialize);
+        assertTrue(second.blocked());
+        token.steer("release C_Initialize").calls();
+        first.finish();
+        second.finish();
+        assertEquals(List.of(), token.calls());
+        holders.forEach(NativePKCS11::libFinalize);
         assertEquals(List.of("C_Finalize reserved=null"), token.calls());
     }
 }
