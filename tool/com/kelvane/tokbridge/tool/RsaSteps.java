@@ -64,7 +64,7 @@ final class RsaSteps {
     }
 
     private void signatures(NativePKCS11Session session, int mechanism, Object parameter, String algorithm,
-        AlgorithmParameterSpec specification) throws GeneralSecurityException {
+        AlgorithmParameterSpec padding) throws GeneralSecurityException {
         byte[] signature = Keys.sign(session, mechanism, parameter, privateKey, MESSAGE);
         tour.check("the token verifies its signature",
             Keys.verify(session, mechanism, parameter, publicKey, MESSAGE, signature));
@@ -72,8 +72,8 @@ final class RsaSteps {
             !Keys.verify(session, mechanism, parameter, publicKey, CHANGED, signature));
 
         Signature jdk = Signature.getInstance(algorithm);
-        if (specification != null) {
-            jdk.setParameter(specification);
+        if (padding != null) {
+            jdk.setParameter(padding);
         }
         jdk.initVerify(inJdk);
         jdk.update(MESSAGE);
