@@ -1,9 +1,9 @@
 #!/bin/sh
 # run_suite.sh SCRATCH JAVA ARGUMENTS...
 # Runs a Java program of the tests and fails with it, or when the JVM has complained about a use of JNI, or when memory
-# was lost that the library had asked for. The JVM's own output goes to SCRATCH/vm.log, the sanitizers' to SCRATCH/asan.*;
-# the token directory and the files of the tests are in SCRATCH too. With a module's path in SERVED, p11-kit serves that
-# module on a socket meanwhile.
+# was lost that the library had asked for. The JVM's own output goes to SCRATCH/vm.log, the sanitizers' to
+# SCRATCH/asan.*; the token directory and the files of the tests are in SCRATCH too. With a module's path in SERVED,
+# p11-kit serves that module on a socket meanwhile.
 set -eu
 scratch=$1
 shift
@@ -35,7 +35,8 @@ status=0
     -XX:+UnlockDiagnosticVMOptions -XX:+LogVMOutput -XX:-DisplayVMOutput -XX:LogFile="$scratch/vm.log" \
     -XX:ErrorFile="$scratch/crash.log" -XX:-CreateCoredumpOnCrash "$@" || status=$?
 
-complaints='WARNING in native method:|WARNING: JNI local refs:|FATAL ERROR in native method:|checked_jni_|failed bounds check'
+complaints='WARNING in native method:|WARNING: JNI local refs:|FATAL ERROR in native method:'
+complaints="$complaints|checked_jni_|failed bounds check"
 if grep -n -E -A 12 "$complaints" "$scratch/vm.log"; then
     echo "run_suite.sh: the JVM complains about JNI, see $scratch/vm.log" >&2
     status=1
