@@ -146,10 +146,11 @@ inline std::int32_t toJava(CK_ULONG value)
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 
-/// Whether a handle or id comes back from Java as it was; a cut one would stand for another object.
-inline bool survivesJava(CK_ULONG handle)
+/// Whether an id comes back from Java as it was; a cut one would stand for another slot. Session and object handles
+/// have conversions of their own (stand_ins.h).
+inline bool survivesJava(CK_SLOT_ID slot)
 {
-    return fromJava(toJava(handle)) == handle;
+    return fromJava(toJava(slot)) == slot;
 }
 
 /// A version as one Java int: major × 256 + minor.

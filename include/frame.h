@@ -9,6 +9,7 @@
 
 #include "cryptoki.h"
 #include "library_table.h"
+#include "stand_ins.h"
 
 // ---- Raising ----
 
@@ -26,8 +27,11 @@ bool require(JNIEnv* env, bool condition, CK_RV code);
 /// True for CKR_OK; any other code is raised.
 bool checkResult(JNIEnv* env, CK_RV rv);
 
-/// Raises that a handle or id does not fit into a Java int, naming its value. `what` is for example "session handle".
-void throwHandleTooWide(JNIEnv* env, const char* what, CK_ULONG handle);
+/// Raises that a slot id does not fit into a Java int, naming its value.
+void throwSlotTooWide(JNIEnv* env, CK_SLOT_ID slot);
+
+/// Raises that there is no stand-in left for a handle, naming its value and what to do.
+void throwNoStandInLeft(JNIEnv* env, const char* kind, CK_ULONG handle, const char* remedy);
 
 /// Sets a pending exception aside, so that JNI may be used again, and hands it out; null when there is none.
 /// restorePending gives it back.
@@ -62,6 +66,7 @@ struct SessionHandles
 {
     CK_FUNCTION_LIST_PTR list;
     CK_SESSION_HANDLE session;
+    jint sessionID; ///< the session's number in Java
 };
 
 struct ObjectHandles
@@ -69,6 +74,7 @@ struct ObjectHandles
     CK_FUNCTION_LIST_PTR list;
     CK_SESSION_HANDLE session;
     CK_OBJECT_HANDLE object;
+    jint objectID; ///< the object's number in Java
 };
 
 /// The function list of a NativePKCS11, or null. Raises "obj is null" and "functionList is null".
@@ -77,19 +83,28 @@ CK_FUNCTION_LIST_PTR resolveFunctionList(JNIEnv* env, jobject library);
 /// Reads a NativePKCS11Slot's id and function list. Raises "obj is null" for each null link and "functionList is null".
 bool resolveSlot(JNIEnv* env, jobject slot, SlotHandles* handles);
 
-/// Reads a NativePKCS11Session's handle and function list. Raises as resolveSlot does.
+/// Reads a NativePKCS11Session's handle and function list. Raises as resolveSlot does, and CKR_SESSION_HANDLE_INVALID
+/// for a number that stands for no session any more.
 bool resolveSession(JNIEnv* env, jobject session, SessionHandles* handles);
 
-/// Reads a NativePKCS11Object's handle, its session's handle and the function list. Raises as resolveSlot does.
+/// Reads a NativePKCS11Object's handle, its session's handle and the function list. Raises as resolveSession does, and
+/// CKR_OBJECT_HANDLE_INVALID for a number that stands for no object any more.
 bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles);
 
 /// Reads an object's handle and the handles of the session it is used in, which need not be its own. Raises
-/// "session is null" and as resolveSession does; false without an exception when the object's handle is 0.
+/// "session is null" and as resolveObject does; false without an exception when the object's number is 0.
 bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHandles* handles);
 
-/// The handle of a key or object argument. 0 when it is 0 in Java or the field is missing: a caller that gets 0 returns
-/// to Java at once and raises nothing, since 0 is no object's handle. A null object raises "obj is null".
-CK_OBJECT_HANDLE objectHandleOf(JNIEnv* env, jobject object);
+/// Java's number of a key or object argument. 0 when it is 0 or the field is missing: a caller that gets 0 returns to
+/// Java at once and raises nothing, since 0 is no object. A null object raises "obj is null".
+jint objectNumberOf(JNIEnv* env, jobject object);
+
+/// The handle that an object's number stands for. Raises CKR_OBJECT_HANDLE_INVALID for one that stands for none any
+/// more.
+bool objectOfNumber(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle);
+
+/// Reads the handle of a key or object argument; both steps of the above. False when the caller is to return to Java.
+bool objectHandleOf(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jobject object, CK_OBJECT_HANDLE* handle);
 
 // ---- Reading Java fields ----
 // False when the field is missing, which leaves the virtual machine's error pending. The caller owns the reference that
@@ -112,8 +127,11 @@ bool isInstance(JNIEnv* env, jobject object, const char* className);
 jobject newJavaObject(JNIEnv* env, const char* className, const char* signature, ...);
 
 /// Constructs a NativePKCS11Object for a handle. The owner is its session, or another NativePKCS11Object whose session
-/// it shares. A handle that does not fit into a Java int is raised. Null on failure.
-jobject newNativeObject(JNIEnv* env, jobject owner, CK_OBJECT_HANDLE handle);
+/// it shares. Raises as throwNoStandInLeft does. Null on failure.
+jobject newNativeObject(JNIEnv* env, jobject owner, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle);
+
+/// The same for an object that a search has found, whose handle may be 0.
+jobject newFoundObject(JNIEnv* env, jobject session, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle);
 
 // ---- The bridge lock and the guarded call ----
 
@@ -141,6 +159,9 @@ CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_L
 }
 
 // ---- Objects that a call has made ----
+
+/// C_CloseSession for a session that Java will never hold. An exception may be pending.
+void discardSession(JNIEnv* env, const SessionHandles& session);
 
 /// C_DestroyObject for an object that Java will never hold, unless its handle is 0. An exception may be pending.
 void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE handle);

@@ -50,7 +50,9 @@ bool encodeGCMParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, 
 
 // ---- params_derive.cpp ----
 
-bool encodeKeyHandle(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType);
+/// The one encoder that needs to know the library: the key's number may be a stand-in.
+bool encodeKeyHandle(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jobject parameter, void* dest, CK_ULONG* len,
+                     CK_RV wrongType);
 bool encodeVersion(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType);
 bool encodeSSL3MasterKeyDeriveParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType);
 bool encodeSSL3KeyMatParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType);

@@ -29,12 +29,18 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
     return reinterpret_cast<CK_MECHANISM*>(buffer.bytes);
 }
 
-/// Encodes a mechanism into a reservation of encodedMechanismSize bytes. Raises
+/// Encodes a mechanism for a library into a reservation of encodedMechanismSize bytes. Raises
 /// "no space for encoded mechanism / parameter!" for a refused reservation; 0x71 for a parameter of a wrong class, one
 /// that is missing or not wanted, and a Java length or size that reaches outside the parameter's own bytes;
 /// "parameter encoding not yet implemented!"; "unknown mechanism parameter type!"; "encodeByteArray(): can't get
-/// elements"; "no space for encoded attribute!" for an array that has grown since it was sized.
-bool encodeMechanism(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter, const EncodeBuffer& buffer);
+/// elements"; "no space for encoded attribute!" for an array that has grown since it was sized;
+/// CKR_OBJECT_HANDLE_INVALID for a key whose number stands for none any more.
+bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_MECHANISM_TYPE mechanism, jobject parameter,
+                     const EncodeBuffer& buffer);
+
+/// Whether a call that the module has answered with `rv` is to be made once more. OAEP without a label goes out with a
+/// pointer to 0 bytes, which some modules refuse; from then on the pointer is null.
+bool askWithoutLabel(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded, CK_RV rv);
 
 /// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's
 /// iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other mechanism. Raises 0x150

@@ -2,6 +2,7 @@
 // (src/bridge/platform_*.cpp, chosen by the build).
 #pragma once
 
+#include <cfenv>
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
@@ -22,6 +23,24 @@ std::uintptr_t stackLowEnd();
 
 /// Breaks seconds since 1970 down in UTC. False when they are beyond the calendar.
 bool utcCalendar(std::time_t seconds, std::tm* calendar);
+
+/// Keeps the calling thread's floating-point environment while it lives: there are modules whose start-up changes it,
+/// and Java counts on it.
+struct FloatingPointKeeper
+{
+    std::fenv_t kept;
+
+    FloatingPointKeeper()
+    {
+        std::fegetenv(&kept);
+    }
+    FloatingPointKeeper(const FloatingPointKeeper&) = delete;
+    FloatingPointKeeper& operator=(const FloatingPointKeeper&) = delete;
+    ~FloatingPointKeeper()
+    {
+        std::fesetenv(&kept);
+    }
+};
 
 /// Overwrites memory with zeros in a way that no compiler drops.
 void wipe(void* memory, std::size_t size);

@@ -83,11 +83,19 @@ bool checkResult(JNIEnv* env, CK_RV rv)
     return require(env, rv == CKR_OK, rv);
 }
 
-void throwHandleTooWide(JNIEnv* env, const char* what, CK_ULONG handle)
+void throwSlotTooWide(JNIEnv* env, CK_SLOT_ID slot)
 {
-    std::array<char, 96> message;
-    std::snprintf(message.data(), message.size(), "%s 0x%llx does not fit into 32 bits", what,
-                  static_cast<unsigned long long>(handle));
+    std::array<char, 64> message;
+    std::snprintf(message.data(), message.size(), "slot id 0x%llx does not fit into 32 bits",
+                  static_cast<unsigned long long>(slot));
+    throwPKCS11Exception(env, 0, message.data());
+}
+
+void throwNoStandInLeft(JNIEnv* env, const char* kind, CK_ULONG handle, const char* remedy)
+{
+    std::array<char, 128> message;
+    std::snprintf(message.data(), message.size(), "no number left for %s handle 0x%llx: %s or finalise the library",
+                  kind, static_cast<unsigned long long>(handle), remedy);
     throwPKCS11Exception(env, 0, message.data());
 }
 

@@ -19,13 +19,17 @@ jobject newJavaObject(JNIEnv* env, const char* className, const char* signature,
     return object;
 }
 
-jobject newNativeObject(JNIEnv* env, jobject owner, CK_OBJECT_HANDLE handle)
-{
-    if (!survivesJava(handle)) {
-        throwHandleTooWide(env, "object handle", handle);
-        return nullptr;
-    }
+namespace {
 
+bool requireNumber(JNIEnv* env, bool numbered, CK_OBJECT_HANDLE handle)
+{
+    if (!numbered)
+        throwNoStandInLeft(env, "object", handle, "destroy objects");
+    return numbered;
+}
+
+jobject newObject(JNIEnv* env, jobject owner, jint number)
+{
     jclass objectClass = env->FindClass("com/kelvane/pkcs11/nat/NativePKCS11Object");
     if (objectClass == nullptr)
         return nullptr;
@@ -35,7 +39,31 @@ jobject newNativeObject(JNIEnv* env, jobject owner, CK_OBJECT_HANDLE handle)
         return nullptr;
     env->DeleteLocalRef(objectClass);
     return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Object",
-                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Session;I)V", session, toJava(handle));
+                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Session;I)V", session, number);
+}
+
+} // namespace
+
+jobject newNativeObject(JNIEnv* env, jobject owner, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle)
+{
+    jint number = 0;
+    return requireNumber(env, objectToJava(list, handle, &number), handle) ? newObject(env, owner, number) : nullptr;
+}
+
+jobject newFoundObject(JNIEnv* env, jobject session, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle)
+{
+    jint number = 0;
+    return requireNumber(env, foundObjectToJava(list, handle, &number), handle) ? newObject(env, session, number)
+                                                                                : nullptr;
+}
+
+void discardSession(JNIEnv* env, const SessionHandles& session)
+{
+    jthrowable first = setPendingAside(env);
+    jint number = withdrawSessionHandle(session.list, session.session);
+    CK_RV rv = callGuarded(env, session.list, &CK_FUNCTION_LIST::C_CloseSession, session.session);
+    settleSession(number, rv);
+    restorePending(env, first);
 }
 
 void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE handle)
@@ -44,13 +72,15 @@ void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE 
         return;
 
     jthrowable first = setPendingAside(env);
-    callGuarded(env, session.list, &CK_FUNCTION_LIST::C_DestroyObject, session.session, handle);
+    jint number = withdrawObjectHandle(session.list, handle);
+    CK_RV rv = callGuarded(env, session.list, &CK_FUNCTION_LIST::C_DestroyObject, session.session, handle);
+    settleObject(number, rv);
     restorePending(env, first);
 }
 
 jobject newCreatedObject(JNIEnv* env, jobject owner, const SessionHandles& session, CK_OBJECT_HANDLE handle)
 {
-    jobject object = newNativeObject(env, owner, handle);
+    jobject object = newNativeObject(env, owner, session.list, handle);
     if (object == nullptr)
         discardObject(env, session, handle);
     return object;

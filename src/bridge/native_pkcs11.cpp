@@ -46,6 +46,7 @@ bool readPath(JNIEnv* env, jstring path, PathBuffer* buffer)
 // Loads the module and asks it for its function list. Null after raising.
 CK_FUNCTION_LIST_PTR loadFunctionList(JNIEnv* env, const char* path)
 {
+    FloatingPointKeeper keeper;
     MessageBuffer message;
     void* module = openModule(path);
     if (module == nullptr) {
@@ -86,6 +87,7 @@ CK_RV initialize(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
     if (libraryState(list).initialized)
         return CKR_OK;
 
+    FloatingPointKeeper keeper;
     CK_C_INITIALIZE_ARGS arguments = {};
     arguments.flags = CKF_OS_LOCKING_OK;
 
@@ -115,14 +117,17 @@ void finalize(JNIEnv* env, jobject library, jfieldID field)
     case Release::finalize:
         checkResult(env, list->C_Finalize != nullptr ? list->C_Finalize(nullptr) : CKR_FUNCTION_NOT_SUPPORTED);
         [[fallthrough]];
-    case Release::last: removeLibrary(list); break;
+    case Release::last:
+        forgetStandIns(list);
+        removeLibrary(list);
+        break;
     }
 }
 
 jobject newSlot(JNIEnv* env, jobject library, CK_SLOT_ID slot)
 {
     if (!survivesJava(slot)) {
-        throwHandleTooWide(env, "slot id", slot);
+        throwSlotTooWide(env, slot);
         return nullptr;
     }
     return newJavaObject(env, kSlotClass, kSlotConstructor, library, toJava(slot));
@@ -229,8 +234,12 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11_getSlotList(JNIEnv* env, j
     }
     auto* slots = reinterpret_cast<CK_SLOT_ID*>(scratch.bytes);
     CK_ULONG count = room;
-    if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, slots, &count)) ||
-        !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
+    CK_RV rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, slots, &count);
+    if (room == 0 && rv == CKR_BUFFER_TOO_SMALL) { // of a module that finds no room for no slots
+        count = 0;
+        rv = CKR_OK;
+    }
+    if (!checkResult(env, rv) || !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
 
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Slot");

@@ -16,15 +16,6 @@ jclass classOfLink(JNIEnv* env, jobject link)
     return env->GetObjectClass(link);
 }
 
-bool readHandle(JNIEnv* env, jobject object, jclass type, const char* name, CK_ULONG* handle)
-{
-    jint value = 0;
-    if (!readIntField(env, object, type, name, &value))
-        return false;
-    *handle = fromJava(value);
-    return true;
-}
-
 // From a slot to its library's list, through the field `pkcs11`.
 bool resolveListOfSlot(JNIEnv* env, jobject slot, jclass slotClass, CK_FUNCTION_LIST_PTR* list)
 {
@@ -100,22 +91,27 @@ CK_FUNCTION_LIST_PTR resolveFunctionList(JNIEnv* env, jobject library)
 bool resolveSlot(JNIEnv* env, jobject slot, SlotHandles* handles)
 {
     jclass type = classOfLink(env, slot);
-    return type != nullptr && readHandle(env, slot, type, "slotID", &handles->slot) &&
-           resolveListOfSlot(env, slot, type, &handles->list);
+    jint slotID = 0;
+    if (type == nullptr || !readIntField(env, slot, type, "slotID", &slotID))
+        return false;
+    handles->slot = fromJava(slotID);
+    return resolveListOfSlot(env, slot, type, &handles->list);
 }
 
 bool resolveSession(JNIEnv* env, jobject session, SessionHandles* handles)
 {
     jclass type = classOfLink(env, session);
     jobject slot = nullptr;
-    if (type == nullptr || !readHandle(env, session, type, "sessionID", &handles->session) ||
+    if (type == nullptr || !readIntField(env, session, type, "sessionID", &handles->sessionID) ||
         !readObjectField(env, session, type, "slot", kSlot, &slot))
         return false;
 
     // The slot's id is not needed here, but a slot class without one is no slot class.
     jclass slotClass = classOfLink(env, slot);
     return slotClass != nullptr && env->GetFieldID(slotClass, "slotID", "I") != nullptr &&
-           resolveListOfSlot(env, slot, slotClass, &handles->list);
+           resolveListOfSlot(env, slot, slotClass, &handles->list) &&
+           require(env, sessionFromJava(handles->list, handles->sessionID, &handles->session),
+                   CKR_SESSION_HANDLE_INVALID);
 }
 
 bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles)
@@ -123,13 +119,13 @@ bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles)
     jclass type = classOfLink(env, object);
     jobject session = nullptr;
     SessionHandles of = {};
-    if (type == nullptr || !readHandle(env, object, type, "objectID", &handles->object) ||
+    if (type == nullptr || !readIntField(env, object, type, "objectID", &handles->objectID) ||
         !readObjectField(env, object, type, "session", kSession, &session) || !resolveSession(env, session, &of))
         return false;
 
     handles->list = of.list;
     handles->session = of.session;
-    return true;
+    return objectOfNumber(env, of.list, handles->objectID, &handles->object);
 }
 
 bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHandles* handles)
@@ -142,15 +138,26 @@ bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHa
 
     handles->list = of.list;
     handles->session = of.session;
-    handles->object = objectHandleOf(env, object);
-    return handles->object != 0;
+    handles->objectID = objectNumberOf(env, object);
+    return handles->objectID != 0 && objectOfNumber(env, of.list, handles->objectID, &handles->object);
 }
 
-CK_OBJECT_HANDLE objectHandleOf(JNIEnv* env, jobject object)
+jint objectNumberOf(JNIEnv* env, jobject object)
 {
     jclass type = classOfLink(env, object);
-    CK_OBJECT_HANDLE handle = 0;
+    jint number = 0;
     if (type != nullptr)
-        readHandle(env, object, type, "objectID", &handle);
-    return handle;
+        readIntField(env, object, type, "objectID", &number);
+    return number;
+}
+
+bool objectOfNumber(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle)
+{
+    return require(env, objectFromJava(list, number, handle), CKR_OBJECT_HANDLE_INVALID);
+}
+
+bool objectHandleOf(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jobject object, CK_OBJECT_HANDLE* handle)
+{
+    jint number = objectNumberOf(env, object);
+    return number != 0 && objectOfNumber(env, list, number, handle);
 }

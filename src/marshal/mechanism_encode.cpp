@@ -14,7 +14,8 @@ bool encodeNone(JNIEnv* env, jobject parameter, CK_MECHANISM* mechanism, CK_RV w
     return require(env, parameter == nullptr, wrongType);
 }
 
-bool encodeParameter(JNIEnv* env, ParameterKind kind, jobject parameter, CK_MECHANISM* mechanism)
+bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, ParameterKind kind, jobject parameter,
+                     CK_MECHANISM* mechanism)
 {
     constexpr CK_RV wrong = CKR_MECHANISM_PARAM_INVALID;
     void* dest = mechanism->pParameter;
@@ -29,7 +30,7 @@ bool encodeParameter(JNIEnv* env, ParameterKind kind, jobject parameter, CK_MECH
     case iv:
     case tokenIv:               return encodeByteArray(env, parameter, dest, len, wrong);
     case publicValue:           return encodeBigInteger(env, parameter, dest, len, wrong);
-    case keyHandle:             return encodeKeyHandle(env, parameter, dest, len, wrong);
+    case keyHandle:             return encodeKeyHandle(env, list, parameter, dest, len, wrong);
     case rc2:                   return encodeRC2Params(env, parameter, dest, len, wrong);
     case rc2Cbc:                return encodeRC2CBCParams(env, parameter, dest, len, wrong);
     case rc2MacGeneral:         return encodeRC2MacGeneralParams(env, parameter, dest, len, wrong);
@@ -63,7 +64,8 @@ bool encodeParameter(JNIEnv* env, ParameterKind kind, jobject parameter, CK_MECH
 
 } // namespace
 
-bool encodeMechanism(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter, const EncodeBuffer& buffer)
+bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_MECHANISM_TYPE mechanism, jobject parameter,
+                     const EncodeBuffer& buffer)
 {
     if (env->ExceptionCheck() == JNI_TRUE)
         return false;
@@ -74,6 +76,18 @@ bool encodeMechanism(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter
     encoded->mechanism = mechanism;
     encoded->pParameter = buffer.bytes + sizeof(CK_MECHANISM);
     encoded->ulParameterLen = static_cast<CK_ULONG>(buffer.size - sizeof(CK_MECHANISM));
-    return encodeParameter(env, mechanismParameterKind(mechanism), parameter, encoded) &&
+    return encodeParameter(env, list, mechanismParameterKind(mechanism), parameter, encoded) &&
            env->ExceptionCheck() != JNI_TRUE;
+}
+
+bool askWithoutLabel(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded, CK_RV rv)
+{
+    if ((rv != CKR_ARGUMENTS_BAD && rv != CKR_MECHANISM_PARAM_INVALID) ||
+        mechanismParameterKind(mechanism) != ParameterKind::oaep)
+        return false;
+
+    auto* oaep = reinterpret_cast<CK_RSA_PKCS_OAEP_PARAMS*>(encoded.bytes + sizeof(CK_MECHANISM));
+    bool refusedPointer = oaep->ulSourceDataLen == 0 && oaep->pSourceData != nullptr;
+    oaep->pSourceData = refusedPointer ? nullptr : oaep->pSourceData;
+    return refusedPointer;
 }

@@ -72,13 +72,15 @@ bool placeOutput(ParameterFields* fields, const char* name, CK_BYTE_PTR* output,
 
 } // namespace
 
-bool encodeKeyHandle(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool encodeKeyHandle(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jobject parameter, void* dest, CK_ULONG* len,
+                     CK_RV wrongType)
 {
     auto* handle = static_cast<CK_OBJECT_HANDLE*>(dest);
     ParameterFields fields;
+    jint number = 0;
     return openParameter(env, parameter, "com/kelvane/pkcs11/nat/NativePKCS11Object", dest, sizeof *handle, len,
                          wrongType, &fields) &&
-           readUlong(fields, "objectID", handle);
+           readIntField(env, parameter, fields.type, "objectID", &number) && objectOfNumber(env, list, number, handle);
 }
 
 bool encodeVersion(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)

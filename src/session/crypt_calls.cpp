@@ -85,14 +85,25 @@ jboolean signatureResult(JNIEnv* env, CK_RV rv)
     return rv != CKR_SIGNATURE_INVALID && checkResult(env, rv) ? JNI_TRUE : JNI_FALSE;
 }
 
+CK_RV callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, CK_MECHANISM_TYPE mechanism,
+               const EncodeBuffer& encoded, CK_OBJECT_HANDLE key)
+{
+    CK_RV rv = CKR_OK;
+    do
+        rv = callGuarded(env, handles.list, function, handles.session, mechanismIn(encoded), key);
+    while (askWithoutLabel(mechanism, encoded, rv));
+    return rv;
+}
+
 // From the key's handle to the module's answer. `encoded` is reserved for the mechanism.
 bool startOperation(JNIEnv* env, const SessionHandles& handles, InitFunction function, OperationStart start,
                     const EncodeBuffer& encoded)
 {
-    CK_OBJECT_HANDLE key = objectHandleOf(env, start.key);
-    if (key == 0 || !encodeMechanism(env, fromJava(start.mechanism), start.parameter, encoded))
+    CK_OBJECT_HANDLE key = 0;
+    if (!objectHandleOf(env, handles.list, start.key, &key) ||
+        !encodeMechanism(env, handles.list, fromJava(start.mechanism), start.parameter, encoded))
         return false;
-    return checkResult(env, callGuarded(env, handles.list, function, handles.session, mechanismIn(encoded), key));
+    return checkResult(env, callInit(env, handles, function, fromJava(start.mechanism), encoded, key));
 }
 
 } // namespace
@@ -168,7 +179,7 @@ void digestInitCall(JNIEnv* env, jobject session, jint mechanism, jobject parame
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
         return;
 
     checkResult(env,
@@ -181,16 +192,16 @@ jint cryptDoFinalGCM(JNIEnv* env, jobject session, InitFunction init, InOutFunct
     SessionHandles handles = {};
     if (!resolveSession(env, session, &handles))
         return 2;
-    CK_OBJECT_HANDLE key = objectHandleOf(env, start.key);
-    if (key == 0)
+    CK_OBJECT_HANDLE key = 0;
+    if (!objectHandleOf(env, handles.list, start.key, &key))
         return 3;
 
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
-    if (!encodeMechanism(env, fromJava(start.mechanism), start.parameter, encoded))
+    if (!encodeMechanism(env, handles.list, fromJava(start.mechanism), start.parameter, encoded))
         return 4;
-    if (!checkResult(env, callGuarded(env, handles.list, init, handles.session, mechanismIn(encoded), key)))
+    if (!checkResult(env, callInit(env, handles, init, fromJava(start.mechanism), encoded, key)))
         return 5;
 
     Output output = {};

@@ -26,18 +26,18 @@ void randomCall(JNIEnv* env, jobject session, jbyteArray array, jint offset, jin
     checkResult(env, rv);
 }
 
-// The handle of a key that may be absent. False when there is a key and its handle is 0, with nothing raised.
-bool optionalHandle(JNIEnv* env, jobject key, CK_OBJECT_HANDLE* handle)
+// The number of a key that may be absent. False when there is a key and its number is 0, with nothing raised.
+bool optionalNumber(JNIEnv* env, jobject key, jint* number)
 {
-    *handle = key != nullptr ? objectHandleOf(env, key) : CK_OBJECT_HANDLE{0};
-    return key == nullptr || *handle != 0;
+    *number = key != nullptr ? objectNumberOf(env, key) : 0;
+    return key == nullptr || *number != 0;
 }
 
 } // namespace
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_close(JNIEnv* env, jobject session)
 {
-    sessionCall(env, session, &CK_FUNCTION_LIST::C_CloseSession);
+    closeSession(env, session);
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getInfo(JNIEnv* env, jobject session)
@@ -131,11 +131,15 @@ jbyteArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getOperationState(JNI
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_setOperationState(JNIEnv* env, jobject session, jbyteArray state,
                                                                        jobject encryptionKey, jobject authenticationKey)
 {
+    jint encryptionNumber = 0;
+    jint authenticationNumber = 0;
+    SessionHandles handles = {};
     CK_OBJECT_HANDLE encryptionHandle = 0;
     CK_OBJECT_HANDLE authenticationHandle = 0;
-    SessionHandles handles = {};
-    if (!optionalHandle(env, encryptionKey, &encryptionHandle) ||
-        !optionalHandle(env, authenticationKey, &authenticationHandle) || !resolveSession(env, session, &handles))
+    if (!optionalNumber(env, encryptionKey, &encryptionNumber) ||
+        !optionalNumber(env, authenticationKey, &authenticationNumber) || !resolveSession(env, session, &handles) ||
+        !objectOfNumber(env, handles.list, encryptionNumber, &encryptionHandle) ||
+        !objectOfNumber(env, handles.list, authenticationNumber, &authenticationHandle))
         return;
 
     // A state that cannot be pinned is raised, and the call goes on with a null pointer: the module is asked all the

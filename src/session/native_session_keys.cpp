@@ -11,18 +11,19 @@
 namespace {
 
 // Both keys of a new pair as a Java array. Null on failure.
-jobjectArray newKeyPair(JNIEnv* env, jobject session, CK_OBJECT_HANDLE publicKey, CK_OBJECT_HANDLE privateKey)
+jobjectArray newKeyPair(JNIEnv* env, jobject session, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE publicKey,
+                        CK_OBJECT_HANDLE privateKey)
 {
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Object");
     jobjectArray pair = type != nullptr ? env->NewObjectArray(2, type, nullptr) : nullptr;
     if (pair == nullptr)
         return nullptr;
 
-    jobject first = newNativeObject(env, session, publicKey);
+    jobject first = newNativeObject(env, session, list, publicKey);
     if (first == nullptr)
         return nullptr;
     env->SetObjectArrayElement(pair, 0, first);
-    jobject second = newNativeObject(env, session, privateKey);
+    jobject second = newNativeObject(env, session, list, privateKey);
     if (second == nullptr)
         return nullptr;
     env->SetObjectArrayElement(pair, 1, second);
@@ -42,7 +43,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env,
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
@@ -72,7 +73,7 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
         return nullptr;
     EncodedTemplate publicAttributes;
     RESERVE_STACK(budget, publicAttributes.buffer, encodedTemplateSize(env, publicValues));
@@ -90,7 +91,7 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
                                       privateAttributes.entries, privateAttributes.count, &publicKey, &privateKey)))
         return nullptr;
 
-    jobjectArray pair = newKeyPair(env, session, publicKey, privateKey);
+    jobjectArray pair = newKeyPair(env, session, handles.list, publicKey, privateKey);
     if (pair == nullptr) { // half a pair is of no use to anyone
         discardObject(env, handles, publicKey);
         discardObject(env, handles, privateKey);
@@ -109,19 +110,23 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
         return 0;
-    CK_OBJECT_HANDLE keyHandle = objectHandleOf(env, key);
-    if (keyHandle == 0)
-        return 0;
-    CK_OBJECT_HANDLE wrappingHandle = objectHandleOf(env, wrappingKey);
+    CK_OBJECT_HANDLE keyHandle = 0;
+    CK_OBJECT_HANDLE wrappingHandle = 0;
     PinnedBytes wrapped = {};
-    if (wrappingHandle == 0 || !getOutputBuffer(env, wrappedKey, offset, &wrapped))
+    if (!objectHandleOf(env, handles.list, key, &keyHandle) ||
+        !objectHandleOf(env, handles.list, wrappingKey, &wrappingHandle) ||
+        !getOutputBuffer(env, wrappedKey, offset, &wrapped))
         return 0;
 
-    CK_ULONG length = wrapped.length;
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
-                           wrappingHandle, keyHandle, wrapped.data, &length);
+    CK_ULONG length = 0;
+    CK_RV rv = CKR_OK;
+    do {
+        length = wrapped.length;
+        rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
+                         wrappingHandle, keyHandle, wrapped.data, &length);
+    } while (askWithoutLabel(fromJava(mechanism), encoded, rv));
 
     releaseBuffer(env, wrapped, 0);
     bool claimsTooMuch = rv == CKR_OK && length > wrapped.length;
@@ -140,10 +145,10 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
         return nullptr;
-    CK_OBJECT_HANDLE unwrappingHandle = objectHandleOf(env, unwrappingKey);
-    if (unwrappingHandle == 0)
+    CK_OBJECT_HANDLE unwrappingHandle = 0;
+    if (!objectHandleOf(env, handles.list, unwrappingKey, &unwrappingHandle))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
@@ -152,8 +157,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
         return nullptr;
 
     CK_OBJECT_HANDLE key = 0;
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
-                           unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
+    CK_RV rv = CKR_OK;
+    do
+        rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
+                         unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
+    while (askWithoutLabel(fromJava(mechanism), encoded, rv));
 
     releaseBuffer(env, wrapped, JNI_ABORT);
     return checkResult(env, rv) ? newCreatedObject(env, session, handles, key) : nullptr;
@@ -175,10 +183,10 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, fromJava(mechanism), parameter, encoded))
+    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
         return nullptr;
-    CK_OBJECT_HANDLE baseHandle = objectHandleOf(env, baseKey);
-    if (baseHandle == 0)
+    CK_OBJECT_HANDLE baseHandle = 0;
+    if (!objectHandleOf(env, handles.list, baseKey, &baseHandle))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
@@ -209,7 +217,7 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_digestKey(JNIEnv* env, jobj
     SessionHandles handles = {};
     if (!resolveSession(env, session, &handles))
         return;
-    CK_OBJECT_HANDLE handle = objectHandleOf(env, key);
-    if (handle != 0)
+    CK_OBJECT_HANDLE handle = 0;
+    if (objectHandleOf(env, handles.list, key, &handle))
         checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DigestKey, handles.session, handle));
 }

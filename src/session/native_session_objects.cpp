@@ -71,7 +71,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObject(JNIEnv* env, 
                                       room, &count)) ||
         !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
-    return count != 0 ? newNativeObject(env, session, object) : nullptr;
+    return count != 0 ? newFoundObject(env, session, handles.list, object) : nullptr;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObjectsFinal(JNIEnv* env, jobject session)

@@ -13,10 +13,28 @@ jobject copyObject(JNIEnv* env, jobject owner, const ObjectHandles& source, cons
     if (!checkResult(env, callGuarded(env, source.list, &CK_FUNCTION_LIST::C_CopyObject, source.session, source.object,
                                       attributes.entries, attributes.count, &copy)))
         return nullptr;
-    return newCreatedObject(env, owner, {source.list, source.session}, copy);
+    return newCreatedObject(env, owner, {source.list, source.session, 0}, copy);
+}
+
+void closeSession(JNIEnv* env, jobject session)
+{
+    SessionHandles handles = {};
+    if (!resolveSession(env, session, &handles) ||
+        !require(env, withdrawSession(handles.list, handles.sessionID, &handles.session), CKR_SESSION_HANDLE_INVALID))
+        return;
+
+    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseSession, handles.session);
+    settleSession(handles.sessionID, rv);
+    checkResult(env, rv);
 }
 
 void destroyObject(JNIEnv* env, const ObjectHandles& object)
 {
-    checkResult(env, callGuarded(env, object.list, &CK_FUNCTION_LIST::C_DestroyObject, object.session, object.object));
+    CK_OBJECT_HANDLE handle = 0;
+    if (!require(env, withdrawObject(object.list, object.objectID, &handle), CKR_OBJECT_HANDLE_INVALID))
+        return;
+
+    CK_RV rv = callGuarded(env, object.list, &CK_FUNCTION_LIST::C_DestroyObject, object.session, handle);
+    settleObject(object.objectID, rv);
+    checkResult(env, rv);
 }

@@ -10,15 +10,15 @@
 
 namespace {
 
-jobject newSession(JNIEnv* env, jobject slot, CK_SESSION_HANDLE session)
+jobject newSession(JNIEnv* env, jobject slot, const SlotHandles& handles, CK_SESSION_HANDLE session)
 {
-    // Cut to 32 bits the handle would mean another session.
-    if (!survivesJava(session)) {
-        throwHandleTooWide(env, "session handle", session);
+    jint number = 0;
+    if (!sessionToJava(handles.list, handles.slot, session, &number)) {
+        throwNoStandInLeft(env, "session", session, "close sessions");
         return nullptr;
     }
     return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Session",
-                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V", slot, toJava(session));
+                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V", slot, number);
 }
 
 } // namespace
@@ -59,18 +59,20 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_openSession(JNIEnv* env, jo
                                       fromJava(flags), application, notify, &session)))
         return nullptr;
 
-    jobject opened = newSession(env, slot, session);
-    if (opened == nullptr) { // nobody could ever close it
-        jthrowable first = setPendingAside(env);
-        callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseSession, session);
-        restorePending(env, first);
-    }
+    jobject opened = newSession(env, slot, handles, session);
+    if (opened == nullptr) // nobody could ever close it
+        discardSession(env, {handles.list, session, 0});
     return opened;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_closeAllSessions(JNIEnv* env, jobject slot)
 {
     SlotHandles handles = {};
-    if (resolveSlot(env, slot, &handles))
-        checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, handles.slot));
+    if (!resolveSlot(env, slot, &handles))
+        return;
+
+    withdrawSessionsOf(handles.list, handles.slot);
+    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, handles.slot);
+    settleSessionsOf(handles.list, handles.slot, rv);
+    checkResult(env, rv);
 }

@@ -1,6 +1,7 @@
 #include "layouts.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -48,7 +49,8 @@ struct Row
 // library's declarations, so that a mistake there shows as a difference. Kinds:
 //
 //   number           CK_ULONG, shown in decimal; also when no kind is given
-//   code             CK_ULONG, shown in hexadecimal: handles, mechanisms, flags
+//   code             CK_ULONG, shown in hexadecimal: mechanisms, flags
+//   handle           the same, a handle
 //   bytes, text      so many bytes in the structure; text is blank-padded when filled
 //   pointer          shown as null or set, never followed
 //   data             pointer to as many bytes as the named field says
@@ -59,6 +61,7 @@ struct Row
 //   record           pointer to the record that holds the fields after it
 // clang-format off
 const auto& rows = *new std::vector<Row>{
+    {"CK_OBJECT_HANDLE", {CKM_CONCATENATE_BASE_AND_KEY}, "key:handle"},
     {"CK_RC2_PARAMS", {0x101, 0x103}, "ulEffectiveBits"},
     {"CK_RC2_CBC_PARAMS", {0x102, 0x105}, "ulEffectiveBits iv:bytes(8)"},
     {"CK_RC2_MAC_GENERAL_PARAMS", {0x104}, "ulEffectiveBits ulMacLength"},
@@ -73,7 +76,7 @@ const auto& rows = *new std::vector<Row>{
      " ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen pVersion:fixed(2)"},
     {"CK_SSL3_KEY_MAT_PARAMS", {0x372, 0x376}, "ulMacSizeInBits ulKeySizeInBits ulIVSizeInBits bIsExport:bytes(1)"
      " pClientRandom:data(ulClientRandomLen) ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen"
-     " pReturnedKeyMaterial:record hClientMacSecret:code hServerMacSecret:code hClientKey:code hServerKey:code"
+     " pReturnedKeyMaterial:record hClientMacSecret:handle hServerMacSecret:handle hClientKey:handle hServerKey:handle"
      " pIVClient:area(ulIVSizeInBits) pIVServer:area(ulIVSizeInBits)"},
     {"CK_TLS_PRF_PARAMS", {0x378}, "pSeed:data(ulSeedLen) ulSeedLen pLabel:data(ulLabelLen) ulLabelLen"
      " pOutput:output(pulOutputLen) pulOutputLen:length"},
@@ -167,6 +170,8 @@ std::string show(const Field& field, const Layout& layout, const char* at, const
         return std::to_string(load<CK_ULONG>(at));
     if (field.kind == "code")
         return code(load<CK_ULONG>(at));
+    if (field.kind == "handle")
+        return code(narrowed(load<CK_ULONG>(at)));
     const auto* target = load<const char*>(at);
     if (field.kind == "pointer")
         return target == nullptr ? "null" : "set";
@@ -206,6 +211,22 @@ CK_ULONG number(const Values& values, std::string_view name, CK_ULONG fallback)
 {
     const std::string* text = find(values, name);
     return text == nullptr ? fallback : std::strtoul(text->c_str(), nullptr, 0);
+}
+
+namespace {
+
+constexpr CK_ULONG kWide = 0x55c400000000;
+
+} // namespace
+
+CK_ULONG widened(CK_ULONG handle)
+{
+    return wideHandles && handle != 0 && handle <= UINT32_MAX ? kWide + handle : handle;
+}
+
+CK_ULONG narrowed(CK_ULONG handle)
+{
+    return wideHandles && handle - kWide <= UINT32_MAX ? handle - kWide : handle;
 }
 
 std::string unhex(std::string_view digits)
@@ -276,8 +297,9 @@ void fill(const std::string& name, void* structure, const Values& values)
         if (value == nullptr || at == nullptr)
             continue;
         std::string bytes = unhex(*value);
-        if (field.kind == "number" || field.kind == "code") {
-            const CK_ULONG word = number(values, field.name, 0);
+        if (field.kind == "number" || field.kind == "code" || field.kind == "handle") {
+            const CK_ULONG given = number(values, field.name, 0);
+            const CK_ULONG word = field.kind == "handle" ? widened(given) : given;
             std::memcpy(at, &word, sizeof word);
         } else if (field.inPlace()) {
             bytes.resize(field.bytes(), field.kind == "text" ? ' ' : '\0');

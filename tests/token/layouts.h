@@ -19,6 +19,12 @@ const std::string* find(const Values& values, std::string_view name);
 /// A number in C notation; `fallback` when the name is absent.
 CK_ULONG number(const Values& values, std::string_view name, CK_ULONG fallback);
 
+/// In wide mode every handle that the token gives out needs more than 32 bits. Answers and calls show it without the
+/// bits that make it so.
+inline bool wideHandles;
+CK_ULONG widened(CK_ULONG handle);
+CK_ULONG narrowed(CK_ULONG handle);
+
 std::string unhex(std::string_view digits);
 std::string hex(const void* bytes, CK_ULONG length);
 std::string code(CK_ULONG value);

@@ -6,6 +6,7 @@
 #include "scripted_token.h"
 
 #include <algorithm>
+#include <cfenv>
 #include <chrono>
 #include <climits>
 #include <condition_variable>
@@ -190,6 +191,12 @@ struct Argument
     std::string kind;
     const Word* words;
 
+    bool isHandle() const
+    {
+        return name == "session" || name == "source" || name.starts_with("object") || name.ends_with("key") ||
+               name.ends_with("Key");
+    }
+
     bool is(std::initializer_list<std::string_view> kinds) const
     {
         return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
@@ -254,7 +261,7 @@ void show(Call& call, const Argument& argument)
     const auto& [name, kind, words] = argument;
     const bool null = words[0] == 0;
     std::string label = name;
-    std::string shown = code(words[0]);
+    std::string shown = code(argument.isHandle() ? narrowed(words[0]) : words[0]);
     if (kind == "count") {
         shown = std::to_string(words[0]);
     } else if (kind == "pointer") {
@@ -292,12 +299,13 @@ bool untouched(const Call& call, const std::string& name)
 }
 
 /// Numbers divided by commas, as they lie in memory.
-std::string numbers(const std::string& text)
+std::string numbers(const std::string& text, bool handles)
 {
     std::string bytes;
     std::istringstream words(text);
     for (std::string word; std::getline(words, word, ',');) {
-        const CK_ULONG value = std::strtoul(word.c_str(), nullptr, 0);
+        const CK_ULONG given = std::strtoul(word.c_str(), nullptr, 0);
+        const CK_ULONG value = handles ? widened(given) : given;
         bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
     }
     return bytes;
@@ -314,7 +322,7 @@ void putOutput(Call& call, const Argument& argument)
     const std::string* scripted = find(*call.values, name);
     const std::string text = scripted != nullptr ? *scripted : call.failing ? "" : call.input;
     const bool ofNumbers = argument.is({"list", "found"});
-    const std::string bytes = ofNumbers ? numbers(text) : unhex(text);
+    const std::string bytes = ofNumbers ? numbers(text, argument.isHandle()) : unhex(text);
     const CK_ULONG count = bytes.size() / (ofNumbers ? sizeof(CK_ULONG) : 1);
     const CK_ULONG room = argument.is({"room", "found"}) ? words[1] : *length;
     if (words[0] != 0 && count > room)
@@ -356,6 +364,11 @@ void putParameter(Call& call, const CK_MECHANISM& mechanism)
     }
 }
 
+void putResult(CK_ULONG& to, CK_ULONG value, bool handle)
+{
+    to = handle ? widened(value) : value;
+}
+
 void answer(Call& call, const Argument& argument)
 {
     const auto& [name, kind, words] = argument;
@@ -371,15 +384,23 @@ void answer(Call& call, const Argument& argument)
     else if (kind.starts_with("CK_"))
         fill(kind, pointer<void>(words[0]), *call.values);
     else if (kind == "result" && !untouched(call, name))
-        *pointer<CK_ULONG>(words[0]) = scripted != nullptr ? number(*call.values, name, 0) : nextObject++;
+        putResult(*pointer<CK_ULONG>(words[0]), scripted != nullptr ? number(*call.values, name, 0) : nextObject++,
+                  argument.isHandle());
     else if (kind == "functions" && scripted != nullptr)
         *pointer<List*>(words[0]) = *scripted == "new" ? new List(list) : nullptr; // a caller may keep it for ever
     else if (kind == "functions" && !call.failing)
         *pointer<List*>(words[0]) = &list;
 }
 
+/// Does what some modules do to a thread that loads or starts them, when the environment says so.
+bool spoilRounding()
+{
+    return std::getenv("SCRIPTED_TOKEN_ROUNDS_UP") != nullptr && std::fesetround(FE_UPWARD) == 0;
+}
+
 CK_RV run(const char* name, const std::vector<Word>& words)
 {
+    spoilRounding();
     std::unique_lock<std::mutex> hold(guard);
     Function& function = functions.at(name);
     const std::vector<Argument> arguments = argumentsOf(function, words);
@@ -445,6 +466,10 @@ std::string steer(const std::string& command)
         return reset();
     if (verb == "list")
         return std::to_string(Word(&list));
+    if (verb == "wide") {
+        wideHandles = true;
+        return "";
+    }
     if (verb == "most-inside")
         return std::to_string(mostInside);
     if (verb == "version") {
@@ -477,6 +502,7 @@ std::string steer(const std::string& command)
 }
 
 [[maybe_unused]] const std::string ready = reset();
+[[maybe_unused]] const bool spoiled = spoilRounding();
 
 } // namespace
 

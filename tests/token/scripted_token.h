@@ -39,5 +39,6 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
 ///   calls                    the lines of the calls since the last time
 ///   made                     how many they are
 ///   reset                    forgets all of the above and lets every caller go
+///   wide                     gives out handles of more than 32 bits from here on; calls and answers show the low 32
 EXPORTED char* scriptedTokenCommand(const char* command);
 }

@@ -11,9 +11,11 @@ import java.util.Date;
  */
 public interface PKCS11Object {
     /**
-     * Returns the library's handle of the object.
+     * Returns the number by which this class knows the object: the library's handle, or a number that stands for it
+     * where 32 bits do not hold the handle. Such a number means this object until it is destroyed through this library
+     * or the library is finalised, in whatever session it is used, and nothing from then on.
      *
-     * @return the handle, its 32 bits unsigned; 0 is never a valid one
+     * @return the number, its 32 bits unsigned, from 0x60000000 to 0x6FFFFFFF for a stand-in; 0 is no object
      */
     int getObjectID();
 

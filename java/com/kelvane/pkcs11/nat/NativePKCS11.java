@@ -13,7 +13,7 @@ import com.kelvane.pkcs11.PKCS11Slot;
  *
  * <p>The monitor of this class is the bridge lock, see the description of the package.
  */
-public class NativePKCS11 {
+public class NativePKCS11 implements AutoCloseable {
     static {
         NativeLibrary.load();
     }
@@ -84,6 +84,18 @@ public class NativePKCS11 {
      *     invalid DLL" if it was not in there; "functionList is null" if this object stands for no library
      */
     public native void libFinalize();
+
+    /**
+     * Gives the library back, as {@link #libFinalize} does; nothing happens if this object stands for no library.
+     *
+     * @throws PKCS11Exception with the code of the library, which is given back even so
+     */
+    @Override
+    public void close() {
+        if (functionList != 0) {
+            libFinalize();
+        }
+    }
 
     /**
      * Returns what the library says of itself ({@code C_GetInfo}).

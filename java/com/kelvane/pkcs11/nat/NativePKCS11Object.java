@@ -22,14 +22,14 @@ public class NativePKCS11Object implements PKCS11Object {
     /** The session in which the handle is valid. */
     private final NativePKCS11Session session;
 
-    /** The object's {@code CK_OBJECT_HANDLE}. */
+    /** The number of the object's {@code CK_OBJECT_HANDLE}. */
     private final int objectID;
 
     /**
      * Builds an object for a handle known from elsewhere; the calls that create and find objects build their own.
      *
      * @param session the session in which the handle is valid
-     * @param objectID the handle
+     * @param objectID the handle, or the number of another Java object for it ({@link #getObjectID})
      */
     public NativePKCS11Object(NativePKCS11Session session, int objectID) {
         this.session = session;

@@ -37,14 +37,14 @@ public class NativePKCS11Session implements AutoCloseable {
     /** The slot of the token. */
     private final NativePKCS11Slot slot;
 
-    /** The session's {@code CK_SESSION_HANDLE}. */
+    /** The number of the session's {@code CK_SESSION_HANDLE}. */
     private final int sessionID;
 
     /**
      * Builds a session for a handle known from elsewhere; {@link NativePKCS11Slot#openSession} opens a new one.
      *
      * @param slot the slot of the token
-     * @param sessionID the handle
+     * @param sessionID the handle, or the number of another object for the session ({@link #getSessionID})
      */
     public NativePKCS11Session(NativePKCS11Slot slot, int sessionID) {
         this.slot = slot;
@@ -61,9 +61,12 @@ public class NativePKCS11Session implements AutoCloseable {
     }
 
     /**
-     * Returns the library's handle of the session.
+     * Returns the number by which this class knows the session: the library's handle, or a number that stands for it
+     * where 32 bits do not hold the handle. Such a number means this session until it is closed through this library,
+     * and nothing from then on; no other session gets it as long as there are numbers that none has had.
      *
-     * @return the handle, its 32 bits unsigned; it stays the same after {@link #close}
+     * @return the number, its 32 bits unsigned, from 0x58000000 to 0x5FFFFFFF for a stand-in; it stays the same after
+     *     {@link #close}
      */
     public int getSessionID() {
         return sessionID;
@@ -88,8 +91,8 @@ public class NativePKCS11Session implements AutoCloseable {
     // Session management
 
     /**
-     * Closes the session ({@code C_CloseSession}). This Java object is not changed; a second call is refused by the
-     * library.
+     * Closes the session ({@code C_CloseSession}). This Java object is not changed; a second call is refused with
+     * {@code CKR_SESSION_HANDLE_INVALID}.
      */
     @Override
     public native void close();
@@ -714,8 +717,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * Returns the next object that was found ({@code C_FindObjects}, for one object).
      *
      * @return the object; null if there are no more
-     * @throws PKCS11Exception with the code of the library; with a text that names the handle if it needs more than 32
-     *     bits
+     * @throws PKCS11Exception with the code of the library; with a text that names the handle if there is no number
+     *     left to stand for it
      */
     public native NativePKCS11Object findObject();
 

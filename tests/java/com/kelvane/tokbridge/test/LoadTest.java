@@ -2,6 +2,7 @@ package com.kelvane.tokbridge.test;
 
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
+import static org.junit.jupiter.api.Assumptions.*;
 
 import com.kelvane.pkcs11.nat.*;
 import java.nio.charset.*;
@@ -263,5 +264,24 @@ class LoadTest {
         token.answer("C_Initialize", "rv=0xa").answer("C_Initialize", "rv=0x5");
         assertEquals("functionlist dll not found", raised(stranger()::libInitialize), "the first failure is reported");
         assertCalls(OS_LOCKING, SECOND_TRY);
+    }
+
+    /** Some modules set the processor's mode for the thread that loads or starts them; Java counts on its own. */
+    @Test
+    void floatingPointIsKept() throws Throwable {
+        assumeFalse(Boolean.getBoolean("tokbridge.test.checked"), "the JNI checker restores it by itself");
+        double[] third = {1, 3};
+        double before = third[0] / third[1];
+        Path module = Files.copy(Path.of(System.getProperty("tokbridge.test.token")), scratchFile(".so"));
+        withEnvironment("SCRIPTED_TOKEN_ROUNDS_UP", "1", () -> start(() -> { // on a thread that no other test uses
+            try (NativePKCS11 library = new NativePKCS11()) {
+                library.load(module.toString());
+                assertEquals(before, third[0] / third[1], "loaded");
+                library.libInitialize();
+                assertEquals(before, third[0] / third[1], "initialised");
+                library.getInfo();
+                assertNotEquals(before, third[0] / third[1], "this module does change it");
+            }
+        }).finish());
     }
 }

@@ -13,6 +13,8 @@ import java.util.stream.*;
  */
 public final class ScriptedToken {
     private static final String BUILT = System.getProperty("tokbridge.test.token");
+    /** Set when every token is to give out handles that an int does not hold. */
+    static final boolean WIDE = Boolean.getBoolean("tokbridge.test.wide");
 
     static {
         System.load(BUILT);
@@ -22,6 +24,9 @@ public final class ScriptedToken {
 
     ScriptedToken(Path path) {
         this.path = path.toString();
+        if (WIDE) {
+            steer("wide");
+        }
     }
 
     /** The token as it was built, shared by all tests that need only one. */

@@ -2,6 +2,7 @@ package com.kelvane.tokbridge.test;
 
 import static org.junit.jupiter.api.Assertions.*;
 
+import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.util.*;
 import org.junit.jupiter.api.*;
@@ -21,11 +22,9 @@ abstract class SessionFixture {
     void openSession() {
         token.reset();
         initialize(LOCKED);
-        session = slot.openSession(6, null);
-        token.calls();
     }
 
-    /** Loads the library, once more if need be, and makes it want the bridge lock or not. */
+    /** Loads the library, once more if need be, makes it want the bridge lock or not, and opens the session. */
     void initialize(boolean locked) {
         finalizeLibrary();
         library.load(token.path());
@@ -33,6 +32,7 @@ abstract class SessionFixture {
             token.answer("C_Initialize", "rv=0xa");
         }
         library.libInitialize();
+        session = slot.openSession(6, null);
         token.calls();
     }
 
@@ -50,6 +50,18 @@ abstract class SessionFixture {
 
     NativePKCS11Object key(int handle) {
         return new NativePKCS11Object(session, handle);
+    }
+
+    /** The handle that the module is told for an object, which no other call may await meanwhile. */
+    String handleOf(PKCS11Object object) {
+        ((NativePKCS11Object) object).size();
+        List<String> made = token.calls();
+        return made.get(made.size() - 1).replaceAll(".* object=", "");
+    }
+
+    /** A handle that Java knows by itself, or by a stand-in when all are too wide. */
+    static void assertNumber(int handle, int number) {
+        assertTrue(ScriptedToken.WIDE ? number >= 0x58000000 && number < 0x70000000 : number == handle, "" + number);
     }
 
     void assertCalls(String... lines) {

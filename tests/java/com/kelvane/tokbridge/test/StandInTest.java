@@ -1,0 +1,232 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.tokbridge.test.Harness.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.util.*;
+import java.util.function.*;
+import org.junit.jupiter.api.*;
+
+/**
+ * Handles that an int cannot hold: the stand-ins that Java gets, and what a module receives for them. How many there
+ * are and what many threads make of them is tested without a virtual machine, in native/standins.cpp.
+ */
+class StandInTest extends SessionFixture {
+    private static final String WIDE = "0x7f0000000010";
+    private static final String OTHER = "0x100000000000002";
+    private static final String SESSION_INVALID = "0x" + Integer.toHexString(PKCS11Constants.CKR_SESSION_HANDLE_INVALID);
+    private static final String OBJECT_INVALID = "0x" + Integer.toHexString(PKCS11Constants.CKR_OBJECT_HANDLE_INVALID);
+    private static final String FAILED = "0x" + Integer.toHexString(PKCS11Constants.CKR_DEVICE_ERROR);
+
+    private NativePKCS11Session open(String handle) {
+        token.answer("C_OpenSession", "session=" + handle);
+        return slot.openSession(6, null);
+    }
+
+    private NativePKCS11Object find(String handle) {
+        token.answer("C_FindObjects", "objects=" + handle);
+        return session.findObject();
+    }
+
+    /** The session handle that the module is told; "" when the call is refused before. */
+    private String sessionOf(NativePKCS11Session asked) throws Throwable {
+        calls();
+        String raised = raised(asked::logout);
+        List<String> made = calls();
+        assertEquals(made.isEmpty() ? SESSION_INVALID : "", raised);
+        return made.isEmpty() ? "" : made.get(0).replaceAll(".*session=", "");
+    }
+
+    private String objectOf(NativePKCS11Object asked) throws Throwable {
+        calls();
+        String raised = raised(asked::size);
+        List<String> made = calls();
+        assertEquals(made.isEmpty() ? OBJECT_INVALID : "", raised);
+        return made.isEmpty() ? "" : made.get(0).replaceAll(".*object=", "");
+    }
+
+    @Test
+    void aHandleHasOneNumberAndANumberOneHandle() throws Throwable {
+        NativePKCS11Object first = find(WIDE);
+        assertEquals(first, find(WIDE));
+        assertEquals(first.hashCode(), find(WIDE).hashCode());
+        Set<Integer> numbers = new HashSet<>();
+        for (int i = 1; i <= 500; i++) { // also a pattern that shares its low bits
+            String handle = "0x" + Long.toHexString((long) i << 48 | 1);
+            NativePKCS11Object found = find(handle);
+            assertTrue(numbers.add(found.getObjectID()), handle);
+            assertEquals(handle, objectOf(found));
+        }
+        assertEquals(WIDE, objectOf(first));
+        NativePKCS11Session one = open(WIDE);
+        NativePKCS11Session two = open(OTHER);
+        assertNotEquals(one, two);
+        assertEquals(WIDE + " " + OTHER, sessionOf(one) + " " + sessionOf(two));
+    }
+
+    @Test
+    void handlesThatFitAreTheirOwnNumbers() throws Throwable {
+        Assumptions.assumeFalse(ScriptedToken.WIDE);
+        int[] fitting = {1, 0x57FFFFFF, 0x70000000, Integer.MAX_VALUE, Integer.MIN_VALUE, -1};
+        for (int handle : fitting) {
+            assertEquals(handle, find("" + Integer.toUnsignedLong(handle)).getObjectID());
+            assertEquals(handle, open("" + Integer.toUnsignedLong(handle)).getSessionID());
+        }
+        for (long handle : new long[] {0x58000000L, 0x60000000L, 0x6FFFFFFFL, 0x100000000L, -1}) {
+            String text = "0x" + Long.toHexString(handle);
+            NativePKCS11Object found = find(text);
+            assertEquals(text, objectOf(found));
+            NativePKCS11Session opened = open(text);
+            assertEquals(text, sessionOf(opened));
+        }
+        assertEquals("0x6fffffff", objectOf(key(0x6FFFFFFF)), "a number that was never given out is a handle");
+    }
+
+    /** Where a handle enters Java, and where a number leaves it. */
+    @Test
+    void everyCrossing() throws Throwable {
+        session = open(OTHER);
+        Map<String, Supplier<PKCS11Object>> made = Map.of(
+            "C_CreateObject object", () -> session.createObject(null, null),
+            "C_CopyObject object", () -> session.copy(key(9), null, null),
+            "C_GenerateKey key", () -> session.generateKey(PKCS11Constants.CKM_AES_KEY_GEN, null, null, null),
+            "C_GenerateKeyPair privateKey", () -> session.generateKeyPair(
+                PKCS11Constants.CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[1],
+            "C_GenerateKeyPair publicKey", () -> session.generateKeyPair(
+                PKCS11Constants.CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[0],
+            "C_UnwrapKey key", () -> session.unwrapKey(PKCS11Constants.CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1,
+                null, null),
+            "C_DeriveKey key", () -> session.deriveKey(PKCS11Constants.CKM_DH_PKCS_DERIVE, null, key(9), null, null));
+        for (String each : made.keySet()) {
+            token.answer(each.split(" ")[0], each.split(" ")[1] + "=" + WIDE);
+            assertEquals(WIDE, handleOf(made.get(each).get()), each);
+        }
+
+        NativePKCS11Object key = find(WIDE);
+        Map<String, Consumer<NativePKCS11Object>> used = new LinkedHashMap<>();
+        used.put("encryptionKey=", each -> session.setOperationState(new byte[1], each, null));
+        used.put("authenticationKey=", each -> session.setOperationState(new byte[1], null, each));
+        used.put("CK_OBJECT_HANDLE{key=", each -> session.deriveKey(PKCS11Constants.CKM_CONCATENATE_BASE_AND_KEY, each,
+            key(9), null, null));
+        used.put("baseKey=", each -> session.deriveKey(PKCS11Constants.CKM_DH_PKCS_DERIVE, null, each, null, null));
+        used.put("unwrappingKey=", each -> session.unwrapKey(PKCS11Constants.CKM_RSA_PKCS, null, each, new byte[1], 0, 1,
+            null, null));
+        used.put("wrappingKey=", each -> session.wrapKey(PKCS11Constants.CKM_RSA_PKCS, null, each, key(9), new byte[9], 0));
+        used.put(" key=", each -> session.wrapKey(PKCS11Constants.CKM_RSA_PKCS, null, key(9), each, new byte[9], 0));
+        used.put("key=", each -> session.signInit(PKCS11Constants.CKM_RSA_PKCS, null, each));
+        used.put("source=", each -> session.copy(each, null, null));
+        used.put("object=", NativePKCS11Object::destroy);
+        for (String name : used.keySet()) {
+            calls();
+            used.get(name).accept(key);
+            String line = calls().get(0);
+            assertTrue(line.contains("session=" + OTHER + " ") && line.contains(name + WIDE), line);
+        }
+        for (Consumer<NativePKCS11Object> each : used.values()) { // and none of them takes what has been given up
+            assertRefused(OBJECT_INVALID, () -> each.accept(key));
+        }
+    }
+
+    @Test
+    void anObjectOfHandle0IsFoundAndMadeNowhereElse() throws Throwable {
+        NativePKCS11Object zero = find("0");
+        assertNotEquals(0, zero.getObjectID());
+        assertEquals(zero, find("0"));
+        calls();
+        session.signInit(PKCS11Constants.CKM_RSA_PKCS, null, zero);
+        assertTrue(calls().get(0).endsWith(" key=0x0"));
+        token.answer("C_DeriveKey", "key=0");
+        assertEquals(0, session.deriveKey(PKCS11Constants.CKM_DH_PKCS_DERIVE, null, key(9), null, null).getObjectID());
+    }
+
+    @Test
+    void whatIsClosedOrDestroyedGivesItsNumberUp() throws Throwable {
+        NativePKCS11Session closed = open(WIDE);
+        token.answer("C_CloseSession", "rv=" + FAILED);
+        assertEquals(FAILED, raised(closed::close));
+        assertEquals(WIDE, sessionOf(closed), "still open");
+        NativePKCS11Object found = find(WIDE);
+        closed.close();
+        assertRefused(SESSION_INVALID, closed::close, 1);
+        NativePKCS11Session next = open(WIDE);
+        assertNotEquals(closed, next, "the same handle, another session");
+        assertEquals("", sessionOf(closed));
+        assertEquals(WIDE, objectOf(found), "an object outlives the session it was found in");
+
+        token.answer("C_DestroyObject", "rv=" + FAILED);
+        assertEquals(FAILED, raised(found::destroy));
+        assertEquals(WIDE, objectOf(found));
+        token.answer("C_DestroyObject", "rv=" + OBJECT_INVALID);
+        assertEquals(OBJECT_INVALID, raised(() -> session.destroyObject(found)));
+        assertEquals("", objectOf(found), "the module knows no such object");
+        assertNotEquals(found, find(WIDE));
+
+        NativePKCS11Slot elsewhere = new NativePKCS11Slot(library, 2);
+        token.answer("C_OpenSession", "session=" + OTHER).answer("C_CloseAllSessions", "rv=" + FAILED);
+        NativePKCS11Session other = elsewhere.openSession(6, null);
+        assertEquals(FAILED, raised(slot::closeAllSessions));
+        assertEquals(WIDE, sessionOf(next));
+        slot.closeAllSessions();
+        assertEquals(" " + OTHER, sessionOf(next) + " " + sessionOf(other));
+        assertNotEquals(other, open(OTHER), "a session that ended without a word");
+        assertEquals("", sessionOf(other));
+    }
+
+    private void assertRefused(String code, org.junit.jupiter.api.function.Executable call, int before) throws Throwable {
+        assertEquals(before, calls().stream().filter(line -> line.startsWith("C_CloseSession session=" + WIDE)).count());
+        assertRefused(code, call);
+    }
+
+    /** The module gives a handle on before the call that takes it back has returned. */
+    @Test
+    void handlesGivenOnMeanwhile() throws Throwable {
+        initialize(false); // a call that is held must not hold the lock
+        NativePKCS11Session closed = open(WIDE);
+        token.steer("hold C_CloseSession 0");
+        Background closing = start(closed::close);
+        token.steer("await C_CloseSession 1");
+        NativePKCS11Session next = open(WIDE);
+        calls();
+        assertRefused(SESSION_INVALID, closed::close);
+        token.steer("release C_CloseSession");
+        closing.finish();
+        assertEquals(" " + WIDE, sessionOf(closed) + " " + sessionOf(next));
+
+        for (String rv : List.of("0", FAILED)) {
+            NativePKCS11Object old = find(OTHER);
+            token.answer("C_DestroyObject", "rv=" + rv).steer("hold C_DestroyObject 0");
+            Background destroying = start(() -> raised(old::destroy));
+            token.steer("await C_DestroyObject 1");
+            NativePKCS11Object found = find(OTHER);
+            token.steer("release C_DestroyObject");
+            destroying.finish();
+            assertEquals((rv.equals("0") ? "" : OTHER) + " " + OTHER, objectOf(old) + " " + objectOf(found));
+            found.destroy();
+            assertEquals(" ", objectOf(old) + " " + objectOf(found), "both numbers of one object go with it");
+        }
+    }
+
+    @Test
+    void numbersBelongToTheirLibrary() throws Throwable {
+        ScriptedToken module = ScriptedToken.copy();
+        try (NativePKCS11 other = new NativePKCS11()) {
+            other.load(module.path());
+            other.libInitialize();
+            NativePKCS11Object mine = find(WIDE);
+            module.answer("C_OpenSession", "session=" + WIDE).answer("C_FindObjects", "objects=" + WIDE);
+            NativePKCS11Session theirs = new NativePKCS11Slot(other, 1).openSession(6, null);
+            assertNotEquals(mine.getObjectID(), theirs.findObject().getObjectID());
+            assertEquals(OBJECT_INVALID, raised(() -> theirs.digestKey(mine)));
+            NativePKCS11Session foreign = new NativePKCS11Session(slot, theirs.getSessionID());
+            assertEquals(SESSION_INVALID, raised(foreign::logout));
+
+            NativePKCS11Session opened = open(WIDE);
+            initialize(false);
+            assertEquals("", sessionOf(opened), "the library's former life");
+            assertEquals(OBJECT_INVALID, raised(() -> slot.openSession(6, null).digestKey(mine)));
+            assertEquals("", raised(theirs::logout));
+        }
+    }
+}
