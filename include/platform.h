@@ -7,22 +7,23 @@
 #include <cstdint>
 #include <ctime>
 
-/// Loads the shared library at `path` with its symbols kept to itself. Null on failure, then moduleError tells why.
-/// There is no counterpart: a module stays loaded until the process ends.
+/// Loads the shared library at `path`, modified UTF-8 as JNI hands it out, with its symbols kept to itself. Null on
+/// failure, then moduleError tells why. There is no counterpart: a module stays loaded until the process ends.
 void* openModule(const char* path);
 
 /// The address of an exported symbol of a loaded module, or null.
 void* findModuleSymbol(void* module, const char* name);
 
-/// The system's own reason for the calling thread's last failed openModule. Valid until its next module call.
-const char* moduleError();
+/// Writes the system's own reason for the calling thread's last failed openModule, cut to `size` bytes. Asked for at
+/// once: other calls of the system replace it.
+void moduleError(char* reason, std::size_t size);
 
 /// The lowest address of the calling thread's stack, or the highest possible one when the system cannot tell
 /// (so that nothing seems left).
 std::uintptr_t stackLowEnd();
 
-/// Breaks seconds since 1970 down in UTC. False when they are beyond the calendar.
-bool utcCalendar(std::time_t seconds, std::tm* calendar);
+/// A local time as seconds since 1970, for every year of four digits; fields out of range carry over, as in mktime.
+std::time_t localSeconds(std::tm calendar);
 
 /// Keeps the calling thread's floating-point environment while it lives: there are modules whose start-up changes it,
 /// and Java counts on it.

@@ -50,8 +50,10 @@ CK_FUNCTION_LIST_PTR loadFunctionList(JNIEnv* env, const char* path)
     MessageBuffer message;
     void* module = openModule(path);
     if (module == nullptr) {
+        std::array<char, 512> reason;
+        moduleError(reason.data(), reason.size());
         if (debugEnabled()) {
-            debugPrint("tokbridge:  %s\n", moduleError());
+            debugPrint("tokbridge:  %s\n", reason.data());
             debugFlush();
         }
         std::snprintf(message.data(), message.size(), "LoadLibrary(\"%s\") failed", path);

@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <strings.h>
 
+#include <cstdio>
 #include <cstring>
 
 void* openModule(const char* path)
@@ -17,10 +18,10 @@ void* findModuleSymbol(void* module, const char* name)
     return dlsym(module, name);
 }
 
-const char* moduleError()
+void moduleError(char* reason, std::size_t size)
 {
-    const char* reason = dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps one text per thread
-    return reason != nullptr ? reason : "no reason given";
+    const char* text = dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps one text per thread
+    std::snprintf(reason, size, "%s", text != nullptr ? text : "no reason given");
 }
 
 std::uintptr_t stackLowEnd()
@@ -36,9 +37,9 @@ std::uintptr_t stackLowEnd()
     return failed == 0 ? reinterpret_cast<std::uintptr_t>(lowEnd) : UINTPTR_MAX;
 }
 
-bool utcCalendar(std::time_t seconds, std::tm* calendar)
+std::time_t localSeconds(std::tm calendar)
 {
-    return gmtime_r(&seconds, calendar) != nullptr;
+    return std::mktime(&calendar); // NOLINT(concurrency-mt-unsafe): the C library guards the zone itself
 }
 
 void wipe(void* memory, std::size_t size)

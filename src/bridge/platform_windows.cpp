@@ -2,11 +2,52 @@
 
 #include "platform.h"
 
+#include <array>
 #include <cstdio>
+
+namespace {
+
+using WidePath = std::array<wchar_t, 1024>;
+
+// Modified UTF-8 as UTF-16: each of its sequences of one to three bytes is one unit. False for what is no such text,
+// for a path with a NUL in it, which would end it early, and for one beyond the room.
+bool widen(const char* path, WidePath* wide)
+{
+    const auto* byte = reinterpret_cast<const unsigned char*>(path);
+    std::size_t length = 0;
+    while (*byte != 0 && length + 1 < wide->size()) {
+        unsigned unit = *byte++;
+        int more = unit < 0x80 ? 0 : unit < 0xE0 ? 1 : 2;
+        unit &= more == 0 ? 0x7FU : more == 1 ? 0x1FU : 0x0FU;
+        for (; more > 0 && (*byte & 0xC0) == 0x80; --more)
+            unit = unit << 6 | (*byte++ & 0x3FU);
+        if (more != 0 || unit == 0)
+            return false;
+        (*wide)[length++] = static_cast<wchar_t>(unit);
+    }
+    (*wide)[length] = 0;
+    return *byte == 0;
+}
+
+} // namespace
+
+// Nothing is kept per thread, so nobody need tell when one starts or ends. A refusal only costs those calls.
+BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void* /*reserved*/)
+{
+    if (reason == DLL_PROCESS_ATTACH)
+        DisableThreadLibraryCalls(library);
+    return TRUE;
+}
 
 void* openModule(const char* path)
 {
-    return reinterpret_cast<void*>(LoadLibraryA(path));
+    // Not by the code page of the system, which holds few of the names that a file may have.
+    WidePath wide;
+    if (!widen(path, &wide)) {
+        SetLastError(ERROR_INVALID_NAME);
+        return nullptr;
+    }
+    return reinterpret_cast<void*>(LoadLibraryW(wide.data()));
 }
 
 void* findModuleSymbol(void* module, const char* name)
@@ -14,11 +55,9 @@ void* findModuleSymbol(void* module, const char* name)
     return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(module), name));
 }
 
-const char* moduleError()
+void moduleError(char* reason, std::size_t size)
 {
-    thread_local char reason[32];
-    std::snprintf(reason, sizeof reason, "system error %lu", GetLastError());
-    return reason;
+    std::snprintf(reason, size, "system error %lu", GetLastError());
 }
 
 std::uintptr_t stackLowEnd()
@@ -29,9 +68,16 @@ std::uintptr_t stackLowEnd()
     return lowEnd;
 }
 
-bool utcCalendar(std::time_t seconds, std::tm* calendar)
+std::time_t localSeconds(std::tm calendar)
 {
-    return gmtime_s(calendar, &seconds) == 0;
+    // mktime knows the years 1970 to 3000 here. The calendar repeats itself every 400 years.
+    constexpr std::time_t kCycle = std::time_t{146097} * 24 * 60 * 60;
+    std::time_t cycles = 0;
+    for (; calendar.tm_year < 1971 - 1900; calendar.tm_year += 400)
+        --cycles;
+    for (; calendar.tm_year >= 2900 - 1900; calendar.tm_year -= 400)
+        ++cycles;
+    return std::mktime(&calendar) + cycles * kCycle;
 }
 
 void wipe(void* memory, std::size_t size)

@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "buffers.h"
+#include "platform.h"
 #include "stack_buffer.h"
 
 namespace {
@@ -67,8 +68,7 @@ jobject dateOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
     calendar.tm_year = year - 1900;
     calendar.tm_mon = month - 1;
     calendar.tm_mday = day;
-    jlong seconds = std::mktime(&calendar); // NOLINT(concurrency-mt-unsafe): the C library guards the zone itself
-    return newJavaObject(env, "java/util/Date", "(J)V", seconds * 1000);
+    return newJavaObject(env, "java/util/Date", "(J)V", jlong{localSeconds(calendar)} * 1000);
 }
 
 jobject newBoolean(JNIEnv* env, jboolean value)

@@ -1,14 +1,13 @@
 #include "values.h"
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 
 #include "attribute_kinds.h"
 #include "buffers.h"
 #include "frame.h"
-#include "platform.h"
 
 namespace {
 
@@ -75,14 +74,16 @@ bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     jlong milliseconds = env->CallLongMethod(value, getTime);
     if (env->ExceptionCheck() == JNI_TRUE)
         return false;
-    std::tm calendar = {};
-    if (milliseconds < 0 || !utcCalendar(static_cast<std::time_t>(milliseconds / 1000), &calendar) ||
-        calendar.tm_year + 1900 > 9999)
+    // The calendar is computed: that of a C library may end earlier.
+    using namespace std::chrono;
+    auto days = floor<std::chrono::days>(sys_time<std::chrono::milliseconds>{std::chrono::milliseconds{milliseconds}});
+    if (milliseconds < 0 || days > sys_days{year{9999} / December / 31})
         return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
 
+    year_month_day date{days};
     std::array<char, 40> text;
-    std::snprintf(text.data(), text.size(), "%04d%02d%02d", calendar.tm_year + 1900, calendar.tm_mon + 1,
-                  calendar.tm_mday);
+    std::snprintf(text.data(), text.size(), "%04d%02u%02u", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
     return store(env, text.data(), sizeof(CK_DATE), attr->pValue, &attr->ulValueLen);
 }
 
