@@ -1,0 +1,10 @@
+#!/bin/sh
+# check_dll.sh OBJDUMP DLL - it exports the 89 native methods, nothing else, and imports from the system's DLLs alone.
+set -eu
+listing=$("$1" -p "$2")
+exports=$(echo "$listing" | sed -n '/^\[Ordinal\/Name Pointer\]/,/^$/ s/^\t\[.*\] *//p')
+imports=$(echo "$listing" | sed -n 's/^\tDLL Name: //p' | sort | tr '\n' ' ')
+echo "$imports"
+[ "$imports" = 'ADVAPI32.dll KERNEL32.dll msvcrt.dll ' ]
+[ "$(echo "$exports" | grep -c '^Java_com_kelvane_pkcs11_nat_NativePKCS11')" = 89 ]
+[ "$(echo "$exports" | wc -l)" = 89 ]
