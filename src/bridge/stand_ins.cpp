@@ -39,8 +39,8 @@ struct Table
     Entry* entries;
     std::uint32_t* byHandle;
     CK_SLOT_ID* slots; // of the sessions; null for objects
+    std::mutex& guard; // of all that follows and of what the pointers lead to
 
-    std::mutex guard = {};
     std::uint32_t next = 0; // the number to try next, counted from the range's first
     std::size_t inUse = 0;
     std::array<CK_FUNCTION_LIST_PTR, 255> libraries = {};
@@ -57,11 +57,13 @@ std::array<std::uint32_t, placesFor(kMostSessions)> sessionsByHandle;
 std::array<CK_SLOT_ID, placesFor(kMostSessions)> sessionSlots;
 std::array<Entry, placesFor(kMostObjects)> objectEntries;
 std::array<std::uint32_t, placesFor(kMostObjects)> objectsByHandle;
+std::mutex sessionGuard;
+std::mutex objectGuard;
 
-constinit Table sessions = {stand_in::sessionNumbers, kMostSessions,           sessionEntries.size(),
-                            sessionEntries.data(),    sessionsByHandle.data(), sessionSlots.data()};
-constinit Table objects = {stand_in::objectNumbers, kMostObjects,           objectEntries.size(),
-                           objectEntries.data(),    objectsByHandle.data(), nullptr};
+constinit Table sessions = {stand_in::sessionNumbers, kMostSessions,       sessionEntries.size(), sessionEntries.data(),
+                            sessionsByHandle.data(),  sessionSlots.data(), sessionGuard};
+constinit Table objects = {stand_in::objectNumbers, kMostObjects, objectEntries.size(), objectEntries.data(),
+                           objectsByHandle.data(),  nullptr,      objectGuard};
 
 using Lock = std::lock_guard<std::mutex>;
 
