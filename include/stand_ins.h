@@ -26,6 +26,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include <jni.h>
+
 #include "cryptoki.h"
 
 namespace stand_in {
@@ -58,10 +60,10 @@ constexpr bool isNumber(CK_ULONG handle)
 }
 
 // What the inline functions below leave to the tables, with the meaning said there.
-bool numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, std::int32_t* number);
-bool numberObject(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, std::int32_t* number);
-bool handleOfSession(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_SESSION_HANDLE* handle);
-bool handleOfObject(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_OBJECT_HANDLE* handle);
+bool numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, jint* number);
+bool numberObject(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, jint* number);
+bool handleOfSession(CK_FUNCTION_LIST_PTR list, jint number, CK_SESSION_HANDLE* handle);
+bool handleOfObject(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle);
 
 } // namespace stand_in
 
@@ -69,35 +71,35 @@ bool handleOfObject(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_OBJECT_HA
 
 /// The number of a session just opened in the slot. A handle that has a number still belonged to a session that is
 /// gone: that number is given up, and this one is new.
-inline bool sessionToJava(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, std::int32_t* number)
+inline bool sessionToJava(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, jint* number)
 {
     *number = toJava(handle);
     return stand_in::isNumber(handle) || stand_in::numberSession(list, slot, handle, number);
 }
 
 /// The number of an object that a call has made; that of 0, no object, is 0.
-inline bool objectToJava(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, std::int32_t* number)
+inline bool objectToJava(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, jint* number)
 {
     *number = toJava(handle);
     return stand_in::isNumber(handle) || stand_in::numberObject(list, handle, number);
 }
 
 /// The number of an object that a search has found, whose handle may be 0.
-inline bool foundObjectToJava(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, std::int32_t* number)
+inline bool foundObjectToJava(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, jint* number)
 {
     return handle != 0 ? objectToJava(list, handle, number) : stand_in::numberObject(list, handle, number);
 }
 
 // ---- From Java to a module. False for a number that stands for nothing in the library any more. ----
 
-inline bool sessionFromJava(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_SESSION_HANDLE* handle)
+inline bool sessionFromJava(CK_FUNCTION_LIST_PTR list, jint number, CK_SESSION_HANDLE* handle)
 {
     *handle = fromJava(number);
     return !stand_in::sessionNumbers.holds(static_cast<std::uint32_t>(number)) ||
            stand_in::handleOfSession(list, number, handle);
 }
 
-inline bool objectFromJava(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_OBJECT_HANDLE* handle)
+inline bool objectFromJava(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle)
 {
     *handle = fromJava(number);
     return !stand_in::objectNumbers.holds(static_cast<std::uint32_t>(number)) ||
@@ -108,20 +110,20 @@ inline bool objectFromJava(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_OB
 
 /// As sessionFromJava and objectFromJava, and takes the number out of use. What was withdrawn is settled after the
 /// call.
-bool withdrawSession(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_SESSION_HANDLE* handle);
-bool withdrawObject(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_OBJECT_HANDLE* handle);
+bool withdrawSession(CK_FUNCTION_LIST_PTR list, jint number, CK_SESSION_HANDLE* handle);
+bool withdrawObject(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle);
 
 /// Takes the number of a handle out of use and answers it, for a session or object that Java will never see.
-std::int32_t withdrawSessionHandle(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE handle);
-std::int32_t withdrawObjectHandle(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle);
+jint withdrawSessionHandle(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE handle);
+jint withdrawObjectHandle(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle);
 
 /// Takes the numbers of all sessions in a slot out of use.
 void withdrawSessionsOf(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot);
 
 /// Gives a withdrawn number up when the call has ended what it stood for, or finds that there is no such thing; puts it
 /// back into use when the call failed otherwise. `rv` is what the call answered.
-void settleSession(std::int32_t number, CK_RV rv);
-void settleObject(std::int32_t number, CK_RV rv);
+void settleSession(jint number, CK_RV rv);
+void settleObject(jint number, CK_RV rv);
 void settleSessionsOf(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_RV rv);
 
 /// Gives up every stand-in of a library.

@@ -113,19 +113,19 @@ void removeIndex(Table& table, std::size_t hole)
 
 // ---- From a number to its place ----
 
-std::int32_t numberAt(const Table& table, std::size_t place)
+jint numberAt(const Table& table, std::size_t place)
 {
     std::size_t number = table.numbers.first + table.entries[place].lap * table.places + place;
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(number));
+    return static_cast<jint>(static_cast<std::uint32_t>(number));
 }
 
-std::size_t placeOf(const Table& table, std::int32_t number)
+std::size_t placeOf(const Table& table, jint number)
 {
     return (static_cast<std::uint32_t>(number) - table.numbers.first) % table.places;
 }
 
 // Whether a number given out is in that state.
-bool isIn(const Table& table, std::int32_t number, State state)
+bool isIn(const Table& table, jint number, State state)
 {
     std::size_t place = placeOf(table, number);
     return table.entries[place].state == state && numberAt(table, place) == number;
@@ -203,7 +203,7 @@ bool add(Table& table, std::size_t library, CK_FUNCTION_LIST_PTR list, CK_ULONG 
 }
 
 // The number of a handle, a new one if it has none.
-bool numberOf(Table& table, CK_FUNCTION_LIST_PTR list, CK_ULONG handle, std::int32_t* number)
+bool numberOf(Table& table, CK_FUNCTION_LIST_PTR list, CK_ULONG handle, jint* number)
 {
     std::size_t library = libraryIndex(table, list);
     if (library == table.libraries.size())
@@ -215,7 +215,7 @@ bool numberOf(Table& table, CK_FUNCTION_LIST_PTR list, CK_ULONG handle, std::int
     return true;
 }
 
-bool handleOf(Table& table, CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_ULONG* handle)
+bool handleOf(Table& table, CK_FUNCTION_LIST_PTR list, jint number, CK_ULONG* handle)
 {
     const Entry& entry = table.entries[placeOf(table, number)];
     if (!isIn(table, number, State::used) || table.libraries[entry.library] != list)
@@ -232,7 +232,7 @@ void withdraw(Table& table, std::size_t place, State how)
     forTwins(table, place, [&table, how](std::size_t each) { table.entries[each].state = how; });
 }
 
-bool withdrawNumber(Table& table, CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_ULONG* handle)
+bool withdrawNumber(Table& table, CK_FUNCTION_LIST_PTR list, jint number, CK_ULONG* handle)
 {
     *handle = fromJava(number);
     if (!table.numbers.holds(static_cast<std::uint32_t>(number)))
@@ -245,7 +245,7 @@ bool withdrawNumber(Table& table, CK_FUNCTION_LIST_PTR list, std::int32_t number
     return true;
 }
 
-std::int32_t withdrawHandle(Table& table, CK_FUNCTION_LIST_PTR list, CK_ULONG handle)
+jint withdrawHandle(Table& table, CK_FUNCTION_LIST_PTR list, CK_ULONG handle)
 {
     if (table.numbers.used == 0)
         return 0;
@@ -278,7 +278,7 @@ void settlePlace(Table& table, std::size_t place, bool gone)
         std::swap(table.entries[place].twin, table.entries[table.byHandle[index] - 1].twin);
 }
 
-void settle(Table& table, std::int32_t number, bool gone)
+void settle(Table& table, jint number, bool gone)
 {
     if (!table.numbers.holds(static_cast<std::uint32_t>(number)))
         return;
@@ -327,7 +327,7 @@ bool endsSession(CK_RV rv)
 
 } // namespace
 
-bool stand_in::numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, std::int32_t* number)
+bool stand_in::numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, jint* number)
 {
     Lock lock(sessions.guard);
     std::size_t library = libraryIndex(sessions, list);
@@ -344,40 +344,40 @@ bool stand_in::numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESS
     return true;
 }
 
-bool stand_in::numberObject(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, std::int32_t* number)
+bool stand_in::numberObject(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, jint* number)
 {
     Lock lock(objects.guard);
     return numberOf(objects, list, handle, number);
 }
 
-bool stand_in::handleOfSession(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_SESSION_HANDLE* handle)
+bool stand_in::handleOfSession(CK_FUNCTION_LIST_PTR list, jint number, CK_SESSION_HANDLE* handle)
 {
     Lock lock(sessions.guard);
     return handleOf(sessions, list, number, handle);
 }
 
-bool stand_in::handleOfObject(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_OBJECT_HANDLE* handle)
+bool stand_in::handleOfObject(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle)
 {
     Lock lock(objects.guard);
     return handleOf(objects, list, number, handle);
 }
 
-bool withdrawSession(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_SESSION_HANDLE* handle)
+bool withdrawSession(CK_FUNCTION_LIST_PTR list, jint number, CK_SESSION_HANDLE* handle)
 {
     return withdrawNumber(sessions, list, number, handle);
 }
 
-bool withdrawObject(CK_FUNCTION_LIST_PTR list, std::int32_t number, CK_OBJECT_HANDLE* handle)
+bool withdrawObject(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle)
 {
     return withdrawNumber(objects, list, number, handle);
 }
 
-std::int32_t withdrawSessionHandle(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE handle)
+jint withdrawSessionHandle(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE handle)
 {
     return withdrawHandle(sessions, list, handle);
 }
 
-std::int32_t withdrawObjectHandle(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle)
+jint withdrawObjectHandle(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle)
 {
     return withdrawHandle(objects, list, handle);
 }
@@ -387,12 +387,12 @@ void withdrawSessionsOf(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot)
     forSessionsOf(list, slot, State::used, [](std::size_t place) { withdraw(sessions, place, State::withdrawnSlot); });
 }
 
-void settleSession(std::int32_t number, CK_RV rv)
+void settleSession(jint number, CK_RV rv)
 {
     settle(sessions, number, endsSession(rv));
 }
 
-void settleObject(std::int32_t number, CK_RV rv)
+void settleObject(jint number, CK_RV rv)
 {
     settle(objects, number, rv == CKR_OK || rv == CKR_OBJECT_HANDLE_INVALID);
 }
