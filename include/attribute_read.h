@@ -30,9 +30,10 @@ jobject readBigInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_T
 /// The value by the kind of its attribute, a Boolean or Integer boxed; null after raising 0x12 for an unknown kind.
 jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
 
-/// The values of the first `count` types: one call for all of fixed size and for all lengths, then one for each of the
-/// others. An empty String, Date or BigInteger is a null element, as is a type without a kind. A wrong length or a
-/// failed read of one element is raised and the others are still read; Java sees the first exception. Null after what
-/// ends the call: "alloca() failed", "getStringAttributeValues(): alloca() failed", "NewByteArray() failed", "can't get
-/// byte[] elements", a wrong date.
-jobjectArray readValues(JNIEnv* env, const ObjectHandles& handles, const jint* types, jsize count);
+/// The values of the first `count` types, of an object used in a session; both are resolved here, behind the
+/// reservation, so that a count too large is told first. One call for all of fixed size and for all lengths, then one
+/// for each of the others. An empty String, Date or BigInteger is a null element, as is a type without a kind. A wrong
+/// length or a failed read of one element is raised and the others are still read; Java sees the first exception. Null
+/// after what ends the call: "alloca() failed", "getStringAttributeValues(): alloca() failed", "NewByteArray() failed",
+/// "can't get byte[] elements", a wrong date.
+jobjectArray readValues(JNIEnv* env, jobject session, jobject object, const jint* types, jsize count);

@@ -50,11 +50,15 @@ jbyteArray newByteArray(JNIEnv* env, CK_ULONG length);
 /// them ends it. bytes[length] must be writable: it takes the terminator. Null when the virtual machine fails.
 jstring newStringFromBytes(JNIEnv* env, unsigned char* bytes, std::size_t length, bool trimBlanks);
 
-/// A String of a blank-padded Cryptoki text field.
+/// A String of a text. False when the virtual machine's error is pending; null without one is as good as any String.
+bool newStringFromText(JNIEnv* env, const char* text, jstring* string);
+
+/// A String of a blank-padded Cryptoki text field; false as for newStringFromText.
 template <std::size_t size>
-jstring newStringFromField(JNIEnv* env, const CK_UTF8CHAR (&field)[size])
+bool newStringFromField(JNIEnv* env, const CK_UTF8CHAR (&field)[size], jstring* string)
 {
     unsigned char text[size + 1];
     std::memcpy(text, field, size);
-    return newStringFromBytes(env, text, size, true);
+    *string = newStringFromBytes(env, text, size, true);
+    return *string != nullptr || env->ExceptionCheck() != JNI_TRUE;
 }

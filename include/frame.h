@@ -107,7 +107,7 @@ bool objectOfNumber(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jint number, CK_OBJE
 bool objectHandleOf(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jobject object, CK_OBJECT_HANDLE* handle);
 
 // ---- Reading Java fields ----
-// False when the field is missing, which leaves the virtual machine's error pending. The caller owns the reference that
+// False when the virtual machine's error is pending, as it is for a missing field. The caller owns the reference that
 // readObjectField yields.
 
 bool readIntField(JNIEnv* env, jobject object, jclass type, const char* name, jint* value);
@@ -118,13 +118,26 @@ bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name,
 /// found. The caller owns the reference.
 jclass classIfInstance(JNIEnv* env, jobject object, const char* className);
 
-/// Whether `object` is an instance of the named class.
+/// What came of a class test. Where it failed, the virtual machine's error is pending and nothing else may be asked.
+enum class Instance
+{
+    no,
+    yes,
+    failed,
+};
+
+Instance testInstance(JNIEnv* env, jobject object, const char* className);
+
+/// Whether `object` is an instance of the named class, where nothing else is asked of the virtual machine if it is not.
 bool isInstance(JNIEnv* env, jobject object, const char* className);
 
 // ---- Building Java objects ----
 
 /// Constructs an object, or returns null with the virtual machine's error pending.
 jobject newJavaObject(JNIEnv* env, const char* className, const char* signature, ...);
+
+/// Stores an object just made into an array and drops the reference to it. False when it is null, or on failure.
+bool storeElement(JNIEnv* env, jobjectArray array, jsize index, jobject element);
 
 /// Constructs a NativePKCS11Object for a handle. The owner is its session, or another NativePKCS11Object whose session
 /// it shares. Raises as throwNoStandInLeft does. Null on failure.
@@ -135,13 +148,22 @@ jobject newFoundObject(JNIEnv* env, jobject session, CK_FUNCTION_LIST_PTR list, 
 
 // ---- The bridge lock and the guarded call ----
 
-/// Enters the monitor of the class NativePKCS11, the one lock of the process (re-entrant). Returns the class, which
-/// unlock needs; null when the lock was not taken: a fault is printed, or the class's lookup error is left pending, and
-/// the caller goes on unlocked. No exception may be pending.
-jclass lock(JNIEnv* env);
+/// What lock has taken, for unlock to give back.
+struct Held
+{
+    jclass monitor;   ///< null when the lock was not taken
+    jthrowable first; ///< the virtual machine's error that kept it from that, set aside
+};
 
-/// Leaves the monitor that lock returned and passes `rv` through. Faults are printed; they never keep the monitor.
-CK_RV unlock(JNIEnv* env, jclass monitor, CK_RV rv);
+/// Enters the monitor of the class NativePKCS11, the one lock of the process (re-entrant). One that cannot be entered
+/// never keeps a call from being made: a fault is printed or an error set aside, and the caller goes on unlocked. No
+/// exception may be pending, and none is afterwards.
+Held lock(JNIEnv* env);
+
+/// Leaves the monitor and passes `rv` through; faults are printed, and never keep the monitor. The first exception is
+/// pending afterwards: the error that lock set aside, or what was raised since. With such an error of the lock's own a
+/// CKR_OK becomes CKR_GENERAL_ERROR, so that nothing more is done and Java sees the error.
+CK_RV unlock(JNIEnv* env, const Held& held, CK_RV rv);
 
 /// Makes one Cryptoki call, under the bridge lock when the library needs it; the need is judged afresh every time.
 /// An entry that the module left null answers CKR_FUNCTION_NOT_SUPPORTED. No exception may be pending.
@@ -154,8 +176,8 @@ CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_L
     if (!needsBridgeLock(list))
         return entry(args...);
 
-    jclass monitor = lock(env);
-    return unlock(env, monitor, entry(args...));
+    Held held = lock(env);
+    return unlock(env, held, entry(args...));
 }
 
 // ---- Objects that a call has made ----

@@ -29,6 +29,9 @@ bool openParameter(JNIEnv* env, jobject parameter, const char* className, void* 
 /// for null.
 bool openMember(const ParameterFields& owner, const char* name, const char* className, ParameterFields* member);
 
+/// Drops the references of a member: one native method may hold 16 at once.
+void closeMember(const ParameterFields& member);
+
 /// Reads an int field as an unsigned number.
 bool readUlong(const ParameterFields& fields, const char* name, CK_ULONG* value);
 

@@ -6,37 +6,41 @@ constexpr const char* kMonitorClass = "com/kelvane/pkcs11/nat/NativePKCS11";
 
 } // namespace
 
-jclass lock(JNIEnv* env)
+Held lock(JNIEnv* env)
 {
     jclass monitor = env->FindClass(kMonitorClass);
-    if (monitor == nullptr)
-        return nullptr;
+    if (monitor != nullptr && env->MonitorEnter(monitor) == JNI_OK)
+        return {monitor, nullptr};
 
-    if (env->MonitorEnter(monitor) != JNI_OK) {
+    if (monitor != nullptr)
         reportFault("tokbridge.dll: can't lock!\n");
-        env->DeleteLocalRef(monitor);
-        return nullptr;
-    }
-    return monitor;
+    env->DeleteLocalRef(monitor);
+    return {nullptr, setPendingAside(env)};
 }
 
-CK_RV unlock(JNIEnv* env, jclass monitor, CK_RV rv)
+CK_RV unlock(JNIEnv* env, const Held& held, CK_RV rv)
 {
-    if (monitor == nullptr)
-        return rv;
+    jthrowable first = held.first != nullptr ? held.first : setPendingAside(env);
+    bool failed = held.first != nullptr;
 
-    jclass found = env->FindClass(kMonitorClass);
-    if (found == nullptr) {
-        reportFault("unlock: error - FindClass failed to find %s\n", kMonitorClass);
-        if (env->ExceptionCheck() == JNI_TRUE)
-            env->ExceptionDescribe();
+    if (held.monitor != nullptr) {
+        jclass found = env->FindClass(kMonitorClass);
+        if (found == nullptr) {
+            reportFault("unlock: error - FindClass failed to find %s\n", kMonitorClass);
+            if (env->ExceptionCheck() == JNI_TRUE)
+                env->ExceptionDescribe();
+        }
+
+        // By the reference that lock kept, found again or not: a monitor not left stays locked for ever.
+        jint result = env->MonitorExit(held.monitor);
+        if (result != JNI_OK) {
+            reportFault("unlock: error - MonitorExit returned rc=%d\n", static_cast<int>(result));
+            failed = env->ExceptionCheck() == JNI_TRUE;
+        }
+        env->DeleteLocalRef(found);
+        env->DeleteLocalRef(held.monitor);
     }
 
-    // By the reference that lock kept, found again or not: a monitor not left stays locked for ever.
-    jint failed = env->MonitorExit(monitor);
-    if (failed != JNI_OK)
-        reportFault("unlock: error - MonitorExit returned rc=%d\n", static_cast<int>(failed));
-    env->DeleteLocalRef(found);
-    env->DeleteLocalRef(monitor);
-    return rv;
+    restorePending(env, first);
+    return failed && rv == CKR_OK ? CKR_GENERAL_ERROR : rv;
 }

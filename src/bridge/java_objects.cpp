@@ -19,6 +19,15 @@ jobject newJavaObject(JNIEnv* env, const char* className, const char* signature,
     return object;
 }
 
+bool storeElement(JNIEnv* env, jobjectArray array, jsize index, jobject element)
+{
+    if (element == nullptr)
+        return false;
+    env->SetObjectArrayElement(array, index, element);
+    env->DeleteLocalRef(element);
+    return env->ExceptionCheck() != JNI_TRUE;
+}
+
 namespace {
 
 bool requireNumber(JNIEnv* env, bool numbered, CK_OBJECT_HANDLE handle)

@@ -84,19 +84,21 @@ CK_FUNCTION_LIST_PTR loadFunctionList(JNIEnv* env, const char* path)
 
 // Calls C_Initialize, once more without locking for a library that cannot lock, and records what came of it. The caller
 // holds the bridge lock: of two threads that initialise one library the second finds it done.
-CK_RV initialize(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
+CK_RV initialize(CK_FUNCTION_LIST_PTR list)
 {
     if (libraryState(list).initialized)
         return CKR_OK;
+    if (list->C_Initialize == nullptr)
+        return CKR_FUNCTION_NOT_SUPPORTED;
 
     FloatingPointKeeper keeper;
     CK_C_INITIALIZE_ARGS arguments = {};
     arguments.flags = CKF_OS_LOCKING_OK;
 
-    CK_RV rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_Initialize, static_cast<void*>(&arguments));
+    CK_RV rv = list->C_Initialize(&arguments);
     bool threadSafe = rv == CKR_OK;
     if (rv == CKR_CANT_LOCK)
-        rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_Initialize, static_cast<void*>(nullptr));
+        rv = list->C_Initialize(nullptr);
     if (rv == CKR_OK)
         recordInitialization(list, threadSafe);
     return rv;
@@ -146,9 +148,9 @@ jlong Java_com_kelvane_pkcs11_nat_NativePKCS11_loadPKCS11Library(JNIEnv* env, jo
     if (list == nullptr)
         return 0;
 
-    jclass monitor = lock(env);
+    Held held = lock(env);
     bool registered = retainLibrary(list);
-    unlock(env, monitor, CKR_OK);
+    unlock(env, held, CKR_OK);
 
     if (!registered)
         throwPKCS11Exception(env, 0, "too many different libraries referenced!");
@@ -169,9 +171,11 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libInitialize(JNIEnv* env, jobject
 
     // An unknown library is initialised all the same; its exception is the one that Java sees.
     jthrowable first = setPendingAside(env);
-    jclass monitor = lock(env);
-    CK_RV rv = initialize(env, list);
-    checkResult(env, unlock(env, monitor, rv));
+    Held held = lock(env);
+    // Read again: another thread may have finalised the same object meanwhile.
+    list = resolveFunctionList(env, library);
+    CK_RV rv = list != nullptr ? initialize(list) : CKR_OK;
+    checkResult(env, unlock(env, held, rv));
     restorePending(env, first);
 }
 
@@ -190,11 +194,9 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(JNIEnv* env, jobject l
         return;
     }
 
-    jclass monitor = lock(env);
+    Held held = lock(env);
     finalize(env, library, field);
-    jthrowable first = setPendingAside(env);
-    unlock(env, monitor, CKR_OK);
-    restorePending(env, first);
+    unlock(env, held, CKR_OK);
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_getInfo(JNIEnv* env, jobject library)
@@ -207,12 +209,15 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_getInfo(JNIEnv* env, jobject li
     if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetInfo, &info)))
         return nullptr;
 
-    jstring manufacturer = newStringFromField(env, info.manufacturerID);
-    jstring description = newStringFromField(env, info.libraryDescription);
+    jstring manufacturer = nullptr;
+    jstring description = nullptr;
+    jstring banner = nullptr;
+    if (!newStringFromField(env, info.manufacturerID, &manufacturer) ||
+        !newStringFromField(env, info.libraryDescription, &description) || !newStringFromText(env, kBanner, &banner))
+        return nullptr;
     return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Info",
                          "(ILjava/lang/String;ILjava/lang/String;ILjava/lang/String;)V", toJava(info.cryptokiVersion),
-                         manufacturer, toJava(info.flags), description, toJava(info.libraryVersion),
-                         env->NewStringUTF(kBanner));
+                         manufacturer, toJava(info.flags), description, toJava(info.libraryVersion), banner);
 }
 
 jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11_getSlotList(JNIEnv* env, jobject library, jboolean tokenPresent)
@@ -247,11 +252,8 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11_getSlotList(JNIEnv* env, j
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Slot");
     jobjectArray result = type != nullptr ? env->NewObjectArray(toJava(count), type, nullptr) : nullptr;
     for (CK_ULONG i = 0; result != nullptr && i < count; ++i) {
-        jobject slot = newSlot(env, library, slots[i]);
-        if (slot == nullptr)
+        if (!storeElement(env, result, toJava(i), newSlot(env, library, slots[i])))
             return nullptr;
-        env->SetObjectArrayElement(result, toJava(i), slot);
-        env->DeleteLocalRef(slot);
     }
     return result;
 }

@@ -52,7 +52,7 @@ bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name,
     if (field == nullptr)
         return false;
     *value = env->GetObjectField(object, field);
-    return true;
+    return *value != nullptr || env->ExceptionCheck() != JNI_TRUE;
 }
 
 jclass classIfInstance(JNIEnv* env, jobject object, const char* className)
@@ -64,13 +64,21 @@ jclass classIfInstance(JNIEnv* env, jobject object, const char* className)
     return nullptr;
 }
 
+Instance testInstance(JNIEnv* env, jobject object, const char* className)
+{
+    if (object == nullptr)
+        return Instance::no;
+    jclass type = env->FindClass(className);
+    if (type == nullptr)
+        return Instance::failed;
+    bool is = env->IsInstanceOf(object, type) == JNI_TRUE;
+    env->DeleteLocalRef(type);
+    return is ? Instance::yes : Instance::no;
+}
+
 bool isInstance(JNIEnv* env, jobject object, const char* className)
 {
-    jclass type = classIfInstance(env, object, className);
-    if (type == nullptr)
-        return false;
-    env->DeleteLocalRef(type);
-    return true;
+    return testInstance(env, object, className) == Instance::yes;
 }
 
 CK_FUNCTION_LIST_PTR resolveFunctionList(JNIEnv* env, jobject library)

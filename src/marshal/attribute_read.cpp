@@ -247,9 +247,8 @@ bool fillElements(JNIEnv* env, const ObjectHandles& handles, const jint* types, 
         next =
             buildElement(env, handles, fromJava(types[i]), scratch[i], entries[i].ulValueLen, budget, &first, &element);
         keepFirst(env, &first);
-        if (element != nullptr)
-            env->SetObjectArrayElement(result, i, element);
-        env->DeleteLocalRef(element);
+        if (element != nullptr && !storeElement(env, result, i, element))
+            keepFirst(env, &first);
     }
     restorePending(env, first);
     return next == Next::goOn;
@@ -337,7 +336,7 @@ jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
     return nullptr;
 }
 
-jobjectArray readValues(JNIEnv* env, const ObjectHandles& handles, const jint* types, jsize count)
+jobjectArray readValues(JNIEnv* env, jobject session, jobject object, const jint* types, jsize count)
 {
     StackBudget budget;
     EncodeBuffer buffer;
@@ -355,7 +354,9 @@ jobjectArray readValues(JNIEnv* env, const ObjectHandles& handles, const jint* t
         entries[i].ulValueLen = size;
     }
 
-    if (!fetchAttributes(env, handles, entries, fromJava(count)))
+    ObjectHandles handles = {};
+    if (!resolveSessionObject(env, session, object, &handles) ||
+        !fetchAttributes(env, handles, entries, fromJava(count)))
         return nullptr;
 
     jclass type = env->FindClass("java/lang/Object");

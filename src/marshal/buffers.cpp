@@ -80,9 +80,10 @@ void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode)
 
 bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* len)
 {
-    if (isInstance(env, value, "java/lang/String"))
+    Instance string = testInstance(env, value, "java/lang/String");
+    if (string == Instance::yes)
         return copyString(env, static_cast<jstring>(value), dest, len);
-    if (isInstance(env, value, "[B"))
+    if (string == Instance::no && isInstance(env, value, "[B"))
         return copyBytes(env, static_cast<jbyteArray>(value), dest, len);
     return refuse(env, "Object must be String or byte[]!");
 }
@@ -104,6 +105,12 @@ bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG cou
 jbyteArray newByteArray(JNIEnv* env, CK_ULONG length)
 {
     return length <= INT32_MAX ? env->NewByteArray(toJava(length)) : nullptr;
+}
+
+bool newStringFromText(JNIEnv* env, const char* text, jstring* string)
+{
+    *string = env->NewStringUTF(text);
+    return *string != nullptr || env->ExceptionCheck() != JNI_TRUE;
 }
 
 jstring newStringFromBytes(JNIEnv* env, unsigned char* bytes, std::size_t length, bool trimBlanks)

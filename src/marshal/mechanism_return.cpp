@@ -67,11 +67,12 @@ bool openMemberForReturn(const ParameterFields& owner, const char* name, const c
            openForReturn(owner.env, object, className, member);
 }
 
-void setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
+bool setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
 {
     jfieldID field = fields.env->GetFieldID(fields.type, name, "B");
     if (field != nullptr)
         fields.env->SetByteField(fields.object, field, static_cast<jbyte>(value));
+    return field != nullptr;
 }
 
 // A failure here leaves the fields that follow to be set all the same.
@@ -101,8 +102,8 @@ void returnSSL3Version(JNIEnv* env, jobject parameter, const EncodeBuffer& encod
         !openMemberForReturn(fields, "version", kVersionSignature, parameter_class::VERSION, &version))
         return;
 
-    setByte(version, "major", derive->pVersion->major);
-    setByte(version, "minor", derive->pVersion->minor);
+    if (setByte(version, "major", derive->pVersion->major))
+        setByte(version, "minor", derive->pVersion->minor);
 }
 
 void returnSSL3KeyMatOut(JNIEnv* env, jobject session, const SessionHandles& handles, jobject parameter,

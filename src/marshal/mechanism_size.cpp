@@ -55,11 +55,19 @@ std::size_t randomLengths(JNIEnv* env, jobject parameter, const char* className,
 
 std::size_t ivLengths(JNIEnv* env, jobject parameter)
 {
+    if (env->ExceptionCheck() == JNI_TRUE) // from the random data before it
+        return 0;
     jobject out = memberOf(env, parameter, parameter_class::SSL3_KEY_MAT, "returnedKeyMaterial",
                            "Lcom/kelvane/pkcs11/CK_SSL3_KEY_MAT_OUT;");
     std::size_t size = blockLengths(env, out, parameter_class::SSL3_KEY_MAT_OUT, {"ivClient", "ivServer"});
     env->DeleteLocalRef(out);
     return size;
+}
+
+std::size_t materialLengths(JNIEnv* env, jobject parameter)
+{
+    std::size_t random = randomLengths(env, parameter, parameter_class::SSL3_KEY_MAT, "randomData");
+    return random + ivLengths(env, parameter);
 }
 
 // What the encoder of the kind writes: the structure and the blocks that it points to.
@@ -94,8 +102,7 @@ std::size_t parameterSize(JNIEnv* env, ParameterKind kind, jobject parameter)
     case ssl3KeyAndMacDerive:
     case tlsKeyAndMacDerive:
                         return sizeof(CK_SSL3_KEY_MAT_PARAMS) + sizeof(CK_SSL3_KEY_MAT_OUT)
-                             + randomLengths(env, parameter, name::SSL3_KEY_MAT, "randomData")
-                             + ivLengths(env, parameter);
+                             + materialLengths(env, parameter);
     // The word that holds the output's length is aligned.
     case tlsPrf:        return sizeof(CK_TLS_PRF_PARAMS) + 2 * sizeof(CK_ULONG)
                              + blockLengths(env, parameter, name::TLS_PRF, {"seed", "label", "output"});

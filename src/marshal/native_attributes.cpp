@@ -156,8 +156,5 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getAttributeValues(
         throwPKCS11Exception(env, 0, "can't access attribute types array");
         return nullptr;
     }
-    ObjectHandles handles = {};
-    if (!resolveSessionObject(env, session, object, &handles))
-        return nullptr;
-    return readValues(env, handles, elements, count);
+    return readValues(env, session, object, elements, count);
 }

@@ -39,6 +39,12 @@ bool openMember(const ParameterFields& owner, const char* name, const char* clas
            classOf(className, member);
 }
 
+void closeMember(const ParameterFields& member)
+{
+    member.env->DeleteLocalRef(member.type);
+    member.env->DeleteLocalRef(member.object);
+}
+
 bool readUlong(const ParameterFields& fields, const char* name, CK_ULONG* value)
 {
     jint number = 0;

@@ -18,6 +18,7 @@ bool placeRandomData(ParameterFields* fields, const char* name, CK_SSL3_RANDOM_D
         !placeBlock(&member, "serverRandom", &random->pServerRandom, &random->ulServerRandomLen))
         return false;
     fields->used = member.used;
+    closeMember(member);
     return true;
 }
 

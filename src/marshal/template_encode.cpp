@@ -21,7 +21,7 @@ bool encodeEntries(JNIEnv* env, const jint* types, jobjectArray values, jsize le
         entry->ulValueLen = static_cast<CK_ULONG>(end - cursor);
 
         jobject value = env->GetObjectArrayElement(values, i);
-        bool done = encodeAttributeValue(env, value, entry);
+        bool done = encodeAttributeValue(env, value, entry); // false where the element was not to be had
         env->DeleteLocalRef(value);
         if (!done)
             return false;

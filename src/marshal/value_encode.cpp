@@ -48,8 +48,11 @@ bool encodeBoolean(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 
 bool encodeString(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
-    if (!isInstance(env, value, "java/lang/String"))
+    Instance string = testInstance(env, value, "java/lang/String");
+    if (string == Instance::no)
         return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    if (string == Instance::failed)
+        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
 
     CK_ULONG size = fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
     if (attr->pValue != nullptr && size > attr->ulValueLen)
@@ -87,10 +90,38 @@ bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     return store(env, text.data(), sizeof(CK_DATE), attr->pValue, &attr->ulValueLen);
 }
 
+bool encodeMagnitudeOf(JNIEnv* env, jobject bigInteger, void* dest, CK_ULONG* len)
+{
+    jmethodID toByteArray = methodOf(env, bigInteger, "toByteArray", "()[B");
+    if (toByteArray == nullptr)
+        return false;
+
+    auto* array = static_cast<jbyteArray>(env->CallObjectMethod(bigInteger, toByteArray));
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return false;
+    if (array == nullptr)
+        return refuse(env, "toByteArray() returned null");
+    jbyte* elements = env->GetByteArrayElements(array, nullptr);
+    if (elements == nullptr)
+        return refuse(env, "encodeBigInteger(): can't get elements");
+
+    CK_ULONG size = fromJava(env->GetArrayLength(array));
+    CK_ULONG zeros = 0;
+    while (zeros + 1 < size && elements[zeros] == 0)
+        ++zeros;
+    bool stored = store(env, elements + zeros, size - zeros, dest, len);
+    env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
+    env->DeleteLocalRef(array);
+    return stored;
+}
+
 bool encodeMagnitude(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
-    if (isInstance(env, value, "java/math/BigInteger"))
-        return encodeBigInteger(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    Instance bigInteger = testInstance(env, value, "java/math/BigInteger");
+    if (bigInteger == Instance::yes)
+        return encodeMagnitudeOf(env, value, attr->pValue, &attr->ulValueLen);
+    if (bigInteger == Instance::failed)
+        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
     return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
 }
 
@@ -123,27 +154,7 @@ bool encodeBigInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_
     }
     if (!isInstance(env, value, "java/math/BigInteger"))
         return refuse(env, wrongType);
-    jmethodID toByteArray = methodOf(env, value, "toByteArray", "()[B");
-    if (toByteArray == nullptr)
-        return false;
-
-    auto* array = static_cast<jbyteArray>(env->CallObjectMethod(value, toByteArray));
-    if (env->ExceptionCheck() == JNI_TRUE)
-        return false;
-    if (array == nullptr)
-        return refuse(env, "toByteArray() returned null");
-    jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr)
-        return refuse(env, "encodeBigInteger(): can't get elements");
-
-    CK_ULONG size = fromJava(env->GetArrayLength(array));
-    CK_ULONG zeros = 0;
-    while (zeros + 1 < size && elements[zeros] == 0)
-        ++zeros;
-    bool stored = store(env, elements + zeros, size - zeros, dest, len);
-    env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
-    env->DeleteLocalRef(array);
-    return stored;
+    return encodeMagnitudeOf(env, value, dest, len);
 }
 
 bool encodeInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)

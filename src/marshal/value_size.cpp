@@ -3,11 +3,6 @@
 
 namespace {
 
-std::size_t byteArraySize(JNIEnv* env, jobject value)
-{
-    return fromJava(env->GetArrayLength(static_cast<jbyteArray>(value)));
-}
-
 // Room for the sign bit too: the two's complement is one byte longer than the magnitude where that begins with a 1.
 std::size_t bigIntegerSize(JNIEnv* env, jobject value)
 {
@@ -21,26 +16,63 @@ std::size_t bigIntegerSize(JNIEnv* env, jobject value)
     return env->ExceptionCheck() == JNI_TRUE || bits < 0 ? 0 : (fromJava(bits) + 8) / 8;
 }
 
+enum class ValueClass
+{
+    none, // null, another class, or the test failed
+    boolean,
+    integer,
+    bytes,
+    date,
+    bigInteger,
+    string,
+    object,
+};
+
+struct ClassName
+{
+    ValueClass valueClass;
+    const char* name;
+};
+
+using enum ValueClass;
+
+// In the order in which they are tried.
+constexpr ClassName kClassNames[] = {
+    // clang-format off
+    { boolean,    "java/lang/Boolean"                          },
+    { integer,    "java/lang/Integer"                          },
+    { bytes,      "[B"                                         },
+    { date,       "java/util/Date"                             },
+    { bigInteger, "java/math/BigInteger"                       },
+    { string,     "java/lang/String"                           },
+    { object,     "com/kelvane/pkcs11/nat/NativePKCS11Object"  },
+    // clang-format on
+};
+
+ValueClass classOf(JNIEnv* env, jobject value)
+{
+    for (const ClassName& each : kClassNames) {
+        Instance tested = testInstance(env, value, each.name);
+        if (tested != Instance::no)
+            return tested == Instance::yes ? each.valueClass : none;
+    }
+    return none;
+}
+
 } // namespace
 
 std::size_t encodedValueSize(JNIEnv* env, jobject value)
 {
-    if (value == nullptr)
-        return 0;
-    if (isInstance(env, value, "java/lang/Boolean"))
-        return sizeof(CK_BBOOL);
-    if (isInstance(env, value, "java/lang/Integer"))
-        return sizeof(CK_ULONG);
-    if (isInstance(env, value, "[B"))
-        return byteArraySize(env, value);
-    if (isInstance(env, value, "java/util/Date"))
-        return sizeof(CK_DATE);
-    if (isInstance(env, value, "java/math/BigInteger"))
-        return bigIntegerSize(env, value);
-    if (isInstance(env, value, "java/lang/String"))
-        return fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
-    if (isInstance(env, value, "com/kelvane/pkcs11/nat/NativePKCS11Object"))
-        return sizeof(CK_OBJECT_HANDLE);
+    switch (value != nullptr ? classOf(env, value) : none) {
+    case boolean: return sizeof(CK_BBOOL);
+    case integer: return sizeof(CK_ULONG);
+    case bytes: return fromJava(env->GetArrayLength(static_cast<jbyteArray>(value)));
+    case date: return sizeof(CK_DATE);
+    case bigInteger: return bigIntegerSize(env, value);
+    case string: return fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
+    case object: return sizeof(CK_OBJECT_HANDLE);
+    case none: break;
+    }
     return 0;
 }
 
@@ -53,7 +85,7 @@ std::size_t encodedTemplateSize(JNIEnv* env, jobjectArray values)
     std::size_t size = arraySize(fromJava(count), sizeof(CK_ATTRIBUTE));
     for (jsize i = 0; i < count && env->ExceptionCheck() != JNI_TRUE; ++i) {
         jobject value = env->GetObjectArrayElement(values, i);
-        size += encodedValueSize(env, value);
+        size += value != nullptr ? encodedValueSize(env, value) : 0;
         env->DeleteLocalRef(value);
     }
     return size;

@@ -95,15 +95,13 @@ CK_RV callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function
     return rv;
 }
 
-// From the key's handle to the module's answer. `encoded` is reserved for the mechanism.
+// From the mechanism to the module's answer. `encoded` is reserved for the mechanism.
 bool startOperation(JNIEnv* env, const SessionHandles& handles, InitFunction function, OperationStart start,
-                    const EncodeBuffer& encoded)
+                    CK_OBJECT_HANDLE key, const EncodeBuffer& encoded)
 {
-    CK_OBJECT_HANDLE key = 0;
-    if (!objectHandleOf(env, handles.list, start.key, &key) ||
-        !encodeMechanism(env, handles.list, fromJava(start.mechanism), start.parameter, encoded))
-        return false;
-    return checkResult(env, callInit(env, handles, function, fromJava(start.mechanism), encoded, key));
+    CK_MECHANISM_TYPE mechanism = fromJava(start.mechanism);
+    return encodeMechanism(env, handles.list, mechanism, start.parameter, encoded) &&
+           checkResult(env, callInit(env, handles, function, mechanism, encoded, key));
 }
 
 } // namespace
@@ -148,25 +146,27 @@ jint cryptFinalSizedCall(JNIEnv* env, jobject session, FinalFunction function, O
 void cryptInitCall(JNIEnv* env, jobject session, InitFunction function, OperationStart start)
 {
     SessionHandles handles = {};
-    if (!resolveSession(env, session, &handles))
+    CK_OBJECT_HANDLE key = 0;
+    if (!resolveSession(env, session, &handles) || !objectHandleOf(env, handles.list, start.key, &key))
         return;
 
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
-    startOperation(env, handles, function, start, encoded);
+    startOperation(env, handles, function, start, key, encoded);
 }
 
 void encryptInitCall(JNIEnv* env, jobject session, OperationStart start)
 {
     SessionHandles handles = {};
-    if (!resolveSession(env, session, &handles))
+    CK_OBJECT_HANDLE key = 0;
+    if (!resolveSession(env, session, &handles) || !objectHandleOf(env, handles.list, start.key, &key))
         return;
 
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
-    if (startOperation(env, handles, &CK_FUNCTION_LIST::C_EncryptInit, start, encoded))
+    if (startOperation(env, handles, &CK_FUNCTION_LIST::C_EncryptInit, start, key, encoded))
         decodeMechanismParameter(env, fromJava(start.mechanism), start.parameter, encoded);
 }
 

@@ -19,15 +19,9 @@ jobjectArray newKeyPair(JNIEnv* env, jobject session, CK_FUNCTION_LIST_PTR list,
     if (pair == nullptr)
         return nullptr;
 
-    jobject first = newNativeObject(env, session, list, publicKey);
-    if (first == nullptr)
-        return nullptr;
-    env->SetObjectArrayElement(pair, 0, first);
-    jobject second = newNativeObject(env, session, list, privateKey);
-    if (second == nullptr)
-        return nullptr;
-    env->SetObjectArrayElement(pair, 1, second);
-    return pair;
+    bool stored = storeElement(env, pair, 0, newNativeObject(env, session, list, publicKey)) &&
+                  storeElement(env, pair, 1, newNativeObject(env, session, list, privateKey));
+    return stored ? pair : nullptr;
 }
 
 } // namespace

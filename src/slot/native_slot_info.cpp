@@ -53,8 +53,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getInfo(JNIEnv* env, jobjec
     if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetSlotInfo, handles.slot, &info)))
         return nullptr;
 
-    jstring manufacturer = newStringFromField(env, info.manufacturerID);
-    jstring description = newStringFromField(env, info.slotDescription);
+    jstring manufacturer = nullptr;
+    jstring description = nullptr;
+    if (!newStringFromField(env, info.manufacturerID, &manufacturer) ||
+        !newStringFromField(env, info.slotDescription, &description))
+        return nullptr;
     return newJavaObject(env, "com/kelvane/pkcs11/PKCS11SlotInfo", "(Ljava/lang/String;Ljava/lang/String;III)V",
                          description, manufacturer, toJava(info.flags), toJava(info.hardwareVersion),
                          toJava(info.firmwareVersion));
@@ -70,11 +73,15 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getTokenInfo(JNIEnv* env, j
     if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetTokenInfo, handles.slot, &info)))
         return nullptr;
 
-    jstring time = (info.flags & CKF_CLOCK_ON_TOKEN) != 0 ? newStringFromField(env, info.utcTime) : nullptr;
-    jstring serialNumber = newStringFromField(env, info.serialNumber);
-    jstring model = newStringFromField(env, info.model);
-    jstring manufacturer = newStringFromField(env, info.manufacturerID);
-    jstring label = newStringFromField(env, info.label);
+    jstring time = nullptr; // of a token with a clock alone
+    jstring serialNumber = nullptr;
+    jstring model = nullptr;
+    jstring manufacturer = nullptr;
+    jstring label = nullptr;
+    if (((info.flags & CKF_CLOCK_ON_TOKEN) != 0 && !newStringFromField(env, info.utcTime, &time)) ||
+        !newStringFromField(env, info.serialNumber, &serialNumber) || !newStringFromField(env, info.model, &model) ||
+        !newStringFromField(env, info.manufacturerID, &manufacturer) || !newStringFromField(env, info.label, &label))
+        return nullptr;
     return newJavaObject(
         env, "com/kelvane/pkcs11/PKCS11TokenInfo",
         "(Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;Ljava/lang/String;IIIIIIIIIIIIILjava/lang/String;)V",

@@ -37,6 +37,9 @@ class JniFailureTest extends SessionFixture {
         "Object must be String or byte[]!", "no space for encoded attribute!");
     private static final Set<Integer> CODES = Set.of(0x13, 0x20, 0x71, 0xD1, 0x150);
 
+    /** The local references that a native method may count on. */
+    private static final int GUARANTEED = 16;
+
     private static int cases;
 
     @BeforeAll
@@ -71,7 +74,7 @@ class JniFailureTest extends SessionFixture {
         private Object result;
         private Throwable thrown;
         private final List<String> calls;
-        private final Map<String, Integer> spied;
+        private final JniSpy.Report spied;
 
         Outcome(String name, String function, int call, boolean withError) throws Throwable {
             int stage = LIFE.indexOf(name);
@@ -109,9 +112,8 @@ class JniFailureTest extends SessionFixture {
             .map(name -> DynamicTest.dynamicTest(name, () -> {
             Outcome plain = new Outcome(name, "", 0, false);
             assertEquals(null, plain.thrown);
-            assertEquals(name.equals(KEEPS_ITS_TYPES) ? 1 : 0, plain.spied.get("unbalanced"));
-            plain.spied.keySet().removeAll(Set.of("calls", "copied", "unbalanced"));
-            for (Map.Entry<String, Integer> each : plain.spied.entrySet()) {
+            assertEquals(name.equals(KEEPS_ITS_TYPES) ? 1 : 0, plain.spied.unbalanced);
+            for (Map.Entry<String, Integer> each : plain.spied.fallible.entrySet()) {
                 for (int n = 1; n <= each.getValue(); n++) {
                     check(name, plain, each.getKey(), n, false);
                     check(name, plain, each.getKey(), n, true);
@@ -125,9 +127,11 @@ class JniFailureTest extends SessionFixture {
         String what = name + ": " + function + " " + n + (withError ? " with an error" : "") + ": " + failed.thrown;
         cases++;
 
-        assertTrue(failed.spied.get("calls") >= 0, what);
+        assertTrue(failed.spied.calls >= 0, what);
+        assertEquals("", failed.spied.misused, () -> "with an exception pending: " + what);
+        assertTrue(failed.spied.references <= GUARANTEED, () -> failed.spied.references + " references: " + what);
         assertTrue(lockIsFree(), what);
-        int stillPinned = failed.spied.get("unbalanced");
+        int stillPinned = failed.spied.unbalanced;
         assertTrue(stillPinned == 0 || stillPinned == 1 && name.equals(KEEPS_ITS_TYPES), what);
         if (withError && !LOCK.contains(function)) {
             assertTrue(failed.thrown instanceof InternalError, what);
@@ -143,9 +147,9 @@ class JniFailureTest extends SessionFixture {
         made.removeIf(call -> TIDYING.contains(call) && !call.equals(Calls.function(name)));
         boolean goesOn = LOCK.contains(function) || failed.thrown == null || name.equals(KEEPS_ITS_TYPES)
             || name.equals("C_SetOperationState");
-        int expected = goesOn ? made.size() : failed.spied.get("calls");
+        int expected = goesOn ? made.size() : failed.spied.calls;
         assertEquals(plain.calls.subList(0, Math.min(expected, plain.calls.size())), made, what);
-        assertTrue(!made.isEmpty() || failed.spied.get("copied") == 0, what);
+        assertTrue(!made.isEmpty() || failed.spied.copied == 0, what);
         assertTrue(failed.thrown != null || neutralOrLike(plain.result, failed.result), what);
     }
 

@@ -14,17 +14,41 @@ final class JniSpy {
      */
     static native void watch(String file, String function, int call, boolean withError, String token);
 
-    /**
-     * Ends the watch. Answers how often each function that can fail was called, and "calls": the Cryptoki calls before
-     * the failure, -1 for none; "copied": the releases that wrote an array back; "unbalanced": what is still pinned,
-     * and releases of what was not.
-     */
-    static Map<String, Integer> unwatch() {
-        Map<String, Integer> found = new TreeMap<>();
+    /** What a watch has seen. */
+    static final class Report {
+        /** How often each JNI function was called, those that can fail and those that cannot. */
+        final Map<String, Integer> fallible = new TreeMap<>();
+        final Map<String, Integer> infallible = new TreeMap<>();
+        /** The Cryptoki calls before the failure; -1 when there was none. */
+        int calls;
+        /** The releases that wrote an array back. */
+        int copied;
+        /** What is still pinned, and releases of what was not. */
+        int unbalanced;
+        /** The local references that lived at once. */
+        int references;
+        /** The last function that was called with an exception pending although it must not be; "C_*" of Cryptoki. */
+        String misused = "";
+    }
+
+    /** Ends the watch. */
+    static Report unwatch() {
+        Report seen = new Report();
         for (String word : report().split(" ")) {
-            found.put(word.split("=")[0], Integer.valueOf(word.split("=")[1]));
+            String name = word.substring(0, word.indexOf('='));
+            String value = word.substring(name.length() + 1);
+            switch (name) {
+                case "calls": seen.calls = Integer.parseInt(value); break;
+                case "copied": seen.copied = Integer.parseInt(value); break;
+                case "unbalanced": seen.unbalanced = Integer.parseInt(value); break;
+                case "references": seen.references = Integer.parseInt(value); break;
+                case "misused": seen.misused = value; break;
+                default:
+                    (name.startsWith("+") ? seen.infallible : seen.fallible).put(name.replace("+", ""),
+                        Integer.valueOf(value));
+            }
         }
-        return found;
+        return seen;
     }
 
     private static native String report();
