@@ -165,19 +165,33 @@ Held lock(JNIEnv* env);
 /// CKR_OK becomes CKR_GENERAL_ERROR, so that nothing more is done and Java sees the error.
 CK_RV unlock(JNIEnv* env, const Held& held, CK_RV rv);
 
-/// Makes one Cryptoki call, under the bridge lock when the library needs it; the need is judged afresh every time.
-/// An entry that the module left null answers CKR_FUNCTION_NOT_SUPPORTED. No exception may be pending.
+/// Makes one Cryptoki call, under the bridge lock when the library needs it; the need is judged afresh every time. A
+/// call without the lock is counted while it lasts, for the library's last holder to wait for. An entry that the module
+/// left null answers CKR_FUNCTION_NOT_SUPPORTED. No exception may be pending.
 template <typename Function, typename... Args>
 CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
 {
     Function entry = list->*function;
     if (entry == nullptr)
         return CKR_FUNCTION_NOT_SUPPORTED;
-    if (!needsBridgeLock(list))
-        return entry(args...);
+    if (CallCount* counted = beginCall(list, env)) {
+        CK_RV rv = entry(args...);
+        endCall(counted);
+        return rv;
+    }
 
     Held held = lock(env);
     return unlock(env, held, entry(args...));
+}
+
+/// The same for a call that C_Finalize itself ends: nobody waits for it.
+template <typename Function, typename... Args>
+CK_RV callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
+{
+    Function entry = list->*function;
+    if (entry == nullptr || needsBridgeLock(list))
+        return callGuarded(env, list, function, args...);
+    return entry(args...);
 }
 
 // ---- Objects that a call has made ----

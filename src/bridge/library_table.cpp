@@ -2,23 +2,73 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace {
+
+constexpr std::size_t kMostLibraries = 20;
+constexpr std::chrono::seconds kLongestWait{5};
+
+// Places far enough apart that two processors do not pass one cache line to and fro.
+struct alignas(64) CountPlace
+{
+    CallCount calls;
+};
+
+// The calls in progress in one life of a library. `openFor` is its list from its initialisation to its last release; a
+// call counts itself first and looks at it then, the last release closes it first and looks at the counts then, so one
+// of them sees the other.
+struct CallCounts
+{
+    std::atomic<CK_FUNCTION_LIST_PTR> openFor;
+    std::array<CountPlace, 16> places;
+
+    bool drained() const
+    {
+        for (const CountPlace& place : places)
+            if (place.calls.load(std::memory_order_seq_cst) != 0)
+                return false;
+        return true;
+    }
+};
 
 struct LibraryEntry
 {
     std::atomic<CK_FUNCTION_LIST_PTR> functionList;
-    std::atomic<std::uint32_t> refCount;
+    std::atomic<std::uint32_t> refCount; // 0 while the last holder waits for the library's calls
     std::atomic<std::uint32_t> initialized;
     std::atomic<std::uint32_t> threadSafe;
+    std::atomic<CallCounts*> counts; // null until it has accepted locking by the system
 };
 
 struct
 {
-    std::array<LibraryEntry, 20> rows;
+    std::array<LibraryEntry, kMostLibraries> rows;
     std::atomic<std::int32_t> count;
     std::atomic<std::uint32_t> changes; // odd while a change is in progress
 } libraryTable;
+
+// More than there are rows: one whose calls were not waited for to the end is not used again before they have ended.
+std::array<CallCounts, 2 * kMostLibraries> callCounts;
+
+bool belongsToRow(const CallCounts& counts)
+{
+    auto count = static_cast<std::size_t>(libraryTable.count.load(std::memory_order_relaxed));
+    for (std::size_t i = 0; i < count; ++i)
+        if (libraryTable.rows[i].counts.load(std::memory_order_relaxed) == &counts)
+            return true;
+    return false;
+}
+
+// Counts that no row has and no call is counted in. Null when there are none: that library is called under the lock.
+CallCounts* freeCounts()
+{
+    for (CallCounts& counts : callCounts)
+        if (!belongsToRow(counts) && counts.drained())
+            return &counts;
+    return nullptr;
+}
 
 LibraryEntry* findRow(CK_FUNCTION_LIST_PTR list)
 {
@@ -42,38 +92,80 @@ void endChange()
     libraryTable.changes.fetch_add(1, std::memory_order_release);
 }
 
-void setRow(LibraryEntry* row, CK_FUNCTION_LIST_PTR list, std::uint32_t refCount, std::uint32_t initialized,
-            std::uint32_t threadSafe)
+void copyRow(LibraryEntry* to, const LibraryEntry& from)
 {
-    row->functionList.store(list, std::memory_order_relaxed);
-    row->refCount.store(refCount, std::memory_order_relaxed);
-    row->initialized.store(initialized, std::memory_order_relaxed);
-    row->threadSafe.store(threadSafe, std::memory_order_relaxed);
+    constexpr std::memory_order order = std::memory_order_relaxed;
+    to->functionList.store(from.functionList.load(order), order);
+    to->refCount.store(from.refCount.load(order), order);
+    to->initialized.store(from.initialized.load(order), order);
+    to->threadSafe.store(from.threadSafe.load(order), order);
+    to->counts.store(from.counts.load(order), order);
+}
+
+struct Look
+{
+    LibraryState state;
+    CallCounts* counts;
+};
+
+// Reads a library's row without the lock.
+Look look(CK_FUNCTION_LIST_PTR list)
+{
+    for (;;) {
+        std::uint32_t before = libraryTable.changes.load(std::memory_order_acquire);
+
+        Look seen = {};
+        if (const LibraryEntry* row = findRow(list)) {
+            seen.state.known = true;
+            seen.state.initialized = row->initialized.load(std::memory_order_relaxed) != 0;
+            seen.state.threadSafe = row->threadSafe.load(std::memory_order_relaxed) != 0;
+            seen.counts = row->counts.load(std::memory_order_relaxed);
+        }
+
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (before % 2 == 0 && libraryTable.changes.load(std::memory_order_relaxed) == before)
+            return seen;
+    }
+}
+
+// Whether calls of a library that locks for itself may begin without the bridge lock.
+void setOpen(LibraryEntry* row, CK_FUNCTION_LIST_PTR list, bool open)
+{
+    CallCounts* counts = row->counts.load(std::memory_order_relaxed);
+    if (counts == nullptr)
+        return;
+    counts->openFor.store(open ? list : nullptr, std::memory_order_seq_cst);
+    beginChange();
+    row->threadSafe.store(open ? 1 : 0, std::memory_order_relaxed);
+    endChange();
 }
 
 } // namespace
 
 LibraryState libraryState(CK_FUNCTION_LIST_PTR list)
 {
-    for (;;) {
-        std::uint32_t before = libraryTable.changes.load(std::memory_order_acquire);
-
-        LibraryState state = {};
-        if (const LibraryEntry* row = findRow(list)) {
-            state.known = true;
-            state.initialized = row->initialized.load(std::memory_order_relaxed) != 0;
-            state.threadSafe = row->threadSafe.load(std::memory_order_relaxed) != 0;
-        }
-
-        std::atomic_thread_fence(std::memory_order_acquire);
-        if (before % 2 == 0 && libraryTable.changes.load(std::memory_order_relaxed) == before)
-            return state;
-    }
+    return look(list).state;
 }
 
 bool needsBridgeLock(CK_FUNCTION_LIST_PTR list)
 {
     return !libraryState(list).threadSafe;
+}
+
+CallCount* beginCall(CK_FUNCTION_LIST_PTR list, const void* thread)
+{
+    Look seen = look(list);
+    if (!seen.state.threadSafe)
+        return nullptr;
+
+    // Threads' addresses differ in the bits above these.
+    std::size_t mixed = (reinterpret_cast<std::uintptr_t>(thread) >> 8) * 0x9E3779B1U;
+    CallCount& counted = seen.counts->places[(mixed >> 20) % seen.counts->places.size()].calls;
+    counted.fetch_add(1, std::memory_order_seq_cst);
+    if (seen.counts->openFor.load(std::memory_order_seq_cst) == list)
+        return &counted;
+    endCall(&counted); // the library's last holder went since the look
+    return nullptr;
 }
 
 bool retainLibrary(CK_FUNCTION_LIST_PTR list)
@@ -86,7 +178,7 @@ bool retainLibrary(CK_FUNCTION_LIST_PTR list)
 
         row = &libraryTable.rows[count];
         beginChange();
-        setRow(row, list, 0, 0, 0);
+        copyRow(row, LibraryEntry{list, 0, 0, 0, nullptr});
         libraryTable.count.fetch_add(1, std::memory_order_relaxed);
         endChange();
     }
@@ -103,8 +195,9 @@ void recordInitialization(CK_FUNCTION_LIST_PTR list, bool threadSafe)
 
     beginChange();
     row->initialized.store(1, std::memory_order_relaxed);
-    row->threadSafe.store(threadSafe ? 1 : 0, std::memory_order_relaxed);
+    row->counts.store(threadSafe ? freeCounts() : nullptr, std::memory_order_relaxed);
     endChange();
+    setOpen(row, list, true);
 }
 
 Release releaseLibrary(CK_FUNCTION_LIST_PTR list)
@@ -112,9 +205,37 @@ Release releaseLibrary(CK_FUNCTION_LIST_PTR list)
     LibraryEntry* row = findRow(list);
     if (row == nullptr)
         return Release::unknown;
-    if (row->refCount.fetch_sub(1, std::memory_order_relaxed) != 1)
+    std::uint32_t holders = row->refCount.load(std::memory_order_relaxed);
+    if (holders == 0) // its last holder has gone already
         return Release::held;
-    return row->initialized.exchange(0, std::memory_order_relaxed) != 0 ? Release::finalize : Release::last;
+    row->refCount.store(holders - 1, std::memory_order_relaxed);
+    if (holders != 1)
+        return Release::held;
+
+    setOpen(row, list, false);
+    return Release::last;
+}
+
+bool callsInProgress(CK_FUNCTION_LIST_PTR list)
+{
+    const CallCounts* counts = look(list).counts;
+    return counts != nullptr && !counts->drained();
+}
+
+void awaitCalls(CK_FUNCTION_LIST_PTR list)
+{
+    auto end = std::chrono::steady_clock::now() + kLongestWait;
+    while (callsInProgress(list) && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+bool takenOver(CK_FUNCTION_LIST_PTR list)
+{
+    LibraryEntry* row = findRow(list);
+    bool held = row != nullptr && row->refCount.load(std::memory_order_relaxed) != 0;
+    if (held)
+        setOpen(row, list, true);
+    return held || row == nullptr;
 }
 
 void removeLibrary(CK_FUNCTION_LIST_PTR list)
@@ -124,10 +245,8 @@ void removeLibrary(CK_FUNCTION_LIST_PTR list)
         return;
 
     auto last = static_cast<std::size_t>(libraryTable.count.load(std::memory_order_relaxed) - 1);
-    const LibraryEntry& moved = libraryTable.rows[last];
     beginChange();
-    setRow(row, moved.functionList.load(std::memory_order_relaxed), moved.refCount.load(std::memory_order_relaxed),
-           moved.initialized.load(std::memory_order_relaxed), moved.threadSafe.load(std::memory_order_relaxed));
+    copyRow(row, libraryTable.rows[last]);
     libraryTable.count.fetch_sub(1, std::memory_order_relaxed);
     endChange();
 }

@@ -104,28 +104,40 @@ CK_RV initialize(CK_FUNCTION_LIST_PTR list)
     return rv;
 }
 
-// The part of libFinalize under the bridge lock.
-void finalize(JNIEnv* env, jobject library, jfieldID field)
+// Takes the library out of the object, and one holder from the library. Null list after raising.
+Release takeLibrary(JNIEnv* env, jobject library, jfieldID field, CK_FUNCTION_LIST_PTR* list)
 {
     // Read again: another thread may have finalised the same object meanwhile.
-    auto list = reinterpret_cast<CK_FUNCTION_LIST_PTR>(env->GetLongField(library, field));
-    if (list == nullptr) {
+    *list = reinterpret_cast<CK_FUNCTION_LIST_PTR>(env->GetLongField(library, field));
+    if (*list == nullptr) {
         throwPKCS11Exception(env, 0, "functionList is null");
-        return;
+        return Release::held;
     }
     env->SetLongField(library, field, 0);
 
-    switch (releaseLibrary(list)) {
-    case Release::unknown: throwPKCS11Exception(env, 0, "attempt to finalize invalid DLL"); break;
-    case Release::held: break;
-    case Release::finalize:
+    Release release = releaseLibrary(*list);
+    if (release == Release::unknown)
+        throwPKCS11Exception(env, 0, "attempt to finalize invalid DLL");
+    return release;
+}
+
+// Waits for calls that would meet a module that is gone. Other libraries go on meanwhile: the lock is given back for as
+// long, and an error that kept it from being taken stays aside.
+void awaitUnlocked(JNIEnv* env, Held* held, CK_FUNCTION_LIST_PTR list)
+{
+    unlock(env, {held->monitor, nullptr}, CKR_OK);
+    awaitCalls(list);
+    Held again = lock(env);
+    *held = {again.monitor, held->first != nullptr ? held->first : again.first};
+}
+
+// What the last holder leaves to do.
+void endLibrary(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
+{
+    if (libraryState(list).initialized)
         checkResult(env, list->C_Finalize != nullptr ? list->C_Finalize(nullptr) : CKR_FUNCTION_NOT_SUPPORTED);
-        [[fallthrough]];
-    case Release::last:
-        forgetStandIns(list);
-        removeLibrary(list);
-        break;
-    }
+    forgetStandIns(list);
+    removeLibrary(list);
 }
 
 jobject newSlot(JNIEnv* env, jobject library, CK_SLOT_ID slot)
@@ -195,7 +207,14 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(JNIEnv* env, jobject l
     }
 
     Held held = lock(env);
-    finalize(env, library, field);
+    CK_FUNCTION_LIST_PTR list = nullptr;
+    bool last = takeLibrary(env, library, field, &list) == Release::last;
+    if (last && callsInProgress(list)) {
+        awaitUnlocked(env, &held, list);
+        last = !takenOver(list);
+    }
+    if (last)
+        endLibrary(env, list);
     unlock(env, held, CKR_OK);
 }
 
@@ -271,7 +290,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_waitForSlotEvent(JNIEnv* env, j
     CK_FLAGS flags = wait == JNI_TRUE ? 0 : CKF_DONT_BLOCK;
     CK_SLOT_ID slot = 0;
     void* reserved = nullptr;
-    CK_RV rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_WaitForSlotEvent, flags, &slot, reserved);
+    CK_RV rv = callUncounted(env, list, &CK_FUNCTION_LIST::C_WaitForSlotEvent, flags, &slot, reserved);
     if (rv == CKR_NO_EVENT && wait != JNI_TRUE)
         return nullptr;
     if (!checkResult(env, rv))

@@ -7,6 +7,8 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.nio.file.*;
 import java.util.*;
+import java.util.concurrent.*;
+import java.util.concurrent.atomic.*;
 import org.junit.jupiter.api.Test;
 
 /**
@@ -79,6 +81,50 @@ class RealTokenTest {
         assertEquals("0xb3", raised(session::logout));
         library.libFinalize();
         assertEquals("functionList is null", raised(session::close));
+    }
+
+    /** The recovery that users are told of, under load: threads are inside the module when it is finalised. */
+    @Test
+    void finalisedAndLoadedAgainUnderThreads() throws Throwable {
+        AtomicReference<NativePKCS11Slot> current = new AtomicReference<>();
+        AtomicInteger digests = new AtomicInteger();
+        Set<String> outcomes = ConcurrentHashMap.newKeySet();
+        List<Background> workers = new ArrayList<>();
+        for (int i = 0; i < 3; i++) {
+            workers.add(start(() -> {
+                while (digests.get() >= 0) {
+                    outcomes.add(raised(() -> digestInSession(current.get())));
+                    digests.getAndUpdate(n -> n < 0 ? n : n + 1);
+                }
+            }));
+        }
+        for (int round = 0; round < 1000; round++) {
+            NativePKCS11 holder = new NativePKCS11();
+            holder.load(SOFTHSM);
+            holder.libInitialize();
+            digests.set(0);
+            current.set((NativePKCS11Slot) holder.getSlotList(true)[0]);
+            while (digests.get() < round % 3) {
+                Thread.onSpinWait();
+            }
+            holder.libFinalize();
+        }
+        digests.set(-1);
+        for (Background each : workers) {
+            each.finish();
+        }
+        outcomes.removeAll(Set.of("", "functionList is null", "0x190", "0xb3")); // too late, or in the next life
+        assertEquals(Set.of(), outcomes);
+    }
+
+    private static void digestInSession(NativePKCS11Slot slot) {
+        if (slot == null) {
+            return;
+        }
+        try (NativePKCS11Session session = slot.openSession(PKCS11Constants.CKF_SERIAL_SESSION, null)) {
+            session.digestInit(PKCS11Constants.CKM_SHA256, null);
+            session.digest(new byte[64], 0, 64, new byte[32], 0);
+        }
     }
 
     @Test

@@ -7,6 +7,7 @@ import com.kelvane.pkcs11.nat.*;
 import java.util.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.*;
 
 /** Many threads, several libraries, loading and finalising while others call. */
 class StormTest {
@@ -93,11 +94,125 @@ class StormTest {
         token.steer("await C_Initialize 1");
         Background second = start(holders.get(1)::libInitialize);
         assertTrue(second.blocked());
-        token.steer("release C_Initialize").calls();
+        token.calls();
+        token.steer("release C_Initialize");
         first.finish();
         second.finish();
         assertEquals(List.of(), token.calls());
         holders.forEach(NativePKCS11::libFinalize);
         assertEquals(List.of("C_Finalize reserved=null"), token.calls());
+    }
+
+    /** One object is finalised while another thread is about to initialise it: nothing is initialised without a row. */
+    @Test
+    void initialisingWhatIsBeingFinalised() throws Throwable {
+        ScriptedToken token = ScriptedToken.copy();
+        NativePKCS11 library = new NativePKCS11();
+        library.load(token.path());
+        token.calls();
+        Background initialising;
+        synchronized (NativePKCS11.class) {
+            initialising = start(() -> assertEquals("functionList is null", raised(library::libInitialize)));
+            assertTrue(initialising.blocked());
+            library.libFinalize();
+        }
+        initialising.finish();
+        assertEquals(List.of(), token.calls());
+    }
+
+    private final ScriptedToken module = ScriptedToken.copy();
+    private NativePKCS11 holder;
+    private NativePKCS11Session session;
+
+    private void begin() {
+        holder = new NativePKCS11();
+        holder.load(module.path());
+        holder.libInitialize();
+        session = new NativePKCS11Slot(holder, 1).openSession(6, null);
+    }
+
+    /** A call that the module keeps inside. */
+    private Background held(String function, Executable call) {
+        module.steer("hold " + function + " 0");
+        Background held = start(call);
+        module.steer("await " + function + " 1");
+        module.calls();
+        return held;
+    }
+
+    /** The last holder waits for the calls in progress, without the lock; its object is gone from the start. */
+    @Test
+    void theLastHolderWaitsForCalls() throws Throwable {
+        begin();
+        NativePKCS11 another = new NativePKCS11();
+        another.load(module.path());
+        Background logout = held("C_Logout", session::logout);
+        another.libFinalize(); // not the last one
+        Background finalising = start(holder::libFinalize);
+        while (holder.getFunctionList() != 0) {
+            Thread.onSpinWait();
+        }
+        assertEquals("functionList is null", raised(session::getInfo));
+        assertTrue(lockIsFree());
+        assertEquals(List.of(), module.calls());
+        module.steer("release C_Logout");
+        logout.finish();
+        finalising.finish();
+        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+    }
+
+    /** Somebody takes the library while its last holder is waiting, who is not the last one then. */
+    @Test
+    void theLibraryIsTakenOverMeanwhile() throws Throwable {
+        begin();
+        Background logout = held("C_Logout", session::logout);
+        NativePKCS11 first = holder;
+        Background finalising = start(first::libFinalize);
+        while (first.getFunctionList() != 0) {
+            Thread.onSpinWait();
+        }
+        begin();
+        module.steer("release C_Logout");
+        logout.finish();
+        finalising.finish();
+        assertEquals(List.of("C_GetFunctionList", "C_OpenSession slot=0x1 flags=0x6 application=null notify=null"),
+            module.calls());
+        Background inside = held("C_Logout", session::logout);
+        assertTrue(lockIsFree(), "it locks for itself as before");
+        module.steer("release C_Logout");
+        inside.finish();
+        holder.libFinalize();
+        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+    }
+
+    /** What the module keeps for ever is not waited for for ever, nor in the library's next life. */
+    @Test
+    void someCallsAreNotWaitedFor() throws Throwable {
+        begin();
+        Background waiting = held("C_WaitForSlotEvent", () -> holder.waitForSlotEvent(true));
+        holder.libFinalize();
+        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+        module.steer("release C_WaitForSlotEvent");
+        waiting.join();
+
+        begin();
+        Background hanging = held("C_Logout", session::logout);
+        holder.libFinalize(); // some seconds later
+        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+        begin();
+        holder.libFinalize();
+        begin();
+        module.steer("release C_Logout");
+        hanging.join();
+        Background inside = held("C_Logout", session::logout);
+        Background finalising = start(holder::libFinalize);
+        while (holder.getFunctionList() != 0) {
+            Thread.onSpinWait();
+        }
+        assertEquals(List.of(), module.calls(), "a call of the new life is waited for");
+        module.steer("release C_Logout");
+        inside.finish();
+        finalising.finish();
+        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
     }
 }
