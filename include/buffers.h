@@ -1,7 +1,9 @@
 // Java byte arrays and strings as native bytes, and back.
 //
 // Arrays are pinned whole. An array that is only read is released with JNI_ABORT, one that a module filled with 0 (copy
-// back), every one with JNI_ABORT on a failure before the call. Who pins releases.
+// back), every one with JNI_ABORT on a failure before the call. Who pins releases. The virtual machine hands out copies
+// and frees them as they are, so a copy that it does not write back is wiped first: it may hold a PIN, a key or a text
+// that was to be encrypted.
 #pragma once
 
 #include <cstddef>
@@ -16,6 +18,8 @@ struct PinnedBytes
 {
     jbyteArray array;
     jbyte* elements;  ///< element 0
+    jsize size;       ///< how many elements there are
+    jboolean isCopy;  ///< whether they are the virtual machine's copy, which is ours to wipe
     CK_BYTE_PTR data; ///< the element at the offset
     CK_ULONG length;  ///< the bytes to read from there, or the room to write there
 };
@@ -29,7 +33,11 @@ bool getBuffer(JNIEnv* env, jbyteArray array, jint offset, jint length, PinnedBy
 /// length passes and offers no room.
 bool getOutputBuffer(JNIEnv* env, jbyteArray array, jint offset, PinnedBytes* pinned);
 
-/// Releases a pinned array; `mode` is 0 (copy back) or JNI_ABORT.
+/// Pins a whole array, not null, for reading or writing. False when it cannot be pinned, with nothing raised of its
+/// own.
+bool pinArray(JNIEnv* env, jbyteArray array, PinnedBytes* pinned);
+
+/// Releases a pinned array; `mode` is 0 (copy back) or JNI_ABORT (wiped).
 void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode);
 
 /// Copies a String's modified UTF-8 bytes or a byte[] to `dest`, unpadded and without a terminator. *len holds the room

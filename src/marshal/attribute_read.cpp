@@ -149,16 +149,16 @@ jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TY
     *fetched = room == 0;
     if (*fetched)
         return array;
-    jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr) {
+    PinnedBytes pinned = {};
+    if (!pinArray(env, array, &pinned)) {
         throwPKCS11Exception(env, 0, "can't get byte[] elements");
         return nullptr;
     }
 
     CK_ULONG length = room;
-    *fetched = fetchInto(env, handles, type, elements, room, &length);
-    jbyteArray result = *fetched && length < room ? shortened(env, elements, length) : array;
-    env->ReleaseByteArrayElements(array, elements, *fetched && result == array ? 0 : JNI_ABORT);
+    *fetched = fetchInto(env, handles, type, pinned.data, room, &length);
+    jbyteArray result = *fetched && length < room ? shortened(env, pinned.elements, length) : array;
+    releaseBuffer(env, pinned, *fetched && result == array ? 0 : JNI_ABORT);
     if (result != array)
         env->DeleteLocalRef(array);
     return result;

@@ -1,8 +1,17 @@
 #include "buffers.h"
 
 #include "frame.h"
+#include "platform.h"
 
 namespace {
+
+bool pinSized(JNIEnv* env, jbyteArray array, jsize size, PinnedBytes* pinned)
+{
+    jboolean isCopy = JNI_FALSE;
+    jbyte* elements = env->GetByteArrayElements(array, &isCopy);
+    *pinned = {array, elements, size, isCopy, reinterpret_cast<CK_BYTE_PTR>(elements), fromJava(size)};
+    return elements != nullptr;
+}
 
 // Pins an array whose stretch at `offset` is `length` long, or reaches to its end when `toEnd` is set.
 bool pin(JNIEnv* env, jbyteArray array, jint offset, jint length, bool toEnd, PinnedBytes* pinned)
@@ -14,13 +23,9 @@ bool pin(JNIEnv* env, jbyteArray array, jint offset, jint length, bool toEnd, Pi
     if (offset > size || length > size - offset)
         return refuse(env, CKR_BUFFER_TOO_SMALL);
 
-    jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr)
+    if (!pinSized(env, array, size, pinned))
         return refuse(env, "getBuffer(): can't get elements");
-
-    pinned->array = array;
-    pinned->elements = elements;
-    pinned->data = reinterpret_cast<CK_BYTE_PTR>(elements) + offset;
+    pinned->data += offset;
     pinned->length = fromJava(toEnd ? size - offset : length);
     return true;
 }
@@ -31,7 +36,8 @@ bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len)
     if (*len < size)
         return refuse(env, "copyStringBytes(): buffer too small for string!");
 
-    const char* characters = env->GetStringUTFChars(value, nullptr);
+    jboolean isCopy = JNI_FALSE;
+    const char* characters = env->GetStringUTFChars(value, &isCopy);
     if (characters == nullptr)
         return refuse(env, "GetStringUTFChars() failed");
 
@@ -39,6 +45,8 @@ bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len)
         std::memcpy(dest, characters, size);
         *len = size;
     }
+    if (isCopy == JNI_TRUE)
+        wipe(const_cast<char*>(characters), size);
     env->ReleaseStringUTFChars(value, characters);
     if (dest == nullptr)
         throwPKCS11Exception(env, 0, "copyStringBytes(): no space for encoded String!");
@@ -47,17 +55,16 @@ bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len)
 
 bool copyBytes(JNIEnv* env, jbyteArray value, unsigned char* dest, CK_ULONG* len)
 {
-    CK_ULONG size = fromJava(env->GetArrayLength(value));
-    if (size > *len)
+    jsize size = env->GetArrayLength(value);
+    if (fromJava(size) > *len)
         return refuse(env, "copyBytes(): buffer too small!");
-
-    jbyte* elements = env->GetByteArrayElements(value, nullptr);
-    if (elements == nullptr)
+    PinnedBytes pinned = {};
+    if (!pinSized(env, value, size, &pinned))
         return refuse(env, "copyBytes(): can't get elements");
 
-    std::memcpy(dest, elements, size);
-    *len = size;
-    env->ReleaseByteArrayElements(value, elements, JNI_ABORT);
+    std::memcpy(dest, pinned.data, pinned.length);
+    *len = pinned.length;
+    releaseBuffer(env, pinned, JNI_ABORT);
     return true;
 }
 
@@ -73,8 +80,15 @@ bool getOutputBuffer(JNIEnv* env, jbyteArray array, jint offset, PinnedBytes* pi
     return pin(env, array, offset, 0, true, pinned);
 }
 
+bool pinArray(JNIEnv* env, jbyteArray array, PinnedBytes* pinned)
+{
+    return pinSized(env, array, env->GetArrayLength(array), pinned);
+}
+
 void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode)
 {
+    if (mode == JNI_ABORT && pinned.isCopy == JNI_TRUE)
+        wipe(pinned.elements, static_cast<std::size_t>(pinned.size));
     env->ReleaseByteArrayElements(pinned.array, pinned.elements, mode);
 }
 
@@ -90,15 +104,14 @@ bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* 
 
 bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG count)
 {
-    jbyte* elements = dest != nullptr ? env->GetByteArrayElements(dest, nullptr) : nullptr;
-    if (elements == nullptr)
+    PinnedBytes pinned = {};
+    if (dest == nullptr || !pinArray(env, dest, &pinned))
         return refuse(env, "decodeByteArray(): can't get elements");
 
-    CK_ULONG size = fromJava(env->GetArrayLength(dest));
-    bool fits = count <= size;
+    bool fits = count <= pinned.length;
     if (fits)
-        std::memcpy(elements, src, count != 0 ? count : size);
-    env->ReleaseByteArrayElements(dest, elements, fits ? 0 : JNI_ABORT);
+        std::memcpy(pinned.data, src, count != 0 ? count : pinned.length);
+    releaseBuffer(env, pinned, fits ? 0 : JNI_ABORT);
     return fits || checkResult(env, CKR_BUFFER_TOO_SMALL);
 }
 

@@ -101,16 +101,15 @@ bool encodeMagnitudeOf(JNIEnv* env, jobject bigInteger, void* dest, CK_ULONG* le
         return false;
     if (array == nullptr)
         return refuse(env, "toByteArray() returned null");
-    jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr)
+    PinnedBytes pinned = {};
+    if (!pinArray(env, array, &pinned))
         return refuse(env, "encodeBigInteger(): can't get elements");
 
-    CK_ULONG size = fromJava(env->GetArrayLength(array));
     CK_ULONG zeros = 0;
-    while (zeros + 1 < size && elements[zeros] == 0)
+    while (zeros + 1 < pinned.length && pinned.data[zeros] == 0)
         ++zeros;
-    bool stored = store(env, elements + zeros, size - zeros, dest, len);
-    env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
+    bool stored = store(env, pinned.data + zeros, pinned.length - zeros, dest, len);
+    releaseBuffer(env, pinned, JNI_ABORT);
     env->DeleteLocalRef(array);
     return stored;
 }
@@ -136,13 +135,12 @@ bool encodeByteArray(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_R
     if (!isInstance(env, value, "[B"))
         return refuse(env, wrongType);
 
-    auto* array = static_cast<jbyteArray>(value);
-    jbyte* elements = env->GetByteArrayElements(array, nullptr);
-    if (elements == nullptr)
+    PinnedBytes pinned = {};
+    if (!pinArray(env, static_cast<jbyteArray>(value), &pinned))
         return refuse(env, "encodeByteArray(): can't get elements");
 
-    bool stored = store(env, elements, fromJava(env->GetArrayLength(array)), dest, len);
-    env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
+    bool stored = store(env, pinned.data, pinned.length, dest, len);
+    releaseBuffer(env, pinned, JNI_ABORT);
     return stored;
 }
 

@@ -112,17 +112,17 @@ jbyteArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getOperationState(JNI
         throwPKCS11Exception(env, 0, "getOperationState(): NewByteArray() failed");
         return nullptr;
     }
-    jbyte* elements = env->GetByteArrayElements(state, nullptr);
-    if (elements == nullptr) {
+    PinnedBytes pinned = {};
+    if (!pinArray(env, state, &pinned)) {
         throwPKCS11Exception(env, 0, "getOperationState(): can't get elements");
         return nullptr;
     }
 
     CK_ULONG length = room;
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetOperationState, handles.session,
-                           reinterpret_cast<CK_BYTE_PTR>(elements), &length);
+    CK_RV rv =
+        callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetOperationState, handles.session, pinned.data, &length);
 
-    env->ReleaseByteArrayElements(state, elements, 0);
+    releaseBuffer(env, pinned, 0);
     if (!checkResult(env, rv) || !require(env, length <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
     return state;
@@ -144,17 +144,16 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_setOperationState(JNIEnv* e
 
     // A state that cannot be pinned is raised, and the call goes on with a null pointer: the module is asked all the
     // same, and Java sees the exception raised first.
-    jbyte* elements = state != nullptr ? env->GetByteArrayElements(state, nullptr) : nullptr;
-    if (elements == nullptr)
+    PinnedBytes pinned = {};
+    if (state == nullptr || !pinArray(env, state, &pinned))
         throwPKCS11Exception(env, 0, "setOperationState(): can't get elements");
     jthrowable first = setPendingAside(env);
-    CK_ULONG length = state != nullptr ? fromJava(env->GetArrayLength(state)) : 0;
 
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_SetOperationState, handles.session,
-                           reinterpret_cast<CK_BYTE_PTR>(elements), length, encryptionHandle, authenticationHandle);
+    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_SetOperationState, handles.session, pinned.data,
+                           pinned.length, encryptionHandle, authenticationHandle);
 
-    if (elements != nullptr)
-        env->ReleaseByteArrayElements(state, elements, JNI_ABORT);
+    if (pinned.elements != nullptr)
+        releaseBuffer(env, pinned, JNI_ABORT);
     checkResult(env, rv);
     restorePending(env, first);
 }

@@ -67,8 +67,11 @@ T* pin(jobject of, jboolean* isCopy)
 
 void unpin(jobject of, const void* copy, jint mode)
 {
+    const std::string_view held(static_cast<const char*>(copy), raw(of)->bytes.size());
     if (mode != JNI_ABORT)
         std::memcpy(raw(of)->bytes.data(), copy, raw(of)->bytes.size());
+    else if (!fake.secret.empty() && held.find(fake.secret) != std::string_view::npos)
+        fake.complaints += " a copy of the secret in the heap";
     std::free(const_cast<void*>(copy));
     --fake.pins;
 }

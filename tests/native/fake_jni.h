@@ -39,7 +39,8 @@ struct Fake
     Object* pending = nullptr;
     int pins = 0;           ///< copies not yet given back
     int monitor = 0;        ///< how often it is held
-    std::string complaints; ///< JNI used with an exception pending, fields that an object does not have
+    std::string secret;     ///< what no copy may hold when it is freed, unless Java gets it back
+    std::string complaints; ///< JNI used with an exception pending, fields that an object does not have, secrets
 };
 
 extern Fake fake;
