@@ -294,3 +294,8 @@ jstring Java_com_kelvane_tokbridge_test_JniSpy_report(JNIEnv* env, jclass /*type
         text += " +" + name + "=" + std::to_string(count);
     return env->NewStringUTF(text.c_str());
 }
+
+jboolean Java_com_kelvane_tokbridge_test_JniSpy_visible(JNIEnv* env, jclass /*type*/, jstring symbol)
+{
+    return dlsym(RTLD_DEFAULT, textOf(env, symbol).c_str()) != nullptr ? JNI_TRUE : JNI_FALSE;
+}

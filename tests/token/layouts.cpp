@@ -294,6 +294,10 @@ void fill(const std::string& name, void* structure, const Values& values)
     for (const Field& field : layout.fields) {
         const std::string* value = find(values, field.name);
         char* at = addressOf(field, start);
+        if (at != nullptr && find(values, field.name + ".pointer") != nullptr) {
+            const CK_ULONG moved = number(values, field.name + ".pointer", 0);
+            std::memcpy(at, &moved, sizeof moved);
+        }
         if (value == nullptr || at == nullptr)
             continue;
         std::string bytes = unhex(*value);

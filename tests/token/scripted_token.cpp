@@ -20,6 +20,8 @@
 #include <utility>
 #include <vector>
 
+#include <pthread.h>
+
 #include "layouts.h"
 
 namespace {
@@ -174,6 +176,7 @@ List list;
 CK_OBJECT_HANDLE nextObject;
 int insideNow;
 int mostInside;
+std::size_t leastStack;
 
 /// One call: first its arguments are shown in the order of the parameters, then, in the same order, answered.
 struct Call
@@ -256,6 +259,12 @@ std::string showMechanism(const CK_MECHANISM& mechanism)
     return text + "/" + std::to_string(length) + (bytes == nullptr ? "" : ":" + hex(bytes, length));
 }
 
+/// There are modules that take labels and PINs for C strings: a zero stands behind each.
+std::string unlessTerminated(const char* text, CK_ULONG length)
+{
+    return text == nullptr || text[length] == 0 ? "" : "+unterminated";
+}
+
 void show(Call& call, const Argument& argument)
 {
     const auto& [name, kind, words] = argument;
@@ -267,9 +276,11 @@ void show(Call& call, const Argument& argument)
     } else if (kind == "pointer") {
         shown = null ? "null" : "set";
     } else if (kind == "label") {
-        shown = showBytes(pointer<const void>(words[0]), 32);
+        shown = showBytes(pointer<const void>(words[0]), 32) + unlessTerminated(pointer<const char>(words[0]), 32);
     } else if (kind == "in") {
         shown = showBytes(pointer<const void>(words[0]), words[1]);
+        if (name.ends_with("pin") || name.ends_with("Pin"))
+            shown += unlessTerminated(pointer<const char>(words[0]), words[1]);
         if (call.input.empty() && !null)
             call.input = shown;
     } else if (argument.is({"template", "query"})) {
@@ -377,6 +388,8 @@ void answer(Call& call, const Argument& argument)
         putOutput(call, argument);
     else if (words[0] == 0)
         return;
+    else if (kind == "in" && find(*call.values, "scribble") != nullptr)
+        std::memset(pointer<void>(words[0]), 0xEE, words[1]);
     else if (kind == "query")
         putAttributes(call, pointer<CK_ATTRIBUTE>(words[0]), words[1]);
     else if (kind == "mechanism")
@@ -390,6 +403,18 @@ void answer(Call& call, const Argument& argument)
         *pointer<List*>(words[0]) = *scripted == "new" ? new List(list) : nullptr; // a caller may keep it for ever
     else if (kind == "functions" && !call.failing)
         *pointer<List*>(words[0]) = &list;
+}
+
+/// How much of the thread's stack is left.
+std::size_t stackLeft()
+{
+    pthread_attr_t attributes;
+    void* low = nullptr;
+    std::size_t size = 0;
+    pthread_getattr_np(pthread_self(), &attributes);
+    pthread_attr_getstack(&attributes, &low, &size);
+    pthread_attr_destroy(&attributes);
+    return static_cast<std::size_t>(static_cast<char*>(__builtin_frame_address(0)) - static_cast<char*>(low));
 }
 
 /// Does what some modules do to a thread that loads or starts them, when the environment says so.
@@ -408,6 +433,7 @@ CK_RV run(const char* name, const std::vector<Word>& words)
     for (const Argument& each : arguments)
         show(call, each);
     calls += name + call.text + "\n";
+    leastStack = std::min(leastStack, stackLeft());
     ++function.inside;
     mostInside = std::max(mostInside, ++insideNow);
     changed.notify_all();
@@ -444,6 +470,7 @@ std::string reset()
     list.version = {2, 40};
     nextObject = 100;
     mostInside = insideNow;
+    leastStack = SIZE_MAX;
     calls.clear();
     changed.notify_all();
     return "";
@@ -466,6 +493,8 @@ std::string steer(const std::string& command)
         return reset();
     if (verb == "list")
         return std::to_string(Word(&list));
+    if (verb == "least-stack")
+        return std::to_string(leastStack);
     if (verb == "wide") {
         wideHandles = true;
         return "";

@@ -27,11 +27,13 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
 /// "name=value" with the names that the call's line shows (`out` for a buffer). A value is a number in C notation,
 /// hexadecimal bytes, 'text', or numbers divided by commas for a list. `rv=` is the code to return.
 ///
-///   answer NAME WORDS        queues the answer to one call; `out.length=5` reports another length, `=keep` none
+///   answer NAME WORDS        queues the answer to one call; `out.length=5` reports another length, `=keep`
+///                            none; `scribble=1` writes over all input; `pIv.pointer=0` moves a parameter's pointer
 ///   always NAME WORDS        answers every call that finds the queue empty
 ///   hold NAME N              keeps callers inside, after letting N of them through
 ///   release NAME             lets them go
 ///   await NAME N             waits until N callers are inside, for a few seconds
+///   least-stack              the least bytes of stack that a call has found left
 ///   most-inside              how many callers were inside the module at once
 ///   missing NAME             puts null into the function list
 ///   version MAJOR MINOR      sets the function list's version

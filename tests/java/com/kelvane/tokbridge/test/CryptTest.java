@@ -167,6 +167,8 @@ class CryptTest extends SessionFixture {
         assertEquals(1, calls().size());
         assertEquals("0x20", raised(() -> session.encryptDoFinalGCM(0x1087, gcm, key(9), null, 0, 5, null, 0)));
         assertEquals(1, calls().size(), "started, and not run");
+        assertRefused("obj is null", () -> session.encryptDoFinalGCM(0x1087, gcm, null, new byte[5], 0, 5, new byte[9], 0));
+        assertRefused("obj is null", () -> session.decryptDoFinalGCM(0x1087, gcm, null, new byte[5], 0, 5, new byte[9], 0));
     }
 
     /** Some modules refuse any pointer to a label of no bytes: they are asked once more without one. */

@@ -52,4 +52,7 @@ final class JniSpy {
     }
 
     private static native String report();
+
+    /** Whether a symbol can be seen by every library of the process. */
+    static native boolean visible(String symbol);
 }

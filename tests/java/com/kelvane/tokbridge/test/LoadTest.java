@@ -266,6 +266,15 @@ class LoadTest {
         assertCalls(OS_LOCKING, SECOND_TRY);
     }
 
+    @Test
+    void aModuleKeepsItsSymbolsToItself() {
+        ScriptedToken module = ScriptedToken.copy();
+        try (NativePKCS11 library = new NativePKCS11()) {
+            library.load(module.path());
+            assertFalse(JniSpy.visible("scriptedTokenCommand"));
+        }
+    }
+
     /** Some modules set the processor's mode for the thread that loads or starts them; Java counts on its own. */
     @Test
     void floatingPointIsKept() throws Throwable {

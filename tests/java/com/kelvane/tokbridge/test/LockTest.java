@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assumptions.*;
 
 import com.kelvane.pkcs11.nat.*;
 import com.kelvane.tokbridge.test.Harness.*;
+import java.util.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.Executable;
@@ -89,11 +90,44 @@ class LockTest extends SessionFixture {
         Background held = start(() -> call("C_Logout"));
         token.steer("await C_Logout 1");
         start(other::getInfo).finish();
-        assertTrue(start(() -> call("C_GetInfo")).blocked());
+        Background outside = start(() -> call("C_GetInfo"));
+        assertTrue(outside.blocked());
         token.steer("release C_Logout");
         held.finish();
-        other.libFinalize();
+        outside.finish(); // or its call would be one of the next test's
         assertEquals(1, token.mostInside());
+        library.libFinalize(); // whose row the other one's takes
+        other.libInitialize();
+        free.steer("hold C_GetInfo 0");
+        Background inside = start(other::getInfo);
+        free.steer("await C_GetInfo 1");
+        assertTrue(lockIsFree(), "it is initialised still, and locks for itself");
+        free.steer("release C_GetInfo");
+        inside.finish();
+        free.calls();
+        other.libFinalize();
+        assertEquals(List.of("C_Finalize reserved=null"), free.calls());
+    }
+
+    @Test
+    void theTableIsChangedUnderTheLockAlone() throws Throwable {
+        ScriptedToken module = ScriptedToken.copy();
+        NativePKCS11 holder = new NativePKCS11();
+        Background loading;
+        synchronized (NativePKCS11.class) {
+            loading = start(() -> holder.load(module.path()));
+            assertTrue(loading.blocked());
+            assertEquals("attempt to finalize invalid DLL", raised(with(new NativePKCS11(), "functionList",
+                module.functionList())::libFinalize), "it has no row yet");
+        }
+        loading.finish();
+        Background initialising;
+        synchronized (NativePKCS11.class) {
+            initialising = start(holder::libInitialize);
+            assertTrue(initialising.blocked());
+        }
+        initialising.finish();
+        holder.libFinalize();
     }
 
     @Test

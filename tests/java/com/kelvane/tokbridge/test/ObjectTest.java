@@ -144,6 +144,14 @@ class ObjectTest extends SessionFixture {
     }
 
     @Test
+    void aSearchThatFindsMoreThanItWasAskedFor() throws Throwable {
+        for (String count : List.of("2", "0xffffffffffffffff")) {
+            token.answer("C_FindObjects", "rv=0 objects=5 objects.length=" + count);
+            assertEquals("0x150", raised(session::findObject));
+        }
+    }
+
+    @Test
     void whatIsCheckedBeforeTheReceiver() throws Throwable {
         NativePKCS11Object none = key(0);
         session.destroyObject(none);
@@ -177,6 +185,9 @@ class ObjectTest extends SessionFixture {
             "C_GetAttributeValue session=0x7 object=0x9 template=[0x120@room/2]");
         token.always("C_GetAttributeValue", "0x3='a b  ' 0x110= 0x120= 0x80000001=07 0x11=");
         assertEquals("a b  ", key.getAttributeValue(LABEL));
+        answer("0x1=02", "rv=0 0x1=fe");
+        assertEquals(true, key.getBoolAttributeValue(TOKEN), "any byte but 0");
+        assertEquals(true, key.getAttributeValue(TOKEN));
         assertNull(key.getAttributeValue(START));
         assertEquals(BigInteger.ZERO, key.getAttributeValue(MODULUS));
         assertArrayEquals(new byte[] {7}, key.getByteArrayAttributeValue(0x80000001));
@@ -199,6 +210,9 @@ class ObjectTest extends SessionFixture {
             Harness.withEnvironment("TZ", "XYZ-2",
                 () -> assertEquals(Long.parseLong(date[1]) - 7200_000, key(9).getDateAttributeValue(START).getTime()));
         }
+        answer("0x110='20240701'"); // a summer's day: no hour is taken for daylight saving
+        Harness.withEnvironment("TZ", "CET-1CEST,M3.5.0,M10.5.0/3",
+            () -> assertEquals(1719788400000L, key(9).getDateAttributeValue(START).getTime()));
         for (String wrong : List.of("'2024AB01'", "'2024022'", "'202402291'", "'        '")) {
             answer("rv=0 0x110=" + wrong);
             assertEquals("0x13", raised(() -> key(9).getDateAttributeValue(START)), wrong);

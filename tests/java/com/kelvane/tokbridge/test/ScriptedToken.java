@@ -70,6 +70,11 @@ public final class ScriptedToken {
         return Integer.parseInt(ask("most-inside"));
     }
 
+    /** The least bytes of stack that a call has found left since the last reset. */
+    long leastStack() {
+        return Long.parseLong(ask("least-stack"));
+    }
+
     /** The address of the module's function list. */
     public long functionList() {
         return Long.parseLong(ask("list"));

@@ -1,0 +1,174 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static com.kelvane.tokbridge.test.Harness.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.math.*;
+import java.util.*;
+import java.util.function.*;
+import org.junit.jupiter.api.*;
+
+/**
+ * Properties over many sizes. Reservations are rounded up, which hides an encoder that writes more than was sized for it
+ * at most sizes: the sanitizers see it at the others.
+ */
+class SweepTest extends SessionFixture {
+    private static byte[] bytes(int length) {
+        byte[] bytes = new byte[length];
+        for (int i = 0; i < length; i++) {
+            bytes[i] = (byte) (length + i + 1);
+        }
+        return bytes;
+    }
+
+    private static String hex(byte[] bytes) {
+        StringBuilder digits = new StringBuilder();
+        for (byte each : bytes) {
+            digits.append(String.format("%02x", each));
+        }
+        return digits.toString();
+    }
+
+    /** Mechanisms whose parameter holds two blocks of any length. */
+    @Test
+    void parametersOfEveryLength() {
+        Map<Integer, BiFunction<byte[], byte[], Object>> kinds = new LinkedHashMap<>();
+        kinds.put(CKM_AES_CBC, (one, two) -> one);
+        kinds.put(CKM_RC5_CBC, (one, two) -> new PKCS11MechPar_RC5_CBC(1, 1, one));
+        kinds.put(CKM_PBE_MD5_DES_CBC, (one, two) -> new PKCS11MechPar_PBE(one, two, 1));
+        kinds.put(CKM_AES_GCM, (one, two) -> new CK_GCM_PARAMS(one, two, 128));
+        kinds.put(CKM_RSA_PKCS_OAEP, (one, two) -> new CK_RSA_PKCS_OAEP_PARAMS(1, 1, one));
+        kinds.put(CKM_ECDH1_DERIVE, (one, two) -> new CK_ECDH1_DERIVE_PARAMS(1, one, two));
+        kinds.put(CKM_TLS_PRF, (one, two) -> new CK_TLS_PRF_PARAMS(one, two, one.length));
+        kinds.put(CKM_SSL3_MASTER_KEY_DERIVE, (one, two) -> new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(
+            new CK_SSL3_RANDOM_DATA(one, two), new CK_VERSION(3, 0)));
+        kinds.put(CKM_TLS_KEY_AND_MAC_DERIVE, (one, two) -> new CK_SSL3_KEY_MAT_PARAMS(1, 1, 8 * one.length, false,
+            new CK_SSL3_RANDOM_DATA(one, two)));
+        Set<Integer> ofOne = Set.of(CKM_AES_CBC, CKM_RC5_CBC, CKM_RSA_PKCS_OAEP);
+        for (int mechanism : kinds.keySet()) {
+            for (int length = 0; length <= 64; length++) {
+                byte[] one = bytes(length);
+                byte[] two = bytes(64 - length);
+                session.digestInit(mechanism, kinds.get(mechanism).apply(one, two));
+                String line = calls().get(0);
+                assertTrue(line.contains(":" + hex(one)) && (ofOne.contains(mechanism)
+                    || line.contains(":" + hex(two))), () -> mechanism + ": " + line);
+            }
+        }
+    }
+
+    @Test
+    void valuesOfEveryLength() {
+        for (int length = 0; length <= 64; length++) {
+            byte[] value = bytes(length);
+            String text = "x".repeat(length);
+            BigInteger number = BigInteger.ONE.shiftLeft(8 * length).subtract(BigInteger.ONE); // a sign byte before it
+            session.findObjectsInit(new int[] {CKA_VALUE, CKA_LABEL, CKA_MODULUS, CKA_PRIME},
+                new Object[] {value, text, number, BigInteger.ONE.shiftLeft(length)});
+            String line = calls().get(0);
+            assertTrue(line.contains(":" + hex(value) + " 0x3@"), line);
+            assertTrue(line.contains(":" + hex(text.getBytes()) + " 0x120@"), line);
+            assertTrue(line.contains(":" + (length == 0 ? "00" : "ff".repeat(length)) + " 0x130@"), line);
+            assertTrue(line.contains(":" + hex(BigInteger.ONE.shiftLeft(length).toByteArray()).replaceFirst("^00", "")
+                + "]"), line);
+
+            token.always("C_GetAttributeValue", "0x3=" + hex(text.getBytes()) + " 0x11=" + hex(value));
+            assertEquals(text, key(9).getStringAttributeValue(CKA_LABEL));
+            assertArrayEquals(value, key(9).getByteArrayAttributeValue(CKA_VALUE));
+            calls();
+        }
+    }
+
+    /** Arrays that are only read stay as they are, whatever a module does to what it was given. */
+    @Test
+    void inputIsNeverCopiedBack() {
+        byte[] in = bytes(8);
+        Map<String, Runnable> calls = new LinkedHashMap<>();
+        calls.put("C_Login", () -> session.login(false, in));
+        calls.put("C_InitPIN", () -> session.initPIN(in));
+        calls.put("C_SetPIN", () -> session.setPIN(in, in));
+        calls.put("C_InitToken", () -> slot.initToken(in, in));
+        calls.put("C_UnwrapKey", () -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), in, 0, 8, null, null));
+        calls.put("C_SeedRandom", () -> session.seedRandom(in, 0, 8));
+        calls.put("C_SetOperationState", () -> session.setOperationState(in, null, null));
+        calls.put("C_Encrypt", () -> session.encrypt(in, 0, 8, new byte[8], 0));
+        calls.put("C_DigestUpdate", () -> session.digestUpdate(in, 0, 8));
+        calls.put("C_Verify", () -> session.verify(in, 0, 8, in, 0, 8));
+        calls.put("C_VerifyFinal", () -> session.verifyFinal(in, 0, 8));
+        for (String function : calls.keySet()) {
+            token.answer(function, "scribble=1");
+            calls.get(function).run();
+            assertArrayEquals(bytes(8), in, function);
+        }
+    }
+
+    /** What the token writes into a parameter is followed only where it lies in the call's own memory. */
+    @Test
+    void pointersThatTheModuleMoves() throws Throwable {
+        CK_SSL3_RANDOM_DATA random = new CK_SSL3_RANDOM_DATA(bytes(3), bytes(5));
+        for (String pointer : List.of("1", "0x7fffffffff000000", "0xfffffffffffffff0")) {
+            Object[][] moved = {{"pVersion", CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random,
+                new CK_VERSION(3, 0))}, {"pReturnedKeyMaterial", CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)},
+                {"pIVClient", CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)}, {"pIVServer",
+                    CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)}, {"pOutput", CKM_TLS_PRF,
+                        new CK_TLS_PRF_PARAMS(bytes(1), bytes(1), 4)}};
+            for (Object[] each : moved) {
+                token.answer("C_DeriveKey", each[0] + ".pointer=" + pointer);
+                assertEquals("0x150", raised(() -> session.deriveKey((int) each[1], each[2], key(9), null, null)),
+                    each[0] + " " + pointer);
+            }
+            token.answer("C_GenerateKey", "pInitVector.pointer=" + pointer);
+            assertEquals("0x150", raised(() -> session.generateKey(CKM_PBE_MD5_DES_CBC,
+                new PKCS11MechPar_PBE(bytes(1), bytes(1), 1), null, null)));
+        }
+        CK_VERSION version = new CK_VERSION(3, 7);
+        token.answer("C_DeriveKey", "pVersion.pointer=0");
+        session.deriveKey(CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random, version), key(9),
+            null, null);
+        assertEquals(7, version.minor);
+        for (int bits : new int[] {1, 7, 9, 13, 63}) { // the second area begins where the whole bytes of the first end
+            calls();
+            session.deriveKey(CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, bits), key(9), null, null);
+            assertTrue(calls().get(0).contains(" pIVClient=+128 pIVServer=+" + (128 + bits / 8)), "" + bits);
+        }
+    }
+
+    private static CK_SSL3_KEY_MAT_PARAMS material(CK_SSL3_RANDOM_DATA random, int ivBits) {
+        return new CK_SSL3_KEY_MAT_PARAMS(1, 1, ivBits, false, random);
+    }
+
+    /** The largest request that a thread's stack grants still leaves the module what it needs, however it is divided. */
+    @Test
+    void theStackThatIsLeft() throws Throwable {
+        List<Consumer<Integer>> requests = List.of(
+            size -> session.createObject(new int[] {CKA_VALUE}, new Object[] {new byte[size]}),
+            size -> session.generateKeyPair(CKM_AES_CBC, new byte[size / 3], new int[] {CKA_VALUE},
+                new Object[] {new byte[size / 3]}, new int[] {CKA_VALUE}, new Object[] {new byte[size / 3]}));
+        for (Consumer<Integer> request : requests) {
+            int[] edge = new int[1];
+            Thread small = new Thread(null, () -> {
+                int granted = 0;
+                int refused = 1 << 20;
+                while (refused - granted > 256) {
+                    int size = (granted + refused) / 2;
+                    try {
+                        request.accept(size);
+                        granted = size;
+                    } catch (PKCS11Exception e) {
+                        refused = size;
+                    }
+                }
+                edge[0] = granted;
+            }, "small", 512 << 10);
+            token.reset();
+            small.start();
+            small.join();
+            assertTrue(edge[0] > 16 << 10, "" + edge[0]);
+            long left = token.leastStack();
+            assertTrue(left > 120 << 10 && left < 136 << 10, left + " bytes left");
+        }
+    }
+}
