@@ -78,7 +78,10 @@ public class NativePKCS11 implements AutoCloseable {
      * Gives the library back: the object stands for no library from here on, whatever happens next. The last object to
      * do so finalises the library ({@code C_Finalize}), if it was initialised; all sessions end then.
      *
-     * <p>The whole call is made under the bridge lock.
+     * <p>The last object waits until the calls in progress through a library that locks for itself have returned (a
+     * {@link #waitForSlotEvent} excepted, which {@code C_Finalize} ends), five seconds at most; a call that comes later
+     * raises "functionList is null". If another object loads the library meanwhile, it keeps it, and nothing is
+     * finalised. But for that wait the whole call is made under the bridge lock.
      *
      * @throws PKCS11Exception with the code of the library, which is out of the table even so; "attempt to finalize
      *     invalid DLL" if it was not in there; "functionList is null" if this object stands for no library
