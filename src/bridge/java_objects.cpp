@@ -2,20 +2,38 @@
 
 #include <cstdarg>
 
+namespace {
+
+// Constructs an object of a class and drops the reference to the class.
+jobject constructV(JNIEnv* env, jclass type, const char* signature, va_list arguments)
+{
+    jmethodID constructor = env->GetMethodID(type, "<init>", signature);
+    jobject object = constructor != nullptr ? env->NewObjectV(type, constructor, arguments) : nullptr;
+    env->DeleteLocalRef(type);
+    return object;
+}
+
+jobject construct(JNIEnv* env, jclass type, const char* signature, ...)
+{
+    va_list arguments;
+    va_start(arguments, signature);
+    jobject object = constructV(env, type, signature, arguments);
+    va_end(arguments);
+    return object;
+}
+
+} // namespace
+
 jobject newJavaObject(JNIEnv* env, const char* className, const char* signature, ...)
 {
     jclass type = env->FindClass(className);
     if (type == nullptr)
         return nullptr;
-    jmethodID constructor = env->GetMethodID(type, "<init>", signature);
-    if (constructor == nullptr)
-        return nullptr;
 
     va_list arguments;
     va_start(arguments, signature);
-    jobject object = env->NewObjectV(type, constructor, arguments);
+    jobject object = constructV(env, type, signature, arguments);
     va_end(arguments);
-    env->DeleteLocalRef(type);
     return object;
 }
 
@@ -46,9 +64,7 @@ jobject newObject(JNIEnv* env, jobject owner, jint number)
     if (owner != nullptr && env->IsInstanceOf(owner, objectClass) == JNI_TRUE &&
         !readObjectField(env, owner, objectClass, "session", "Lcom/kelvane/pkcs11/nat/NativePKCS11Session;", &session))
         return nullptr;
-    env->DeleteLocalRef(objectClass);
-    return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Object",
-                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Session;I)V", session, number);
+    return construct(env, objectClass, "(Lcom/kelvane/pkcs11/nat/NativePKCS11Session;I)V", session, number);
 }
 
 } // namespace
