@@ -82,7 +82,9 @@ final class ModuleSteps {
             .row("Cryptoki", PKCS11Version.toString(info.getCryptokiVersion()))
             .row("Bridge", info.getNativeVersion())
             .print(System.out);
-        tour.check("it is Cryptoki of version 2", PKCS11Version.major(info.getCryptokiVersion()) == 2);
+        // The function list is of version 2, or it had not been loaded; a module that has others too may tell theirs here.
+        int major = PKCS11Version.major(info.getCryptokiVersion());
+        tour.check("it is Cryptoki of version 2 or 3", major == 2 || major == 3);
         tour.check("the bridge tells its name", !info.getNativeVersion().isEmpty());
     }
 

@@ -49,7 +49,10 @@ public final class QuickStart implements Callable<Integer> {
      * @param arguments its options
      */
     public static void main(String[] arguments) {
-        System.exit(new CommandLine(new QuickStart()).execute(arguments));
+        System.exit(new CommandLine(new QuickStart()).setParameterExceptionHandler((e, given) -> {
+            System.err.println("quickstart: " + e.getMessage() + "; --help shows the options");
+            return CommandLine.ExitCode.USAGE;
+        }).execute(arguments));
     }
 
     @Override

@@ -1,0 +1,72 @@
+# add_java(<target> <jar> SOURCES <file>... [USES <target or jar>...] [HEADERS <target>] [MANIFEST <file>])
+#
+# Compiles Java sources into a jar; the target's property JAR names it. HEADERS is an interface target that brings the
+# JNI headers of the native methods. Two builds make the same jar: its entries are sorted and carry RELEASE_DATE.
+
+set(JAVAC_FLAGS --release 11 -Xlint:all -encoding UTF-8)
+if(Java_VERSION_MAJOR LESS_EQUAL 25) # a later compiler may warn of more
+    list(APPEND JAVAC_FLAGS -Werror)
+endif()
+# File names in UTF-8, whatever the locale.
+set(JAVA_TOOL ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8)
+
+# java_jars(<variable> <target or jar>...): the jars' paths.
+function(java_jars variable)
+    foreach(each ${ARGN})
+        if(TARGET ${each})
+            get_target_property(each ${each} JAR)
+        endif()
+        list(APPEND jars ${each})
+    endforeach()
+    set(${variable} ${jars} PARENT_SCOPE)
+endfunction()
+
+# java_class_path(<variable> <target or jar>...): the jars as one argument.
+function(java_class_path variable)
+    java_jars(jars ${ARGN})
+    cmake_path(CONVERT "${jars}" TO_NATIVE_PATH_LIST path)
+    set(${variable} ${path} PARENT_SCOPE)
+endfunction()
+
+function(add_java target jar)
+    cmake_parse_arguments(PARSE_ARGV 2 JAVA "" "HEADERS;MANIFEST" "SOURCES;USES")
+    set(work ${CMAKE_CURRENT_BINARY_DIR}/${target})
+    java_jars(uses ${JAVA_USES})
+    java_class_path(class_path ${JAVA_USES})
+    set(manifest)
+    if(JAVA_MANIFEST)
+        set(manifest --manifest ${JAVA_MANIFEST})
+    endif()
+    add_custom_command(OUTPUT ${jar}
+        COMMAND ${CMAKE_COMMAND} -E rm -rf ${work}/classes
+        COMMAND ${JAVA_TOOL} ${Java_JAVAC_EXECUTABLE} ${JAVAC_FLAGS} -cp "${class_path}" -d ${work}/classes
+            -h ${work}/headers ${JAVA_SOURCES}
+        COMMAND ${JAVA_TOOL} ${Java_JAR_EXECUTABLE} --create --file ${jar} --date ${RELEASE_DATE} ${manifest}
+            -C ${work}/classes .
+        DEPENDS ${JAVA_SOURCES} ${uses} ${JAVA_MANIFEST}
+        COMMENT "Compiling ${target}"
+        VERBATIM)
+    add_custom_target(${target} ALL DEPENDS ${jar})
+    set_target_properties(${target} PROPERTIES JAR ${jar})
+    foreach(each ${JAVA_USES})
+        if(TARGET ${each})
+            add_dependencies(${target} ${each})
+        endif()
+    endforeach()
+    if(JAVA_HEADERS)
+        add_library(${JAVA_HEADERS} INTERFACE)
+        target_include_directories(${JAVA_HEADERS} INTERFACE ${work}/headers)
+        add_dependencies(${JAVA_HEADERS} ${target})
+    endif()
+endfunction()
+
+# install_java(<target>): the jar under its versioned and its plain name, as Debian has it.
+function(install_java target)
+    java_jars(jar ${target})
+    cmake_path(GET jar STEM LAST_ONLY name)
+    set(directory ${CMAKE_INSTALL_DATADIR}/java)
+    install(FILES ${jar} DESTINATION ${directory} RENAME ${name}-${PROJECT_VERSION}.jar COMPONENT java)
+    file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/links)
+    file(CREATE_LINK ${name}-${PROJECT_VERSION}.jar ${CMAKE_CURRENT_BINARY_DIR}/links/${name}.jar SYMBOLIC)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/links/${name}.jar DESTINATION ${directory} COMPONENT java)
+endfunction()
