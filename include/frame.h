@@ -169,7 +169,7 @@ CK_RV unlock(JNIEnv* env, const Held& held, CK_RV rv);
 /// call without the lock is counted while it lasts, for the library's last holder to wait for. An entry that the module
 /// left null answers CKR_FUNCTION_NOT_SUPPORTED. No exception may be pending.
 template <typename Function, typename... Args>
-CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
+CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
 {
     Function entry = list->*function;
     if (entry == nullptr)

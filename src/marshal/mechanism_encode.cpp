@@ -23,7 +23,7 @@ bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, ParameterKind kind,
 
     using enum ParameterKind;
     switch (kind) {
-    // clang-format off
+        // clang-format off
     case none:                  return encodeNone(env, parameter, mechanism, wrong);
     case macGeneral:
     case extract:               return encodeInteger(env, parameter, dest, len, wrong);

@@ -76,7 +76,7 @@ std::size_t parameterSize(JNIEnv* env, ParameterKind kind, jobject parameter)
     using enum ParameterKind;
     namespace name = parameter_class;
     switch (kind) {
-    // clang-format off
+        // clang-format off
     case macGeneral:
     case extract:       return sizeof(CK_ULONG);
     case iv:
