@@ -1,7 +1,8 @@
 # add_java(<target> <jar> SOURCES <file>... [USES <target or jar>...] [HEADERS <target>] [MANIFEST <file>])
 #
-# Compiles Java sources into a jar; the target's property JAR names it. HEADERS is an interface target that brings the
-# JNI headers of the native methods. Two builds make the same jar: its entries are sorted and carry RELEASE_DATE.
+# Compiles Java sources into a jar. The target's property JAR names it, SOURCE_LIST a file that lists the sources for
+# Java's tools. HEADERS is an interface target that brings the JNI headers of the native methods. Two builds make the
+# same jar: its entries are sorted and carry RELEASE_DATE.
 
 set(JAVAC_FLAGS --release 11 -Xlint:all -encoding UTF-8)
 if(Java_VERSION_MAJOR LESS_EQUAL 25) # a later compiler may warn of more
@@ -33,6 +34,9 @@ function(add_java target jar)
     set(work ${CMAKE_CURRENT_BINARY_DIR}/${target})
     java_jars(uses ${JAVA_USES})
     java_class_path(class_path ${JAVA_USES})
+    list(TRANSFORM JAVA_SOURCES REPLACE "(.+)" "\"\\1\"\n" OUTPUT_VARIABLE quoted)
+    string(JOIN "" quoted ${quoted})
+    file(CONFIGURE OUTPUT ${work}/sources CONTENT "${quoted}" @ONLY)
     set(manifest)
     if(JAVA_MANIFEST)
         set(manifest --manifest ${JAVA_MANIFEST})
@@ -40,14 +44,14 @@ function(add_java target jar)
     add_custom_command(OUTPUT ${jar}
         COMMAND ${CMAKE_COMMAND} -E rm -rf ${work}/classes
         COMMAND ${JAVA_TOOL} ${Java_JAVAC_EXECUTABLE} ${JAVAC_FLAGS} -cp "${class_path}" -d ${work}/classes
-            -h ${work}/headers ${JAVA_SOURCES}
+            -h ${work}/headers @${work}/sources
         COMMAND ${JAVA_TOOL} ${Java_JAR_EXECUTABLE} --create --file ${jar} --date ${RELEASE_DATE} ${manifest}
             -C ${work}/classes .
         DEPENDS ${JAVA_SOURCES} ${uses} ${JAVA_MANIFEST}
         COMMENT "Compiling ${target}"
         VERBATIM)
     add_custom_target(${target} ALL DEPENDS ${jar})
-    set_target_properties(${target} PROPERTIES JAR ${jar})
+    set_target_properties(${target} PROPERTIES JAR ${jar} SOURCE_LIST ${work}/sources)
     foreach(each ${JAVA_USES})
         if(TARGET ${each})
             add_dependencies(${target} ${each})
