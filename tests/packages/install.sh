@@ -1,0 +1,57 @@
+#!/bin/sh
+# install.sh BUILD PREFIX SOFTHSM2
+# Builds a copy of the sources with CMake alone, in a directory with a crooked name, and installs it: that must be equal
+# to the byte to what BUILD installs. Then uses it as a stranger would: the command, and an application on the class
+# path and as a module in an image of its own. JAVA_HOME and CXX are those of BUILD.
+set -eu
+build=$1 prefix=$2 softhsm=$3
+here=$(dirname "$0")
+work=
+for signal in HUP INT TERM; do
+    # shellcheck disable=SC2064
+    trap "exit 1" $signal
+done
+trap '[ -z "$work" ] || rm -rf "$work"' EXIT
+work=$(mktemp -d)
+
+copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
+mkdir "$copy"
+for part in CMakeLists.txt cmake include src java tool packaging; do
+    cp -R "$here/../../$part" "$copy"
+done
+export LC_ALL=C JAVA_TOOL_OPTIONS=-Dseen=yes
+cd "$copy"
+{
+    cmake -B build -DTOKBRIDGE_TESTS=OFF -DCMAKE_INSTALL_PREFIX="$prefix" &&
+        cmake --build build --parallel "$(nproc)" &&
+        DESTDIR="$work/copy" cmake --install build &&
+        DESTDIR="$work/build" cmake --install "$build"
+} >"$work/log" 2>&1 || {
+    cat "$work/log"
+    exit 1
+}
+diff -r "$work/build" "$work/copy"
+[ -n "$(find "$work/copy" -name libtokbridge.so)" ]
+unset JAVA_TOOL_OPTIONS
+
+installed=$work/copy$prefix
+mkdir "$work/tokens"
+printf 'directories.tokendir = %s/tokens\nobjectstore.backend = file\n' "$work" >"$work/softhsm2.conf"
+export SOFTHSM2_CONF="$work/softhsm2.conf"
+"$installed/bin/tokbridge" --softhsm "$softhsm" >"$work/log" 2>&1 || {
+    cat "$work/log"
+    exit 1
+}
+
+jar=$installed/share/java/tokbridge.jar
+library=-Dtokbridge.library=$(find "$installed" -name libtokbridge.so)
+"$JAVA_HOME/bin/javac" --release 11 -p "$jar" -d "$work/app" "$here/module-info.java" "$here/app/App.java"
+"$JAVA_HOME/bin/jlink" -p "$jar:$work/app" --add-modules app --strip-debug --output "$work/image"
+{
+    "$JAVA_HOME/bin/java" "$library" -cp "$jar:$work/app" app.App "$softhsm" &&
+        "$work/image/bin/java" --enable-native-access=com.kelvane.pkcs11 "$library" -m app/app.App "$softhsm" 2>&1
+} >"$work/log"
+sed 's/-1/1/' "$work/log" | diff - /dev/fd/3 3<<'TEXT'
+random 1 in the class path
+random 1 in a module
+TEXT
