@@ -2,8 +2,9 @@
 # run_suite.sh SCRATCH JAVA ARGUMENTS...
 # Runs a Java program of the tests and fails with it, or when the JVM has complained about a use of JNI, or when memory
 # was lost that the library had asked for. The JVM's own output goes to SCRATCH/vm.log, the sanitizers' to
-# SCRATCH/asan.*; the token directory and the files of the tests are in SCRATCH too, sockets in a temporary directory
-# that goes at the end. With a module's path in SERVED, p11-kit serves that module on a socket meanwhile.
+# SCRATCH/asan.*; the files of the tests are in SCRATCH too. Tokens and sockets, which want short and simple paths, are
+# in a temporary directory that goes at the end. With a module's path in SERVED, p11-kit serves that module on a socket
+# meanwhile.
 set -eu
 unset PKCS11DEBUG JAVA_TOOL_OPTIONS JDK_JAVA_OPTIONS _JAVA_OPTIONS CLASSPATH
 export LC_ALL=C.UTF-8
@@ -11,18 +12,14 @@ scratch=$1
 shift
 
 rm -rf "$scratch"
-mkdir -p "$scratch/tokens"
-printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' "$scratch/tokens" \
-    > "$scratch/softhsm2.conf"
-SOFTHSM2_CONF=$scratch/softhsm2.conf
-export SOFTHSM2_CONF
-[ -z "${ASAN_OPTIONS:-}" ] || export ASAN_OPTIONS="$ASAN_OPTIONS:log_path=$scratch/asan"
+mkdir -p "$scratch"
+[ -z "${ASAN_OPTIONS:-}" ] || export ASAN_OPTIONS="$ASAN_OPTIONS:log_path=\"$scratch/asan\""
 
 server=
-sockets=
+short=
 clean() {
     [ -z "$server" ] || kill "$server" 2>/dev/null || :
-    [ -z "$sockets" ] || rm -rf "$sockets"
+    [ -z "$short" ] || rm -rf "$short"
 }
 trap clean EXIT
 for signal in HUP INT TERM; do # on which not every shell runs the EXIT trap
@@ -32,22 +29,26 @@ done
 # The path of a socket has room for 107 bytes.
 parent=${TMPDIR:-/tmp}
 [ ${#parent} -le 64 ] || parent=/tmp
-sockets=$(mktemp -d "$parent/tokbridge.XXXXXX")
+short=$(mktemp -d "$parent/tokbridge.XXXXXX")
+mkdir "$short/tokens"
+printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' "$short/tokens" \
+    >"$short/softhsm2.conf"
+export SOFTHSM2_CONF="$short/softhsm2.conf"
 
 if [ -n "${SERVED:-}" ]; then
-    env -u LD_PRELOAD p11-kit server -f -n "$sockets/socket" --provider "$SERVED" pkcs11: >"$scratch/server.log" 2>&1 &
+    env -u LD_PRELOAD p11-kit server -f -n "$short/socket" --provider "$SERVED" pkcs11: >"$scratch/server.log" 2>&1 &
     server=$!
-    until [ -S "$sockets/socket" ]; do
+    until [ -S "$short/socket" ]; do
         kill -0 "$server" # it has not ended
         sleep 0.1
     done
-    export P11_KIT_SERVER_ADDRESS="unix:path=$sockets/socket"
+    export P11_KIT_SERVER_ADDRESS="unix:path=$short/socket"
 fi
 
 java=$1
 shift
 status=0
-"$java" --enable-native-access=ALL-UNNAMED -Dtokbridge.test.scratch="$scratch" -Djava.io.tmpdir="$sockets" \
+"$java" --enable-native-access=ALL-UNNAMED -Dtokbridge.test.scratch="$scratch" -Djava.io.tmpdir="$short" \
     -XX:+UnlockDiagnosticVMOptions -XX:+LogVMOutput -XX:-DisplayVMOutput -XX:LogFile="$scratch/vm.log" \
     -XX:ErrorFile="$scratch/crash.log" -XX:-CreateCoredumpOnCrash "$@" || status=$?
 

@@ -2,7 +2,7 @@
 # install.sh BUILD PREFIX SOFTHSM2
 # Builds a copy of the sources with CMake alone, in a directory with a crooked name, and installs it: that must be equal
 # to the byte to what BUILD installs. Then uses it as a stranger would: the command, and an application on the class
-# path and as a module in an image of its own. JAVA_HOME and CXX are those of BUILD.
+# path and as a module in an image of its own. JAVA_HOME, CXX and CMAKE_GENERATOR are those of BUILD.
 set -eu
 build=$1 prefix=$2 softhsm=$3
 here=$(dirname "$0")
@@ -33,6 +33,7 @@ cd "$copy"
 diff -r "$work/build" "$work/copy"
 [ -n "$(find "$work/copy" -name libtokbridge.so)" ]
 unset JAVA_TOOL_OPTIONS
+export LC_ALL=C.UTF-8
 
 installed=$work/copy$prefix
 mkdir "$work/tokens"

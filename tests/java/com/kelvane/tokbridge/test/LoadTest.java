@@ -75,7 +75,7 @@ class LoadTest {
 
     /** A path in the scratch directory of exactly so many bytes. */
     private static String pathOf(int bytes) {
-        return DIRECTORY + "/" + "x".repeat(bytes - DIRECTORY.toString().length() - 1);
+        return DIRECTORY + "/" + "x".repeat(bytes - DIRECTORY.toString().getBytes(StandardCharsets.UTF_8).length - 1);
     }
 
     @Test
