@@ -34,7 +34,7 @@ INSIDE
 apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' \
     >"$work/sources"
 # shellcheck disable=SC2016 # the hooks are mmdebstrap's to expand
-mmdebstrap --quiet --variant=apt --customize-hook='cp -r "$WORK" "$1/opt/work"' \
+env -u JAVA_HOME mmdebstrap --quiet --variant=apt --customize-hook='cp -r "$WORK" "$1/opt/work"' \
     --customize-hook='chroot "$1" sh /opt/work/inside.sh' \
     "$(awk '{ print $3; exit }' "$work/sources")" /dev/null - <"$work/sources"
 echo "The packages work in a bare root."
