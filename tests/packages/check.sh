@@ -4,11 +4,8 @@
 # and uses them there: the tool, and an application with nothing but the class path. The root goes when it has passed.
 set -eu
 work=
-for signal in HUP INT TERM; do
-    # shellcheck disable=SC2064
-    trap "exit 1" $signal
-done
 trap '[ -z "$work" ] || rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM # on which not every shell runs the EXIT trap
 work=$(mktemp -d)
 export WORK="$work"
 chmod 755 "$work"

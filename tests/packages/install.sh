@@ -7,11 +7,8 @@ set -eu
 build=$1 prefix=$2 softhsm=$3
 here=$(dirname "$0")
 work=
-for signal in HUP INT TERM; do
-    # shellcheck disable=SC2064
-    trap "exit 1" $signal
-done
 trap '[ -z "$work" ] || rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT TERM # on which not every shell runs the EXIT trap
 work=$(mktemp -d)
 
 copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
