@@ -18,14 +18,12 @@ mkdir -p "$scratch"
 server=
 short=
 clean() {
+    trap '' HUP INT PIPE TERM
     [ -z "$server" ] || kill "$server" 2>/dev/null || :
     [ -z "$short" ] || rm -rf "$short"
 }
 trap clean EXIT
-for signal in HUP INT TERM; do # on which not every shell runs the EXIT trap
-    # shellcheck disable=SC2064
-    trap "trap - EXIT $signal; clean; kill -s $signal $$" $signal
-done
+trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
 # The path of a socket has room for 107 bytes.
 parent=${TMPDIR:-/tmp}
 [ ${#parent} -le 64 ] || parent=/tmp

@@ -4,8 +4,18 @@
 # working one and is gone with the program; nothing goes into the caller's home directory.
 set -eu
 scratch=
-trap '[ -z "$scratch" ] || { wineserver64 -k || :; rm -rf "$scratch"; }' EXIT # the server of this directory
-trap 'exit 1' HUP INT TERM # on which not every shell runs the EXIT trap
+clean() {
+    trap '' HUP INT PIPE TERM
+    [ -n "$scratch" ] || return 0
+    # The server of this directory, and with it every Windows process; it may only be about to start.
+    for _ in 1 2 3; do
+        wineserver64 -k || sleep 0.3
+        wineserver64 -w || :
+    done
+    rm -rf "$scratch"
+}
+trap clean EXIT
+trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
 PATH=$PATH:/usr/lib/wine # where Debian keeps the 64-bit programs
 scratch=$(mktemp -d "$PWD/wine.XXXXXX")
 export HOME="$scratch" TMPDIR="$scratch" WINEPREFIX="$scratch/prefix" WINEDEBUG=-all WINEDLLOVERRIDES='winemenubuilder.exe,mscoree,mshtml='

@@ -4,8 +4,8 @@
 # and uses them there: the tool, and an application with nothing but the class path. The root goes when it has passed.
 set -eu
 work=
-trap '[ -z "$work" ] || rm -rf "$work"' EXIT
-trap 'exit 1' HUP INT TERM # on which not every shell runs the EXIT trap
+trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
 work=$(mktemp -d)
 export WORK="$work"
 chmod 755 "$work"

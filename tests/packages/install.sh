@@ -7,8 +7,8 @@ set -eu
 build=$1 prefix=$2 softhsm=$3
 here=$(dirname "$0")
 work=
-trap '[ -z "$work" ] || rm -rf "$work"' EXIT
-trap 'exit 1' HUP INT TERM # on which not every shell runs the EXIT trap
+trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
 work=$(mktemp -d)
 
 copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
