@@ -2,7 +2,7 @@
 # check_dll.sh OBJDUMP DLL - it exports the 89 native methods, nothing else, and imports from the system's DLLs alone.
 set -eu
 listing=$("$1" -p "$2")
-exports=$(echo "$listing" | sed -n '/^\[Ordinal\/Name Pointer\]/,/^$/ s/^\t\[.*\] *//p')
+exports=$(echo "$listing" | sed -n '/^\[Ordinal\/Name Pointer\]/,/^$/ s/^\t\[.* //p')
 imports=$(echo "$listing" | sed -n 's/^\tDLL Name: //p' | sort | tr '\n' ' ')
 echo "$imports"
 [ "$imports" = 'ADVAPI32.dll KERNEL32.dll msvcrt.dll ' ]
