@@ -186,7 +186,7 @@ CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_L
 
 /// The same for a call that C_Finalize itself ends: nobody waits for it.
 template <typename Function, typename... Args>
-CK_RV callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
+CK_RV callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
 {
     Function entry = list->*function;
     if (entry == nullptr || needsBridgeLock(list))
