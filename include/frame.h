@@ -111,6 +111,7 @@ bool objectHandleOf(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jobject object, CK_O
 // readObjectField yields.
 
 bool readIntField(JNIEnv* env, jobject object, jclass type, const char* name, jint* value);
+bool readBooleanField(JNIEnv* env, jobject object, jclass type, const char* name, jboolean* value);
 bool readByteField(JNIEnv* env, jobject object, jclass type, const char* name, jbyte* value);
 bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name, const char* signature, jobject* value);
 

@@ -1,5 +1,12 @@
-// Reading the fields of a Java parameter object into a structure and into the area behind it, where the blocks go that
-// the structure points to. No block is ever placed, and no length handed on, that reaches outside the area.
+// Reading the fields of a Java parameter object into the structure that it stands for.
+//
+// One function for each structure names its fields in the standard's order, and the Java field that each comes from. It
+// runs twice: first to measure the blocks that the structure points to, then to write the structure, and the blocks
+// into the area behind it. No block is ever placed, and no length handed on, that reaches outside that area, whatever
+// Java has changed between the two runs.
+//
+// Everything here returns false as soon as JNI has failed, with the virtual machine's error pending. A refusal is
+// raised by the run that writes alone: `kWrongParameter`, or what encodeMechanism says.
 #pragma once
 
 #include <cstddef>
@@ -8,48 +15,95 @@
 
 #include "cryptoki.h"
 
-/// A Java parameter object while it is encoded.
+constexpr CK_RV kWrongParameter = CKR_MECHANISM_PARAM_INVALID;
+
+/// A Java parameter object in one of its two runs.
 struct ParameterFields
 {
     JNIEnv* env;
+    CK_FUNCTION_LIST_PTR list; ///< of the library that knows the keys
     jobject object;
     jclass type;
-    CK_RV wrongType;
-    CK_BYTE_PTR area;
+    CK_BYTE_PTR area; ///< null in the run that measures
     CK_ULONG areaSize;
     CK_ULONG used; ///< where the blocks placed one after the other end
 };
 
-/// Tests the class and sets *len from the room at `dest` to `structSize`; the rest of the room is the area.
-/// Raises `wrongType`.
-bool openParameter(JNIEnv* env, jobject parameter, const char* className, void* dest, std::size_t structSize,
-                   CK_ULONG* len, CK_RV wrongType, ParameterFields* fields);
+inline bool measures(const ParameterFields* java)
+{
+    return java->area == nullptr;
+}
 
-/// Opens an object that a field of the parameter holds; its blocks go on where the parameter's end. Raises `wrongType`
-/// for null.
-bool openMember(const ParameterFields& owner, const char* name, const char* className, ParameterFields* member);
+/// What null stands for where a parameter object is expected.
+enum class Null
+{
+    refused,
+    none, ///< no parameter; within a structure, zeros
+};
 
-/// Drops the references of a member: one native method may hold 16 at once.
-void closeMember(const ParameterFields& member);
+/// A structure, the Java class it is made from, and the function that goes through the fields of both.
+struct ParameterStructure
+{
+    const char* className;
+    std::size_t size;
+    std::size_t alignment;
+    Null null;
+    bool (*fields)(ParameterFields* java, void* structure);
+};
+
+/// Stands in for a structure in the run that measures, which writes no fields.
+struct MeasuredStructure
+{
+    CK_ULONG words[16] = {};
+};
+
+template <typename Structure, bool (*fields)(ParameterFields*, Structure*)>
+constexpr ParameterStructure describe(const char* className, Null null = Null::refused)
+{
+    static_assert(sizeof(Structure) <= sizeof(MeasuredStructure));
+    return {className, sizeof(Structure), alignof(Structure), null,
+            [](ParameterFields* java, void* structure) { return fields(java, static_cast<Structure*>(structure)); }};
+}
+
+/// Tests the class and goes through the fields. Null is refused, like an object of another class.
+bool readStructure(ParameterFields* java, const ParameterStructure& description, void* structure);
+
+/// The same for the object of a field, whose structure lies within the parameter's own. Its blocks go on where the
+/// parameter's end.
+bool readMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
+                void* structure);
+
+/// The same for a structure that the parameter's own points to: it lies among the blocks, aligned as a module expects.
+bool placeMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
+                 void** place);
 
 /// Reads an int field as an unsigned number.
-bool readUlong(const ParameterFields& fields, const char* name, CK_ULONG* value);
+bool readUlong(ParameterFields* java, const char* name, CK_ULONG* value);
 
-bool readByte(const ParameterFields& fields, const char* name, CK_BYTE* value);
+bool readByte(ParameterFields* java, const char* name, CK_BYTE* value);
+
+/// Reads a boolean field.
+bool readFlag(ParameterFields* java, const char* name, CK_BBOOL* value);
 
 /// Copies a byte[] field behind the blocks placed so far and points there; null is a block of length 0. `length` may be
 /// null where the structure does not hold one.
-bool placeBlock(ParameterFields* fields, const char* name, CK_BYTE_PTR* block, CK_ULONG* length);
+bool placeBlock(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length);
 
-/// Copies a byte[] field to where a Java int puts it, counted from the start of the area. Raises `wrongType` when the
-/// int, or the array from there on, reaches outside.
-bool placeBlockAt(const ParameterFields& fields, const char* name, CK_ULONG offset, CK_BYTE_PTR* block);
+/// Copies a byte[] field to where a Java int puts it, counted from the start of the area. Refuses it when the int, or
+/// the array from there on, reaches outside.
+bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_BYTE_PTR* block);
 
-/// Raises `wrongType` unless `length` bytes at `offset` lie in the area.
-bool requireInside(const ParameterFields& fields, CK_ULONG offset, CK_ULONG length);
+/// Copies a byte[] field of `shortest` to `room` bytes into the structure itself.
+bool copyBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG room, CK_ULONG shortest);
 
-/// The length of a byte[] field; 0 for null.
-bool readBlockLength(const ParameterFields& fields, const char* name, CK_ULONG* length);
+/// Refuses what does not hold. In the run that measures everything holds.
+bool demand(const ParameterFields* java, bool condition);
+
+/// Refuses `length` bytes at `offset` that do not lie in the area.
+bool demandInside(const ParameterFields* java, CK_ULONG offset, CK_ULONG length);
+
+/// The length of a byte[] field, in both runs; 0 for null.
+bool readBlockLength(ParameterFields* java, const char* name, CK_ULONG* length);
 
 /// As readObjectField, for a byte[] field.
-bool readByteArrayField(JNIEnv* env, jobject object, jclass type, const char* name, jbyteArray* array);
+bool readByteArrayField(const ParameterFields* java, const char* name, jbyteArray* array);

@@ -37,6 +37,15 @@ bool readIntField(JNIEnv* env, jobject object, jclass type, const char* name, ji
     return true;
 }
 
+bool readBooleanField(JNIEnv* env, jobject object, jclass type, const char* name, jboolean* value)
+{
+    jfieldID field = env->GetFieldID(type, name, "Z");
+    if (field == nullptr)
+        return false;
+    *value = env->GetBooleanField(object, field);
+    return true;
+}
+
 bool readByteField(JNIEnv* env, jobject object, jclass type, const char* name, jbyte* value)
 {
     jfieldID field = env->GetFieldID(type, name, "B");

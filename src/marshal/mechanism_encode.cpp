@@ -6,63 +6,116 @@
 
 namespace {
 
+// The structure of a kind; null for the kinds that are plain values or are never encoded.
+const ParameterStructure* descriptionOf(ParameterKind kind)
+{
+    using enum ParameterKind;
+    switch (kind) {
+    // clang-format off
+    case keyHandle:             return &kKeyHandle;
+    case rc2:                   return &kRC2;
+    case rc2Cbc:                return &kRC2CBC;
+    case rc2MacGeneral:         return &kRC2MacGeneral;
+    case rc5:                   return &kRC5;
+    case rc5Cbc:                return &kRC5CBC;
+    case rc5MacGeneral:         return &kRC5MacGeneral;
+    case pbe:                   return &kPBE;
+    case version:               return &kVersion;
+    case ssl3MasterKeyDerive:
+    case tlsMasterKeyDerive:
+    case ssl3MasterKeyDeriveDh:
+    case tlsMasterKeyDeriveDh:  return &kSSL3MasterKeyDerive;
+    case ssl3KeyAndMacDerive:
+    case tlsKeyAndMacDerive:    return &kSSL3KeyMat;
+    case tlsPrf:                return &kTLSPRF;
+    case ecdh1Derive:           return &kECDH1;
+    case gcm:                   return &kGCM;
+    case oaep:                  return &kOAEP;
+    case pss:                   return &kPSS;
+    default:                    return nullptr;
+        // clang-format on
+    }
+}
+
+// The length of a byte[]; 0 for an object of another class, which the encoder refuses.
+std::size_t byteArraySize(JNIEnv* env, jobject parameter)
+{
+    return isInstance(env, parameter, "[B") ? fromJava(env->GetArrayLength(static_cast<jbyteArray>(parameter))) : 0;
+}
+
+// What encodeParameter writes: the value, or the structure and the blocks that it points to.
+std::size_t parameterSize(JNIEnv* env, ParameterKind kind, jobject parameter)
+{
+    if (const ParameterStructure* description = descriptionOf(kind)) {
+        ParameterFields java = {env, nullptr, parameter, nullptr, nullptr, 0, 0};
+        MeasuredStructure structure;
+        readStructure(&java, *description, &structure);
+        return description->size + java.used;
+    }
+    switch (kind) {
+    case ParameterKind::macGeneral:
+    case ParameterKind::extract: return sizeof(CK_ULONG);
+    case ParameterKind::iv:
+    case ParameterKind::tokenIv: return byteArraySize(env, parameter);
+    case ParameterKind::publicValue: return encodedValueSize(env, parameter);
+    default: return 0; // takes none, or is refused
+    }
+}
+
 // A mechanism without a parameter: the pointer is null, and an object is refused.
-bool encodeNone(JNIEnv* env, jobject parameter, CK_MECHANISM* mechanism, CK_RV wrongType)
+bool encodeNone(JNIEnv* env, jobject parameter, CK_MECHANISM* mechanism)
 {
     mechanism->pParameter = nullptr;
     mechanism->ulParameterLen = 0;
-    return require(env, parameter == nullptr, wrongType);
+    return require(env, parameter == nullptr, kWrongParameter);
+}
+
+bool encodeStructure(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const ParameterStructure& description, jobject parameter,
+                     CK_MECHANISM* mechanism)
+{
+    if (parameter == nullptr && description.null == Null::none)
+        return encodeNone(env, nullptr, mechanism);
+
+    auto* start = static_cast<CK_BYTE_PTR>(mechanism->pParameter);
+    auto size = static_cast<CK_ULONG>(description.size);
+    ParameterFields java = {env, list, parameter, nullptr, start + size, mechanism->ulParameterLen - size, 0};
+    mechanism->ulParameterLen = size;
+    return readStructure(&java, description, start);
 }
 
 bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, ParameterKind kind, jobject parameter,
                      CK_MECHANISM* mechanism)
 {
-    constexpr CK_RV wrong = CKR_MECHANISM_PARAM_INVALID;
     void* dest = mechanism->pParameter;
     CK_ULONG* len = &mechanism->ulParameterLen;
+    if (const ParameterStructure* description = descriptionOf(kind))
+        return encodeStructure(env, list, *description, parameter, mechanism);
 
     using enum ParameterKind;
     switch (kind) {
-        // clang-format off
-    case none:                  return encodeNone(env, parameter, mechanism, wrong);
+    case none: return encodeNone(env, parameter, mechanism);
     case macGeneral:
-    case extract:               return encodeInteger(env, parameter, dest, len, wrong);
+    case extract: return encodeInteger(env, parameter, dest, len, kWrongParameter);
     case iv:
-    case tokenIv:               return encodeByteArray(env, parameter, dest, len, wrong);
-    case publicValue:           return encodeBigInteger(env, parameter, dest, len, wrong);
-    case keyHandle:             return encodeKeyHandle(env, list, parameter, dest, len, wrong);
-    case rc2:                   return encodeRC2Params(env, parameter, dest, len, wrong);
-    case rc2Cbc:                return encodeRC2CBCParams(env, parameter, dest, len, wrong);
-    case rc2MacGeneral:         return encodeRC2MacGeneralParams(env, parameter, dest, len, wrong);
-    case rc5:                   return encodeRC5Params(env, parameter, dest, len, wrong);
-    case rc5Cbc:                return encodeRC5CBCParams(env, parameter, dest, len, wrong);
-    case rc5MacGeneral:         return encodeRC5MacGeneralParams(env, parameter, dest, len, wrong);
-    case pbe:                   return encodePBEParams(env, parameter, dest, len, wrong);
-    case version:               return encodeVersion(env, parameter, dest, len, wrong);
-    case ssl3MasterKeyDerive:
-    case tlsMasterKeyDerive:
-    case ssl3MasterKeyDeriveDh:
-    case tlsMasterKeyDeriveDh:  return encodeSSL3MasterKeyDeriveParams(env, parameter, dest, len, wrong);
-    case ssl3KeyAndMacDerive:
-    case tlsKeyAndMacDerive:    return encodeSSL3KeyMatParams(env, parameter, dest, len, wrong);
-    case tlsPrf:                return encodeTLSPRFParams(env, parameter, dest, len, wrong);
-    case ecdh1Derive:           return encodedECDH1_DERIVE(env, parameter, dest, len, wrong);
-    case gcm:                   return encodeGCMParams(env, parameter, dest, len, wrong);
-    case oaep:                  return encode_RSA_PKCS_OAEP_PARAMS(env, parameter, dest, len, wrong);
-    case pss:                   return encode_RSA_PKCS_PSS_PARAMS(env, parameter, dest, len, wrong);
+    case tokenIv: return encodeByteArray(env, parameter, dest, len, kWrongParameter);
+    case publicValue: return encodeBigInteger(env, parameter, dest, len, kWrongParameter);
     case derivationString:
     case keaDerive:
     case keyWrapSetOaep:
     case skipjackPrivateWrap:
     case skipjackRelayx:
-    case pbkd2:                 return refuse(env, "parameter encoding not yet implemented!");
-    case ecmqvDerive:           break; // sized and shown to Java, but never derived with
-        // clang-format on
+    case pbkd2: return refuse(env, "parameter encoding not yet implemented!");
+    default: return refuse(env, "unknown mechanism parameter type!"); // ecmqvDerive: shown to Java, never derived with
     }
-    return refuse(env, "unknown mechanism parameter type!");
 }
 
 } // namespace
+
+std::size_t encodedMechanismSize(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter)
+{
+    std::size_t size = sizeof(CK_MECHANISM);
+    return parameter != nullptr ? size + parameterSize(env, mechanismParameterKind(mechanism), parameter) : size;
+}
 
 bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_MECHANISM_TYPE mechanism, jobject parameter,
                      const EncodeBuffer& buffer)

@@ -8,7 +8,6 @@
 #include "mechanism_kinds.h"
 #include "mechanism_params.h"
 #include "mechanisms.h"
-#include "parameter_fields.h"
 
 namespace {
 
@@ -47,24 +46,24 @@ bool returnBytes(JNIEnv* env, const EncodeBuffer& encoded, const void* block, jb
 void returnField(const ParameterFields& fields, const EncodeBuffer& encoded, const char* name, const void* block)
 {
     jbyteArray array = nullptr;
-    if (readByteArrayField(fields.env, fields.object, fields.type, name, &array) && array != nullptr)
+    if (readByteArrayField(&fields, name, &array) && array != nullptr)
         returnBytes(fields.env, encoded, block, array, fromJava(fields.env->GetArrayLength(array)));
     fields.env->DeleteLocalRef(array);
 }
 
 // An instance of the class as the owner of fields to set; nothing is raised for another object.
-bool openForReturn(JNIEnv* env, jobject object, const char* className, ParameterFields* fields)
+bool openForReturn(JNIEnv* env, jobject object, const ParameterStructure& description, ParameterFields* fields)
 {
-    *fields = {env, object, classIfInstance(env, object, className), CKR_OK, nullptr, 0, 0};
+    *fields = {env, nullptr, object, classIfInstance(env, object, description.className), nullptr, 0, 0};
     return fields->type != nullptr;
 }
 
-bool openMemberForReturn(const ParameterFields& owner, const char* name, const char* signature, const char* className,
-                         ParameterFields* member)
+bool openMemberForReturn(const ParameterFields& owner, const char* name, const char* signature,
+                         const ParameterStructure& description, ParameterFields* member)
 {
     jobject object = nullptr;
     return readObjectField(owner.env, owner.object, owner.type, name, signature, &object) &&
-           openForReturn(owner.env, object, className, member);
+           openForReturn(owner.env, object, description, member);
 }
 
 bool setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
@@ -98,8 +97,8 @@ void returnSSL3Version(JNIEnv* env, jobject parameter, const EncodeBuffer& encod
     ParameterFields version;
     if (derive == nullptr || derive->pVersion == nullptr ||
         !require(env, liesIn(encoded, derive->pVersion, sizeof(CK_VERSION)), CKR_BUFFER_TOO_SMALL) ||
-        !openForReturn(env, parameter, parameter_class::SSL3_MASTER_KEY_DERIVE, &fields) ||
-        !openMemberForReturn(fields, "version", kVersionSignature, parameter_class::VERSION, &version))
+        !openForReturn(env, parameter, kSSL3MasterKeyDerive, &fields) ||
+        !openMemberForReturn(fields, "version", kVersionSignature, kVersion, &version))
         return;
 
     if (setByte(version, "major", derive->pVersion->major))
@@ -118,9 +117,8 @@ void returnSSL3KeyMatOut(JNIEnv* env, jobject session, const SessionHandles& han
 
     ParameterFields fields;
     ParameterFields out;
-    if (!openForReturn(env, parameter, parameter_class::SSL3_KEY_MAT, &fields) ||
-        !openMemberForReturn(fields, "returnedKeyMaterial", kKeyMatOutSignature, parameter_class::SSL3_KEY_MAT_OUT,
-                             &out)) {
+    if (!openForReturn(env, parameter, kSSL3KeyMat, &fields) ||
+        !openMemberForReturn(fields, "returnedKeyMaterial", kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
         // Another thread has taken the object away since it was encoded: there is nobody to hand the keys to.
         for (CK_OBJECT_HANDLE key :
              {material.hClientMacSecret, material.hServerMacSecret, material.hClientKey, material.hServerKey})
@@ -143,7 +141,7 @@ void returnTLSPRFOutput(JNIEnv* env, jobject parameter, const EncodeBuffer& enco
 {
     const auto* prf = paramsIn<CK_TLS_PRF_PARAMS>(encoded);
     ParameterFields fields;
-    if (prf != nullptr && openForReturn(env, parameter, parameter_class::TLS_PRF, &fields))
+    if (prf != nullptr && openForReturn(env, parameter, kTLSPRF, &fields))
         returnField(fields, encoded, "output", prf->pOutput);
 }
 
@@ -156,9 +154,9 @@ bool decodeMechanismParameter(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject 
         const auto* pbe = paramsIn<CK_PBE_PARAMS>(encoded);
         ParameterFields fields;
         jbyteArray iv = nullptr;
-        return pbe == nullptr || (openForReturn(env, parameter, parameter_class::PBE, &fields) &&
-                                  readByteArrayField(env, parameter, fields.type, "iv", &iv) &&
-                                  returnBytes(env, encoded, pbe->pInitVector, iv, kPBEInitVector));
+        return pbe == nullptr ||
+               (openForReturn(env, parameter, kPBE, &fields) && readByteArrayField(&fields, "iv", &iv) &&
+                returnBytes(env, encoded, pbe->pInitVector, iv, kPBEInitVector));
     }
     case ParameterKind::tokenIv:
         return returnBytes(env, encoded, encoded.bytes + sizeof(CK_MECHANISM), static_cast<jbyteArray>(parameter),

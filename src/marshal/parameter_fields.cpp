@@ -8,117 +8,173 @@
 
 namespace {
 
-bool classOf(const char* className, ParameterFields* fields)
+CK_ULONG lengthOf(const ParameterFields* java, jbyteArray array)
 {
-    fields->type = classIfInstance(fields->env, fields->object, className);
-    return require(fields->env, fields->type != nullptr, fields->wrongType);
+    return array != nullptr ? fromJava(java->env->GetArrayLength(array)) : 0;
+}
+
+// Copies an array to an offset in the area, or only measures it, and gives the reference back. *size is the room there,
+// and then the bytes copied.
+bool placeArray(ParameterFields* java, jbyteArray array, CK_ULONG offset, CK_BYTE_PTR* block, CK_ULONG* size)
+{
+    bool placed = true;
+    if (measures(java)) {
+        *size = lengthOf(java, array);
+    } else {
+        *block = java->area + offset;
+        placed = encodeByteArray(java->env, array, *block, size, kWrongParameter);
+    }
+    java->env->DeleteLocalRef(array);
+    return placed;
 }
 
 } // namespace
 
-bool openParameter(JNIEnv* env, jobject parameter, const char* className, void* dest, std::size_t structSize,
-                   CK_ULONG* len, CK_RV wrongType, ParameterFields* fields)
+bool demand(const ParameterFields* java, bool condition)
 {
-    *fields = {env,
-               parameter,
-               nullptr,
-               wrongType,
-               static_cast<CK_BYTE_PTR>(dest) + structSize,
-               static_cast<CK_ULONG>(*len - structSize),
-               0};
-    *len = static_cast<CK_ULONG>(structSize);
-    return classOf(className, fields);
+    return measures(java) || require(java->env, condition, kWrongParameter);
 }
 
-bool openMember(const ParameterFields& owner, const char* name, const char* className, ParameterFields* member)
+bool demandInside(const ParameterFields* java, CK_ULONG offset, CK_ULONG length)
+{
+    return demand(java, offset <= java->areaSize && length <= java->areaSize - offset);
+}
+
+bool readStructure(ParameterFields* java, const ParameterStructure& description, void* structure)
+{
+    java->type = classIfInstance(java->env, java->object, description.className);
+    if (java->type == nullptr) {
+        demand(java, false);
+        return false;
+    }
+
+    bool done = description.fields(java, structure);
+    java->env->DeleteLocalRef(java->type);
+    return done;
+}
+
+bool readMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
+                void* structure)
 {
     std::array<char, 96> signature;
-    std::snprintf(signature.data(), signature.size(), "L%s;", className);
-    *member = owner;
-    return readObjectField(owner.env, owner.object, owner.type, name, signature.data(), &member->object) &&
-           classOf(className, member);
+    std::snprintf(signature.data(), signature.size(), "L%s;", description.className);
+    ParameterFields member = *java;
+    if (!readObjectField(java->env, java->object, java->type, name, signature.data(), &member.object))
+        return false;
+
+    bool done = (member.object == nullptr && null == Null::none) || readStructure(&member, description, structure);
+    java->env->DeleteLocalRef(member.object);
+    java->used = member.used;
+    return done;
 }
 
-void closeMember(const ParameterFields& member)
+bool placeMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
+                 void** place)
 {
-    member.env->DeleteLocalRef(member.type);
-    member.env->DeleteLocalRef(member.object);
+    // The area begins aligned for every structure.
+    CK_ULONG misplaced = java->used % static_cast<CK_ULONG>(description.alignment);
+    CK_ULONG offset = java->used + (misplaced == 0 ? 0 : static_cast<CK_ULONG>(description.alignment) - misplaced);
+    auto size = static_cast<CK_ULONG>(description.size);
+    if (!demandInside(java, offset, size))
+        return false;
+
+    java->used = offset + size;
+    MeasuredStructure measured;
+    if (measures(java))
+        return readMember(java, name, description, null, &measured);
+    *place = java->area + offset;
+    return readMember(java, name, description, null, *place);
 }
 
-bool readUlong(const ParameterFields& fields, const char* name, CK_ULONG* value)
+bool readUlong(ParameterFields* java, const char* name, CK_ULONG* value)
 {
     jint number = 0;
-    if (!readIntField(fields.env, fields.object, fields.type, name, &number))
+    if (measures(java))
+        return true;
+    if (!readIntField(java->env, java->object, java->type, name, &number))
         return false;
     *value = fromJava(number);
     return true;
 }
 
-bool readByte(const ParameterFields& fields, const char* name, CK_BYTE* value)
+bool readByte(ParameterFields* java, const char* name, CK_BYTE* value)
 {
     jbyte number = 0;
-    if (!readByteField(fields.env, fields.object, fields.type, name, &number))
+    if (measures(java))
+        return true;
+    if (!readByteField(java->env, java->object, java->type, name, &number))
         return false;
     *value = static_cast<CK_BYTE>(number);
     return true;
 }
 
-bool readByteArrayField(JNIEnv* env, jobject object, jclass type, const char* name, jbyteArray* array)
+bool readFlag(ParameterFields* java, const char* name, CK_BBOOL* value)
+{
+    jboolean flag = JNI_FALSE;
+    if (measures(java))
+        return true;
+    if (!readBooleanField(java->env, java->object, java->type, name, &flag))
+        return false;
+    *value = flag != JNI_FALSE ? CK_TRUE : CK_FALSE;
+    return true;
+}
+
+bool readByteArrayField(const ParameterFields* java, const char* name, jbyteArray* array)
 {
     jobject value = nullptr;
-    if (!readObjectField(env, object, type, name, "[B", &value))
+    if (!readObjectField(java->env, java->object, java->type, name, "[B", &value))
         return false;
     *array = static_cast<jbyteArray>(value);
     return true;
 }
 
-bool readBlockLength(const ParameterFields& fields, const char* name, CK_ULONG* length)
+bool readBlockLength(ParameterFields* java, const char* name, CK_ULONG* length)
 {
     jbyteArray array = nullptr;
-    if (!readByteArrayField(fields.env, fields.object, fields.type, name, &array))
+    if (!readByteArrayField(java, name, &array))
         return false;
-    *length = array != nullptr ? fromJava(fields.env->GetArrayLength(array)) : 0;
-    fields.env->DeleteLocalRef(array);
+    *length = lengthOf(java, array);
+    java->env->DeleteLocalRef(array);
     return true;
 }
 
-bool placeBlock(ParameterFields* fields, const char* name, CK_BYTE_PTR* block, CK_ULONG* length)
+bool placeBlock(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length)
 {
     jbyteArray array = nullptr;
-    if (!readByteArrayField(fields->env, fields->object, fields->type, name, &array))
+    CK_ULONG size = java->areaSize - java->used;
+    if (!readByteArrayField(java, name, &array) || !placeArray(java, array, java->used, block, &size))
         return false;
 
-    *block = fields->area + fields->used;
-    CK_ULONG size = fields->areaSize - fields->used;
-    bool placed = encodeByteArray(fields->env, array, *block, &size, fields->wrongType);
-    fields->env->DeleteLocalRef(array);
-    if (!placed)
-        return false;
-
-    fields->used += size;
+    java->used += size;
     if (length != nullptr)
         *length = size;
     return true;
 }
 
-bool placeBlockAt(const ParameterFields& fields, const char* name, CK_ULONG offset, CK_BYTE_PTR* block)
+bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_BYTE_PTR* block)
 {
     jbyteArray array = nullptr;
-    if (!readByteArrayField(fields.env, fields.object, fields.type, name, &array))
+    if (!readByteArrayField(java, name, &array))
         return false;
 
-    CK_ULONG size = array != nullptr ? fromJava(fields.env->GetArrayLength(array)) : 0;
-    bool placed = requireInside(fields, offset, size);
-    if (placed) {
-        *block = fields.area + offset;
-        placed = encodeByteArray(fields.env, array, *block, &size, fields.wrongType);
-    }
-    fields.env->DeleteLocalRef(array);
-    return placed;
+    CK_ULONG size = lengthOf(java, array);
+    if (!demandInside(java, offset, size) || !placeArray(java, array, offset, block, &size))
+        return false;
+    java->used += size;
+    return true;
 }
 
-bool requireInside(const ParameterFields& fields, CK_ULONG offset, CK_ULONG length)
+bool copyBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG room, CK_ULONG shortest)
 {
-    bool inside = offset <= fields.areaSize && length <= fields.areaSize - offset;
-    return require(fields.env, inside, fields.wrongType);
+    jbyteArray array = nullptr;
+    if (measures(java))
+        return true;
+    if (!readByteArrayField(java, name, &array))
+        return false;
+
+    CK_ULONG size = lengthOf(java, array);
+    bool copied = demand(java, size >= shortest && size <= room) &&
+                  encodeByteArray(java->env, array, bytes, &room, kWrongParameter);
+    java->env->DeleteLocalRef(array);
+    return copied;
 }

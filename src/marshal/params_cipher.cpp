@@ -1,96 +1,74 @@
 // Parameters of ciphers and password-based key generation.
 
-#include "frame.h"
 #include "mechanism_params.h"
-#include "parameter_fields.h"
-#include "values.h"
 
-bool encodeRC2Params(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+namespace {
+
+bool rc2Fields(ParameterFields* java, CK_RC2_PARAMS* effectiveBits)
 {
-    auto* effectiveBits = static_cast<CK_RC2_PARAMS*>(dest);
-    ParameterFields fields;
-    return openParameter(env, parameter, parameter_class::RC2, dest, sizeof *effectiveBits, len, wrongType, &fields) &&
-           readUlong(fields, "bits", effectiveBits);
+    return readUlong(java, "bits", effectiveBits);
 }
 
-bool encodeRC2CBCParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool rc2CBCFields(ParameterFields* java, CK_RC2_CBC_PARAMS* rc2)
 {
-    auto* rc2 = static_cast<CK_RC2_CBC_PARAMS*>(dest);
-    CK_ULONG baseLength = *len;
-    ParameterFields fields;
-    CK_ULONG ivLength = 0;
-    if (!encodeRC2Params(env, parameter, dest, &baseLength, wrongType) ||
-        !openParameter(env, parameter, parameter_class::RC2_CBC, dest, sizeof *rc2, len, wrongType, &fields) ||
-        !readBlockLength(fields, "iv", &ivLength) || !require(env, ivLength <= sizeof rc2->iv, wrongType))
-        return false;
-
-    // The one block that lies in the structure itself; a shorter one leaves the rest zero.
-    fields.area = rc2->iv;
-    fields.areaSize = sizeof rc2->iv;
-    CK_BYTE_PTR block = nullptr;
-    return placeBlock(&fields, "iv", &block, nullptr);
+    // A shorter vector leaves the rest zero.
+    return readUlong(java, "bits", &rc2->ulEffectiveBits) && copyBytes(java, "iv", rc2->iv, sizeof rc2->iv, 0);
 }
 
-bool encodeRC2MacGeneralParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool rc2MacGeneralFields(ParameterFields* java, CK_RC2_MAC_GENERAL_PARAMS* rc2)
 {
-    auto* rc2 = static_cast<CK_RC2_MAC_GENERAL_PARAMS*>(dest);
-    CK_ULONG baseLength = *len;
-    ParameterFields fields;
-    return encodeRC2Params(env, parameter, dest, &baseLength, wrongType) &&
-           openParameter(env, parameter, parameter_class::RC2_GENMAC, dest, sizeof *rc2, len, wrongType, &fields) &&
-           readUlong(fields, "macLength", &rc2->ulMacLength);
+    return readUlong(java, "bits", &rc2->ulEffectiveBits) && readUlong(java, "macLength", &rc2->ulMacLength);
 }
 
-bool encodeRC5Params(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool rc5Fields(ParameterFields* java, CK_RC5_PARAMS* rc5)
 {
-    auto* rc5 = static_cast<CK_RC5_PARAMS*>(dest);
-    ParameterFields fields;
-    return openParameter(env, parameter, parameter_class::RC5, dest, sizeof *rc5, len, wrongType, &fields) &&
-           readUlong(fields, "wordSize", &rc5->ulWordsize) && readUlong(fields, "rounds", &rc5->ulRounds);
+    return readUlong(java, "wordSize", &rc5->ulWordsize) && readUlong(java, "rounds", &rc5->ulRounds);
 }
 
-bool encodeRC5CBCParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool rc5CBCFields(ParameterFields* java, CK_RC5_CBC_PARAMS* rc5)
 {
-    auto* rc5 = static_cast<CK_RC5_CBC_PARAMS*>(dest);
-    CK_ULONG baseLength = *len;
-    ParameterFields fields;
-    return encodeRC5Params(env, parameter, dest, &baseLength, wrongType) &&
-           openParameter(env, parameter, parameter_class::RC5_CBC, dest, sizeof *rc5, len, wrongType, &fields) &&
-           placeBlock(&fields, "iv", &rc5->pIv, &rc5->ulIvLen);
+    return readUlong(java, "wordSize", &rc5->ulWordsize) && readUlong(java, "rounds", &rc5->ulRounds) &&
+           placeBlock(java, "iv", &rc5->pIv, &rc5->ulIvLen);
 }
 
-bool encodeRC5MacGeneralParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool rc5MacGeneralFields(ParameterFields* java, CK_RC5_MAC_GENERAL_PARAMS* rc5)
 {
-    auto* rc5 = static_cast<CK_RC5_MAC_GENERAL_PARAMS*>(dest);
-    CK_ULONG baseLength = *len;
-    ParameterFields fields;
-    return encodeRC5Params(env, parameter, dest, &baseLength, wrongType) &&
-           openParameter(env, parameter, parameter_class::RC5_GENMAC, dest, sizeof *rc5, len, wrongType, &fields) &&
-           readUlong(fields, "macLength", &rc5->ulMacLength);
+    return readUlong(java, "wordSize", &rc5->ulWordsize) && readUlong(java, "rounds", &rc5->ulRounds) &&
+           readUlong(java, "macLength", &rc5->ulMacLength);
 }
 
-bool encodePBEParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool pbeFields(ParameterFields* java, CK_PBE_PARAMS* pbe)
 {
-    auto* pbe = static_cast<CK_PBE_PARAMS*>(dest);
-    ParameterFields fields;
-    return openParameter(env, parameter, parameter_class::PBE, dest, sizeof *pbe, len, wrongType, &fields) &&
-           placeBlock(&fields, "iv", &pbe->pInitVector, nullptr) &&
-           placeBlock(&fields, "password", &pbe->pPassword, &pbe->ulPasswordLen) &&
-           placeBlock(&fields, "salt", &pbe->pSalt, &pbe->ulSaltLen) &&
-           readUlong(fields, "iterations", &pbe->ulIteration);
+    // The token writes an IV where the parameter points, however short the Java array is.
+    java->used += measures(java) ? kPBEInitVector : 0;
+    return placeBlock(java, "iv", &pbe->pInitVector, nullptr) &&
+           placeBlock(java, "password", &pbe->pPassword, &pbe->ulPasswordLen) &&
+           placeBlock(java, "salt", &pbe->pSalt, &pbe->ulSaltLen) && readUlong(java, "iterations", &pbe->ulIteration);
 }
 
-bool encodeGCMParams(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool gcmFields(ParameterFields* java, GcmParams* gcm)
 {
-    auto* gcm = static_cast<GcmParams*>(dest);
-    ParameterFields fields;
-    if (!openParameter(env, parameter, parameter_class::GCM, dest, sizeof *gcm, len, wrongType, &fields) ||
-        !placeBlock(&fields, "pIv", &gcm->pIv, nullptr) || !readUlong(fields, "ulIvLen", &gcm->ulIvLen))
+    if (!placeBlock(java, "pIv", &gcm->pIv, nullptr) || !readUlong(java, "ulIvLen", &gcm->ulIvLen))
         return false;
 
     // The AAD goes where the Java length of the IV puts it, not behind the array: a shorter length lets it overwrite
     // the IV's tail.
     setIvBits(gcm);
-    return placeBlockAt(fields, "pAAD", gcm->ulIvLen, &gcm->pAAD) && readUlong(fields, "ulAADLen", &gcm->ulAADLen) &&
-           requireInside(fields, gcm->ulIvLen, gcm->ulAADLen) && readUlong(fields, "ulTagBits", &gcm->ulTagBits);
+    return placeBlockAt(java, "pAAD", gcm->ulIvLen, &gcm->pAAD) && readUlong(java, "ulAADLen", &gcm->ulAADLen) &&
+           demandInside(java, gcm->ulIvLen, gcm->ulAADLen) && readUlong(java, "ulTagBits", &gcm->ulTagBits);
 }
+
+} // namespace
+
+constexpr ParameterStructure kRC2 = describe<CK_RC2_PARAMS, rc2Fields>("com/kelvane/pkcs11/PKCS11MechPar_RC2");
+constexpr ParameterStructure kRC2CBC =
+    describe<CK_RC2_CBC_PARAMS, rc2CBCFields>("com/kelvane/pkcs11/PKCS11MechPar_RC2_CBC");
+constexpr ParameterStructure kRC2MacGeneral =
+    describe<CK_RC2_MAC_GENERAL_PARAMS, rc2MacGeneralFields>("com/kelvane/pkcs11/PKCS11MechPar_RC2_GENMAC");
+constexpr ParameterStructure kRC5 = describe<CK_RC5_PARAMS, rc5Fields>("com/kelvane/pkcs11/PKCS11MechPar_RC5");
+constexpr ParameterStructure kRC5CBC =
+    describe<CK_RC5_CBC_PARAMS, rc5CBCFields>("com/kelvane/pkcs11/PKCS11MechPar_RC5_CBC");
+constexpr ParameterStructure kRC5MacGeneral =
+    describe<CK_RC5_MAC_GENERAL_PARAMS, rc5MacGeneralFields>("com/kelvane/pkcs11/PKCS11MechPar_RC5_GENMAC");
+constexpr ParameterStructure kPBE = describe<CK_PBE_PARAMS, pbeFields>("com/kelvane/pkcs11/PKCS11MechPar_PBE");
+constexpr ParameterStructure kGCM = describe<GcmParams, gcmFields>("com/kelvane/pkcs11/CK_GCM_PARAMS");

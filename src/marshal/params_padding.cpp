@@ -2,36 +2,39 @@
 
 #include "frame.h"
 #include "mechanism_params.h"
-#include "parameter_fields.h"
 
-bool encode_RSA_PKCS_OAEP_PARAMS(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+namespace {
+
+bool oaepFields(ParameterFields* java, CK_RSA_PKCS_OAEP_PARAMS* oaep)
 {
-    auto* oaep = static_cast<CK_RSA_PKCS_OAEP_PARAMS*>(dest);
-    ParameterFields fields;
+    CK_ULONG start = java->used;
     CK_BYTE_PTR sourceData = nullptr;
-    if (!openParameter(env, parameter, parameter_class::OAEP, dest, sizeof *oaep, len, wrongType, &fields) ||
-        !readUlong(fields, "hashAlg", &oaep->hashAlg) || !readUlong(fields, "mgf", &oaep->mgf) ||
-        !readUlong(fields, "source", &oaep->source) || !placeBlock(&fields, "pSourceData", &sourceData, nullptr) ||
-        !readUlong(fields, "ulSourceDataLen", &oaep->ulSourceDataLen) ||
-        !requireInside(fields, 0, oaep->ulSourceDataLen))
+    if (!readUlong(java, "hashAlg", &oaep->hashAlg) || !readUlong(java, "mgf", &oaep->mgf) ||
+        !readUlong(java, "source", &oaep->source) || !placeBlock(java, "pSourceData", &sourceData, nullptr) ||
+        !readUlong(java, "ulSourceDataLen", &oaep->ulSourceDataLen) ||
+        !demandInside(java, start, oaep->ulSourceDataLen))
         return false;
 
     oaep->pSourceData = sourceData;
-    if (debugEnabled())
+    if (!measures(java) && debugEnabled())
         traceOAEP(*oaep);
     return true;
 }
 
-bool encode_RSA_PKCS_PSS_PARAMS(JNIEnv* env, jobject parameter, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool pssFields(ParameterFields* java, CK_RSA_PKCS_PSS_PARAMS* pss)
 {
-    auto* pss = static_cast<CK_RSA_PKCS_PSS_PARAMS*>(dest);
-    ParameterFields fields;
-    if (!openParameter(env, parameter, parameter_class::PSS, dest, sizeof *pss, len, wrongType, &fields) ||
-        !readUlong(fields, "hashAlg", &pss->hashAlg) || !readUlong(fields, "mgf", &pss->mgf) ||
-        !readUlong(fields, "sLen", &pss->sLen))
+    if (!readUlong(java, "hashAlg", &pss->hashAlg) || !readUlong(java, "mgf", &pss->mgf) ||
+        !readUlong(java, "sLen", &pss->sLen))
         return false;
 
-    if (debugEnabled())
+    if (!measures(java) && debugEnabled())
         tracePSS(*pss);
     return true;
 }
+
+} // namespace
+
+constexpr ParameterStructure kOAEP =
+    describe<CK_RSA_PKCS_OAEP_PARAMS, oaepFields>("com/kelvane/pkcs11/CK_RSA_PKCS_OAEP_PARAMS");
+constexpr ParameterStructure kPSS =
+    describe<CK_RSA_PKCS_PSS_PARAMS, pssFields>("com/kelvane/pkcs11/CK_RSA_PKCS_PSS_PARAMS");
