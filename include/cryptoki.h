@@ -108,6 +108,60 @@ struct CK_TLS_PRF_PARAMS
     CK_ULONG_PTR pulOutputLen;
 };
 
+// Structures of the editions 2.40 and 3.0, with names of our own: a later header has those of the standard.
+
+struct CcmParams // CK_CCM_PARAMS
+{
+    CK_ULONG ulDataLen;
+    CK_BYTE_PTR pNonce;
+    CK_ULONG ulNonceLen;
+    CK_BYTE_PTR pAAD;
+    CK_ULONG ulAADLen;
+    CK_ULONG ulMACLen;
+};
+
+struct RsaAesKeyWrapParams // CK_RSA_AES_KEY_WRAP_PARAMS
+{
+    CK_ULONG ulAESKeyBits;
+    CK_RSA_PKCS_OAEP_PARAMS* pOAEPParams;
+};
+
+struct EcdhAesKeyWrapParams // CK_ECDH_AES_KEY_WRAP_PARAMS
+{
+    CK_ULONG ulAESKeyBits;
+    CK_ULONG kdf;
+    CK_ULONG ulSharedDataLen;
+    CK_BYTE_PTR pSharedData;
+};
+
+struct EddsaParams // CK_EDDSA_PARAMS
+{
+    CK_BBOOL phFlag;
+    CK_ULONG ulContextDataLen;
+    CK_BYTE_PTR pContextData;
+};
+
+struct Poly1305Params // CK_SALSA20_CHACHA20_POLY1305_PARAMS
+{
+    CK_BYTE_PTR pNonce;
+    CK_ULONG ulNonceLen;
+    CK_BYTE_PTR pAAD;
+    CK_ULONG ulAADLen;
+};
+
+struct HkdfParams // CK_HKDF_PARAMS
+{
+    CK_BBOOL bExtract;
+    CK_BBOOL bExpand;
+    CK_MECHANISM_TYPE prfHashMechanism;
+    CK_ULONG ulSaltType;
+    CK_BYTE_PTR pSalt;
+    CK_ULONG ulSaltLen;
+    CK_OBJECT_HANDLE hSaltKey;
+    CK_BYTE_PTR pInfo;
+    CK_ULONG ulInfoLen;
+};
+
 #if defined(_WIN32) || defined(CRYPTOKI_FORCE_WIN32)
 /// The five-field form that packed modules expect.
 struct GcmParams
@@ -133,6 +187,27 @@ inline void setIvBits(GcmParams* gcm)
     gcm->ulIvBits = 8 * gcm->ulIvLen;
 }
 #endif
+
+/// Numbers of the edition 3.0, without the prefixes CKA_ and CKM_: under its whole name each is a macro of later
+/// headers.
+namespace edition3 {
+
+constexpr CK_ATTRIBUTE_TYPE UNIQUE_ID = 0x4;
+
+constexpr CK_MECHANISM_TYPE SHA3_256_RSA_PKCS_PSS = 0x63;
+constexpr CK_MECHANISM_TYPE SHA3_384_RSA_PKCS_PSS = 0x64;
+constexpr CK_MECHANISM_TYPE SHA3_512_RSA_PKCS_PSS = 0x65;
+constexpr CK_MECHANISM_TYPE SHA3_224_RSA_PKCS_PSS = 0x67;
+constexpr CK_MECHANISM_TYPE SHA3_256_HMAC_GENERAL = 0x2B2;
+constexpr CK_MECHANISM_TYPE SHA3_224_HMAC_GENERAL = 0x2B7;
+constexpr CK_MECHANISM_TYPE SHA3_384_HMAC_GENERAL = 0x2C2;
+constexpr CK_MECHANISM_TYPE SHA3_512_HMAC_GENERAL = 0x2D2;
+constexpr CK_MECHANISM_TYPE CHACHA20_POLY1305 = 0x4021;
+constexpr CK_MECHANISM_TYPE SALSA20_POLY1305 = 0x4022;
+constexpr CK_MECHANISM_TYPE HKDF_DERIVE = 0x402A;
+constexpr CK_MECHANISM_TYPE HKDF_DATA = 0x402B;
+
+} // namespace edition3
 
 /// A Java int as an unsigned Cryptoki value: 0x80000001 stays 0x80000001, whatever the width of CK_ULONG.
 inline CK_ULONG fromJava(std::int32_t value)

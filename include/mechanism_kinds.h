@@ -39,7 +39,19 @@ enum class ParameterKind
     gcm = 32,
     oaep = 33,
     pss = 34,
+    // For those that follow null is no parameter.
+    aesCtr = 35,
+    ccm = 36,
+    stringData = 37, ///< what derivationString would be, for the mechanisms that take it
+    aesCbcEncryptData = 38,
+    desCbcEncryptData = 39,
+    rsaAesKeyWrap = 40,
+    ecdhAesKeyWrap = 41,
+    eddsa = 42,
+    poly1305 = 43,
+    hkdf = 44,
+    raw = 45, ///< a PKCS11RawParameter, whose bytes are the parameter
 };
 
-/// The kind of a mechanism's parameter; none for a mechanism without a row, which is treated as one that takes none.
+/// The kind of a mechanism's parameter; raw for a mechanism without a row.
 ParameterKind mechanismParameterKind(CK_MECHANISM_TYPE mechanism);

@@ -20,6 +20,10 @@ extern const ParameterStructure kRC5CBC;
 extern const ParameterStructure kRC5MacGeneral;
 extern const ParameterStructure kPBE;
 extern const ParameterStructure kGCM;
+extern const ParameterStructure kAesCtr;
+extern const ParameterStructure kCcm;
+extern const ParameterStructure kPoly1305;
+extern const ParameterStructure kRaw; ///< no structure of its own, one block
 
 // ---- params_derive.cpp ----
 
@@ -30,11 +34,18 @@ extern const ParameterStructure kSSL3KeyMat;
 extern const ParameterStructure kSSL3KeyMatOut;
 extern const ParameterStructure kTLSPRF;
 extern const ParameterStructure kECDH1;
+extern const ParameterStructure kStringData;
+extern const ParameterStructure kDesCbcEncryptData;
+extern const ParameterStructure kAesCbcEncryptData;
+extern const ParameterStructure kHkdf;
 
-// ---- params_padding.cpp ----
+// ---- params_rsa_ec.cpp ----
 
 extern const ParameterStructure kOAEP;
 extern const ParameterStructure kPSS;
+extern const ParameterStructure kRsaAesKeyWrap;
+extern const ParameterStructure kEcdhAesKeyWrap;
+extern const ParameterStructure kEddsa;
 
 // ---- params_trace.cpp: what is printed of a parameter when debugEnabled() ----
 

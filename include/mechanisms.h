@@ -10,7 +10,7 @@
 //     84  the AAD
 //
 // Which structure that is the mechanism's row in the table decides, not the class of the Java object; the class is only
-// checked. Everything here runs on the calling thread outside the bridge lock and keeps no state.
+// checked. A mechanism without a row may have its parameter's bytes as they are, from a PKCS11RawParameter. Everything here runs on the calling thread outside the bridge lock and keeps no state.
 #pragma once
 
 #include <jni.h>
@@ -38,8 +38,9 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
 bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_MECHANISM_TYPE mechanism, jobject parameter,
                      const EncodeBuffer& buffer);
 
-/// Whether a call that the module has answered with `rv` is to be made once more. OAEP without a label goes out with a
-/// pointer to 0 bytes, which some modules refuse; from then on the pointer is null.
+/// Whether a call that the module has answered with `rv` is to be made once more. OAEP without a label, alone or in
+/// RSA-AES key wrapping, goes out with a pointer to 0 bytes, which some modules refuse; from then on the pointer is
+/// null.
 bool askWithoutLabel(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded, CK_RV rv);
 
 /// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's

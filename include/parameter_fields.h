@@ -89,6 +89,9 @@ bool readFlag(ParameterFields* java, const char* name, CK_BBOOL* value);
 /// null where the structure does not hold one.
 bool placeBlock(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length);
 
+/// The same for a block that modules know by its length: one of no bytes is a null pointer, which all of them take.
+bool placeBlockOrNull(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length);
+
 /// Copies a byte[] field to where a Java int puts it, counted from the start of the area. Refuses it when the int, or
 /// the array from there on, reaches outside.
 bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_BYTE_PTR* block);

@@ -74,6 +74,45 @@ static_assert(layoutIs(sizeof(CK_RSA_PKCS_OAEP_PARAMS),                         
 static_assert(layoutIs(offsetof(CK_RSA_PKCS_OAEP_PARAMS, pSourceData),                      24,   12));
 static_assert(layoutIs(offsetof(CK_RSA_PKCS_OAEP_PARAMS, ulSourceDataLen),                  32,   20));
 static_assert(layoutIs(sizeof(CK_RSA_PKCS_PSS_PARAMS),                                      24,   12));
+
+static_assert(layoutIs(sizeof(CK_AES_CTR_PARAMS),                                          24,   20));
+static_assert(layoutIs(offsetof(CK_AES_CTR_PARAMS, cb),                                     8,    4));
+static_assert(layoutIs(sizeof(CcmParams),                                                  48,   32));
+static_assert(layoutIs(offsetof(CcmParams, pNonce),                                         8,    4));
+static_assert(layoutIs(offsetof(CcmParams, ulNonceLen),                                    16,   12));
+static_assert(layoutIs(offsetof(CcmParams, pAAD),                                          24,   16));
+static_assert(layoutIs(offsetof(CcmParams, ulAADLen),                                      32,   24));
+static_assert(layoutIs(offsetof(CcmParams, ulMACLen),                                      40,   28));
+static_assert(layoutIs(sizeof(CK_KEY_DERIVATION_STRING_DATA),                              16,   12));
+static_assert(layoutIs(offsetof(CK_KEY_DERIVATION_STRING_DATA, ulLen),                      8,    8));
+static_assert(layoutIs(sizeof(CK_DES_CBC_ENCRYPT_DATA_PARAMS),                             24,   20));
+static_assert(layoutIs(offsetof(CK_DES_CBC_ENCRYPT_DATA_PARAMS, pData),                     8,    8));
+static_assert(layoutIs(offsetof(CK_DES_CBC_ENCRYPT_DATA_PARAMS, length),                   16,   16));
+static_assert(layoutIs(sizeof(CK_AES_CBC_ENCRYPT_DATA_PARAMS),                             32,   28));
+static_assert(layoutIs(offsetof(CK_AES_CBC_ENCRYPT_DATA_PARAMS, pData),                    16,   16));
+static_assert(layoutIs(offsetof(CK_AES_CBC_ENCRYPT_DATA_PARAMS, length),                   24,   24));
+static_assert(layoutIs(sizeof(RsaAesKeyWrapParams),                                        16,   12));
+static_assert(layoutIs(offsetof(RsaAesKeyWrapParams, pOAEPParams),                          8,    4));
+static_assert(layoutIs(sizeof(EcdhAesKeyWrapParams),                                       32,   20));
+static_assert(layoutIs(offsetof(EcdhAesKeyWrapParams, kdf),                                 8,    4));
+static_assert(layoutIs(offsetof(EcdhAesKeyWrapParams, ulSharedDataLen),                    16,    8));
+static_assert(layoutIs(offsetof(EcdhAesKeyWrapParams, pSharedData),                        24,   12));
+static_assert(layoutIs(sizeof(EddsaParams),                                                24,   13));
+static_assert(layoutIs(offsetof(EddsaParams, ulContextDataLen),                             8,    1));
+static_assert(layoutIs(offsetof(EddsaParams, pContextData),                                16,    5));
+static_assert(layoutIs(sizeof(Poly1305Params),                                             32,   24));
+static_assert(layoutIs(offsetof(Poly1305Params, ulNonceLen),                                8,    8));
+static_assert(layoutIs(offsetof(Poly1305Params, pAAD),                                     16,   12));
+static_assert(layoutIs(offsetof(Poly1305Params, ulAADLen),                                 24,   20));
+static_assert(layoutIs(sizeof(HkdfParams),                                                 64,   38));
+static_assert(layoutIs(offsetof(HkdfParams, bExpand),                                       1,    1));
+static_assert(layoutIs(offsetof(HkdfParams, prfHashMechanism),                              8,    2));
+static_assert(layoutIs(offsetof(HkdfParams, ulSaltType),                                   16,    6));
+static_assert(layoutIs(offsetof(HkdfParams, pSalt),                                        24,   10));
+static_assert(layoutIs(offsetof(HkdfParams, ulSaltLen),                                    32,   18));
+static_assert(layoutIs(offsetof(HkdfParams, hSaltKey),                                     40,   22));
+static_assert(layoutIs(offsetof(HkdfParams, pInfo),                                        48,   26));
+static_assert(layoutIs(offsetof(HkdfParams, ulInfoLen),                                    56,   34));
 // clang-format on
 
 } // namespace

@@ -32,6 +32,17 @@ const ParameterStructure* descriptionOf(ParameterKind kind)
     case gcm:                   return &kGCM;
     case oaep:                  return &kOAEP;
     case pss:                   return &kPSS;
+    case aesCtr:                return &kAesCtr;
+    case ccm:                   return &kCcm;
+    case stringData:            return &kStringData;
+    case aesCbcEncryptData:     return &kAesCbcEncryptData;
+    case desCbcEncryptData:     return &kDesCbcEncryptData;
+    case rsaAesKeyWrap:         return &kRsaAesKeyWrap;
+    case ecdhAesKeyWrap:        return &kEcdhAesKeyWrap;
+    case eddsa:                 return &kEddsa;
+    case poly1305:              return &kPoly1305;
+    case hkdf:                  return &kHkdf;
+    case raw:                   return &kRaw;
     default:                    return nullptr;
         // clang-format on
     }
@@ -43,13 +54,31 @@ std::size_t byteArraySize(JNIEnv* env, jobject parameter)
     return isInstance(env, parameter, "[B") ? fromJava(env->GetArrayLength(static_cast<jbyteArray>(parameter))) : 0;
 }
 
+// Goes through a parameter. Where the class of raw parameters is not on the class path, no object is one: that it is
+// missing is no error.
+bool readParameter(ParameterFields* java, const ParameterStructure& description, void* structure)
+{
+    bool done = readStructure(java, description, structure);
+    if (done || &description != &kRaw)
+        return done;
+
+    jthrowable raised = setPendingAside(java->env);
+    if (isInstance(java->env, raised, "java/lang/NoClassDefFoundError")) {
+        java->env->DeleteLocalRef(raised);
+        demand(java, false);
+    } else {
+        restorePending(java->env, raised);
+    }
+    return false;
+}
+
 // What encodeParameter writes: the value, or the structure and the blocks that it points to.
 std::size_t parameterSize(JNIEnv* env, ParameterKind kind, jobject parameter)
 {
     if (const ParameterStructure* description = descriptionOf(kind)) {
         ParameterFields java = {env, nullptr, parameter, nullptr, nullptr, 0, 0};
         MeasuredStructure structure;
-        readStructure(&java, *description, &structure);
+        readParameter(&java, *description, &structure);
         return description->size + java.used;
     }
     switch (kind) {
@@ -79,8 +108,9 @@ bool encodeStructure(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const ParameterStru
     auto* start = static_cast<CK_BYTE_PTR>(mechanism->pParameter);
     auto size = static_cast<CK_ULONG>(description.size);
     ParameterFields java = {env, list, parameter, nullptr, start + size, mechanism->ulParameterLen - size, 0};
-    mechanism->ulParameterLen = size;
-    return readStructure(&java, description, start);
+    bool done = readParameter(&java, description, start);
+    mechanism->ulParameterLen = &description == &kRaw ? java.used : size;
+    return done;
 }
 
 bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, ParameterKind kind, jobject parameter,
@@ -109,6 +139,16 @@ bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, ParameterKind kind,
     }
 }
 
+// The OAEP structure of an encoded mechanism, its own or the one that its structure points to; null when there is none.
+CK_RSA_PKCS_OAEP_PARAMS* oaepIn(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded)
+{
+    ParameterKind kind = mechanismParameterKind(mechanism);
+    bool within = kind == ParameterKind::rsaAesKeyWrap;
+    std::size_t place = sizeof(CK_MECHANISM) + (within ? sizeof(RsaAesKeyWrapParams) : 0);
+    bool there = (within || kind == ParameterKind::oaep) && encoded.size >= place + sizeof(CK_RSA_PKCS_OAEP_PARAMS);
+    return there ? reinterpret_cast<CK_RSA_PKCS_OAEP_PARAMS*>(encoded.bytes + place) : nullptr;
+}
+
 } // namespace
 
 std::size_t encodedMechanismSize(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter)
@@ -135,11 +175,12 @@ bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_MECHANISM_TYPE m
 
 bool askWithoutLabel(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded, CK_RV rv)
 {
-    if ((rv != CKR_ARGUMENTS_BAD && rv != CKR_MECHANISM_PARAM_INVALID) ||
-        mechanismParameterKind(mechanism) != ParameterKind::oaep)
+    if (rv != CKR_ARGUMENTS_BAD && rv != CKR_MECHANISM_PARAM_INVALID)
+        return false;
+    CK_RSA_PKCS_OAEP_PARAMS* oaep = oaepIn(mechanism, encoded);
+    if (oaep == nullptr)
         return false;
 
-    auto* oaep = reinterpret_cast<CK_RSA_PKCS_OAEP_PARAMS*>(encoded.bytes + sizeof(CK_MECHANISM));
     bool refusedPointer = oaep->ulSourceDataLen == 0 && oaep->pSourceData != nullptr;
     oaep->pSourceData = refusedPointer ? nullptr : oaep->pSourceData;
     return refusedPointer;

@@ -256,10 +256,115 @@ constexpr MechanismParameter MechanismParameterTable[] = {
     { CKM_SHA384_RSA_PKCS_PSS,          pss                   },
     { CKM_SHA512_RSA_PKCS_PSS,          pss                   },
     { CKM_SHA224_RSA_PKCS_PSS,          pss                   },
+
+    // ---- Edition 2.20 and its amendments ----
+
+    // Integer: the length of the MAC in bytes
+    { CKM_SHA256_HMAC_GENERAL,          macGeneral            },
+    { CKM_SHA384_HMAC_GENERAL,          macGeneral            },
+    { CKM_SHA512_HMAC_GENERAL,          macGeneral            },
+    { CKM_SHA224_HMAC_GENERAL,          macGeneral            },
+    { CKM_CAMELLIA_MAC_GENERAL,         macGeneral            },
+    { CKM_ARIA_MAC_GENERAL,             macGeneral            },
+
+    // byte[]: initialisation vector
+    { CKM_DES_OFB64,                    iv                    },
+    { CKM_DES_OFB8,                     iv                    },
+    { CKM_DES_CFB64,                    iv                    },
+    { CKM_DES_CFB8,                     iv                    },
+    { CKM_CAMELLIA_CBC,                 iv                    },
+    { CKM_CAMELLIA_CBC_PAD,             iv                    },
+    { CKM_ARIA_CBC,                     iv                    },
+    { CKM_ARIA_CBC_PAD,                 iv                    },
+
+    // CK_KEY_DERIVATION_STRING_DATA
+    { CKM_DES_ECB_ENCRYPT_DATA,         stringData            },
+    { CKM_DES3_ECB_ENCRYPT_DATA,        stringData            },
+    { CKM_AES_ECB_ENCRYPT_DATA,         stringData            },
+    { CKM_CAMELLIA_ECB_ENCRYPT_DATA,    stringData            },
+    { CKM_ARIA_ECB_ENCRYPT_DATA,        stringData            },
+
+    // CK_DES_CBC_ENCRYPT_DATA_PARAMS
+    { CKM_DES_CBC_ENCRYPT_DATA,         desCbcEncryptData     },
+    { CKM_DES3_CBC_ENCRYPT_DATA,        desCbcEncryptData     },
+
+    // CK_AES_CBC_ENCRYPT_DATA_PARAMS, whose fields the structures of Camellia and ARIA have too
+    { CKM_AES_CBC_ENCRYPT_DATA,         aesCbcEncryptData     },
+    { CKM_CAMELLIA_CBC_ENCRYPT_DATA,    aesCbcEncryptData     },
+    { CKM_ARIA_CBC_ENCRYPT_DATA,        aesCbcEncryptData     },
+
+    // CK_AES_CTR_PARAMS, whose fields the structure of Camellia has too
+    { CKM_AES_CTR,                      aesCtr                },
+    { CKM_CAMELLIA_CTR,                 aesCtr                },
+
+    // ---- Edition 2.40, and the draft 2.30 before it ----
+
+    // Integer: the length of the MAC in bytes
+    { CKM_DES3_CMAC_GENERAL,            macGeneral            },
+    { CKM_AES_CMAC_GENERAL,             macGeneral            },
+    { CKM_SHA512_224_HMAC_GENERAL,      macGeneral            },
+    { CKM_SHA512_256_HMAC_GENERAL,      macGeneral            },
+    { CKM_SHA512_T_HMAC_GENERAL,        macGeneral            },
+    { CKM_SEED_MAC_GENERAL,             macGeneral            },
+
+    // byte[]: initialisation vector
+    { CKM_AES_OFB,                      iv                    },
+    { CKM_AES_CFB64,                    iv                    },
+    { CKM_AES_CFB8,                     iv                    },
+    { CKM_AES_CFB128,                   iv                    },
+    { CKM_AES_CFB1,                     iv                    },
+    { CKM_AES_CTS,                      iv                    },
+    { CKM_AES_GMAC,                     iv                    },
+    { CKM_SEED_CBC,                     iv                    },
+    { CKM_SEED_CBC_PAD,                 iv                    },
+    { CKM_BLOWFISH_CBC_PAD,             iv                    },
+    { CKM_TWOFISH_CBC_PAD,              iv                    },
+
+    // CK_KEY_DERIVATION_STRING_DATA
+    { CKM_SEED_ECB_ENCRYPT_DATA,        stringData            },
+
+    // CK_AES_CBC_ENCRYPT_DATA_PARAMS, whose fields the structure of SEED has too
+    { CKM_SEED_CBC_ENCRYPT_DATA,        aesCbcEncryptData     },
+
+    // CK_CCM_PARAMS
+    { CKM_AES_CCM,                      ccm                   },
+
+    // CK_RSA_AES_KEY_WRAP_PARAMS
+    { CKM_RSA_AES_KEY_WRAP,             rsaAesKeyWrap         },
+
+    // CK_ECDH_AES_KEY_WRAP_PARAMS
+    { CKM_ECDH_AES_KEY_WRAP,            ecdhAesKeyWrap        },
+
+    // ---- Edition 3.0 ----
+
+    // Integer: the length of the MAC in bytes
+    { edition3::SHA3_256_HMAC_GENERAL,  macGeneral            },
+    { edition3::SHA3_224_HMAC_GENERAL,  macGeneral            },
+    { edition3::SHA3_384_HMAC_GENERAL,  macGeneral            },
+    { edition3::SHA3_512_HMAC_GENERAL,  macGeneral            },
+
+    // CK_RSA_PKCS_PSS_PARAMS
+    { edition3::SHA3_256_RSA_PKCS_PSS,  pss                   },
+    { edition3::SHA3_384_RSA_PKCS_PSS,  pss                   },
+    { edition3::SHA3_512_RSA_PKCS_PSS,  pss                   },
+    { edition3::SHA3_224_RSA_PKCS_PSS,  pss                   },
+
+    // CK_EDDSA_PARAMS
+    { CKM_EDDSA,                        eddsa                 },
+
+    // CK_SALSA20_CHACHA20_POLY1305_PARAMS
+    { edition3::CHACHA20_POLY1305,      poly1305              },
+    { edition3::SALSA20_POLY1305,       poly1305              },
+
+    // CK_HKDF_PARAMS
+    { edition3::HKDF_DERIVE,            hkdf                  },
+    { edition3::HKDF_DATA,              hkdf                  },
     // clang-format on
 };
 
-static_assert(std::size(MechanismParameterTable) == 180);
+// The first 180 rows stay as they are; those of later editions follow.
+static_assert(MechanismParameterTable[180 - 1].mechanism == CKM_SHA224_RSA_PKCS_PSS);
+static_assert(std::size(MechanismParameterTable) == 180 + 61);
 
 } // namespace
 
@@ -268,5 +373,5 @@ ParameterKind mechanismParameterKind(CK_MECHANISM_TYPE mechanism)
     const auto* row =
         std::find_if(std::begin(MechanismParameterTable), std::end(MechanismParameterTable),
                      [mechanism](const MechanismParameter& candidate) { return candidate.mechanism == mechanism; });
-    return row != std::end(MechanismParameterTable) ? row->kind : none;
+    return row != std::end(MechanismParameterTable) ? row->kind : raw;
 }

@@ -151,6 +151,14 @@ bool placeBlock(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_
     return true;
 }
 
+bool placeBlockOrNull(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length)
+{
+    if (!placeBlock(java, name, block, length))
+        return false;
+    *block = *length != 0 ? *block : nullptr;
+    return true;
+}
+
 bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_BYTE_PTR* block)
 {
     jbyteArray array = nullptr;

@@ -1,4 +1,4 @@
-// Parameters of ciphers and password-based key generation.
+// Parameters of ciphers and password-based key generation, and those that are any mechanism's.
 
 #include "mechanism_params.h"
 
@@ -58,6 +58,31 @@ bool gcmFields(ParameterFields* java, GcmParams* gcm)
            demandInside(java, gcm->ulIvLen, gcm->ulAADLen) && readUlong(java, "ulTagBits", &gcm->ulTagBits);
 }
 
+bool aesCtrFields(ParameterFields* java, CK_AES_CTR_PARAMS* ctr)
+{
+    return readUlong(java, "ulCounterBits", &ctr->ulCounterBits) &&
+           copyBytes(java, "cb", ctr->cb, sizeof ctr->cb, sizeof ctr->cb);
+}
+
+bool ccmFields(ParameterFields* java, CcmParams* ccm)
+{
+    return readUlong(java, "ulDataLen", &ccm->ulDataLen) &&
+           placeBlockOrNull(java, "pNonce", &ccm->pNonce, &ccm->ulNonceLen) &&
+           placeBlockOrNull(java, "pAAD", &ccm->pAAD, &ccm->ulAADLen) && readUlong(java, "ulMACLen", &ccm->ulMACLen);
+}
+
+bool poly1305Fields(ParameterFields* java, Poly1305Params* poly1305)
+{
+    return placeBlockOrNull(java, "pNonce", &poly1305->pNonce, &poly1305->ulNonceLen) &&
+           placeBlockOrNull(java, "pAAD", &poly1305->pAAD, &poly1305->ulAADLen);
+}
+
+bool rawFields(ParameterFields* java, void* /*unused*/)
+{
+    CK_BYTE_PTR start = nullptr;
+    return placeBlock(java, "bytes", &start, nullptr);
+}
+
 } // namespace
 
 constexpr ParameterStructure kRC2 = describe<CK_RC2_PARAMS, rc2Fields>("com/kelvane/pkcs11/PKCS11MechPar_RC2");
@@ -72,3 +97,9 @@ constexpr ParameterStructure kRC5MacGeneral =
     describe<CK_RC5_MAC_GENERAL_PARAMS, rc5MacGeneralFields>("com/kelvane/pkcs11/PKCS11MechPar_RC5_GENMAC");
 constexpr ParameterStructure kPBE = describe<CK_PBE_PARAMS, pbeFields>("com/kelvane/pkcs11/PKCS11MechPar_PBE");
 constexpr ParameterStructure kGCM = describe<GcmParams, gcmFields>("com/kelvane/pkcs11/CK_GCM_PARAMS");
+constexpr ParameterStructure kAesCtr =
+    describe<CK_AES_CTR_PARAMS, aesCtrFields>("com/kelvane/pkcs11/CK_AES_CTR_PARAMS", Null::none);
+constexpr ParameterStructure kCcm = describe<CcmParams, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", Null::none);
+constexpr ParameterStructure kPoly1305 =
+    describe<Poly1305Params, poly1305Fields>("com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
+constexpr ParameterStructure kRaw = {"com/kelvane/pkcs11/PKCS11RawParameter", 0, 1, Null::none, rawFields};

@@ -115,6 +115,33 @@ bool ecdh1Fields(ParameterFields* java, CK_ECDH1_DERIVE_PARAMS* ecdh)
            demandInside(java, ecdh->ulSharedDataLen, ecdh->ulPublicDataLen);
 }
 
+bool stringDataFields(ParameterFields* java, CK_KEY_DERIVATION_STRING_DATA* string)
+{
+    return placeBlockOrNull(java, "pData", &string->pData, &string->ulLen);
+}
+
+bool desCbcEncryptDataFields(ParameterFields* java, CK_DES_CBC_ENCRYPT_DATA_PARAMS* encrypt)
+{
+    return copyBytes(java, "iv", encrypt->iv, sizeof encrypt->iv, sizeof encrypt->iv) &&
+           placeBlockOrNull(java, "pData", &encrypt->pData, &encrypt->length);
+}
+
+bool aesCbcEncryptDataFields(ParameterFields* java, CK_AES_CBC_ENCRYPT_DATA_PARAMS* encrypt)
+{
+    return copyBytes(java, "iv", encrypt->iv, sizeof encrypt->iv, sizeof encrypt->iv) &&
+           placeBlockOrNull(java, "pData", &encrypt->pData, &encrypt->length);
+}
+
+bool hkdfFields(ParameterFields* java, HkdfParams* hkdf)
+{
+    return readFlag(java, "bExtract", &hkdf->bExtract) && readFlag(java, "bExpand", &hkdf->bExpand) &&
+           readUlong(java, "prfHashMechanism", &hkdf->prfHashMechanism) &&
+           readUlong(java, "ulSaltType", &hkdf->ulSaltType) &&
+           placeBlockOrNull(java, "pSalt", &hkdf->pSalt, &hkdf->ulSaltLen) &&
+           readMember(java, "hSaltKey", kKeyHandle, Null::none, &hkdf->hSaltKey) &&
+           placeBlockOrNull(java, "pInfo", &hkdf->pInfo, &hkdf->ulInfoLen);
+}
+
 } // namespace
 
 constexpr ParameterStructure kKeyHandle =
@@ -130,3 +157,10 @@ constexpr ParameterStructure kTLSPRF =
     describe<CK_TLS_PRF_PARAMS, tlsPRFFields>("com/kelvane/pkcs11/CK_TLS_PRF_PARAMS");
 constexpr ParameterStructure kECDH1 =
     describe<CK_ECDH1_DERIVE_PARAMS, ecdh1Fields>("com/kelvane/pkcs11/CK_ECDH1_DERIVE_PARAMS");
+constexpr ParameterStructure kStringData = describe<CK_KEY_DERIVATION_STRING_DATA, stringDataFields>(
+    "com/kelvane/pkcs11/CK_KEY_DERIVATION_STRING_DATA", Null::none);
+constexpr ParameterStructure kDesCbcEncryptData = describe<CK_DES_CBC_ENCRYPT_DATA_PARAMS, desCbcEncryptDataFields>(
+    "com/kelvane/pkcs11/CK_DES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
+constexpr ParameterStructure kAesCbcEncryptData = describe<CK_AES_CBC_ENCRYPT_DATA_PARAMS, aesCbcEncryptDataFields>(
+    "com/kelvane/pkcs11/CK_AES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
+constexpr ParameterStructure kHkdf = describe<HkdfParams, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", Null::none);

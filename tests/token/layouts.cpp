@@ -44,6 +44,10 @@ struct Row
     const char* fields;
 };
 
+// CKM_CHACHA20_POLY1305 and CKM_HKDF_DERIVE, which the header lacks.
+constexpr CK_MECHANISM_TYPE kChaCha20Poly1305 = 0x4021;
+constexpr CK_MECHANISM_TYPE kHkdfDerive = 0x402a;
+
 // One structure a row: name, the mechanisms that take it, its fields in the standard's order as "name:kind(extent)".
 // Offsets follow from the order with the platform's alignment; they are worked out here and not taken from the
 // library's declarations, so that a mistake there shows as a difference. Kinds:
@@ -62,29 +66,52 @@ struct Row
 // clang-format off
 const auto& rows = *new std::vector<Row>{
     {"CK_OBJECT_HANDLE", {CKM_CONCATENATE_BASE_AND_KEY}, "key:handle"},
-    {"CK_RC2_PARAMS", {0x101, 0x103}, "ulEffectiveBits"},
-    {"CK_RC2_CBC_PARAMS", {0x102, 0x105}, "ulEffectiveBits iv:bytes(8)"},
-    {"CK_RC2_MAC_GENERAL_PARAMS", {0x104}, "ulEffectiveBits ulMacLength"},
-    {"CK_RC5_PARAMS", {0x331, 0x333}, "ulWordsize ulRounds"},
-    {"CK_RC5_CBC_PARAMS", {0x332, 0x335}, "ulWordsize ulRounds pIv:data(ulIvLen) ulIvLen"},
-    {"CK_RC5_MAC_GENERAL_PARAMS", {0x334}, "ulWordsize ulRounds ulMacLength"},
-    {"CK_PBE_PARAMS", {0x3a0, 0x3a1, 0x3a2, 0x3a3, 0x3a4, 0x3a5, 0x3a6, 0x3a7, 0x3a8, 0x3a9, 0x3aa, 0x3ab, 0x3c0},
+    {"CK_RC2_PARAMS", {CKM_RC2_ECB, CKM_RC2_MAC}, "ulEffectiveBits"},
+    {"CK_RC2_CBC_PARAMS", {CKM_RC2_CBC, CKM_RC2_CBC_PAD}, "ulEffectiveBits iv:bytes(8)"},
+    {"CK_RC2_MAC_GENERAL_PARAMS", {CKM_RC2_MAC_GENERAL}, "ulEffectiveBits ulMacLength"},
+    {"CK_RC5_PARAMS", {CKM_RC5_ECB, CKM_RC5_MAC}, "ulWordsize ulRounds"},
+    {"CK_RC5_CBC_PARAMS", {CKM_RC5_CBC, CKM_RC5_CBC_PAD}, "ulWordsize ulRounds pIv:data(ulIvLen) ulIvLen"},
+    {"CK_RC5_MAC_GENERAL_PARAMS", {CKM_RC5_MAC_GENERAL}, "ulWordsize ulRounds ulMacLength"},
+    {"CK_PBE_PARAMS",
+     {CKM_PBE_MD2_DES_CBC, CKM_PBE_MD5_DES_CBC, CKM_PBE_MD5_CAST_CBC, CKM_PBE_MD5_CAST3_CBC, CKM_PBE_MD5_CAST5_CBC,
+      CKM_PBE_SHA1_CAST5_CBC, CKM_PBE_SHA1_RC4_128, CKM_PBE_SHA1_RC4_40, CKM_PBE_SHA1_DES3_EDE_CBC,
+      CKM_PBE_SHA1_DES2_EDE_CBC, CKM_PBE_SHA1_RC2_128_CBC, CKM_PBE_SHA1_RC2_40_CBC, CKM_PBA_SHA1_WITH_SHA1_HMAC},
      "pInitVector:fixed(8) pPassword:data(ulPasswordLen) ulPasswordLen pSalt:data(ulSaltLen) ulSaltLen ulIteration"},
-    {"CK_VERSION", {0x370, 0x374}, "major:bytes(1) minor:bytes(1)"},
-    {"CK_GCM_PARAMS", {0x1087}, "pIv:data(ulIvLen) ulIvLen ulIvBits pAAD:data(ulAADLen) ulAADLen ulTagBits"},
-    {"CK_SSL3_MASTER_KEY_DERIVE_PARAMS", {0x371, 0x373, 0x375, 0x377}, "pClientRandom:data(ulClientRandomLen)"
+    {"CK_VERSION", {CKM_SSL3_PRE_MASTER_KEY_GEN, CKM_TLS_PRE_MASTER_KEY_GEN}, "major:bytes(1) minor:bytes(1)"},
+    {"CK_GCM_PARAMS", {CKM_AES_GCM}, "pIv:data(ulIvLen) ulIvLen ulIvBits pAAD:data(ulAADLen) ulAADLen ulTagBits"},
+    {"CK_SSL3_MASTER_KEY_DERIVE_PARAMS",
+     {CKM_SSL3_MASTER_KEY_DERIVE, CKM_SSL3_MASTER_KEY_DERIVE_DH, CKM_TLS_MASTER_KEY_DERIVE,
+      CKM_TLS_MASTER_KEY_DERIVE_DH}, "pClientRandom:data(ulClientRandomLen)"
      " ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen pVersion:fixed(2)"},
-    {"CK_SSL3_KEY_MAT_PARAMS", {0x372, 0x376}, "ulMacSizeInBits ulKeySizeInBits ulIVSizeInBits bIsExport:bytes(1)"
+    {"CK_SSL3_KEY_MAT_PARAMS", {CKM_SSL3_KEY_AND_MAC_DERIVE, CKM_TLS_KEY_AND_MAC_DERIVE},
+     "ulMacSizeInBits ulKeySizeInBits ulIVSizeInBits bIsExport:bytes(1)"
      " pClientRandom:data(ulClientRandomLen) ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen"
      " pReturnedKeyMaterial:record hClientMacSecret:handle hServerMacSecret:handle hClientKey:handle hServerKey:handle"
      " pIVClient:area(ulIVSizeInBits) pIVServer:area(ulIVSizeInBits)"},
-    {"CK_TLS_PRF_PARAMS", {0x378}, "pSeed:data(ulSeedLen) ulSeedLen pLabel:data(ulLabelLen) ulLabelLen"
+    {"CK_TLS_PRF_PARAMS", {CKM_TLS_PRF}, "pSeed:data(ulSeedLen) ulSeedLen pLabel:data(ulLabelLen) ulLabelLen"
      " pOutput:output(pulOutputLen) pulOutputLen:length"},
-    {"CK_ECDH1_DERIVE_PARAMS", {0x1050, 0x1051},
+    {"CK_ECDH1_DERIVE_PARAMS", {CKM_ECDH1_DERIVE, CKM_ECDH1_COFACTOR_DERIVE},
      "kdf:code ulSharedDataLen pSharedData:data(ulSharedDataLen) ulPublicDataLen pPublicData:data(ulPublicDataLen)"},
-    {"CK_RSA_PKCS_OAEP_PARAMS", {0x9},
+    {"CK_RSA_PKCS_OAEP_PARAMS", {CKM_RSA_PKCS_OAEP},
      "hashAlg:code mgf:code source:code pSourceData:data(ulSourceDataLen) ulSourceDataLen"},
-    {"CK_RSA_PKCS_PSS_PARAMS", {0xd, 0xe, 0x43, 0x44, 0x45, 0x47}, "hashAlg:code mgf:code sLen"},
+    {"CK_RSA_PKCS_PSS_PARAMS",
+     {CKM_RSA_PKCS_PSS, CKM_SHA1_RSA_PKCS_PSS, CKM_SHA256_RSA_PKCS_PSS, CKM_SHA384_RSA_PKCS_PSS,
+      CKM_SHA512_RSA_PKCS_PSS, CKM_SHA224_RSA_PKCS_PSS}, "hashAlg:code mgf:code sLen"},
+    {"CK_AES_CTR_PARAMS", {CKM_AES_CTR, CKM_CAMELLIA_CTR}, "ulCounterBits cb:bytes(16)"},
+    {"CK_CCM_PARAMS", {CKM_AES_CCM},
+     "ulDataLen pNonce:data(ulNonceLen) ulNonceLen pAAD:data(ulAADLen) ulAADLen ulMACLen"},
+    {"CK_KEY_DERIVATION_STRING_DATA", {CKM_AES_ECB_ENCRYPT_DATA}, "pData:data(ulLen) ulLen"},
+    {"CK_DES_CBC_ENCRYPT_DATA_PARAMS", {CKM_DES3_CBC_ENCRYPT_DATA}, "iv:bytes(8) pData:data(length) length"},
+    {"CK_AES_CBC_ENCRYPT_DATA_PARAMS", {CKM_AES_CBC_ENCRYPT_DATA}, "iv:bytes(16) pData:data(length) length"},
+    {"CK_RSA_AES_KEY_WRAP_PARAMS", {CKM_RSA_AES_KEY_WRAP}, "ulAESKeyBits pOAEPParams:record hashAlg:code mgf:code"
+     " source:code pSourceData:data(ulSourceDataLen) ulSourceDataLen"},
+    {"CK_ECDH_AES_KEY_WRAP_PARAMS", {CKM_ECDH_AES_KEY_WRAP},
+     "ulAESKeyBits kdf:code ulSharedDataLen pSharedData:data(ulSharedDataLen)"},
+    {"CK_EDDSA_PARAMS", {CKM_EDDSA}, "phFlag:bytes(1) ulContextDataLen pContextData:data(ulContextDataLen)"},
+    {"CK_SALSA20_CHACHA20_POLY1305_PARAMS", {kChaCha20Poly1305},
+     "pNonce:data(ulNonceLen) ulNonceLen pAAD:data(ulAADLen) ulAADLen"},
+    {"CK_HKDF_PARAMS", {kHkdfDerive}, "bExtract:bytes(1) bExpand:bytes(1) prfHashMechanism:code ulSaltType"
+     " pSalt:data(ulSaltLen) ulSaltLen hSaltKey:handle pInfo:data(ulInfoLen) ulInfoLen"},
 
     {"CK_C_INITIALIZE_ARGS", {},
      "CreateMutex:pointer DestroyMutex:pointer LockMutex:pointer UnlockMutex:pointer flags:code pReserved:pointer"},
@@ -150,10 +177,10 @@ char* addressOf(const Field& field, char* structure)
 }
 
 /// How many bytes a pointer field leads to.
-CK_ULONG roomBehind(const Field& field, const Layout& layout, const char* structure)
+CK_ULONG roomBehind(const Field& field, const Layout& layout, char* structure)
 {
     for (const Field& each : layout.fields) {
-        const char* at = structure + each.offset;
+        const char* at = addressOf(each, structure);
         if (each.name == field.extent && field.kind == "output")
             return load<const void*>(at) == nullptr ? 0 : load<CK_ULONG>(load<const void*>(at));
         if (each.name == field.extent)
@@ -162,7 +189,7 @@ CK_ULONG roomBehind(const Field& field, const Layout& layout, const char* struct
     return field.bytes();
 }
 
-std::string show(const Field& field, const Layout& layout, const char* at, const char* structure)
+std::string show(const Field& field, const Layout& layout, const char* at, char* structure)
 {
     if (field.inPlace())
         return hex(at, field.bytes());

@@ -69,6 +69,14 @@ public final class PKCS11Constants {
         CKM_SHA512_T_HMAC = 0x00000051,
         CKM_SHA512_T_HMAC_GENERAL = 0x00000052,
         CKM_SHA512_T_KEY_DERIVATION = 0x00000053,
+        CKM_SHA3_256_RSA_PKCS = 0x00000060,
+        CKM_SHA3_384_RSA_PKCS = 0x00000061,
+        CKM_SHA3_512_RSA_PKCS = 0x00000062,
+        CKM_SHA3_256_RSA_PKCS_PSS = 0x00000063,
+        CKM_SHA3_384_RSA_PKCS_PSS = 0x00000064,
+        CKM_SHA3_512_RSA_PKCS_PSS = 0x00000065,
+        CKM_SHA3_224_RSA_PKCS = 0x00000066,
+        CKM_SHA3_224_RSA_PKCS_PSS = 0x00000067,
         CKM_RC2_KEY_GEN = 0x00000100,
         CKM_RC2_ECB = 0x00000101,
         CKM_RC2_CBC = 0x00000102,
@@ -135,6 +143,22 @@ public final class PKCS11Constants {
         CKM_HOTP = 0x00000291,
         CKM_ACTI = 0x000002a0,
         CKM_ACTI_KEY_GEN = 0x000002a1,
+        CKM_SHA3_256 = 0x000002b0,
+        CKM_SHA3_256_HMAC = 0x000002b1,
+        CKM_SHA3_256_HMAC_GENERAL = 0x000002b2,
+        CKM_SHA3_256_KEY_GEN = 0x000002b3,
+        CKM_SHA3_224 = 0x000002b5,
+        CKM_SHA3_224_HMAC = 0x000002b6,
+        CKM_SHA3_224_HMAC_GENERAL = 0x000002b7,
+        CKM_SHA3_224_KEY_GEN = 0x000002b8,
+        CKM_SHA3_384 = 0x000002c0,
+        CKM_SHA3_384_HMAC = 0x000002c1,
+        CKM_SHA3_384_HMAC_GENERAL = 0x000002c2,
+        CKM_SHA3_384_KEY_GEN = 0x000002c3,
+        CKM_SHA3_512 = 0x000002d0,
+        CKM_SHA3_512_HMAC = 0x000002d1,
+        CKM_SHA3_512_HMAC_GENERAL = 0x000002d2,
+        CKM_SHA3_512_KEY_GEN = 0x000002d3,
         CKM_CAST_KEY_GEN = 0x00000300,
         CKM_CAST_ECB = 0x00000301,
         CKM_CAST_CBC = 0x00000302,
@@ -340,6 +364,8 @@ public final class PKCS11Constants {
         CKM_GOST28147 = 0x00001222,
         CKM_GOST28147_MAC = 0x00001223,
         CKM_GOST28147_KEY_WRAP = 0x00001224,
+        CKM_CHACHA20_KEY_GEN = 0x00001225,
+        CKM_CHACHA20 = 0x00001226,
         CKM_DSA_PARAMETER_GEN = 0x00002000,
         CKM_DH_PKCS_PARAMETER_GEN = 0x00002001,
         CKM_X9_42_DH_PARAMETER_GEN = 0x00002002,
@@ -354,6 +380,13 @@ public final class PKCS11Constants {
         CKM_AES_KEY_WRAP_PAD = 0x0000210a,
         CKM_RSA_PKCS_TPM_1_1 = 0x00004001,
         CKM_RSA_PKCS_OAEP_TPM_1_1 = 0x00004002,
+        CKM_SALSA20 = 0x00004020,
+        CKM_CHACHA20_POLY1305 = 0x00004021,
+        CKM_SALSA20_POLY1305 = 0x00004022,
+        CKM_HKDF_DERIVE = 0x0000402a,
+        CKM_HKDF_DATA = 0x0000402b,
+        CKM_HKDF_KEY_GEN = 0x0000402c,
+        CKM_SALSA20_KEY_GEN = 0x0000402d,
         CKM_VENDOR_DEFINED = 0x80000000;
 
     /** Attribute types. */
@@ -362,6 +395,7 @@ public final class PKCS11Constants {
         CKA_TOKEN = 0x00000001,
         CKA_PRIVATE = 0x00000002,
         CKA_LABEL = 0x00000003,
+        CKA_UNIQUE_ID = 0x00000004,
         CKA_APPLICATION = 0x00000010,
         CKA_VALUE = 0x00000011,
         CKA_OBJECT_ID = 0x00000012,
@@ -408,6 +442,7 @@ public final class PKCS11Constants {
         CKA_SUBPRIME = 0x00000131,
         CKA_BASE = 0x00000132,
         CKA_PRIME_BITS = 0x00000133,
+        CKA_SUBPRIME_BITS = 0x00000134,
         CKA_SUB_PRIME_BITS = 0x00000134,
         CKA_VALUE_BITS = 0x00000160,
         CKA_VALUE_LEN = 0x00000161,
@@ -523,8 +558,18 @@ public final class PKCS11Constants {
         CKK_GOSTR3410 = 0x00000030,
         CKK_GOSTR3411 = 0x00000031,
         CKK_GOST28147 = 0x00000032,
+        CKK_CHACHA20 = 0x00000033,
+        CKK_SALSA20 = 0x0000003e,
         CKK_EC_EDWARDS = 0x00000040,
+        CKK_HKDF = 0x00000042,
         CKK_VENDOR_DEFINED = 0x80000000;
+
+    /** Certificate categories, the values of {@link #CKA_CERTIFICATE_CATEGORY}. */
+    public static final int
+        CK_CERTIFICATE_CATEGORY_UNSPECIFIED = 0x00000000,
+        CK_CERTIFICATE_CATEGORY_TOKEN_USER = 0x00000001,
+        CK_CERTIFICATE_CATEGORY_AUTHORITY = 0x00000002,
+        CK_CERTIFICATE_CATEGORY_OTHER_ENTITY = 0x00000003;
 
     /** Certificate types, the values of {@link #CKA_CERTIFICATE_TYPE}. */
     public static final int
@@ -636,7 +681,11 @@ public final class PKCS11Constants {
         CKG_MGF1_SHA256 = 0x00000002,
         CKG_MGF1_SHA384 = 0x00000003,
         CKG_MGF1_SHA512 = 0x00000004,
-        CKG_MGF1_SHA224 = 0x00000005;
+        CKG_MGF1_SHA224 = 0x00000005,
+        CKG_MGF1_SHA3_224 = 0x00000006,
+        CKG_MGF1_SHA3_256 = 0x00000007,
+        CKG_MGF1_SHA3_384 = 0x00000008,
+        CKG_MGF1_SHA3_512 = 0x00000009;
 
     /** Source of the encoding parameter of RSA OAEP. */
     public static final int
@@ -653,6 +702,12 @@ public final class PKCS11Constants {
         CKD_SHA384_KDF = 0x00000007,
         CKD_SHA512_KDF = 0x00000008,
         CKD_CPDIVERSIFY_KDF = 0x00000009;
+
+    /** Where the salt of HKDF is: nowhere, in the parameter, or a key. */
+    public static final int
+        CKF_HKDF_SALT_NULL = 0x00000001,
+        CKF_HKDF_SALT_DATA = 0x00000002,
+        CKF_HKDF_SALT_KEY = 0x00000004;
 
     /** Notifications to a session. */
     public static final int

@@ -78,17 +78,20 @@
  * <th scope="col">Class</th>
  * <th scope="col">Mechanisms</th>
  * </tr>
+ * <tr><td>null, or {@link PKCS11RawParameter} with bytes for the module as they are</td>
+ * <td>all that the tables do not list, vendors' own among them</td></tr>
  * <tr><td>null only</td>
- * <td>all that are not listed below</td></tr>
+ * <td>the other mechanisms of the editions before 2.20 that are not listed below</td></tr>
  * <tr><td>{@code Integer}, the length of the MAC in bytes</td>
- * <td>the {@code _MAC_GENERAL} mechanisms of DES, DES3, CDMF, CAST, CAST3, CAST5, IDEA and AES, the
- * {@code _HMAC_GENERAL} ones of MD2, MD5, SHA-1, RIPEMD128 and RIPEMD160, {@code CKM_SSL3_MD5_MAC},
- * {@code CKM_SSL3_SHA1_MAC}</td></tr>
+ * <td>the {@code _MAC_GENERAL} mechanisms of DES, DES3, CDMF, CAST, CAST3, CAST5, IDEA, AES, Camellia, ARIA and SEED,
+ * the {@code _CMAC_GENERAL} ones of DES3 and AES, the {@code _HMAC_GENERAL} ones of MD2, MD5, SHA-1, SHA-2, SHA-512/t,
+ * SHA-3, RIPEMD128 and RIPEMD160, {@code CKM_SSL3_MD5_MAC}, {@code CKM_SSL3_SHA1_MAC}</td></tr>
  * <tr><td>{@code Integer}, the number of the first bit</td>
  * <td>{@code CKM_EXTRACT_KEY_FROM_KEY}</td></tr>
  * <tr><td>{@code byte[]}, the initialisation vector; null is one of no bytes</td>
- * <td>the {@code _CBC} and {@code _CBC_PAD} mechanisms of DES, DES3, CDMF, CAST, CAST3, CAST5, IDEA and AES,
- * {@code CKM_BLOWFISH_CBC}, {@code CKM_TWOFISH_CBC}</td></tr>
+ * <td>the {@code _CBC} and {@code _CBC_PAD} mechanisms of DES, DES3, CDMF, CAST, CAST3, CAST5, IDEA, AES, Camellia,
+ * ARIA, SEED, Blowfish and Twofish, the {@code _OFB} and {@code _CFB} ones of DES and AES, {@code CKM_AES_CTS},
+ * {@code CKM_AES_GMAC}</td></tr>
  * <tr><td>{@code byte[]}, an initialisation vector; {@code encryptInit} writes its first 20 bytes, and refuses a
  * shorter one, but only once the operation has started</td>
  * <td>the ciphers of Skipjack ({@code CKM_SKIPJACK_ECB64} to {@code CKM_SKIPJACK_CFB8}), Baton
@@ -129,7 +132,28 @@
  * <td>{@code CKM_RSA_PKCS_OAEP}</td></tr>
  * <tr><td>{@link CK_RSA_PKCS_PSS_PARAMS}</td>
  * <td>{@code CKM_RSA_PKCS_PSS}, {@code CKM_SHA1_RSA_PKCS_PSS}, {@code CKM_SHA224_RSA_PKCS_PSS},
- * {@code CKM_SHA256_RSA_PKCS_PSS}, {@code CKM_SHA384_RSA_PKCS_PSS}, {@code CKM_SHA512_RSA_PKCS_PSS}</td></tr>
+ * {@code CKM_SHA256_RSA_PKCS_PSS}, {@code CKM_SHA384_RSA_PKCS_PSS}, {@code CKM_SHA512_RSA_PKCS_PSS} and their
+ * {@code CKM_SHA3_} forms</td></tr>
+ * <tr><td>{@link CK_AES_CTR_PARAMS} or null</td>
+ * <td>{@code CKM_AES_CTR}, {@code CKM_CAMELLIA_CTR}</td></tr>
+ * <tr><td>{@link CK_CCM_PARAMS} or null</td>
+ * <td>{@code CKM_AES_CCM}</td></tr>
+ * <tr><td>{@link CK_KEY_DERIVATION_STRING_DATA} or null</td>
+ * <td>the {@code _ECB_ENCRYPT_DATA} mechanisms</td></tr>
+ * <tr><td>{@link CK_DES_CBC_ENCRYPT_DATA_PARAMS} or null</td>
+ * <td>the {@code _CBC_ENCRYPT_DATA} mechanisms of DES and DES3</td></tr>
+ * <tr><td>{@link CK_AES_CBC_ENCRYPT_DATA_PARAMS} or null</td>
+ * <td>the {@code _CBC_ENCRYPT_DATA} mechanisms of AES, Camellia, ARIA and SEED</td></tr>
+ * <tr><td>{@link CK_RSA_AES_KEY_WRAP_PARAMS} or null</td>
+ * <td>{@code CKM_RSA_AES_KEY_WRAP}</td></tr>
+ * <tr><td>{@link CK_ECDH_AES_KEY_WRAP_PARAMS} or null</td>
+ * <td>{@code CKM_ECDH_AES_KEY_WRAP}</td></tr>
+ * <tr><td>{@link CK_EDDSA_PARAMS} or null</td>
+ * <td>{@code CKM_EDDSA}</td></tr>
+ * <tr><td>{@link CK_SALSA20_CHACHA20_POLY1305_PARAMS} or null</td>
+ * <td>{@code CKM_CHACHA20_POLY1305}, {@code CKM_SALSA20_POLY1305}</td></tr>
+ * <tr><td>{@link CK_HKDF_PARAMS} or null</td>
+ * <td>{@code CKM_HKDF_DERIVE}, {@code CKM_HKDF_DATA}</td></tr>
  * <tr><td>always refused with "parameter encoding not yet implemented!"</td>
  * <td>{@code CKM_CONCATENATE_BASE_AND_DATA}, {@code CKM_CONCATENATE_DATA_AND_BASE}, {@code CKM_XOR_BASE_AND_DATA},
  * {@code CKM_KEA_KEY_DERIVE}, {@code CKM_KEY_WRAP_SET_OAEP}, {@code CKM_SKIPJACK_PRIVATE_WRAP},

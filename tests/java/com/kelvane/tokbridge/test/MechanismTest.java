@@ -1,5 +1,6 @@
 package com.kelvane.tokbridge.test;
 
+import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
 
@@ -43,65 +44,109 @@ class MechanismTest extends SessionFixture {
     void everyKindToTheByte() throws Throwable {
         NativePKCS11Object key = key(0x80000009);
         Object[][] rows = {
-            {0x1081, null, "null/0"}, {0x250, null, "null/0"}, {0x1081, 5, REFUSED}, {0x250, new byte[1], REFUSED},
-            {0x124, 0x80000008, "+24/8:0800008000000000"}, {0x365, 8, "+24/8:0800000000000000"},
-            {0x1082, bytes(1, 16), "+24/16:0102030405060708090a0b0c0d0e0f10"}, {0x1082, null, "+24/0:"},
-            {0x122, new byte[0], "+24/0:"}, {0x1001, bytes(1, 2), "+24/2:0102"},
-            {0x21, new BigInteger("128"), "+24/1:80"}, {0x21, BigInteger.ZERO, "+24/1:00"}, {0x21, null, "+24/0:"},
-            {0x360, key, "+24 CK_OBJECT_HANDLE{key=0x80000009}"},
-            {0x101, new PKCS11MechPar_RC2(-1), "+24 CK_RC2_PARAMS{ulEffectiveBits=4294967295}"},
-            {0x101, new PKCS11MechPar_RC2_CBC(1, null), "+24 CK_RC2_PARAMS{ulEffectiveBits=1}"},
-            {0x102, new PKCS11MechPar_RC2_CBC(5, bytes(1, 8)),
+            {CKM_AES_ECB, null, "null/0"}, {CKM_SHA256, null, "null/0"}, {CKM_AES_ECB, 5, REFUSED},
+            {CKM_SHA256, new byte[1], REFUSED},
+            {CKM_DES_MAC_GENERAL, 0x80000008, "+24/8:0800008000000000"},
+            {CKM_EXTRACT_KEY_FROM_KEY, 8, "+24/8:0800000000000000"},
+            {CKM_AES_CBC, bytes(1, 16), "+24/16:0102030405060708090a0b0c0d0e0f10"}, {CKM_AES_CBC, null, "+24/0:"},
+            {CKM_DES_CBC, new byte[0], "+24/0:"}, {CKM_SKIPJACK_ECB64, bytes(1, 2), "+24/2:0102"},
+            {CKM_DH_PKCS_DERIVE, new BigInteger("128"), "+24/1:80"},
+            {CKM_DH_PKCS_DERIVE, BigInteger.ZERO, "+24/1:00"}, {CKM_DH_PKCS_DERIVE, null, "+24/0:"},
+            {CKM_CONCATENATE_BASE_AND_KEY, key, "+24 CK_OBJECT_HANDLE{key=0x80000009}"},
+            {CKM_RC2_ECB, new PKCS11MechPar_RC2(-1), "+24 CK_RC2_PARAMS{ulEffectiveBits=4294967295}"},
+            {CKM_RC2_ECB, new PKCS11MechPar_RC2_CBC(1, null), "+24 CK_RC2_PARAMS{ulEffectiveBits=1}"},
+            {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, bytes(1, 8)),
                 "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0102030405060708}"},
-            {0x102, new PKCS11MechPar_RC2_CBC(5, bytes(1, 3)),
+            {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, bytes(1, 3)),
                 "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0102030000000000}"},
-            {0x102, new PKCS11MechPar_RC2_CBC(5, null), "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0000000000000000}"},
-            {0x102, new PKCS11MechPar_RC2_CBC(5, new byte[9]), REFUSED}, {0x102, new PKCS11MechPar_RC2(5), REFUSED},
-            {0x104, new PKCS11MechPar_RC2_GENMAC(5, 4),
+            {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, null),
+                "+24 CK_RC2_CBC_PARAMS{ulEffectiveBits=5 iv=0000000000000000}"},
+            {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, new byte[9]), REFUSED},
+            {CKM_RC2_CBC, new PKCS11MechPar_RC2(5), REFUSED},
+            {CKM_RC2_MAC_GENERAL, new PKCS11MechPar_RC2_GENMAC(5, 4),
                 "+24 CK_RC2_MAC_GENERAL_PARAMS{ulEffectiveBits=5 ulMacLength=4}"},
-            {0x331, new PKCS11MechPar_RC5(4, 12), "+24 CK_RC5_PARAMS{ulWordsize=4 ulRounds=12}"},
-            {0x332, new PKCS11MechPar_RC5_CBC(4, 12, bytes(1, 40)),
+            {CKM_RC5_ECB, new PKCS11MechPar_RC5(4, 12), "+24 CK_RC5_PARAMS{ulWordsize=4 ulRounds=12}"},
+            {CKM_RC5_CBC, new PKCS11MechPar_RC5_CBC(4, 12, bytes(1, 40)),
                 "+24 CK_RC5_CBC_PARAMS{ulWordsize=4 ulRounds=12 pIv=+32:" + "0102030405060708090a0b0c0d0e0f10"
                     + "1112131415161718191a1b1c1d1e1f202122232425262728 ulIvLen=40}"},
-            {0x332, new PKCS11MechPar_RC5_CBC(4, 12, null),
+            {CKM_RC5_CBC, new PKCS11MechPar_RC5_CBC(4, 12, null),
                 "+24 CK_RC5_CBC_PARAMS{ulWordsize=4 ulRounds=12 pIv=+32: ulIvLen=0}"},
-            {0x334, new PKCS11MechPar_RC5_GENMAC(4, 12, 8),
+            {CKM_RC5_MAC_GENERAL, new PKCS11MechPar_RC5_GENMAC(4, 12, 8),
                 "+24 CK_RC5_MAC_GENERAL_PARAMS{ulWordsize=4 ulRounds=12 ulMacLength=8}"},
-            {0x3A0, new PKCS11MechPar_PBE(bytes(1, 5), bytes(9, 4), 1000),
+            {CKM_PBE_MD2_DES_CBC, new PKCS11MechPar_PBE(bytes(1, 5), bytes(9, 4), 1000),
                 "+24 CK_PBE_PARAMS{pInitVector=+48:0000000000000000 pPassword=+56:0102030405 ulPasswordLen=5 "
                     + "pSalt=+61:090a0b0c ulSaltLen=4 ulIteration=1000}"},
-            {0x370, new CK_VERSION(3, 0xff), "+24 CK_VERSION{major=03 minor=ff}"},
-            {0x1087, new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 3), 128),
+            {CKM_SSL3_PRE_MASTER_KEY_GEN, new CK_VERSION(3, 0xff), "+24 CK_VERSION{major=03 minor=ff}"},
+            {CKM_AES_GCM, new CK_GCM_PARAMS(bytes(1, 12), bytes(0x50, 3), 128),
                 "+24 CK_GCM_PARAMS{pIv=+48:0102030405060708090a0b0c ulIvLen=12 ulIvBits=96 pAAD=+60:505152 ulAADLen=3 "
                     + "ulTagBits=128}"},
-            {0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 1)),
+            {CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 1)),
                 "+24 CK_SSL3_MASTER_KEY_DERIVE_PARAMS{pClientRandom=+40:101112 ulClientRandomLen=3 "
                     + "pServerRandom=+43:2021222324 ulServerRandomLen=5 pVersion=+48:0301}"},
-            {0x377, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(new CK_SSL3_RANDOM_DATA(null, null), null),
+            {CKM_TLS_MASTER_KEY_DERIVE_DH,
+                new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(new CK_SSL3_RANDOM_DATA(null, null), null),
                 "+24 CK_SSL3_MASTER_KEY_DERIVE_PARAMS{pClientRandom=+40: ulClientRandomLen=0 pServerRandom=+40: "
                     + "ulServerRandomLen=0 pVersion=+40:0000}"},
-            {0x376, new CK_SSL3_KEY_MAT_PARAMS(128, 256, 64, true, random()),
+            {CKM_TLS_KEY_AND_MAC_DERIVE, new CK_SSL3_KEY_MAT_PARAMS(128, 256, 64, true, random()),
                 "+24 CK_SSL3_KEY_MAT_PARAMS{ulMacSizeInBits=128 ulKeySizeInBits=256 ulIVSizeInBits=64 bIsExport=01 "
                     + "pClientRandom=+72:101112 ulClientRandomLen=3 pServerRandom=+75:2021222324 ulServerRandomLen=5 "
                     + "pReturnedKeyMaterial=+80 hClientMacSecret=0x0 hServerMacSecret=0x0 hClientKey=0x0 "
                     + "hServerKey=0x0 pIVClient=+128 pIVServer=+136}"},
-            {0x378, new CK_TLS_PRF_PARAMS(bytes(1, 3), bytes(7, 2), 12),
+            {CKM_TLS_PRF, new CK_TLS_PRF_PARAMS(bytes(1, 3), bytes(7, 2), 12),
                 "+24 CK_TLS_PRF_PARAMS{pSeed=+48:010203 ulSeedLen=3 pLabel=+51:0708 ulLabelLen=2 pOutput=+53 "
                     + "pulOutputLen=+72:12}"},
-            {0x1050, new CK_ECDH1_DERIVE_PARAMS(2, bytes(1, 3), bytes(0x40, 5)),
+            {CKM_ECDH1_DERIVE, new CK_ECDH1_DERIVE_PARAMS(2, bytes(1, 3), bytes(0x40, 5)),
                 "+24 CK_ECDH1_DERIVE_PARAMS{kdf=0x2 ulSharedDataLen=3 pSharedData=+40:010203 ulPublicDataLen=5 "
                     + "pPublicData=+43:4041424344}"},
-            {0x1051, new CK_ECDH1_DERIVE_PARAMS(1, null, bytes(0x40, 5)),
+            {CKM_ECDH1_COFACTOR_DERIVE, new CK_ECDH1_DERIVE_PARAMS(1, null, bytes(0x40, 5)),
                 "+24 CK_ECDH1_DERIVE_PARAMS{kdf=0x1 ulSharedDataLen=0 pSharedData=null ulPublicDataLen=5 "
                     + "pPublicData=+40:4041424344}"},
-            {0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, bytes(1, 3)),
+            {CKM_RSA_PKCS_OAEP, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, bytes(1, 3)),
                 "+24 CK_RSA_PKCS_OAEP_PARAMS{hashAlg=0x220 mgf=0x1 source=0x1 pSourceData=+40:010203 "
                     + "ulSourceDataLen=3}"},
-            {0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x80000220, 1, null),
+            {CKM_RSA_PKCS_OAEP, new CK_RSA_PKCS_OAEP_PARAMS(0x80000220, 1, null),
                 "+24 CK_RSA_PKCS_OAEP_PARAMS{hashAlg=0x80000220 mgf=0x1 source=0x1 pSourceData=+40: "
                     + "ulSourceDataLen=0}"},
-            {0x47, new CK_RSA_PKCS_PSS_PARAMS(0x255, 5, 28),
-                "+24 CK_RSA_PKCS_PSS_PARAMS{hashAlg=0x255 mgf=0x5 sLen=28}"}};
+            {CKM_SHA224_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(0x255, 5, 28),
+                "+24 CK_RSA_PKCS_PSS_PARAMS{hashAlg=0x255 mgf=0x5 sLen=28}"},
+            {CKM_AES_CTR, new CK_AES_CTR_PARAMS(32, bytes(1, 16)),
+                "+24 CK_AES_CTR_PARAMS{ulCounterBits=32 cb=0102030405060708090a0b0c0d0e0f10}"},
+            {CKM_AES_CTR, new CK_AES_CTR_PARAMS(32, bytes(1, 15)), REFUSED},
+            {CKM_AES_CTR, new CK_AES_CTR_PARAMS(32, null), REFUSED},
+            {CKM_AES_CCM, new CK_CCM_PARAMS(99, bytes(1, 3), bytes(0x50, 2), 8),
+                "+24 CK_CCM_PARAMS{ulDataLen=99 pNonce=+48:010203 ulNonceLen=3 pAAD=+51:5051 ulAADLen=2 ulMACLen=8}"},
+            {CKM_AES_ECB_ENCRYPT_DATA, new CK_KEY_DERIVATION_STRING_DATA(bytes(1, 3)),
+                "+24 CK_KEY_DERIVATION_STRING_DATA{pData=+16:010203 ulLen=3}"},
+            {CKM_AES_ECB_ENCRYPT_DATA, new CK_KEY_DERIVATION_STRING_DATA(null),
+                "+24 CK_KEY_DERIVATION_STRING_DATA{pData=null ulLen=0}"},
+            {CKM_DES3_CBC_ENCRYPT_DATA, new CK_DES_CBC_ENCRYPT_DATA_PARAMS(bytes(1, 8), bytes(9, 3)),
+                "+24 CK_DES_CBC_ENCRYPT_DATA_PARAMS{iv=0102030405060708 pData=+24:090a0b length=3}"},
+            {CKM_DES3_CBC_ENCRYPT_DATA, new CK_DES_CBC_ENCRYPT_DATA_PARAMS(bytes(1, 16), bytes(9, 3)), REFUSED},
+            {CKM_AES_CBC_ENCRYPT_DATA, new CK_AES_CBC_ENCRYPT_DATA_PARAMS(bytes(1, 16), bytes(9, 3)),
+                "+24 CK_AES_CBC_ENCRYPT_DATA_PARAMS{iv=0102030405060708090a0b0c0d0e0f10 pData=+32:090a0b length=3}"},
+            {CKM_AES_CBC_ENCRYPT_DATA, new CK_AES_CBC_ENCRYPT_DATA_PARAMS(null, bytes(9, 3)), REFUSED},
+            {CKM_RSA_AES_KEY_WRAP, new CK_RSA_AES_KEY_WRAP_PARAMS(256,
+                new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, bytes(1, 3))),
+                "+24 CK_RSA_AES_KEY_WRAP_PARAMS{ulAESKeyBits=256 pOAEPParams=+16 hashAlg=0x220 mgf=0x1 source=0x1 "
+                    + "pSourceData=+56:010203 ulSourceDataLen=3}"},
+            {CKM_RSA_AES_KEY_WRAP, new CK_RSA_AES_KEY_WRAP_PARAMS(256, null), REFUSED},
+            {CKM_ECDH_AES_KEY_WRAP, new CK_ECDH_AES_KEY_WRAP_PARAMS(192, CKD_SHA256_KDF, bytes(1, 3)),
+                "+24 CK_ECDH_AES_KEY_WRAP_PARAMS{ulAESKeyBits=192 kdf=0x6 ulSharedDataLen=3 pSharedData=+32:010203}"},
+            {CKM_EDDSA, new CK_EDDSA_PARAMS(true, bytes(1, 3)),
+                "+24 CK_EDDSA_PARAMS{phFlag=01 ulContextDataLen=3 pContextData=+24:010203}"},
+            {CKM_CHACHA20_POLY1305, new CK_SALSA20_CHACHA20_POLY1305_PARAMS(bytes(1, 3), bytes(0x50, 2)),
+                "+24 CK_SALSA20_CHACHA20_POLY1305_PARAMS{pNonce=+32:010203 ulNonceLen=3 pAAD=+35:5051 ulAADLen=2}"},
+            {CKM_HKDF_DERIVE,
+                new CK_HKDF_PARAMS(false, true, CKM_SHA256, CKF_HKDF_SALT_KEY, bytes(1, 3), key, bytes(7, 2)),
+                "+24 CK_HKDF_PARAMS{bExtract=00 bExpand=01 prfHashMechanism=0x250 ulSaltType=4 pSalt=+64:010203 "
+                    + "ulSaltLen=3 hSaltKey=0x80000009 pInfo=+67:0708 ulInfoLen=2}"},
+            {CKM_HKDF_DERIVE, new CK_HKDF_PARAMS(true, false, CKM_SHA256, CKF_HKDF_SALT_NULL, null, null, null),
+                "+24 CK_HKDF_PARAMS{bExtract=01 bExpand=00 prfHashMechanism=0x250 ulSaltType=1 pSalt=null ulSaltLen=0 "
+                    + "hSaltKey=0x0 pInfo=null ulInfoLen=0}"},
+            {0x80001234, new PKCS11RawParameter(bytes(1, 3)), "+24/3:010203"},
+            {CKM_SHA256, new PKCS11RawParameter(null), "+24/0:"},
+            {CKM_AES_ECB, new PKCS11RawParameter(bytes(1, 3)), REFUSED},
+            {CKM_AES_CBC, new PKCS11RawParameter(bytes(1, 16)), REFUSED}};
         for (Object[] row : rows) {
             assertEquals(row[2], encode((int) row[0], row[1]), "0x" + Integer.toHexString((int) row[0]));
         }
@@ -118,10 +163,10 @@ class MechanismTest extends SessionFixture {
             assertEquals(type, PKCS11Constants.class.getField(row.group(1)).getInt(null), row.group(1));
             assertEquals(null, kinds.put(type, row.group(3)), row.group(1));
         }
-        assertEquals(172, kinds.size());
+        assertEquals(172 + 61, kinds.size());
         for (int type : kinds.keySet()) {
             String kind = kinds.get(type);
-            String none = kind.equals("none") ? "null/0"
+            String none = kind.endsWith("none") ? "null/0"
                 : kind.startsWith("byte[]") || kind.equals("BigInteger") ? "+24/0:"
                 : kind.equals("not encoded") ? NOT_ENCODED : kind.equals("refused") ? UNKNOWN : REFUSED;
             boolean always = none.equals(NOT_ENCODED) || none.equals(UNKNOWN);

@@ -1,0 +1,67 @@
+// Parameters of the RSA paddings, of key wrapping with RSA or ECDH, and of EdDSA.
+
+#include "frame.h"
+#include "mechanism_params.h"
+
+namespace {
+
+bool oaepFields(ParameterFields* java, CK_RSA_PKCS_OAEP_PARAMS* oaep)
+{
+    CK_ULONG start = java->used;
+    CK_BYTE_PTR sourceData = nullptr;
+    if (!readUlong(java, "hashAlg", &oaep->hashAlg) || !readUlong(java, "mgf", &oaep->mgf) ||
+        !readUlong(java, "source", &oaep->source) || !placeBlock(java, "pSourceData", &sourceData, nullptr) ||
+        !readUlong(java, "ulSourceDataLen", &oaep->ulSourceDataLen) ||
+        !demandInside(java, start, oaep->ulSourceDataLen))
+        return false;
+
+    oaep->pSourceData = sourceData;
+    if (!measures(java) && debugEnabled())
+        traceOAEP(*oaep);
+    return true;
+}
+
+bool pssFields(ParameterFields* java, CK_RSA_PKCS_PSS_PARAMS* pss)
+{
+    if (!readUlong(java, "hashAlg", &pss->hashAlg) || !readUlong(java, "mgf", &pss->mgf) ||
+        !readUlong(java, "sLen", &pss->sLen))
+        return false;
+
+    if (!measures(java) && debugEnabled())
+        tracePSS(*pss);
+    return true;
+}
+
+bool rsaAesKeyWrapFields(ParameterFields* java, RsaAesKeyWrapParams* wrap)
+{
+    void* oaep = nullptr;
+    bool done = readUlong(java, "ulAESKeyBits", &wrap->ulAESKeyBits) &&
+                placeMember(java, "pOAEPParams", kOAEP, Null::refused, &oaep);
+    wrap->pOAEPParams = static_cast<CK_RSA_PKCS_OAEP_PARAMS*>(oaep);
+    return done;
+}
+
+bool ecdhAesKeyWrapFields(ParameterFields* java, EcdhAesKeyWrapParams* wrap)
+{
+    return readUlong(java, "ulAESKeyBits", &wrap->ulAESKeyBits) && readUlong(java, "kdf", &wrap->kdf) &&
+           placeBlockOrNull(java, "pSharedData", &wrap->pSharedData, &wrap->ulSharedDataLen);
+}
+
+bool eddsaFields(ParameterFields* java, EddsaParams* eddsa)
+{
+    return readFlag(java, "phFlag", &eddsa->phFlag) &&
+           placeBlockOrNull(java, "pContextData", &eddsa->pContextData, &eddsa->ulContextDataLen);
+}
+
+} // namespace
+
+constexpr ParameterStructure kOAEP =
+    describe<CK_RSA_PKCS_OAEP_PARAMS, oaepFields>("com/kelvane/pkcs11/CK_RSA_PKCS_OAEP_PARAMS");
+constexpr ParameterStructure kPSS =
+    describe<CK_RSA_PKCS_PSS_PARAMS, pssFields>("com/kelvane/pkcs11/CK_RSA_PKCS_PSS_PARAMS");
+constexpr ParameterStructure kRsaAesKeyWrap =
+    describe<RsaAesKeyWrapParams, rsaAesKeyWrapFields>("com/kelvane/pkcs11/CK_RSA_AES_KEY_WRAP_PARAMS", Null::none);
+constexpr ParameterStructure kEcdhAesKeyWrap =
+    describe<EcdhAesKeyWrapParams, ecdhAesKeyWrapFields>("com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", Null::none);
+constexpr ParameterStructure kEddsa =
+    describe<EddsaParams, eddsaFields>("com/kelvane/pkcs11/CK_EDDSA_PARAMS", Null::none);
