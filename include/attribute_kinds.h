@@ -12,6 +12,7 @@ enum class ValueKind
     bytes,      ///< byte[]
     date,       ///< java.util.Date, a CK_DATE
     bigInteger, ///< java.math.BigInteger, its big-endian bytes
+    numbers,    ///< int[], as many CK_ULONGs
 };
 
 /// The kind of an attribute type; unknown for one without a row, vendor-defined types included.

@@ -27,6 +27,9 @@ jobject readDate(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE ty
 /// The bytes as an unsigned number; an empty value is 0. Raises as readByteArray does.
 jobject readBigInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
 
+/// The CK_ULONGs as an int[]. Raises "alloca() failed", "NewIntArray() failed" and "GetIntArrayElements() failed".
+jobject readNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
+
 /// The value by the kind of its attribute, a Boolean or Integer boxed; null after raising 0x12 for an unknown kind.
 jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
 

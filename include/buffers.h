@@ -54,6 +54,9 @@ bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG cou
 /// any Java array.
 jbyteArray newByteArray(JNIEnv* env, CK_ULONG length);
 
+/// A new array of these numbers as Java ints. Null after raising `failure` or "GetIntArrayElements() failed".
+jintArray newIntArray(JNIEnv* env, const CK_ULONG* numbers, CK_ULONG count, const char* failure);
+
 /// A String of `length` bytes, of which trailing blanks (0x20 alone) are dropped when `trimBlanks` is set; a NUL among
 /// them ends it. bytes[length] must be writable: it takes the terminator. Null when the virtual machine fails.
 jstring newStringFromBytes(JNIEnv* env, unsigned char* bytes, std::size_t length, bool trimBlanks);

@@ -10,7 +10,8 @@
 //     84  the AAD
 //
 // Which structure that is the mechanism's row in the table decides, not the class of the Java object; the class is only
-// checked. A mechanism without a row may have its parameter's bytes as they are, from a PKCS11RawParameter. Everything here runs on the calling thread outside the bridge lock and keeps no state.
+// checked. A mechanism without a row may have its parameter's bytes as they are, from a PKCS11RawParameter. Everything
+// here runs on the calling thread outside the bridge lock and keeps no state.
 #pragma once
 
 #include <jni.h>

@@ -71,10 +71,37 @@ constexpr AttributeKind AttributeKindTable[] = {
     { CKA_EC_PARAMS,         bytes      },
     { CKA_EC_POINT,          bytes      },
     { CKA_HAS_RESET,         boolean    },
+
+    // ---- Edition 2.11 ----
+    { CKA_TRUSTED,           boolean    },
+    { CKA_PRIME_BITS,        integer    },
+    { CKA_SUB_PRIME_BITS,    integer    },
+    { CKA_KEY_GEN_MECHANISM, integer    },
+
+    // ---- Edition 2.20 ----
+    { CKA_CERTIFICATE_CATEGORY,       integer },
+    { CKA_URL,                        string  },
+    { CKA_HASH_OF_SUBJECT_PUBLIC_KEY, bytes   },
+    { CKA_HASH_OF_ISSUER_PUBLIC_KEY,  bytes   },
+    { CKA_CHECK_VALUE,                bytes   },
+    { CKA_ALWAYS_AUTHENTICATE,        boolean },
+    { CKA_WRAP_WITH_TRUSTED,          boolean },
+    { CKA_ALLOWED_MECHANISMS,         numbers },
+
+    // ---- Edition 2.40 ----
+    { CKA_NAME_HASH_ALGORITHM, integer },
+    { CKA_PUBLIC_KEY_INFO,     bytes   },
+    { CKA_COPYABLE,            boolean },
+    { CKA_DESTROYABLE,         boolean },
+
+    // ---- Edition 3.0 ----
+    { edition3::UNIQUE_ID, string },
     // clang-format on
 };
 
-static_assert(std::size(AttributeKindTable) == 55);
+// The first 55 rows stay as they are; those of later editions follow.
+static_assert(AttributeKindTable[55 - 1].type == CKA_HAS_RESET);
+static_assert(std::size(AttributeKindTable) == 55 + 17);
 
 } // namespace
 

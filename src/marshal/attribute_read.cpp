@@ -125,6 +125,23 @@ bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type
     return true;
 }
 
+// Reads numbers of an announced length in bytes. False when there was no stack for them, which is not raised yet.
+bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
+                  jobject* numbers)
+{
+    EncodeBuffer buffer;
+    RESERVE_STACK(budget, buffer, room < SIZE_MAX - sizeof(Scratch) ? room + sizeof(Scratch) : SIZE_MAX);
+    if (buffer.bytes == nullptr)
+        return false;
+
+    CK_ULONG length = 0;
+    if ((room == 0 || fetchInto(env, handles, type, buffer.bytes, room, &length)) &&
+        require(env, length % sizeof(CK_ULONG) == 0, CKR_ATTRIBUTE_VALUE_INVALID))
+        *numbers = newIntArray(env, reinterpret_cast<const CK_ULONG*>(buffer.bytes), length / sizeof(CK_ULONG),
+                               "NewIntArray() failed");
+    return true;
+}
+
 // The first `length` bytes of a pinned array as an array of their own.
 jbyteArray shortened(JNIEnv* env, const jbyte* elements, CK_ULONG length)
 {
@@ -231,6 +248,11 @@ Next buildElement(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
             env->DeleteLocalRef(magnitude);
         }
         break;
+    case ValueKind::numbers:
+        if (fetchNumbers(env, handles, type, length, budget, element))
+            break;
+        throwPKCS11Exception(env, 0, "alloca() failed");
+        return Next::end;
     case ValueKind::unknown: break;
     }
     return Next::goOn;
@@ -316,6 +338,18 @@ jobject readBigInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_T
     return fetched && magnitude != nullptr ? newBigInteger(env, magnitude) : nullptr;
 }
 
+jobject readNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
+{
+    CK_ULONG length = 0;
+    if (!fetchLength(env, handles, type, &length))
+        return nullptr;
+
+    jobject numbers = nullptr;
+    if (!fetchNumbers(env, handles, type, length, StackBudget{}, &numbers))
+        throwPKCS11Exception(env, 0, "alloca() failed");
+    return numbers;
+}
+
 jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
 {
     switch (attributeKind(type)) {
@@ -331,6 +365,7 @@ jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
     case ValueKind::bytes: return readByteArray(env, handles, type);
     case ValueKind::date: return readDate(env, handles, type);
     case ValueKind::bigInteger: return readBigInteger(env, handles, type);
+    case ValueKind::numbers: return readNumbers(env, handles, type);
     case ValueKind::unknown: break;
     }
     return nullptr;

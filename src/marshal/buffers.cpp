@@ -126,6 +126,25 @@ bool newStringFromText(JNIEnv* env, const char* text, jstring* string)
     return *string != nullptr || env->ExceptionCheck() != JNI_TRUE;
 }
 
+jintArray newIntArray(JNIEnv* env, const CK_ULONG* numbers, CK_ULONG count, const char* failure)
+{
+    jintArray array = env->NewIntArray(toJava(count));
+    if (array == nullptr) {
+        throwPKCS11Exception(env, 0, failure);
+        return nullptr;
+    }
+    jint* elements = env->GetIntArrayElements(array, nullptr);
+    if (elements == nullptr) {
+        throwPKCS11Exception(env, 0, "GetIntArrayElements() failed");
+        return nullptr;
+    }
+
+    for (CK_ULONG i = 0; i < count; ++i)
+        elements[i] = toJava(numbers[i]);
+    env->ReleaseIntArrayElements(array, elements, 0);
+    return array;
+}
+
 jstring newStringFromBytes(JNIEnv* env, unsigned char* bytes, std::size_t length, bool trimBlanks)
 {
     while (trimBlanks && length > 0 && bytes[length - 1] == ' ')

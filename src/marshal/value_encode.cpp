@@ -124,6 +124,27 @@ bool encodeMagnitude(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
 }
 
+bool encodeNumbers(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
+{
+    if (value != nullptr && !isInstance(env, value, "[I"))
+        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
+    auto* array = static_cast<jintArray>(value);
+    jsize count = array != nullptr ? env->GetArrayLength(array) : 0;
+    std::size_t size = arraySize(fromJava(count), sizeof(CK_ULONG));
+    if (count != 0 && (attr->pValue == nullptr || size > attr->ulValueLen))
+        return refuse(env, kNoSpace);
+
+    auto* place = static_cast<unsigned char*>(attr->pValue);
+    for (jsize i = 0; i < count; ++i, place += sizeof(CK_ULONG)) {
+        jint number = 0;
+        env->GetIntArrayRegion(array, i, 1, &number);
+        CK_ULONG encoded = fromJava(number);
+        std::memcpy(place, &encoded, sizeof encoded);
+    }
+    attr->ulValueLen = static_cast<CK_ULONG>(size);
+    return true;
+}
+
 } // namespace
 
 bool encodeByteArray(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)
@@ -181,6 +202,7 @@ bool encodeAttributeValue(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
         return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
     case ValueKind::date: return encodeDate(env, value, attr);
     case ValueKind::bigInteger: return encodeMagnitude(env, value, attr);
+    case ValueKind::numbers: return encodeNumbers(env, value, attr);
     case ValueKind::unknown: break;
     }
     return refuse(env, CKR_ATTRIBUTE_TYPE_INVALID);

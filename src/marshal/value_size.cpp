@@ -25,6 +25,7 @@ enum class ValueClass
     date,
     bigInteger,
     string,
+    numbers,
     object,
 };
 
@@ -45,6 +46,7 @@ constexpr ClassName kClassNames[] = {
     { date,       "java/util/Date"                             },
     { bigInteger, "java/math/BigInteger"                       },
     { string,     "java/lang/String"                           },
+    { numbers,    "[I"                                         },
     { object,     "com/kelvane/pkcs11/nat/NativePKCS11Object"  },
     // clang-format on
 };
@@ -70,6 +72,8 @@ std::size_t encodedValueSize(JNIEnv* env, jobject value)
     case date: return sizeof(CK_DATE);
     case bigInteger: return bigIntegerSize(env, value);
     case string: return fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
+    case numbers:
+        return arraySize(fromJava(env->GetArrayLength(static_cast<jintArray>(value))), sizeof(CK_ULONG));
     case object: return sizeof(CK_OBJECT_HANDLE);
     case none: break;
     }

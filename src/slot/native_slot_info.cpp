@@ -22,25 +22,6 @@ CK_ULONG collectUnique(CK_MECHANISM_TYPE* list, CK_ULONG count)
     return static_cast<CK_ULONG>(unique - (list + count));
 }
 
-jintArray newMechanismArray(JNIEnv* env, const CK_MECHANISM_TYPE* types, CK_ULONG count)
-{
-    jintArray array = env->NewIntArray(toJava(count));
-    if (array == nullptr) {
-        throwPKCS11Exception(env, 0, "getMechanismList(): NewIntArray() failed");
-        return nullptr;
-    }
-    jint* elements = env->GetIntArrayElements(array, nullptr);
-    if (elements == nullptr) {
-        throwPKCS11Exception(env, 0, "GetIntArrayElements() failed");
-        return nullptr;
-    }
-
-    for (CK_ULONG i = 0; i < count; ++i)
-        elements[i] = toJava(types[i]);
-    env->ReleaseIntArrayElements(array, elements, 0);
-    return array;
-}
-
 } // namespace
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getInfo(JNIEnv* env, jobject slot)
@@ -119,7 +100,7 @@ jintArray Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getMechanismList(JNIEnv* 
         return nullptr;
 
     CK_ULONG uniqueCount = collectUnique(types, count);
-    return newMechanismArray(env, types + count, uniqueCount);
+    return newIntArray(env, types + count, uniqueCount, "getMechanismList(): NewIntArray() failed");
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getMechanismInfo(JNIEnv* env, jobject slot, jint type)

@@ -87,7 +87,7 @@ public interface PKCS11Object {
 
     /**
      * Reads an attribute. The class of the result follows from the kind of the attribute: {@code Boolean},
-     * {@code Integer}, {@code String}, {@code byte[]}, {@code Date} or {@code BigInteger}.
+     * {@code Integer}, {@code String}, {@code byte[]}, {@code Date}, {@code BigInteger} or {@code int[]}.
      *
      * @param type the attribute type
      * @return the value, as the method for its kind returns it

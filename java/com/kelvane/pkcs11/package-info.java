@@ -31,22 +31,26 @@
  * {@code CKA_WRAP}, {@code CKA_UNWRAP}, {@code CKA_SIGN}, {@code CKA_SIGN_RECOVER}, {@code CKA_VERIFY},
  * {@code CKA_VERIFY_RECOVER}, {@code CKA_DERIVE}, {@code CKA_EXTRACTABLE}, {@code CKA_LOCAL},
  * {@code CKA_NEVER_EXTRACTABLE}, {@code CKA_ALWAYS_SENSITIVE}, {@code CKA_MODIFIABLE}, {@code CKA_SECONDARY_AUTH},
- * {@code CKA_RESET_ON_INIT}, {@code CKA_HAS_RESET}</td></tr>
+ * {@code CKA_RESET_ON_INIT}, {@code CKA_HAS_RESET}, {@code CKA_TRUSTED}, {@code CKA_ALWAYS_AUTHENTICATE},
+ * {@code CKA_WRAP_WITH_TRUSTED}, {@code CKA_COPYABLE}, {@code CKA_DESTROYABLE}</td></tr>
  * <tr><td>Integer</td>
  * <td>{@code Integer}, its 32 bits unsigned</td>
  * <td>refused</td>
  * <td>{@code CKA_CLASS}, {@code CKA_CERTIFICATE_TYPE}, {@code CKA_KEY_TYPE}, {@code CKA_MODULUS_BITS},
- * {@code CKA_VALUE_BITS}, {@code CKA_VALUE_LEN}, {@code CKA_AUTH_PIN_FLAGS}, {@code CKA_HW_FEATURE_TYPE}</td></tr>
+ * {@code CKA_VALUE_BITS}, {@code CKA_VALUE_LEN}, {@code CKA_AUTH_PIN_FLAGS}, {@code CKA_HW_FEATURE_TYPE},
+ * {@code CKA_PRIME_BITS}, {@code CKA_SUBPRIME_BITS}, {@code CKA_KEY_GEN_MECHANISM}, {@code CKA_CERTIFICATE_CATEGORY},
+ * {@code CKA_NAME_HASH_ALGORITHM}</td></tr>
  * <tr><td>String</td>
  * <td>{@code String} as modified UTF-8 without a NUL at its end, or {@code byte[]}</td>
  * <td>empty value</td>
- * <td>{@code CKA_LABEL}, {@code CKA_APPLICATION}</td></tr>
+ * <td>{@code CKA_LABEL}, {@code CKA_APPLICATION}, {@code CKA_URL}, {@code CKA_UNIQUE_ID}</td></tr>
  * <tr><td>byte array</td>
  * <td>{@code byte[]}</td>
  * <td>empty value</td>
  * <td>{@code CKA_VALUE}, {@code CKA_OBJECT_ID}, {@code CKA_ISSUER}, {@code CKA_SERIAL_NUMBER}, {@code CKA_AC_ISSUER},
  * {@code CKA_OWNER}, {@code CKA_ATTR_TYPES}, {@code CKA_SUBJECT}, {@code CKA_ID}, {@code CKA_EC_PARAMS},
- * {@code CKA_EC_POINT}</td></tr>
+ * {@code CKA_EC_POINT}, {@code CKA_CHECK_VALUE}, {@code CKA_PUBLIC_KEY_INFO}, {@code CKA_HASH_OF_SUBJECT_PUBLIC_KEY},
+ * {@code CKA_HASH_OF_ISSUER_PUBLIC_KEY}</td></tr>
  * <tr><td>Date</td>
  * <td>{@code java.util.Date}</td>
  * <td>empty value</td>
@@ -58,6 +62,10 @@
  * <td>{@code CKA_MODULUS}, {@code CKA_PUBLIC_EXPONENT}, {@code CKA_PRIVATE_EXPONENT}, {@code CKA_PRIME_1},
  * {@code CKA_PRIME_2}, {@code CKA_EXPONENT_1}, {@code CKA_EXPONENT_2}, {@code CKA_COEFFICIENT}, {@code CKA_PRIME},
  * {@code CKA_SUBPRIME}, {@code CKA_BASE}</td></tr>
+ * <tr><td>numbers</td>
+ * <td>{@code int[]}, the 32 bits of each unsigned</td>
+ * <td>empty value</td>
+ * <td>{@code CKA_ALLOWED_MECHANISMS}</td></tr>
  * </table>
  *
  * <p>A date is written as the day it is in UTC, and read as the first moment of that day in the process's local time

@@ -790,7 +790,7 @@ public class NativePKCS11Session implements AutoCloseable {
 
     /**
      * Reads an attribute of an object. The class of the result follows from the kind of the attribute: {@code Boolean},
-     * {@code Integer}, {@code String}, {@code byte[]}, {@code Date} or {@code BigInteger}.
+     * {@code Integer}, {@code String}, {@code byte[]}, {@code Date}, {@code BigInteger} or {@code int[]}.
      *
      * @param object the object to read; with handle 0 the result is null
      * @param type the attribute type

@@ -1,11 +1,16 @@
 package com.kelvane.tokbridge.test;
 
+import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
 
+import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
+import java.lang.reflect.Field;
 import java.math.*;
+import java.nio.file.*;
 import java.util.*;
+import java.util.regex.*;
 import org.junit.jupiter.api.*;
 
 /** Templates as a module receives them, objects made, found and changed with them, and attributes read back. */
@@ -49,7 +54,10 @@ class ObjectTest extends SessionFixture {
         }
         assertEquals("@+24:0001", encoded(MODULUS, new byte[] {0, 1}));
         assertEquals("@+24:", encoded(MODULUS, null));
-        assertEquals("@+24:0400000000000000", encoded(0x300, 4), "CKA_HW_FEATURE_TYPE is an integer");
+        assertEquals("@+24:0400000000000000", encoded(CKA_HW_FEATURE_TYPE, 4), "an integer");
+        assertEquals("@+24:82100000000000000100008000000000",
+            encoded(CKA_ALLOWED_MECHANISMS, new int[] {CKM_AES_CBC, 0x80000001}));
+        assertEquals("@+24:", encoded(CKA_ALLOWED_MECHANISMS, new int[0]));
         assertEquals("@+24:".length() + 2 * 262144, encoded(VALUE, new byte[262144]).length(), "large ones go through");
         session.createObject(new int[] {CLASS, -1, TOKEN, LABEL}, new Object[] {3, "skipped", true, "ab"});
         session.createObject(new int[0], new Object[0]);
@@ -60,22 +68,45 @@ class ObjectTest extends SessionFixture {
             "C_CreateObject session=0x7 template=null");
     }
 
+    /** The documented table against the library: which values every attribute takes, and what it is read as. */
     @Test
-    void wrongValuesNeverReachTheModule() throws Throwable {
-        Object[] values = {true, 1, "label", new byte[1], new Date(0), BigInteger.ONE, new Object(), key(9), 'x'};
-        Object[][] refused = { // type, then the places of the values that it takes
-            {TOKEN, "0"}, {CLASS, "1"}, {LABEL, "23"}, {VALUE, "3"}, {START, "4"}, {MODULUS, "35"}};
-        for (Object[] each : refused) {
-            for (int i = 0; i < values.length; i++) {
-                Object value = values[i];
-                String expected = ((String) each[1]).indexOf('0' + i) >= 0 ? "" : "0x13";
-                assertEquals(expected, raised(() -> key(9).setAttributeValue((int) each[0], value)), each[0] + "/" + i);
-                assertEquals(expected.isEmpty() ? 1 : 0, calls().size());
+    void everyAttributeOfTheTable() throws Throwable {
+        Object[] values = {true, 1, "label", new byte[1], new Date(0), BigInteger.ONE, new int[1], null, new Object(),
+            key(9), 'x', new Integer[0], new long[1]};
+        Map<String, String> taken = Map.of("Boolean", "0", "Integer", "1", "String", "237", "byte[]", "37", "Date",
+            "47", "BigInteger", "357", "int[]", "67"); // the places of the values that it takes
+        Map<Integer, String> unlisted = new TreeMap<>();
+        for (Field field : PKCS11Constants.class.getFields()) {
+            if (field.getName().startsWith("CKA_")) {
+                unlisted.put(field.getInt(null), field.getName());
             }
         }
-        for (int type : new int[] {TOKEN, CLASS}) {
-            assertRefused("0x13", () -> encoded(type, null));
+        Matcher row = Pattern.compile("(?m)^\\| `(CKA_\\w+)` \\| (0x[0-9A-F]+) \\| ([^|]+?) \\|$")
+            .matcher(Files.readString(Path.of(System.getProperty("tokbridge.test.docs"), "attributes.md")));
+        int rows = 0;
+        for (; row.find(); rows++) {
+            int type = Integer.decode(row.group(2));
+            assertEquals(type, PKCS11Constants.class.getField(row.group(1)).getInt(null), row.group(1));
+            assertNotNull(unlisted.remove(type), row.group(1));
+            for (int i = 0; i < values.length; i++) {
+                Object value = values[i];
+                String expected = taken.get(row.group(3)).contains("" + i) && i < 8 ? "" : "0x13";
+                assertEquals(expected, raised(() -> key(9).setAttributeValue(type, value)), row.group(1) + "/" + i);
+                assertEquals(expected.isEmpty() ? 1 : 0, calls().size());
+            }
+            token.always("C_GetAttributeValue", row.group(2).toLowerCase() + "="
+                + Map.of("Boolean", "01", "Date", "'20240229'").getOrDefault(row.group(3), "0100000000000000"));
+            assertEquals(row.group(3), key(9).getAttributeValue(type).getClass().getSimpleName(), row.group(1));
+            calls();
         }
+        assertEquals(54 + 17, rows);
+        for (int type : unlisted.keySet()) {
+            assertRefused("0x12", () -> key(9).setAttributeValue(type, new byte[1]));
+        }
+    }
+
+    @Test
+    void wrongValuesNeverReachTheModule() throws Throwable {
         for (long time : new long[] {-1, Long.MIN_VALUE, 253402300800000L, Long.MAX_VALUE}) {
             assertRefused("0x13", () -> encoded(START, new Date(time)));
         }
@@ -198,6 +229,18 @@ class ObjectTest extends SessionFixture {
         }
         token.always("C_GetAttributeValue", "rv=0 0x0.length=4");
         assertEquals("0x13", raised(() -> key.getIntAttributeValue(CLASS)));
+        String[][] numbers = { // what the module answers, what becomes of it
+            {"=", "[]"}, {"=82100000000000000100008099999999", "[" + CKM_AES_CBC + ", " + 0x80000001 + "]"},
+            {"=01020304050607", "0x13"}, {".length=0x400000 rv=0", "alloca() failed"}};
+        for (String[] each : numbers) {
+            token.always("C_GetAttributeValue", "0x40000600" + each[0]);
+            int[] type = {CKA_ALLOWED_MECHANISMS};
+            Object[] read = new Object[2];
+            String raised = raised(() -> read[0] = key.getAttributeValue(type[0]))
+                + raised(() -> read[1] = session.getAttributeValues(key, type, 1)[0]);
+            assertEquals(each[1] + each[1], raised.isEmpty() ? Arrays.toString((int[]) read[0])
+                + Arrays.toString((int[]) read[1]) : raised);
+        }
     }
 
     @Test
