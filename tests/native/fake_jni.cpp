@@ -142,7 +142,12 @@ JNINativeInterface_ functions()
     for (std::size_t i = 0; i < sizeof table / sizeof *entries; ++i)
         entries[i] = unexpected;
 
-    table.FindClass = [](JNIEnv*, const char* name) -> jclass { return named(name); };
+    table.FindClass = [](JNIEnv*, const char* name) -> jclass {
+        if (name != fake.missingClass)
+            return named(name);
+        fake.pending = make("java/lang/NoClassDefFoundError").object;
+        return nullptr;
+    };
     table.GetObjectClass = [](JNIEnv*, jobject of) -> jclass { return named(raw(of)->type); };
     table.IsInstanceOf = [](JNIEnv*, jobject of, jclass type) -> jboolean {
         return isKindOf(object(of)->type, raw(type)->type);
@@ -152,6 +157,7 @@ JNINativeInterface_ functions()
     table.GetStaticMethodID = getID<jmethodID>;
     table.GetIntField = getField<jint>;
     table.GetByteField = getField<jbyte>;
+    table.GetBooleanField = getField<jboolean>;
     table.GetLongField = getField<jlong>;
     table.GetObjectField = getField<jobject>;
     table.SetByteField = setField<jbyte>;
@@ -174,6 +180,10 @@ JNINativeInterface_ functions()
     table.ReleaseByteArrayElements = [](JNIEnv*, jbyteArray of, jbyte* copy, jint mode) { unpin(of, copy, mode); };
     table.ReleaseIntArrayElements = [](JNIEnv*, jintArray of, jint* copy, jint mode) { unpin(of, copy, mode); };
     table.ReleaseStringUTFChars = [](JNIEnv*, jstring of, const char* copy) { unpin(of, copy, JNI_ABORT); };
+    table.GetIntArrayRegion = [](JNIEnv*, jintArray of, jsize start, jsize length, jint* numbers) {
+        auto at = static_cast<std::size_t>(start) * sizeof *numbers;
+        std::memcpy(numbers, object(of)->bytes.data() + at, static_cast<std::size_t>(length) * sizeof *numbers);
+    };
     table.SetByteArrayRegion = [](JNIEnv*, jbyteArray of, jsize start, jsize length, const jbyte* bytes) {
         std::memcpy(object(of)->bytes.data() + start, bytes, static_cast<std::size_t>(length));
     };

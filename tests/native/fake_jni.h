@@ -37,10 +37,11 @@ struct Fake
 {
     std::deque<Object> objects; ///< they live as long as the program
     Object* pending = nullptr;
-    int pins = 0;           ///< copies not yet given back
-    int monitor = 0;        ///< how often it is held
-    std::string secret;     ///< what no copy may hold when it is freed, unless Java gets it back
-    std::string complaints; ///< JNI used with an exception pending, fields that an object does not have, secrets
+    int pins = 0;             ///< copies not yet given back
+    int monitor = 0;          ///< how often it is held
+    std::string missingClass; ///< not on the class path
+    std::string secret;       ///< what no copy may hold when it is freed, unless Java gets it back
+    std::string complaints;   ///< JNI used with an exception pending, fields that an object does not have, secrets
 };
 
 extern Fake fake;

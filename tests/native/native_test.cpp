@@ -129,7 +129,7 @@ Ref bigInteger(std::string_view twosComplement)
     return make("java/math/BigInteger", {{"bitLength:()I", bits}, {"toByteArray:()[B", bytes(twosComplement)}});
 }
 
-// A parameter object with fields like "bits=40 major=b3 iv='text'": an int, a byte, a byte[].
+// A parameter object with fields like "bits=40 major=b3 phFlag=z1 iv='text'": an int, a byte, a boolean, a byte[].
 Ref parameter(const std::string& name, const std::string& fields)
 {
     Ref made = make("com/kelvane/pkcs11/" + name, {});
@@ -140,8 +140,8 @@ Ref parameter(const std::string& name, const std::string& fields)
         std::string value = word.substr(at + 1);
         if (value[0] == '\'')
             made.object->fields[field + ":[B"] = bytes(value.substr(1, value.size() - 2));
-        else if (value[0] == 'b')
-            made.object->fields[field + ":B"] = std::stoi(value.substr(1));
+        else if (value[0] == 'b' || value[0] == 'z')
+            made.object->fields[field + (value[0] == 'b' ? ":B" : ":Z")] = std::stoi(value.substr(1));
         else
             made.object->fields[field + ":I"] = std::stoi(value);
     }
@@ -430,6 +430,10 @@ Ref keyMaterial(Ref material)
     return with(with(made, "randomData", random()), "returnedKeyMaterial", material);
 }
 
+// CKM_CHACHA20_POLY1305 and CKM_HKDF_DERIVE, which the header lacks.
+constexpr jint kChaCha20Poly1305 = 0x4021;
+constexpr jint kHkdfDerive = 0x402A;
+
 std::vector<Parameter> parameters()
 {
     const std::string rc2 = "bits=40 macLength=-1 iv='12345678'";
@@ -437,6 +441,10 @@ std::vector<Parameter> parameters()
     const std::string ecdh = "kdf=2 sharedData='abc' publicDataLen=5 publicData='defgh' ";
     const std::string padding = "hashAlg=544 mgf=1 source=1 sLen=20 pSourceData='abc' ulSourceDataLen=3";
     const std::string gcm = "pIv='123456789abc' ulIvLen=12 pAAD='AAD' ulAADLen=3 ulTagBits=128";
+    const std::string iv16 = "123456789abcdefg";
+    const std::string aead = "pNonce='abc' pAAD='defgh' ulDataLen=99 ulMACLen=8";
+    const std::string hkdf = "bExtract=z1 bExpand=z1 prfHashMechanism=592 ulSaltType=4 pSalt='abc' pInfo='defgh'";
+    const std::string wrap = "ulAESKeyBits=256 kdf=2 pSharedData='abc'";
     Ref iv = newBytes("12345678");
     return {
         // clang-format off
@@ -484,6 +492,30 @@ std::vector<Parameter> parameters()
             "24 0:u544 4:u1 8:u1 12:p24 20:u3 24:x616263", "40 0:u544 8:u1 16:u1 24:p40 32:u3 40:x616263"},
         {CKM_RSA_PKCS_PSS, parameter("CK_RSA_PKCS_PSS_PARAMS", padding),
             "12 0:u544 4:u1 8:u20", "24 0:u544 8:u1 16:u20"},
+        {CKM_AES_CTR, parameter("CK_AES_CTR_PARAMS", "ulCounterBits=32 cb='" + iv16 + "'"),
+            "20 0:u32 4:x" + hex(iv16), "24 0:u32 8:x" + hex(iv16)},
+        {CKM_AES_CCM, parameter("CK_CCM_PARAMS", aead), "32 0:u99 4:p32 12:u3 16:p35 24:u5 28:u8 32:x6162636465666768",
+            "48 0:u99 8:p48 16:u3 24:p51 32:u5 40:u8 48:x6162636465666768"},
+        {CKM_AES_ECB_ENCRYPT_DATA, parameter("CK_KEY_DERIVATION_STRING_DATA", "pData='abc'"),
+            "12 0:p12 8:u3 12:x616263", "16 0:p16 8:u3 16:x616263"},
+        {CKM_DES_CBC_ENCRYPT_DATA, parameter("CK_DES_CBC_ENCRYPT_DATA_PARAMS", "iv='12345678' pData='abc'"),
+            "20 0:x3132333435363738 8:p20 16:u3 20:x616263", "24 0:x3132333435363738 8:p24 16:u3 24:x616263"},
+        {CKM_AES_CBC_ENCRYPT_DATA, parameter("CK_AES_CBC_ENCRYPT_DATA_PARAMS", "iv='" + iv16 + "' pData='abc'"),
+            "28 0:x" + hex(iv16) + " 16:p28 24:u3 28:x616263", "32 0:x" + hex(iv16) + " 16:p32 24:u3 32:x616263"},
+        {CKM_RSA_AES_KEY_WRAP, with(parameter("CK_RSA_AES_KEY_WRAP_PARAMS", wrap), "pOAEPParams",
+            parameter("CK_RSA_PKCS_OAEP_PARAMS", padding)),
+            "12 0:u256 4:p12 12:u544 16:u1 20:u1 24:p36 32:u3 36:x616263",
+            "16 0:u256 8:p16 16:u544 24:u1 32:u1 40:p56 48:u3 56:x616263"},
+        {CKM_ECDH_AES_KEY_WRAP, parameter("CK_ECDH_AES_KEY_WRAP_PARAMS", wrap),
+            "20 0:u256 4:u2 8:u3 12:p20 20:x616263", "32 0:u256 8:u2 16:u3 24:p32 32:x616263"},
+        {CKM_EDDSA, parameter("CK_EDDSA_PARAMS", "phFlag=z1 pContextData='abc'"),
+            "13 0:b1 1:u3 5:p13 13:x616263", "24 0:b1 8:u3 16:p24 24:x616263"},
+        {kChaCha20Poly1305, parameter("CK_SALSA20_CHACHA20_POLY1305_PARAMS", aead),
+            "24 0:p24 8:u3 12:p27 20:u5 24:x6162636465666768", "32 0:p32 8:u3 16:p35 24:u5 32:x6162636465666768"},
+        {kHkdfDerive, with(parameter("CK_HKDF_PARAMS", hkdf), "hSaltKey", key),
+            "38 0:b1 1:b1 2:u592 6:u4 10:p38 18:u3 22:u2147483657 26:p41 34:u5 38:x6162636465666768",
+            "64 0:b1 1:b1 8:u592 16:u4 24:p64 32:u3 40:u2147483657 48:p67 56:u5 64:x6162636465666768"},
+        {kNegative, parameter("PKCS11RawParameter", "bytes='abc'"), "3 0:x616263", "3 0:x616263"},
         // clang-format on
     };
 }
@@ -494,8 +526,11 @@ void testParameters()
         token.layout = packed ? row.onWindows : row.onUnix;
         checkCall("C_DigestInit S {" + token.layout + "} -> ",
                   [&row] { return SESSION(digestInit)(row.mechanism, row.value); });
-        check(std::to_string(row.mechanism), std::to_string(token.mechanism));
+        check(std::to_string(static_cast<uint32_t>(row.mechanism)), std::to_string(token.mechanism));
     }
+    fake.missingClass = "com/kelvane/pkcs11/PKCS11RawParameter"; // that it is missing is no error
+    checkCall(" ->  PKCS11Exception(0x71)", CALL(SESSION(digestInit)(kNegative, key)));
+    fake.missingClass.clear();
     token.layout.clear();
 }
 
