@@ -120,7 +120,8 @@ std::map<std::string, Function>& functions = *new std::map<std::string, Function
     ROW(C_DestroyObject, "session object"),
     ROW(C_GetObjectSize, "session object size:result", "size=42"),
     ROW(C_GetAttributeValue, "session object template:query",
-        "0x0=0300000000000000 0x1=01 0x3='label' 0x11=0102 0x110='20240229' 0x120=ff01"),
+        "0x0=0300000000000000 0x1=01 0x3='label' 0x11=0102 0x110='20240229' 0x120=ff01"
+        " 0x40000600=82100000000000000100008000000000"),
     ROW(C_SetAttributeValue, "session object template"),
     ROW(C_FindObjectsInit, "session template"),
     ROW(C_FindObjects, "session objects:found"),

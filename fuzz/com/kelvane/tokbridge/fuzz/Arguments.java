@@ -1,10 +1,20 @@
 package com.kelvane.tokbridge.fuzz;
 
+import com.kelvane.pkcs11.CK_AES_CBC_ENCRYPT_DATA_PARAMS;
+import com.kelvane.pkcs11.CK_AES_CTR_PARAMS;
+import com.kelvane.pkcs11.CK_CCM_PARAMS;
+import com.kelvane.pkcs11.CK_DES_CBC_ENCRYPT_DATA_PARAMS;
 import com.kelvane.pkcs11.CK_ECDH1_DERIVE_PARAMS;
+import com.kelvane.pkcs11.CK_ECDH_AES_KEY_WRAP_PARAMS;
 import com.kelvane.pkcs11.CK_ECMQV_DERIVE_PARAMS;
+import com.kelvane.pkcs11.CK_EDDSA_PARAMS;
 import com.kelvane.pkcs11.CK_GCM_PARAMS;
+import com.kelvane.pkcs11.CK_HKDF_PARAMS;
+import com.kelvane.pkcs11.CK_KEY_DERIVATION_STRING_DATA;
+import com.kelvane.pkcs11.CK_RSA_AES_KEY_WRAP_PARAMS;
 import com.kelvane.pkcs11.CK_RSA_PKCS_OAEP_PARAMS;
 import com.kelvane.pkcs11.CK_RSA_PKCS_PSS_PARAMS;
+import com.kelvane.pkcs11.CK_SALSA20_CHACHA20_POLY1305_PARAMS;
 import com.kelvane.pkcs11.CK_SSL3_KEY_MAT_OUT;
 import com.kelvane.pkcs11.CK_SSL3_KEY_MAT_PARAMS;
 import com.kelvane.pkcs11.CK_SSL3_MASTER_KEY_DERIVE_PARAMS;
@@ -19,6 +29,7 @@ import com.kelvane.pkcs11.PKCS11MechPar_RC2_GENMAC;
 import com.kelvane.pkcs11.PKCS11MechPar_RC5;
 import com.kelvane.pkcs11.PKCS11MechPar_RC5_CBC;
 import com.kelvane.pkcs11.PKCS11MechPar_RC5_GENMAC;
+import com.kelvane.pkcs11.PKCS11RawParameter;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import java.lang.reflect.Field;
 import java.math.BigInteger;
@@ -73,11 +84,21 @@ final class Arguments {
     private static final int[] ATTRIBUTES = constants("CKA_");
 
     private static final Map<Class<?>, Supplier<Object>> PARAMETERS = Map.ofEntries(
+        Map.entry(CK_AES_CBC_ENCRYPT_DATA_PARAMS.class, CK_AES_CBC_ENCRYPT_DATA_PARAMS::new),
+        Map.entry(CK_AES_CTR_PARAMS.class, CK_AES_CTR_PARAMS::new),
+        Map.entry(CK_CCM_PARAMS.class, CK_CCM_PARAMS::new),
+        Map.entry(CK_DES_CBC_ENCRYPT_DATA_PARAMS.class, CK_DES_CBC_ENCRYPT_DATA_PARAMS::new),
         Map.entry(CK_ECDH1_DERIVE_PARAMS.class, CK_ECDH1_DERIVE_PARAMS::new),
+        Map.entry(CK_ECDH_AES_KEY_WRAP_PARAMS.class, CK_ECDH_AES_KEY_WRAP_PARAMS::new),
         Map.entry(CK_ECMQV_DERIVE_PARAMS.class, CK_ECMQV_DERIVE_PARAMS::new),
+        Map.entry(CK_EDDSA_PARAMS.class, CK_EDDSA_PARAMS::new),
         Map.entry(CK_GCM_PARAMS.class, CK_GCM_PARAMS::new),
+        Map.entry(CK_HKDF_PARAMS.class, CK_HKDF_PARAMS::new),
+        Map.entry(CK_KEY_DERIVATION_STRING_DATA.class, CK_KEY_DERIVATION_STRING_DATA::new),
+        Map.entry(CK_RSA_AES_KEY_WRAP_PARAMS.class, CK_RSA_AES_KEY_WRAP_PARAMS::new),
         Map.entry(CK_RSA_PKCS_OAEP_PARAMS.class, CK_RSA_PKCS_OAEP_PARAMS::new),
         Map.entry(CK_RSA_PKCS_PSS_PARAMS.class, CK_RSA_PKCS_PSS_PARAMS::new),
+        Map.entry(CK_SALSA20_CHACHA20_POLY1305_PARAMS.class, CK_SALSA20_CHACHA20_POLY1305_PARAMS::new),
         Map.entry(CK_SSL3_KEY_MAT_OUT.class, CK_SSL3_KEY_MAT_OUT::new),
         Map.entry(CK_SSL3_KEY_MAT_PARAMS.class, CK_SSL3_KEY_MAT_PARAMS::new),
         Map.entry(CK_SSL3_MASTER_KEY_DERIVE_PARAMS.class, CK_SSL3_MASTER_KEY_DERIVE_PARAMS::new),
@@ -90,7 +111,8 @@ final class Arguments {
         Map.entry(PKCS11MechPar_RC2_GENMAC.class, PKCS11MechPar_RC2_GENMAC::new),
         Map.entry(PKCS11MechPar_RC5.class, PKCS11MechPar_RC5::new),
         Map.entry(PKCS11MechPar_RC5_CBC.class, PKCS11MechPar_RC5_CBC::new),
-        Map.entry(PKCS11MechPar_RC5_GENMAC.class, PKCS11MechPar_RC5_GENMAC::new));
+        Map.entry(PKCS11MechPar_RC5_GENMAC.class, PKCS11MechPar_RC5_GENMAC::new),
+        Map.entry(PKCS11RawParameter.class, PKCS11RawParameter::new));
 
     private final Random random;
     private final List<Class<?>> parameters;
@@ -146,6 +168,9 @@ final class Arguments {
         if (type == byte.class) {
             return (byte) random.nextInt();
         }
+        if (type == boolean.class) {
+            return random.nextBoolean();
+        }
         if (random.nextInt(12) == 0) {
             return null;
         }
@@ -189,7 +214,7 @@ final class Arguments {
         case 6: return new HostileNumber(random.nextInt(7));
         case 7: return object;
         case 8: return new Object();
-        case 9: return null;
+        case 9: return random.nextBoolean() ? null : of(int[].class);
         default: return parameter(parameters.get(random.nextInt(parameters.size())));
         }
     }

@@ -1,5 +1,7 @@
 package com.kelvane.tokbridge.test;
 
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.math.*;
@@ -19,8 +21,10 @@ final class Calls {
     }
 
     /** Attributes of each kind that the token has by itself. */
-    static final int[] KINDS = {0x1, 0x0, 0x3, 0x11, 0x110, 0x120};
-    private static final Object[] VALUES = {true, 3, "label", new byte[] {1, 2}, new Date(0), BigInteger.TEN};
+    static final int[] KINDS = {CKA_TOKEN, CKA_CLASS, CKA_LABEL, CKA_VALUE, CKA_START_DATE, CKA_MODULUS,
+        CKA_ALLOWED_MECHANISMS};
+    private static final Object[] VALUES = {true, 3, "label", new byte[] {1, 2}, new Date(0), BigInteger.TEN,
+        new int[] {1, 2}};
     private static final int[] BOOL = {0x1};
     private static final Object[] TRUE = {true};
 
@@ -99,6 +103,15 @@ final class Calls {
         init("C_EncryptInit gcm", 0x1087, new CK_GCM_PARAMS(new byte[12], new byte[3], 128));
         init("C_EncryptInit oaep", 0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, new byte[3]));
         init("C_EncryptInit pss", 0xD, new CK_RSA_PKCS_PSS_PARAMS(0x220, 1, 20));
+        init("C_EncryptInit ctr", CKM_AES_CTR, new CK_AES_CTR_PARAMS(32, new byte[16]));
+        init("C_EncryptInit ccm", CKM_AES_CCM, new CK_CCM_PARAMS(99, new byte[12], new byte[3], 8));
+        init("C_EncryptInit rsa-aes", CKM_RSA_AES_KEY_WRAP, new CK_RSA_AES_KEY_WRAP_PARAMS(256,
+            new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, new byte[3])));
+        init("C_EncryptInit ecdh-aes", CKM_ECDH_AES_KEY_WRAP, new CK_ECDH_AES_KEY_WRAP_PARAMS(256, 1, new byte[3]));
+        init("C_EncryptInit eddsa", CKM_EDDSA, new CK_EDDSA_PARAMS(true, new byte[3]));
+        init("C_EncryptInit poly1305", CKM_CHACHA20_POLY1305,
+            new CK_SALSA20_CHACHA20_POLY1305_PARAMS(new byte[12], new byte[3]));
+        init("C_EncryptInit raw", CKM_VENDOR_DEFINED, new PKCS11RawParameter(new byte[3]));
         run("C_DecryptInit", session -> session.decryptInit(0x1082, new byte[16], key(session)));
         run("C_DigestInit", session -> session.digestInit(0x220, null));
         run("C_SignInit", session -> session.signInit(0x1, null, key(session)));
@@ -143,6 +156,13 @@ final class Calls {
             BOOL, TRUE));
         derive("C_DeriveKey dh", 0x21, BigInteger.valueOf(0x80));
         session("C_DeriveKey key", session -> session.deriveKey(0x360, key(session), key(session), BOOL, TRUE));
+        derive("C_DeriveKey ecb", CKM_AES_ECB_ENCRYPT_DATA, new CK_KEY_DERIVATION_STRING_DATA(new byte[3]));
+        derive("C_DeriveKey cbc", CKM_AES_CBC_ENCRYPT_DATA, new CK_AES_CBC_ENCRYPT_DATA_PARAMS(new byte[16],
+            new byte[3]));
+        derive("C_DeriveKey des", CKM_DES_CBC_ENCRYPT_DATA, new CK_DES_CBC_ENCRYPT_DATA_PARAMS(new byte[8],
+            new byte[3]));
+        session("C_DeriveKey hkdf", session -> session.deriveKey(CKM_HKDF_DERIVE, new CK_HKDF_PARAMS(true, true,
+            CKM_SHA256, CKF_HKDF_SALT_KEY, new byte[3], key(session), new byte[3]), key(session), BOOL, TRUE));
         derive("C_DeriveKey ecdh", 0x1050, new CK_ECDH1_DERIVE_PARAMS(1, new byte[3], new byte[5]));
         derive("C_DeriveKey master", 0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 0)));
         derive("C_DeriveKey material", 0x372, new CK_SSL3_KEY_MAT_PARAMS(128, 128, 64, false, random()));

@@ -33,7 +33,7 @@ class JniFailureTest extends SessionFixture {
         "toByteArray() returned null", "can't access attribute types array", "NewByteArray() failed",
         "can't get byte[] elements", "getOperationState(): NewByteArray() failed",
         "getOperationState(): can't get elements", "setOperationState(): can't get elements",
-        "getMechanismList(): NewIntArray() failed", "GetIntArrayElements() failed", "obj is null",
+        "getMechanismList(): NewIntArray() failed", "NewIntArray() failed", "GetIntArrayElements() failed", "obj is null",
         "Object must be String or byte[]!", "no space for encoded attribute!");
     private static final Set<Integer> CODES = Set.of(0x13, 0x20, 0x71, 0xD1, 0x150);
 
