@@ -2,17 +2,23 @@ package com.kelvane.tokbridge.tool;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
+import com.kelvane.pkcs11.CK_AES_CBC_ENCRYPT_DATA_PARAMS;
+import com.kelvane.pkcs11.CK_AES_CTR_PARAMS;
+import com.kelvane.pkcs11.CK_DES_CBC_ENCRYPT_DATA_PARAMS;
 import com.kelvane.pkcs11.CK_GCM_PARAMS;
+import com.kelvane.pkcs11.CK_KEY_DERIVATION_STRING_DATA;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.nio.charset.StandardCharsets;
 import java.security.MessageDigest;
 import java.util.Arrays;
 import javax.crypto.Cipher;
+import javax.crypto.KeyGenerator;
+import javax.crypto.SecretKey;
 import javax.crypto.spec.GCMParameterSpec;
 import javax.crypto.spec.IvParameterSpec;
 
-/** AES in several modes, SHA-256, and the wrapping of keys, each compared with the JDK's own implementation. */
+/** AES in several modes, SHA-256, keys wrapped and derived, each compared with the JDK's own implementation. */
 final class CipherSteps {
     private static final byte[] MESSAGE =
         "Forty-two bytes of a message to be hidden.".getBytes(StandardCharsets.US_ASCII);
@@ -35,11 +41,15 @@ final class CipherSteps {
 
     void run() {
         token.step("AES-256 CBC", CKM_AES_CBC_PAD, this::cbc);
+        token.step("AES-256 CTR", CKM_AES_CTR, this::ctr);
         token.step("AES-256 GCM", CKM_AES_GCM, this::gcm);
         token.step("AES-256 CBC, a stream of " + CHUNK * CHUNKS / (1024 * 1024) + " MiB", CKM_AES_CBC_PAD,
             this::stream);
         token.step("SHA-256 in parts", this::digest);
         token.step("AES key wrap", CKM_AES_KEY_WRAP, this::wrap);
+        token.step("Keys derived by encrypting data with AES", CKM_AES_CBC_ENCRYPT_DATA, this::deriveWithAES);
+        token.step("Keys derived by encrypting data with triple DES", CKM_DES3_CBC_ENCRYPT_DATA,
+            this::deriveWithTripleDES);
     }
 
     private void cbc(NativePKCS11Session session) throws Exception {
@@ -62,6 +72,21 @@ final class CipherSteps {
         byte[] shown = new byte[hidden.length];
         length = session.decrypt(hidden, 0, hidden.length, shown, 0);
         tour.check("it is decrypted again", Arrays.equals(Arrays.copyOf(shown, length), MESSAGE));
+    }
+
+    private void ctr(NativePKCS11Session session) throws Exception {
+        Keys.Shared key = new Keys.Shared(session);
+        byte[] counter = Keys.random(session, 16);
+        Cipher jdk = Cipher.getInstance("AES/CTR/NoPadding");
+        jdk.init(Cipher.ENCRYPT_MODE, key.inJdk, new IvParameterSpec(counter));
+
+        session.encryptInit(CKM_AES_CTR, new CK_AES_CTR_PARAMS(128, counter), key.onToken);
+        byte[] hidden = new byte[MESSAGE.length];
+        int length = session.encrypt(MESSAGE, 0, MESSAGE.length, hidden, 0);
+        tour.check("as many bytes come out as went in, and agree with the JDK",
+            length == hidden.length && Arrays.equals(hidden, jdk.doFinal(MESSAGE)));
+        tour.checkRefused("a counter block of 15 bytes is refused", () -> session.encryptInit(CKM_AES_CTR,
+            new CK_AES_CTR_PARAMS(128, new byte[15]), key.onToken), CKR_MECHANISM_PARAM_INVALID);
     }
 
     private void gcm(NativePKCS11Session session) throws Exception {
@@ -168,6 +193,45 @@ final class CipherSteps {
         tour.checkRefused("a changed wrapped key is refused", () -> session.unwrapKey(CKM_AES_KEY_WRAP, null,
             wrapping.onToken, wrapped, 0, length, Keys.AES.types, Keys.AES.values), CKR_GENERAL_ERROR,
             CKR_WRAPPED_KEY_INVALID);
+    }
+
+    private void deriveWithAES(NativePKCS11Session session) throws Exception {
+        byte[] data = Keys.random(session, 32);
+        byte[] iv = Keys.random(session, 16);
+        SecretKey key = KeyGenerator.getInstance("AES").generateKey();
+        derive(session, CKK_AES, key, CKM_AES_ECB_ENCRYPT_DATA, new CK_KEY_DERIVATION_STRING_DATA(data),
+            encrypt("AES/ECB/NoPadding", key, null, data));
+        derive(session, CKK_AES, key, CKM_AES_CBC_ENCRYPT_DATA, new CK_AES_CBC_ENCRYPT_DATA_PARAMS(iv, data),
+            encrypt("AES/CBC/NoPadding", key, new IvParameterSpec(iv), data));
+    }
+
+    private void deriveWithTripleDES(NativePKCS11Session session) throws Exception {
+        byte[] data = Keys.random(session, 32);
+        byte[] iv = Keys.random(session, 8);
+        SecretKey key = KeyGenerator.getInstance("DESede").generateKey();
+        derive(session, CKK_DES3, key, CKM_DES3_ECB_ENCRYPT_DATA, new CK_KEY_DERIVATION_STRING_DATA(data),
+            encrypt("DESede/ECB/NoPadding", key, null, data));
+        derive(session, CKK_DES3, key, CKM_DES3_CBC_ENCRYPT_DATA, new CK_DES_CBC_ENCRYPT_DATA_PARAMS(iv, data),
+            encrypt("DESede/CBC/NoPadding", key, new IvParameterSpec(iv), data));
+    }
+
+    /** Derives a key of 32 bytes on the token from one that the JDK has made. */
+    private void derive(NativePKCS11Session session, int keyType, SecretKey key, int mechanism, Object parameter,
+        byte[] expected) {
+        Template base = Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, keyType, CKA_TOKEN, false, CKA_DERIVE,
+            true, CKA_VALUE, key.getEncoded());
+        Template derived = Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_GENERIC_SECRET, CKA_TOKEN, false,
+            CKA_SENSITIVE, false, CKA_EXTRACTABLE, true, CKA_VALUE_LEN, 32);
+        NativePKCS11Object secret = session.deriveKey(mechanism, parameter,
+            session.createObject(base.types, base.values), derived.types, derived.values);
+        tour.check("the key of " + nameOf("CKM_", mechanism) + " is what the JDK encrypts the data to",
+            MessageDigest.isEqual(secret.getByteArrayAttributeValue(CKA_VALUE), expected));
+    }
+
+    private static byte[] encrypt(String cipher, SecretKey key, IvParameterSpec iv, byte[] data) throws Exception {
+        Cipher jdk = Cipher.getInstance(cipher);
+        jdk.init(Cipher.ENCRYPT_MODE, key, iv);
+        return jdk.doFinal(data);
     }
 
     private static byte[] encryptOneBlock(NativePKCS11Session session, NativePKCS11Object key) {
