@@ -46,7 +46,6 @@ struct ParameterStructure
 {
     const char* className;
     std::size_t size;
-    std::size_t alignment;
     Null null;
     bool (*fields)(ParameterFields* java, void* structure);
 };
@@ -61,7 +60,7 @@ template <typename Structure, bool (*fields)(ParameterFields*, Structure*)>
 constexpr ParameterStructure describe(const char* className, Null null = Null::refused)
 {
     static_assert(sizeof(Structure) <= sizeof(MeasuredStructure));
-    return {className, sizeof(Structure), alignof(Structure), null,
+    return {className, sizeof(Structure), null,
             [](ParameterFields* java, void* structure) { return fields(java, static_cast<Structure*>(structure)); }};
 }
 
@@ -73,7 +72,8 @@ bool readStructure(ParameterFields* java, const ParameterStructure& description,
 bool readMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
                 void* structure);
 
-/// The same for a structure that the parameter's own points to: it lies among the blocks, aligned as a module expects.
+/// The same for a structure that the parameter's own points to: it lies among the blocks. The area begins aligned, so
+/// one whose fields need that goes before all blocks.
 bool placeMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
                  void** place);
 
@@ -97,7 +97,7 @@ bool placeBlockOrNull(ParameterFields* java, const char* name, CK_BYTE_PTR* bloc
 bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_BYTE_PTR* block);
 
 /// Copies a byte[] field of `shortest` to `room` bytes into the structure itself.
-bool copyBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG room, CK_ULONG shortest);
+bool readBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG room, CK_ULONG shortest);
 
 /// Refuses what does not hold. In the run that measures everything holds.
 bool demand(const ParameterFields* java, bool condition);

@@ -71,14 +71,12 @@ bool readMember(ParameterFields* java, const char* name, const ParameterStructur
 bool placeMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
                  void** place)
 {
-    // The area begins aligned for every structure.
-    CK_ULONG misplaced = java->used % static_cast<CK_ULONG>(description.alignment);
-    CK_ULONG offset = java->used + (misplaced == 0 ? 0 : static_cast<CK_ULONG>(description.alignment) - misplaced);
+    CK_ULONG offset = java->used;
     auto size = static_cast<CK_ULONG>(description.size);
     if (!demandInside(java, offset, size))
         return false;
 
-    java->used = offset + size;
+    java->used += size;
     MeasuredStructure measured;
     if (measures(java))
         return readMember(java, name, description, null, &measured);
@@ -172,7 +170,7 @@ bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_B
     return true;
 }
 
-bool copyBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG room, CK_ULONG shortest)
+bool readBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG room, CK_ULONG shortest)
 {
     jbyteArray array = nullptr;
     if (measures(java))

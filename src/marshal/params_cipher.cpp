@@ -12,7 +12,7 @@ bool rc2Fields(ParameterFields* java, CK_RC2_PARAMS* effectiveBits)
 bool rc2CBCFields(ParameterFields* java, CK_RC2_CBC_PARAMS* rc2)
 {
     // A shorter vector leaves the rest zero.
-    return readUlong(java, "bits", &rc2->ulEffectiveBits) && copyBytes(java, "iv", rc2->iv, sizeof rc2->iv, 0);
+    return readUlong(java, "bits", &rc2->ulEffectiveBits) && readBytes(java, "iv", rc2->iv, sizeof rc2->iv, 0);
 }
 
 bool rc2MacGeneralFields(ParameterFields* java, CK_RC2_MAC_GENERAL_PARAMS* rc2)
@@ -61,7 +61,7 @@ bool gcmFields(ParameterFields* java, GcmParams* gcm)
 bool aesCtrFields(ParameterFields* java, CK_AES_CTR_PARAMS* ctr)
 {
     return readUlong(java, "ulCounterBits", &ctr->ulCounterBits) &&
-           copyBytes(java, "cb", ctr->cb, sizeof ctr->cb, sizeof ctr->cb);
+           readBytes(java, "cb", ctr->cb, sizeof ctr->cb, sizeof ctr->cb);
 }
 
 bool ccmFields(ParameterFields* java, CcmParams* ccm)
@@ -102,4 +102,4 @@ constexpr ParameterStructure kAesCtr =
 constexpr ParameterStructure kCcm = describe<CcmParams, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", Null::none);
 constexpr ParameterStructure kPoly1305 =
     describe<Poly1305Params, poly1305Fields>("com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
-constexpr ParameterStructure kRaw = {"com/kelvane/pkcs11/PKCS11RawParameter", 0, 1, Null::none, rawFields};
+constexpr ParameterStructure kRaw = {"com/kelvane/pkcs11/PKCS11RawParameter", 0, Null::none, rawFields};

@@ -122,13 +122,13 @@ bool stringDataFields(ParameterFields* java, CK_KEY_DERIVATION_STRING_DATA* stri
 
 bool desCbcEncryptDataFields(ParameterFields* java, CK_DES_CBC_ENCRYPT_DATA_PARAMS* encrypt)
 {
-    return copyBytes(java, "iv", encrypt->iv, sizeof encrypt->iv, sizeof encrypt->iv) &&
+    return readBytes(java, "iv", encrypt->iv, sizeof encrypt->iv, sizeof encrypt->iv) &&
            placeBlockOrNull(java, "pData", &encrypt->pData, &encrypt->length);
 }
 
 bool aesCbcEncryptDataFields(ParameterFields* java, CK_AES_CBC_ENCRYPT_DATA_PARAMS* encrypt)
 {
-    return copyBytes(java, "iv", encrypt->iv, sizeof encrypt->iv, sizeof encrypt->iv) &&
+    return readBytes(java, "iv", encrypt->iv, sizeof encrypt->iv, sizeof encrypt->iv) &&
            placeBlockOrNull(java, "pData", &encrypt->pData, &encrypt->length);
 }
 

@@ -72,8 +72,7 @@ std::size_t encodedValueSize(JNIEnv* env, jobject value)
     case date: return sizeof(CK_DATE);
     case bigInteger: return bigIntegerSize(env, value);
     case string: return fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
-    case numbers:
-        return arraySize(fromJava(env->GetArrayLength(static_cast<jintArray>(value))), sizeof(CK_ULONG));
+    case numbers: return arraySize(fromJava(env->GetArrayLength(static_cast<jintArray>(value))), sizeof(CK_ULONG));
     case object: return sizeof(CK_OBJECT_HANDLE);
     case none: break;
     }

@@ -208,7 +208,10 @@ class MechanismTest extends SessionFixture {
         assertRefused(0x1050, ecdh, "sharedDataLen", hostile);
         assertRefused(0x1050, with(ecdh, "sharedDataLen", 8), "publicDataLen", hostile);
         assertRefused(0x1050, ecdh, "publicDataLen", 17);
-        assertRefused(0x9, new CK_RSA_PKCS_OAEP_PARAMS(1, 1, eight), "ulSourceDataLen", hostile);
+        CK_RSA_PKCS_OAEP_PARAMS oaep = new CK_RSA_PKCS_OAEP_PARAMS(1, 1, eight);
+        assertRefused(CKM_RSA_PKCS_OAEP, oaep, "ulSourceDataLen", hostile);
+        oaep.ulSourceDataLen = 17; // 24 + 16 + 40 + 8 bytes, rounded up to 96
+        assertEquals(REFUSED, encode(CKM_RSA_AES_KEY_WRAP, new CK_RSA_AES_KEY_WRAP_PARAMS(256, oaep)));
         assertEquals("no space for encoded mechanism / parameter!", encode(0x1082, new byte[64 << 20]));
     }
 
