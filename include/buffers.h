@@ -46,6 +46,9 @@ void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode);
 /// "copyBytes(): can't get elements" or, for a null `dest`, "copyStringBytes(): no space for encoded String!".
 bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* len);
 
+/// The same for what is known to be a String; `tooLarge` is raised for one that is larger than the room.
+bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len, const char* tooLarge);
+
 /// Copies `count` bytes into an existing array, or as many as it is long when `count` is 0. Raises 0x150 for an array
 /// shorter than `count` and "decodeByteArray(): can't get elements" for one that is null or cannot be pinned.
 bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG count);

@@ -18,11 +18,22 @@
 
 #include "cryptoki.h"
 #include "frame.h"
+#include "mechanism_kinds.h"
 #include "stack_buffer.h"
 
-/// The bytes that a mechanism and its parameter take encoded. Raises nothing; an error of the virtual machine is left
-/// pending for encodeMechanism to find.
-std::size_t encodedMechanismSize(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter);
+/// A mechanism as Java passes it, and what measuring it has found: each is looked up once in a native call.
+struct JavaMechanism
+{
+    CK_MECHANISM_TYPE type;
+    jobject parameter;
+    ParameterKind kind;
+    jclass parameterClass; ///< the class that its kind asks for; null when the parameter is none of it
+    std::size_t size;      ///< the bytes that the mechanism and its parameter take encoded
+    bool failed;           ///< the virtual machine's error is pending
+};
+
+/// Measures a mechanism and its parameter. Raises nothing: encodeMechanism raises what was found.
+JavaMechanism measureMechanism(JNIEnv* env, jint mechanism, jobject parameter);
 
 /// The CK_MECHANISM at the start of a reservation.
 inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
@@ -30,28 +41,28 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
     return reinterpret_cast<CK_MECHANISM*>(buffer.bytes);
 }
 
-/// Encodes a mechanism for a library into a reservation of encodedMechanismSize bytes. Raises
+/// Encodes a mechanism for a library into a reservation of its size. Raises
 /// "no space for encoded mechanism / parameter!" for a refused reservation; 0x71 for a parameter of a wrong class, one
 /// that is missing or not wanted, and a Java length or size that reaches outside the parameter's own bytes;
 /// "parameter encoding not yet implemented!"; "unknown mechanism parameter type!"; "encodeByteArray(): can't get
 /// elements"; "no space for encoded attribute!" for an array that has grown since it was sized;
 /// CKR_OBJECT_HANDLE_INVALID for a key whose number stands for none any more.
-bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_MECHANISM_TYPE mechanism, jobject parameter,
+bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism& mechanism,
                      const EncodeBuffer& buffer);
 
 /// Whether a call that the module has answered with `rv` is to be made once more. OAEP without a label, alone or in
 /// RSA-AES key wrapping, goes out with a pointer to 0 bytes, which some modules refuse; from then on the pointer is
 /// null.
-bool askWithoutLabel(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded, CK_RV rv);
+bool askWithoutLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv);
 
 /// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's
 /// iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other mechanism. Raises 0x150
 /// for a shorter array and "decodeByteArray(): can't get elements" for none.
-bool decodeMechanismParameter(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter, const EncodeBuffer& encoded);
+bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded);
 
 /// Hands what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
 /// IVs of SSL3 key material (handles are those of `session`), the output of the TLS pseudo-random function; nothing for
 /// any other mechanism. Raises 0x150 for an array longer than its output, "decodeByteArray(): can't get elements", and
-/// for a handle that does not fit into a Java int, whose object is destroyed again; what can be handed back still is.
-void returnDerivedOutput(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject session, const SessionHandles& handles,
-                         jobject parameter, const EncodeBuffer& encoded);
+/// for a key that cannot be handed back, which is destroyed again; what can be handed back still is.
+void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
+                         const EncodeBuffer& encoded);

@@ -64,7 +64,8 @@ constexpr ParameterStructure describe(const char* className, Null null = Null::r
             [](ParameterFields* java, void* structure) { return fields(java, static_cast<Structure*>(structure)); }};
 }
 
-/// Tests the class and goes through the fields. Null is refused, like an object of another class.
+/// Tests the class, which stays in `type`, and goes through the fields. Null is refused, like an object of another
+/// class.
 bool readStructure(ParameterFields* java, const ParameterStructure& description, void* structure);
 
 /// The same for the object of a field, whose structure lies within the parameter's own. Its blocks go on where the

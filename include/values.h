@@ -15,36 +15,53 @@
 
 #include <jni.h>
 
+#include "attribute_kinds.h"
 #include "cryptoki.h"
 #include "stack_buffer.h"
 
-/// An upper bound of the bytes that a Java attribute value takes encoded: 0 for null and for a class that is no value.
-/// Raises nothing; an error of the virtual machine is left pending for the encoder to find.
-std::size_t encodedValueSize(JNIEnv* env, jobject value);
-
-/// The bytes that a whole template takes: the entries, then the values. 0 for null `values`. Raises as above.
-std::size_t encodedTemplateSize(JNIEnv* env, jobjectArray values);
+/// An upper bound of the bytes that a Java value takes encoded as an attribute of that kind: 0 for null and for a value
+/// that is not of its kind. False when the virtual machine's error is pending.
+bool encodedValueSize(JNIEnv* env, ValueKind kind, jobject value, std::size_t* size);
 
 /// Encodes a value by the kind of attr->type at attr->pValue. attr->ulValueLen holds the room on entry and the bytes
 /// written on success. Raises 0x12 for a type without a row, 0x13 for a value that is not of its kind,
 /// "no space for encoded attribute!".
 bool encodeAttributeValue(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr);
 
-/// A template in the making. The native method reserves `buffer` (encodedTemplateSize) before it is filled.
+/// A template in the making: openTemplate measures it, the native method reserves `buffer`, encodeTemplate fills it.
 struct EncodedTemplate
 {
     EncodeBuffer buffer;
     CK_ATTRIBUTE* entries = nullptr; ///< null for an empty template made from null arrays
     CK_ULONG count = 0;
+
+    enum
+    {
+        empty,
+        failed,       ///< the virtual machine's error is pending
+        inconsistent, ///< arrays of other classes or of unequal lengths
+        open,
+    } state = empty;
+    jintArray types = nullptr;
+    jobjectArray values = nullptr;
+    jsize length = 0;             ///< of both arrays
+    jint* typeElements = nullptr; ///< pinned until the template is encoded
 };
 
-/// Encodes a template of `types` and `values` into its reservation; null arrays give an empty one. Entries of type -1
-/// are left out. Raises 0xD1 for arrays of other classes or of unequal lengths, "memory allocation for temporary
-/// template failed!" for a refused reservation, "can't access attribute types array", and as encodeAttributeValue does.
-bool encodeTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTemplate* encoded);
+/// Opens a template of `types` and `values` and answers the bytes that it takes at most: the entries, then the values.
+/// Raises nothing: encodeTemplate, which must follow the reservation, raises what was found.
+std::size_t openTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTemplate* opened);
+
+/// Encodes an open template into its reservation; null arrays give an empty one. Entries of type -1 are left out.
+/// Raises 0xD1 for arrays of other classes or of unequal lengths, "memory allocation for temporary template failed!"
+/// for a refused reservation, "can't access attribute types array", and as encodeAttributeValue does.
+bool encodeTemplate(JNIEnv* env, EncodedTemplate* opened);
 
 /// Copies a byte[]; null gives length 0. *len holds the room on entry and the bytes written on success.
 bool encodeByteArray(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType);
+
+/// The same for what is known to be a byte[], not null.
+bool copyByteArray(JNIEnv* env, jbyteArray array, void* dest, CK_ULONG* len);
 
 /// Copies a BigInteger's two's complement, big-endian, without leading zero bytes (0 is one of them); null gives length
 /// 0. *len as for encodeByteArray.

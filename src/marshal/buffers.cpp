@@ -30,29 +30,6 @@ bool pin(JNIEnv* env, jbyteArray array, jint offset, jint length, bool toEnd, Pi
     return true;
 }
 
-bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len)
-{
-    CK_ULONG size = fromJava(env->GetStringUTFLength(value));
-    if (*len < size)
-        return refuse(env, "copyStringBytes(): buffer too small for string!");
-
-    jboolean isCopy = JNI_FALSE;
-    const char* characters = env->GetStringUTFChars(value, &isCopy);
-    if (characters == nullptr)
-        return refuse(env, "GetStringUTFChars() failed");
-
-    if (dest != nullptr) {
-        std::memcpy(dest, characters, size);
-        *len = size;
-    }
-    if (isCopy == JNI_TRUE)
-        wipe(const_cast<char*>(characters), size);
-    env->ReleaseStringUTFChars(value, characters);
-    if (dest == nullptr)
-        throwPKCS11Exception(env, 0, "copyStringBytes(): no space for encoded String!");
-    return dest != nullptr;
-}
-
 bool copyBytes(JNIEnv* env, jbyteArray value, unsigned char* dest, CK_ULONG* len)
 {
     jsize size = env->GetArrayLength(value);
@@ -92,11 +69,35 @@ void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode)
     env->ReleaseByteArrayElements(pinned.array, pinned.elements, mode);
 }
 
+bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len, const char* tooLarge)
+{
+    CK_ULONG size = fromJava(env->GetStringUTFLength(value));
+    if (dest != nullptr && *len < size)
+        return refuse(env, tooLarge);
+
+    jboolean isCopy = JNI_FALSE;
+    const char* characters = env->GetStringUTFChars(value, &isCopy);
+    if (characters == nullptr)
+        return refuse(env, "GetStringUTFChars() failed");
+
+    if (dest != nullptr) {
+        std::memcpy(dest, characters, size);
+        *len = size;
+    }
+    if (isCopy == JNI_TRUE)
+        wipe(const_cast<char*>(characters), size);
+    env->ReleaseStringUTFChars(value, characters);
+    if (dest == nullptr)
+        throwPKCS11Exception(env, 0, "copyStringBytes(): no space for encoded String!");
+    return dest != nullptr;
+}
+
 bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* len)
 {
     Instance string = testInstance(env, value, "java/lang/String");
     if (string == Instance::yes)
-        return copyString(env, static_cast<jstring>(value), dest, len);
+        return copyString(env, static_cast<jstring>(value), dest, len,
+                          "copyStringBytes(): buffer too small for string!");
     if (string == Instance::no && isInstance(env, value, "[B"))
         return copyBytes(env, static_cast<jbyteArray>(value), dest, len);
     return refuse(env, "Object must be String or byte[]!");

@@ -11,7 +11,7 @@ const ParameterStructure* descriptionOf(ParameterKind kind)
 {
     using enum ParameterKind;
     switch (kind) {
-    // clang-format off
+        // clang-format off
     case keyHandle:             return &kKeyHandle;
     case rc2:                   return &kRC2;
     case rc2Cbc:                return &kRC2CBC;
@@ -48,12 +48,6 @@ const ParameterStructure* descriptionOf(ParameterKind kind)
     }
 }
 
-// The length of a byte[]; 0 for an object of another class, which the encoder refuses.
-std::size_t byteArraySize(JNIEnv* env, jobject parameter)
-{
-    return isInstance(env, parameter, "[B") ? fromJava(env->GetArrayLength(static_cast<jbyteArray>(parameter))) : 0;
-}
-
 // Goes through a parameter. Where the class of raw parameters is not on the class path, no object is one: that it is
 // missing is no error.
 bool readParameter(ParameterFields* java, const ParameterStructure& description, void* structure)
@@ -72,22 +66,30 @@ bool readParameter(ParameterFields* java, const ParameterStructure& description,
     return false;
 }
 
-// What encodeParameter writes: the value, or the structure and the blocks that it points to.
-std::size_t parameterSize(JNIEnv* env, ParameterKind kind, jobject parameter)
+// Finds the size of what encodeParameter writes: the value, or the structure and the blocks that it points to. False
+// when the virtual machine's error is pending.
+bool measureParameter(JNIEnv* env, JavaMechanism* mechanism, std::size_t* size)
 {
-    if (const ParameterStructure* description = descriptionOf(kind)) {
-        ParameterFields java = {env, nullptr, parameter, nullptr, nullptr, 0, 0};
+    if (const ParameterStructure* description = descriptionOf(mechanism->kind)) {
+        ParameterFields java = {env, nullptr, mechanism->parameter, nullptr, nullptr, 0, 0};
         MeasuredStructure structure;
-        readParameter(&java, *description, &structure);
-        return description->size + java.used;
+        bool done = readParameter(&java, *description, &structure);
+        mechanism->parameterClass = java.type;
+        *size = description->size + java.used;
+        return done || env->ExceptionCheck() != JNI_TRUE;
     }
-    switch (kind) {
+    switch (mechanism->kind) {
     case ParameterKind::macGeneral:
-    case ParameterKind::extract: return sizeof(CK_ULONG);
+    case ParameterKind::extract: *size = sizeof(CK_ULONG); return true;
     case ParameterKind::iv:
-    case ParameterKind::tokenIv: return byteArraySize(env, parameter);
-    case ParameterKind::publicValue: return encodedValueSize(env, parameter);
-    default: return 0; // takes none, or is refused
+    case ParameterKind::tokenIv:
+        mechanism->parameterClass = classIfInstance(env, mechanism->parameter, "[B");
+        if (mechanism->parameterClass == nullptr)
+            return env->ExceptionCheck() != JNI_TRUE;
+        *size = fromJava(env->GetArrayLength(static_cast<jbyteArray>(mechanism->parameter)));
+        return true;
+    case ParameterKind::publicValue: return encodedValueSize(env, ValueKind::bigInteger, mechanism->parameter, size);
+    default: return true; // takes none, or is refused
     }
 }
 
@@ -99,36 +101,46 @@ bool encodeNone(JNIEnv* env, jobject parameter, CK_MECHANISM* mechanism)
     return require(env, parameter == nullptr, kWrongParameter);
 }
 
-bool encodeStructure(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const ParameterStructure& description, jobject parameter,
-                     CK_MECHANISM* mechanism)
+bool encodeStructure(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const ParameterStructure& description,
+                     const JavaMechanism& java, CK_MECHANISM* mechanism)
 {
-    if (parameter == nullptr && description.null == Null::none)
+    if (java.parameter == nullptr && description.null == Null::none)
         return encodeNone(env, nullptr, mechanism);
 
     auto* start = static_cast<CK_BYTE_PTR>(mechanism->pParameter);
     auto size = static_cast<CK_ULONG>(description.size);
-    ParameterFields java = {env, list, parameter, nullptr, start + size, mechanism->ulParameterLen - size, 0};
-    bool done = readParameter(&java, description, start);
-    mechanism->ulParameterLen = &description == &kRaw ? java.used : size;
+    ParameterFields fields = {
+        env, list, java.parameter, java.parameterClass, start + size, mechanism->ulParameterLen - size, 0};
+    bool done = fields.type != nullptr ? description.fields(&fields, start) : demand(&fields, false);
+    mechanism->ulParameterLen = &description == &kRaw ? fields.used : size;
     return done;
 }
 
-bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, ParameterKind kind, jobject parameter,
-                     CK_MECHANISM* mechanism)
+// An initialisation vector; none is one of no bytes.
+bool encodeVector(JNIEnv* env, const JavaMechanism& java, CK_MECHANISM* mechanism)
+{
+    if (java.parameterClass != nullptr)
+        return copyByteArray(env, static_cast<jbyteArray>(java.parameter), mechanism->pParameter,
+                             &mechanism->ulParameterLen);
+    mechanism->ulParameterLen = 0;
+    return require(env, java.parameter == nullptr, kWrongParameter);
+}
+
+bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism& java, CK_MECHANISM* mechanism)
 {
     void* dest = mechanism->pParameter;
     CK_ULONG* len = &mechanism->ulParameterLen;
-    if (const ParameterStructure* description = descriptionOf(kind))
-        return encodeStructure(env, list, *description, parameter, mechanism);
+    if (const ParameterStructure* description = descriptionOf(java.kind))
+        return encodeStructure(env, list, *description, java, mechanism);
 
     using enum ParameterKind;
-    switch (kind) {
-    case none: return encodeNone(env, parameter, mechanism);
+    switch (java.kind) {
+    case none: return encodeNone(env, java.parameter, mechanism);
     case macGeneral:
-    case extract: return encodeInteger(env, parameter, dest, len, kWrongParameter);
+    case extract: return encodeInteger(env, java.parameter, dest, len, kWrongParameter);
     case iv:
-    case tokenIv: return encodeByteArray(env, parameter, dest, len, kWrongParameter);
-    case publicValue: return encodeBigInteger(env, parameter, dest, len, kWrongParameter);
+    case tokenIv: return encodeVector(env, java, mechanism);
+    case publicValue: return encodeBigInteger(env, java.parameter, dest, len, kWrongParameter);
     case derivationString:
     case keaDerive:
     case keyWrapSetOaep:
@@ -140,9 +152,8 @@ bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, ParameterKind kind,
 }
 
 // The OAEP structure of an encoded mechanism, its own or the one that its structure points to; null when there is none.
-CK_RSA_PKCS_OAEP_PARAMS* oaepIn(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded)
+CK_RSA_PKCS_OAEP_PARAMS* oaepIn(ParameterKind kind, const EncodeBuffer& encoded)
 {
-    ParameterKind kind = mechanismParameterKind(mechanism);
     bool within = kind == ParameterKind::rsaAesKeyWrap;
     std::size_t place = sizeof(CK_MECHANISM) + (within ? sizeof(RsaAesKeyWrapParams) : 0);
     bool there = (within || kind == ParameterKind::oaep) && encoded.size >= place + sizeof(CK_RSA_PKCS_OAEP_PARAMS);
@@ -151,33 +162,36 @@ CK_RSA_PKCS_OAEP_PARAMS* oaepIn(CK_MECHANISM_TYPE mechanism, const EncodeBuffer&
 
 } // namespace
 
-std::size_t encodedMechanismSize(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter)
+JavaMechanism measureMechanism(JNIEnv* env, jint mechanism, jobject parameter)
 {
-    std::size_t size = sizeof(CK_MECHANISM);
-    return parameter != nullptr ? size + parameterSize(env, mechanismParameterKind(mechanism), parameter) : size;
+    CK_MECHANISM_TYPE type = fromJava(mechanism);
+    JavaMechanism measured = {type, parameter, mechanismParameterKind(type), nullptr, sizeof(CK_MECHANISM), false};
+    std::size_t size = 0;
+    if (parameter != nullptr)
+        measured.failed = !measureParameter(env, &measured, &size);
+    measured.size += size;
+    return measured;
 }
 
-bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_MECHANISM_TYPE mechanism, jobject parameter,
-                     const EncodeBuffer& buffer)
+bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism& mechanism, const EncodeBuffer& buffer)
 {
-    if (env->ExceptionCheck() == JNI_TRUE)
-        return false;
+    if (mechanism.failed)
+        return refuse(env, kWrongParameter);
     if (buffer.bytes == nullptr)
         return refuse(env, "no space for encoded mechanism / parameter!");
 
     CK_MECHANISM* encoded = mechanismIn(buffer);
-    encoded->mechanism = mechanism;
+    encoded->mechanism = mechanism.type;
     encoded->pParameter = buffer.bytes + sizeof(CK_MECHANISM);
     encoded->ulParameterLen = static_cast<CK_ULONG>(buffer.size - sizeof(CK_MECHANISM));
-    return encodeParameter(env, list, mechanismParameterKind(mechanism), parameter, encoded) &&
-           env->ExceptionCheck() != JNI_TRUE;
+    return encodeParameter(env, list, mechanism, encoded);
 }
 
-bool askWithoutLabel(CK_MECHANISM_TYPE mechanism, const EncodeBuffer& encoded, CK_RV rv)
+bool askWithoutLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv)
 {
     if (rv != CKR_ARGUMENTS_BAD && rv != CKR_MECHANISM_PARAM_INVALID)
         return false;
-    CK_RSA_PKCS_OAEP_PARAMS* oaep = oaepIn(mechanism, encoded);
+    CK_RSA_PKCS_OAEP_PARAMS* oaep = oaepIn(mechanism.kind, encoded);
     if (oaep == nullptr)
         return false;
 

@@ -51,19 +51,21 @@ void returnField(const ParameterFields& fields, const EncodeBuffer& encoded, con
     fields.env->DeleteLocalRef(array);
 }
 
-// An instance of the class as the owner of fields to set; nothing is raised for another object.
-bool openForReturn(JNIEnv* env, jobject object, const ParameterStructure& description, ParameterFields* fields)
+// The parameter, which the encoder has found to be of its class, as the owner of fields to set.
+ParameterFields fieldsOf(JNIEnv* env, const JavaMechanism& mechanism)
 {
-    *fields = {env, nullptr, object, classIfInstance(env, object, description.className), nullptr, 0, 0};
-    return fields->type != nullptr;
+    return {env, nullptr, mechanism.parameter, mechanism.parameterClass, nullptr, 0, 0};
 }
 
-bool openMemberForReturn(const ParameterFields& owner, const char* name, const char* signature,
-                         const ParameterStructure& description, ParameterFields* member)
+// The object of a field as the owner of fields; nothing is raised for one that is null or of another class.
+bool openMember(const ParameterFields& owner, const char* name, const char* signature,
+                const ParameterStructure& description, ParameterFields* member)
 {
-    jobject object = nullptr;
-    return readObjectField(owner.env, owner.object, owner.type, name, signature, &object) &&
-           openForReturn(owner.env, object, description, member);
+    *member = {owner.env, nullptr, nullptr, nullptr, nullptr, 0, 0};
+    if (!readObjectField(owner.env, owner.object, owner.type, name, signature, &member->object))
+        return false;
+    member->type = classIfInstance(owner.env, member->object, description.className);
+    return member->type != nullptr;
 }
 
 bool setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
@@ -90,24 +92,23 @@ void setKey(const ParameterFields& fields, const char* name, jobject session, co
     restorePending(env, first);
 }
 
-void returnSSL3Version(JNIEnv* env, jobject parameter, const EncodeBuffer& encoded)
+void returnSSL3Version(const ParameterFields& fields, const EncodeBuffer& encoded)
 {
     const auto* derive = paramsIn<CK_SSL3_MASTER_KEY_DERIVE_PARAMS>(encoded);
-    ParameterFields fields;
     ParameterFields version;
     if (derive == nullptr || derive->pVersion == nullptr ||
-        !require(env, liesIn(encoded, derive->pVersion, sizeof(CK_VERSION)), CKR_BUFFER_TOO_SMALL) ||
-        !openForReturn(env, parameter, kSSL3MasterKeyDerive, &fields) ||
-        !openMemberForReturn(fields, "version", kVersionSignature, kVersion, &version))
+        !require(fields.env, liesIn(encoded, derive->pVersion, sizeof(CK_VERSION)), CKR_BUFFER_TOO_SMALL) ||
+        !openMember(fields, "version", kVersionSignature, kVersion, &version))
         return;
 
     if (setByte(version, "major", derive->pVersion->major))
         setByte(version, "minor", derive->pVersion->minor);
 }
 
-void returnSSL3KeyMatOut(JNIEnv* env, jobject session, const SessionHandles& handles, jobject parameter,
+void returnSSL3KeyMatOut(const ParameterFields& fields, jobject session, const SessionHandles& handles,
                          const EncodeBuffer& encoded)
 {
+    JNIEnv* env = fields.env;
     const auto* params = paramsIn<CK_SSL3_KEY_MAT_PARAMS>(encoded);
     if (params == nullptr ||
         !require(env, liesIn(encoded, params->pReturnedKeyMaterial, sizeof(CK_SSL3_KEY_MAT_OUT)), CKR_BUFFER_TOO_SMALL))
@@ -115,10 +116,8 @@ void returnSSL3KeyMatOut(JNIEnv* env, jobject session, const SessionHandles& han
     CK_SSL3_KEY_MAT_OUT material = {};
     std::memcpy(&material, params->pReturnedKeyMaterial, sizeof material); // it lies unaligned
 
-    ParameterFields fields;
     ParameterFields out;
-    if (!openForReturn(env, parameter, kSSL3KeyMat, &fields) ||
-        !openMemberForReturn(fields, "returnedKeyMaterial", kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
+    if (!openMember(fields, "returnedKeyMaterial", kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
         // Another thread has taken the object away since it was encoded: there is nobody to hand the keys to.
         for (CK_OBJECT_HANDLE key :
              {material.hClientMacSecret, material.hServerMacSecret, material.hClientKey, material.hServerKey})
@@ -137,43 +136,42 @@ void returnSSL3KeyMatOut(JNIEnv* env, jobject session, const SessionHandles& han
     setKey(out, "serverKey", session, handles, material.hServerKey);
 }
 
-void returnTLSPRFOutput(JNIEnv* env, jobject parameter, const EncodeBuffer& encoded)
+void returnTLSPRFOutput(const ParameterFields& fields, const EncodeBuffer& encoded)
 {
     const auto* prf = paramsIn<CK_TLS_PRF_PARAMS>(encoded);
-    ParameterFields fields;
-    if (prf != nullptr && openForReturn(env, parameter, kTLSPRF, &fields))
+    if (prf != nullptr)
         returnField(fields, encoded, "output", prf->pOutput);
 }
 
 } // namespace
 
-bool decodeMechanismParameter(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject parameter, const EncodeBuffer& encoded)
+bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded)
 {
-    switch (mechanismParameterKind(mechanism)) {
+    switch (mechanism.kind) {
     case ParameterKind::pbe: {
         const auto* pbe = paramsIn<CK_PBE_PARAMS>(encoded);
-        ParameterFields fields;
+        ParameterFields fields = fieldsOf(env, mechanism);
         jbyteArray iv = nullptr;
-        return pbe == nullptr ||
-               (openForReturn(env, parameter, kPBE, &fields) && readByteArrayField(&fields, "iv", &iv) &&
-                returnBytes(env, encoded, pbe->pInitVector, iv, kPBEInitVector));
+        return pbe == nullptr || (readByteArrayField(&fields, "iv", &iv) &&
+                                  returnBytes(env, encoded, pbe->pInitVector, iv, kPBEInitVector));
     }
     case ParameterKind::tokenIv:
-        return returnBytes(env, encoded, encoded.bytes + sizeof(CK_MECHANISM), static_cast<jbyteArray>(parameter),
-                           kTokenInitVector);
+        return returnBytes(env, encoded, encoded.bytes + sizeof(CK_MECHANISM),
+                           static_cast<jbyteArray>(mechanism.parameter), kTokenInitVector);
     default: return true;
     }
 }
 
-void returnDerivedOutput(JNIEnv* env, CK_MECHANISM_TYPE mechanism, jobject session, const SessionHandles& handles,
-                         jobject parameter, const EncodeBuffer& encoded)
+void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
+                         const EncodeBuffer& encoded)
 {
-    switch (mechanismParameterKind(mechanism)) {
+    ParameterFields fields = fieldsOf(env, mechanism);
+    switch (mechanism.kind) {
     case ParameterKind::ssl3MasterKeyDerive:
-    case ParameterKind::tlsMasterKeyDerive: returnSSL3Version(env, parameter, encoded); break;
+    case ParameterKind::tlsMasterKeyDerive: returnSSL3Version(fields, encoded); break;
     case ParameterKind::ssl3KeyAndMacDerive:
-    case ParameterKind::tlsKeyAndMacDerive: returnSSL3KeyMatOut(env, session, handles, parameter, encoded); break;
-    case ParameterKind::tlsPrf: returnTLSPRFOutput(env, parameter, encoded); break;
+    case ParameterKind::tlsKeyAndMacDerive: returnSSL3KeyMatOut(fields, session, handles, encoded); break;
+    case ParameterKind::tlsPrf: returnTLSPRFOutput(fields, encoded); break;
     default: break;
     }
 }

@@ -18,12 +18,12 @@ CK_ULONG lengthOf(const ParameterFields* java, jbyteArray array)
 bool placeArray(ParameterFields* java, jbyteArray array, CK_ULONG offset, CK_BYTE_PTR* block, CK_ULONG* size)
 {
     bool placed = true;
-    if (measures(java)) {
-        *size = lengthOf(java, array);
-    } else {
+    if (!measures(java))
         *block = java->area + offset;
-        placed = encodeByteArray(java->env, array, *block, size, kWrongParameter);
-    }
+    if (measures(java) || array == nullptr)
+        *size = lengthOf(java, array);
+    else
+        placed = copyByteArray(java->env, array, *block, size);
     java->env->DeleteLocalRef(array);
     return placed;
 }
@@ -47,10 +47,7 @@ bool readStructure(ParameterFields* java, const ParameterStructure& description,
         demand(java, false);
         return false;
     }
-
-    bool done = description.fields(java, structure);
-    java->env->DeleteLocalRef(java->type);
-    return done;
+    return description.fields(java, structure);
 }
 
 bool readMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
@@ -59,10 +56,12 @@ bool readMember(ParameterFields* java, const char* name, const ParameterStructur
     std::array<char, 96> signature;
     std::snprintf(signature.data(), signature.size(), "L%s;", description.className);
     ParameterFields member = *java;
+    member.type = nullptr;
     if (!readObjectField(java->env, java->object, java->type, name, signature.data(), &member.object))
         return false;
 
     bool done = (member.object == nullptr && null == Null::none) || readStructure(&member, description, structure);
+    java->env->DeleteLocalRef(member.type);
     java->env->DeleteLocalRef(member.object);
     java->used = member.used;
     return done;
@@ -180,7 +179,7 @@ bool readBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG ro
 
     CK_ULONG size = lengthOf(java, array);
     bool copied = demand(java, size >= shortest && size <= room) &&
-                  encodeByteArray(java->env, array, bytes, &room, kWrongParameter);
+                  (array == nullptr || copyByteArray(java->env, array, bytes, &room));
     java->env->DeleteLocalRef(array);
     return copied;
 }

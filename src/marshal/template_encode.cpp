@@ -5,53 +5,55 @@ namespace {
 
 constexpr CK_ATTRIBUTE_TYPE kSkipped = 0xFFFFFFFF; // -1 in Java
 
-// Encodes the entries of `types`, which hold as many as `values`, into a buffer sized for them.
-bool encodeEntries(JNIEnv* env, const jint* types, jobjectArray values, jsize length, EncodedTemplate* encoded)
+// Encodes the entries into a buffer sized for them.
+bool encodeEntries(JNIEnv* env, EncodedTemplate* opened)
 {
-    unsigned char* cursor = encoded->buffer.bytes + sizeof(CK_ATTRIBUTE) * fromJava(length);
-    unsigned char* end = encoded->buffer.bytes + encoded->buffer.size;
+    unsigned char* cursor = opened->buffer.bytes + sizeof(CK_ATTRIBUTE) * fromJava(opened->length);
+    unsigned char* end = opened->buffer.bytes + opened->buffer.size;
+    opened->entries = reinterpret_cast<CK_ATTRIBUTE*>(opened->buffer.bytes);
 
-    for (jsize i = 0; i < length; ++i) {
-        if (fromJava(types[i]) == kSkipped)
+    for (jsize i = 0; i < opened->length; ++i) {
+        CK_ATTRIBUTE* entry = &opened->entries[opened->count];
+        entry->type = fromJava(opened->typeElements[i]);
+        if (entry->type == kSkipped)
             continue;
-
-        CK_ATTRIBUTE* entry = &encoded->entries[encoded->count];
-        entry->type = fromJava(types[i]);
         entry->pValue = cursor;
         entry->ulValueLen = static_cast<CK_ULONG>(end - cursor);
 
-        jobject value = env->GetObjectArrayElement(values, i);
-        bool done = encodeAttributeValue(env, value, entry); // false where the element was not to be had
+        jobject value = env->GetObjectArrayElement(opened->values, i);
+        if (value == nullptr && env->ExceptionCheck() == JNI_TRUE)
+            return false;
+        bool done = encodeAttributeValue(env, value, entry);
         env->DeleteLocalRef(value);
         if (!done)
             return false;
 
         cursor += entry->ulValueLen;
-        ++encoded->count;
+        ++opened->count;
     }
     return true;
 }
 
+bool encodeOpen(JNIEnv* env, EncodedTemplate* opened)
+{
+    if (opened->state != EncodedTemplate::open)
+        return refuse(env, CKR_TEMPLATE_INCONSISTENT);
+    if (opened->buffer.bytes == nullptr)
+        return refuse(env, "memory allocation for temporary template failed!");
+    if (opened->typeElements == nullptr)
+        return refuse(env, "can't access attribute types array");
+    return encodeEntries(env, opened);
+}
+
 } // namespace
 
-bool encodeTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTemplate* encoded)
+bool encodeTemplate(JNIEnv* env, EncodedTemplate* opened)
 {
-    if (env->ExceptionCheck() == JNI_TRUE)
-        return false;
-    if (types == nullptr || values == nullptr)
+    if (opened->state == EncodedTemplate::empty)
         return true;
 
-    if (!isInstance(env, types, "[I") || !isInstance(env, values, "[Ljava/lang/Object;") ||
-        env->GetArrayLength(types) != env->GetArrayLength(values))
-        return refuse(env, CKR_TEMPLATE_INCONSISTENT);
-    if (encoded->buffer.bytes == nullptr)
-        return refuse(env, "memory allocation for temporary template failed!");
-    jint* elements = env->GetIntArrayElements(types, nullptr);
-    if (elements == nullptr)
-        return refuse(env, "can't access attribute types array");
-
-    encoded->entries = reinterpret_cast<CK_ATTRIBUTE*>(encoded->buffer.bytes);
-    bool done = encodeEntries(env, elements, values, env->GetArrayLength(types), encoded);
-    env->ReleaseIntArrayElements(types, elements, JNI_ABORT);
+    bool done = encodeOpen(env, opened);
+    if (opened->typeElements != nullptr)
+        env->ReleaseIntArrayElements(opened->types, opened->typeElements, JNI_ABORT);
     return done;
 }

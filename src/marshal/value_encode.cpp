@@ -23,12 +23,10 @@ bool store(JNIEnv* env, const void* bytes, CK_ULONG size, void* dest, CK_ULONG* 
     return true;
 }
 
-// The ID of a method without arguments of the object's own class, or null with the lookup error pending.
-jmethodID methodOf(JNIEnv* env, jobject object, const char* name, const char* signature)
+// The ID of a method without arguments of a class, the reference to which is dropped; null with the lookup error
+// pending.
+jmethodID methodOf(JNIEnv* env, jclass type, const char* name, const char* signature)
 {
-    jclass type = env->GetObjectClass(object);
-    if (type == nullptr)
-        return nullptr;
     jmethodID method = env->GetMethodID(type, name, signature);
     env->DeleteLocalRef(type);
     return method;
@@ -36,9 +34,10 @@ jmethodID methodOf(JNIEnv* env, jobject object, const char* name, const char* si
 
 bool encodeBoolean(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
-    if (!isInstance(env, value, "java/lang/Boolean"))
+    jclass type = classIfInstance(env, value, "java/lang/Boolean");
+    if (type == nullptr)
         return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
-    jmethodID booleanValue = methodOf(env, value, "booleanValue", "()Z");
+    jmethodID booleanValue = methodOf(env, type, "booleanValue", "()Z");
     if (booleanValue == nullptr)
         return false;
 
@@ -54,11 +53,8 @@ bool encodeString(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     if (string == Instance::failed)
         return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
 
-    CK_ULONG size = fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
-    if (attr->pValue != nullptr && size > attr->ulValueLen)
-        return refuse(env, kNoSpace);
-    attr->ulValueLen = size;
-    return copyStringBytes(env, value, static_cast<unsigned char*>(attr->pValue), &attr->ulValueLen);
+    return copyString(env, static_cast<jstring>(value), static_cast<unsigned char*>(attr->pValue), &attr->ulValueLen,
+                      kNoSpace);
 }
 
 // The day in UTC as 8 digits. Times before 1970 are refused, and years that 4 digits do not hold.
@@ -68,9 +64,10 @@ bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
         attr->ulValueLen = 0;
         return true;
     }
-    if (!isInstance(env, value, "java/util/Date"))
+    jclass type = classIfInstance(env, value, "java/util/Date");
+    if (type == nullptr)
         return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
-    jmethodID getTime = methodOf(env, value, "getTime", "()J");
+    jmethodID getTime = methodOf(env, type, "getTime", "()J");
     if (getTime == nullptr)
         return false;
 
@@ -90,9 +87,9 @@ bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     return store(env, text.data(), sizeof(CK_DATE), attr->pValue, &attr->ulValueLen);
 }
 
-bool encodeMagnitudeOf(JNIEnv* env, jobject bigInteger, void* dest, CK_ULONG* len)
+bool encodeMagnitudeOf(JNIEnv* env, jobject bigInteger, jclass type, void* dest, CK_ULONG* len)
 {
-    jmethodID toByteArray = methodOf(env, bigInteger, "toByteArray", "()[B");
+    jmethodID toByteArray = methodOf(env, type, "toByteArray", "()[B");
     if (toByteArray == nullptr)
         return false;
 
@@ -116,11 +113,11 @@ bool encodeMagnitudeOf(JNIEnv* env, jobject bigInteger, void* dest, CK_ULONG* le
 
 bool encodeMagnitude(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
-    Instance bigInteger = testInstance(env, value, "java/math/BigInteger");
-    if (bigInteger == Instance::yes)
-        return encodeMagnitudeOf(env, value, attr->pValue, &attr->ulValueLen);
-    if (bigInteger == Instance::failed)
-        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
+    jclass type = classIfInstance(env, value, "java/math/BigInteger");
+    if (type != nullptr)
+        return encodeMagnitudeOf(env, value, type, attr->pValue, &attr->ulValueLen);
+    if (value != nullptr && env->ExceptionCheck() == JNI_TRUE)
+        return false;
     return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
 }
 
@@ -155,9 +152,13 @@ bool encodeByteArray(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_R
     }
     if (!isInstance(env, value, "[B"))
         return refuse(env, wrongType);
+    return copyByteArray(env, static_cast<jbyteArray>(value), dest, len);
+}
 
+bool copyByteArray(JNIEnv* env, jbyteArray array, void* dest, CK_ULONG* len)
+{
     PinnedBytes pinned = {};
-    if (!pinArray(env, static_cast<jbyteArray>(value), &pinned))
+    if (!pinArray(env, array, &pinned))
         return refuse(env, "encodeByteArray(): can't get elements");
 
     bool stored = store(env, pinned.data, pinned.length, dest, len);
@@ -171,16 +172,16 @@ bool encodeBigInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_
         *len = 0;
         return true;
     }
-    if (!isInstance(env, value, "java/math/BigInteger"))
-        return refuse(env, wrongType);
-    return encodeMagnitudeOf(env, value, dest, len);
+    jclass type = classIfInstance(env, value, "java/math/BigInteger");
+    return type != nullptr ? encodeMagnitudeOf(env, value, type, dest, len) : refuse(env, wrongType);
 }
 
 bool encodeInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)
 {
-    if (!isInstance(env, value, "java/lang/Integer"))
+    jclass type = classIfInstance(env, value, "java/lang/Integer");
+    if (type == nullptr)
         return refuse(env, wrongType);
-    jmethodID intValue = methodOf(env, value, "intValue", "()I");
+    jmethodID intValue = methodOf(env, type, "intValue", "()I");
     if (intValue == nullptr)
         return false;
 
@@ -190,9 +191,6 @@ bool encodeInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV 
 
 bool encodeAttributeValue(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
-    if (env->ExceptionCheck() == JNI_TRUE)
-        return false;
-
     switch (attributeKind(attr->type)) {
     case ValueKind::boolean: return encodeBoolean(env, value, attr);
     case ValueKind::integer:

@@ -4,92 +4,109 @@
 namespace {
 
 // Room for the sign bit too: the two's complement is one byte longer than the magnitude where that begins with a 1.
-std::size_t bigIntegerSize(JNIEnv* env, jobject value)
+bool bigIntegerSize(JNIEnv* env, jobject value, std::size_t* size)
 {
     jclass type = env->GetObjectClass(value);
     jmethodID bitLength = type != nullptr ? env->GetMethodID(type, "bitLength", "()I") : nullptr;
     if (bitLength == nullptr)
-        return 0;
+        return false;
 
     jint bits = env->CallIntMethod(value, bitLength);
     env->DeleteLocalRef(type);
-    return env->ExceptionCheck() == JNI_TRUE || bits < 0 ? 0 : (fromJava(bits) + 8) / 8;
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return false;
+    *size = bits < 0 ? 0 : (fromJava(bits) + 8) / 8;
+    return true;
 }
 
-enum class ValueClass
+// The size of an array that a value may be; 0 for another value.
+bool arrayValueSize(JNIEnv* env, jobject value, const char* className, std::size_t elementSize, std::size_t* size)
 {
-    none, // null, another class, or the test failed
-    boolean,
-    integer,
-    bytes,
-    date,
-    bigInteger,
-    string,
-    numbers,
-    object,
-};
+    Instance array = testInstance(env, value, className);
+    if (array == Instance::yes)
+        *size = arraySize(fromJava(env->GetArrayLength(static_cast<jarray>(value))), elementSize);
+    return array != Instance::failed;
+}
 
-struct ClassName
+// Whether a value's size follows from its kind: nothing is asked of the virtual machine then.
+bool sizeIsFixed(ValueKind kind)
 {
-    ValueClass valueClass;
-    const char* name;
-};
-
-using enum ValueClass;
-
-// In the order in which they are tried.
-constexpr ClassName kClassNames[] = {
-    // clang-format off
-    { boolean,    "java/lang/Boolean"                          },
-    { integer,    "java/lang/Integer"                          },
-    { bytes,      "[B"                                         },
-    { date,       "java/util/Date"                             },
-    { bigInteger, "java/math/BigInteger"                       },
-    { string,     "java/lang/String"                           },
-    { numbers,    "[I"                                         },
-    { object,     "com/kelvane/pkcs11/nat/NativePKCS11Object"  },
-    // clang-format on
-};
-
-ValueClass classOf(JNIEnv* env, jobject value)
-{
-    for (const ClassName& each : kClassNames) {
-        Instance tested = testInstance(env, value, each.name);
-        if (tested != Instance::no)
-            return tested == Instance::yes ? each.valueClass : none;
-    }
-    return none;
+    return kind == ValueKind::boolean || kind == ValueKind::integer || kind == ValueKind::date ||
+           kind == ValueKind::unknown;
 }
 
 } // namespace
 
-std::size_t encodedValueSize(JNIEnv* env, jobject value)
+bool encodedValueSize(JNIEnv* env, ValueKind kind, jobject value, std::size_t* size)
 {
-    switch (value != nullptr ? classOf(env, value) : none) {
-    case boolean: return sizeof(CK_BBOOL);
-    case integer: return sizeof(CK_ULONG);
-    case bytes: return fromJava(env->GetArrayLength(static_cast<jbyteArray>(value)));
-    case date: return sizeof(CK_DATE);
-    case bigInteger: return bigIntegerSize(env, value);
-    case string: return fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
-    case numbers: return arraySize(fromJava(env->GetArrayLength(static_cast<jintArray>(value))), sizeof(CK_ULONG));
-    case object: return sizeof(CK_OBJECT_HANDLE);
-    case none: break;
+    *size = 0;
+    Instance own = Instance::no;
+    switch (kind) {
+    case ValueKind::boolean: *size = sizeof(CK_BBOOL); return true;
+    case ValueKind::integer: *size = sizeof(CK_ULONG); return true;
+    case ValueKind::date: *size = sizeof(CK_DATE); return true;
+    case ValueKind::numbers: return arrayValueSize(env, value, "[I", sizeof(CK_ULONG), size);
+    case ValueKind::string:
+        own = testInstance(env, value, "java/lang/String");
+        if (own == Instance::yes)
+            *size = fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
+        break;
+    case ValueKind::bigInteger:
+        own = testInstance(env, value, "java/math/BigInteger");
+        if (own == Instance::yes)
+            return bigIntegerSize(env, value, size);
+        break;
+    case ValueKind::bytes: break;
+    case ValueKind::unknown: return true;
     }
-    return 0;
+    return own == Instance::yes || (own == Instance::no && arrayValueSize(env, value, "[B", 1, size));
 }
 
-std::size_t encodedTemplateSize(JNIEnv* env, jobjectArray values)
-{
-    if (values == nullptr)
-        return 0;
+namespace {
 
-    jsize count = env->GetArrayLength(values);
-    std::size_t size = arraySize(fromJava(count), sizeof(CK_ATTRIBUTE));
-    for (jsize i = 0; i < count && env->ExceptionCheck() != JNI_TRUE; ++i) {
-        jobject value = env->GetObjectArrayElement(values, i);
-        size += value != nullptr ? encodedValueSize(env, value) : 0;
-        env->DeleteLocalRef(value);
+bool elementSize(JNIEnv* env, ValueKind kind, jobjectArray values, jsize index, std::size_t* size)
+{
+    if (sizeIsFixed(kind))
+        return encodedValueSize(env, kind, nullptr, size);
+
+    jobject value = env->GetObjectArrayElement(values, index);
+    if (value == nullptr)
+        return env->ExceptionCheck() != JNI_TRUE;
+    bool measured = encodedValueSize(env, kind, value, size);
+    env->DeleteLocalRef(value);
+    return measured;
+}
+
+} // namespace
+
+std::size_t openTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTemplate* opened)
+{
+    if (types == nullptr || values == nullptr)
+        return 0;
+    opened->types = types;
+    opened->values = values;
+
+    Instance arrays = testInstance(env, types, "[I");
+    if (arrays == Instance::yes)
+        arrays = testInstance(env, values, "[Ljava/lang/Object;");
+    opened->state = arrays == Instance::failed ? EncodedTemplate::failed : EncodedTemplate::inconsistent;
+    if (arrays != Instance::yes)
+        return 0;
+    opened->length = env->GetArrayLength(types);
+    if (opened->length != env->GetArrayLength(values))
+        return 0;
+    opened->state = EncodedTemplate::open;
+    opened->typeElements = env->GetIntArrayElements(types, nullptr);
+
+    std::size_t total = arraySize(fromJava(opened->length), sizeof(CK_ATTRIBUTE));
+    for (jsize i = 0; opened->typeElements != nullptr && i < opened->length; ++i) {
+        ValueKind kind = attributeKind(fromJava(opened->typeElements[i]));
+        std::size_t size = 0;
+        if (!elementSize(env, kind, values, i, &size)) {
+            opened->state = EncodedTemplate::failed;
+            break;
+        }
+        total += size;
     }
-    return size;
+    return total;
 }

@@ -85,7 +85,7 @@ jboolean signatureResult(JNIEnv* env, CK_RV rv)
     return rv != CKR_SIGNATURE_INVALID && checkResult(env, rv) ? JNI_TRUE : JNI_FALSE;
 }
 
-CK_RV callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, CK_MECHANISM_TYPE mechanism,
+CK_RV callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
                const EncodeBuffer& encoded, CK_OBJECT_HANDLE key)
 {
     CK_RV rv = CKR_OK;
@@ -96,11 +96,10 @@ CK_RV callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function
 }
 
 // From the mechanism to the module's answer. `encoded` is reserved for the mechanism.
-bool startOperation(JNIEnv* env, const SessionHandles& handles, InitFunction function, OperationStart start,
+bool startOperation(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
                     CK_OBJECT_HANDLE key, const EncodeBuffer& encoded)
 {
-    CK_MECHANISM_TYPE mechanism = fromJava(start.mechanism);
-    return encodeMechanism(env, handles.list, mechanism, start.parameter, encoded) &&
+    return encodeMechanism(env, handles.list, mechanism, encoded) &&
            checkResult(env, callInit(env, handles, function, mechanism, encoded, key));
 }
 
@@ -150,10 +149,11 @@ void cryptInitCall(JNIEnv* env, jobject session, InitFunction function, Operatio
     if (!resolveSession(env, session, &handles) || !objectHandleOf(env, handles.list, start.key, &key))
         return;
 
+    JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
-    startOperation(env, handles, function, start, key, encoded);
+    RESERVE_STACK(budget, encoded, mechanism.size);
+    startOperation(env, handles, function, mechanism, key, encoded);
 }
 
 void encryptInitCall(JNIEnv* env, jobject session, OperationStart start)
@@ -163,11 +163,12 @@ void encryptInitCall(JNIEnv* env, jobject session, OperationStart start)
     if (!resolveSession(env, session, &handles) || !objectHandleOf(env, handles.list, start.key, &key))
         return;
 
+    JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
-    if (startOperation(env, handles, &CK_FUNCTION_LIST::C_EncryptInit, start, key, encoded))
-        decodeMechanismParameter(env, fromJava(start.mechanism), start.parameter, encoded);
+    RESERVE_STACK(budget, encoded, mechanism.size);
+    if (startOperation(env, handles, &CK_FUNCTION_LIST::C_EncryptInit, mechanism, key, encoded))
+        decodeMechanismParameter(env, mechanism, encoded);
 }
 
 void digestInitCall(JNIEnv* env, jobject session, jint mechanism, jobject parameter)
@@ -176,10 +177,11 @@ void digestInitCall(JNIEnv* env, jobject session, jint mechanism, jobject parame
     if (!resolveSession(env, session, &handles))
         return;
 
+    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
+    RESERVE_STACK(budget, encoded, measured.size);
+    if (!encodeMechanism(env, handles.list, measured, encoded))
         return;
 
     checkResult(env,
@@ -196,12 +198,13 @@ jint cryptDoFinalGCM(JNIEnv* env, jobject session, InitFunction init, InOutFunct
     if (!objectHandleOf(env, handles.list, start.key, &key))
         return 3;
 
+    JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(start.mechanism), start.parameter));
-    if (!encodeMechanism(env, handles.list, fromJava(start.mechanism), start.parameter, encoded))
+    RESERVE_STACK(budget, encoded, mechanism.size);
+    if (!encodeMechanism(env, handles.list, mechanism, encoded))
         return 4;
-    if (!checkResult(env, callInit(env, handles, init, fromJava(start.mechanism), encoded, key)))
+    if (!checkResult(env, callInit(env, handles, init, mechanism, encoded, key)))
         return 5;
 
     Output output = {};

@@ -28,9 +28,9 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Object_copy(JNIEnv* env, jobject
 {
     StackBudget budget;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
     ObjectHandles handles = {};
-    if (!encodeTemplate(env, types, values, &attributes) || !resolveObject(env, object, &handles))
+    if (!encodeTemplate(env, &attributes) || !resolveObject(env, object, &handles))
         return nullptr;
     return copyObject(env, object, handles, attributes);
 }
@@ -57,9 +57,12 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Object_size(JNIEnv* env, jobject ob
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setAttributeValue(JNIEnv* env, jobject object, jint type,
                                                                       jobject value)
 {
+    std::size_t size = 0;
+    if (!encodedValueSize(env, attributeKind(fromJava(type)), value, &size))
+        return;
     StackBudget budget;
     EncodeBuffer buffer;
-    RESERVE_STACK(budget, buffer, encodedValueSize(env, value));
+    RESERVE_STACK(budget, buffer, size);
     CK_ATTRIBUTE attribute = {fromJava(type), buffer.bytes, static_cast<CK_ULONG>(buffer.size)};
     if (encodeAttributeValue(env, value, &attribute))
         storeObjectAttributes(env, object, &attribute, 1);
@@ -70,8 +73,8 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setAttributeValues(JNIEnv* e
 {
     StackBudget budget;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
-    if (encodeTemplate(env, types, values, &attributes))
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
+    if (encodeTemplate(env, &attributes))
         storeObjectAttributes(env, object, attributes.entries, attributes.count);
 }
 

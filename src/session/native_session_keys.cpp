@@ -34,14 +34,15 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env,
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
+    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
+    RESERVE_STACK(budget, encoded, measured.size);
+    if (!encodeMechanism(env, handles.list, measured, encoded))
         return nullptr;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
-    if (!encodeTemplate(env, types, values, &attributes))
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
+    if (!encodeTemplate(env, &attributes))
         return nullptr;
 
     CK_OBJECT_HANDLE key = 0;
@@ -49,7 +50,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env,
                                       mechanismIn(encoded), attributes.entries, attributes.count, &key)))
         return nullptr;
 
-    if (!decodeMechanismParameter(env, fromJava(mechanism), parameter, encoded)) {
+    if (!decodeMechanismParameter(env, measured, encoded)) {
         discardObject(env, handles, key);
         return nullptr;
     }
@@ -64,18 +65,19 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
+    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
+    RESERVE_STACK(budget, encoded, measured.size);
+    if (!encodeMechanism(env, handles.list, measured, encoded))
         return nullptr;
     EncodedTemplate publicAttributes;
-    RESERVE_STACK(budget, publicAttributes.buffer, encodedTemplateSize(env, publicValues));
-    if (!encodeTemplate(env, publicTypes, publicValues, &publicAttributes))
+    RESERVE_STACK(budget, publicAttributes.buffer, openTemplate(env, publicTypes, publicValues, &publicAttributes));
+    if (!encodeTemplate(env, &publicAttributes))
         return nullptr;
     EncodedTemplate privateAttributes;
-    RESERVE_STACK(budget, privateAttributes.buffer, encodedTemplateSize(env, privateValues));
-    if (!encodeTemplate(env, privateTypes, privateValues, &privateAttributes))
+    RESERVE_STACK(budget, privateAttributes.buffer, openTemplate(env, privateTypes, privateValues, &privateAttributes));
+    if (!encodeTemplate(env, &privateAttributes))
         return nullptr;
 
     CK_OBJECT_HANDLE publicKey = 0;
@@ -101,10 +103,11 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
     if (!resolveSession(env, session, &handles))
         return 0;
 
+    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
+    RESERVE_STACK(budget, encoded, measured.size);
+    if (!encodeMechanism(env, handles.list, measured, encoded))
         return 0;
     CK_OBJECT_HANDLE keyHandle = 0;
     CK_OBJECT_HANDLE wrappingHandle = 0;
@@ -120,7 +123,7 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
         length = wrapped.length;
         rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
                          wrappingHandle, keyHandle, wrapped.data, &length);
-    } while (askWithoutLabel(fromJava(mechanism), encoded, rv));
+    } while (askWithoutLabel(measured, encoded, rv));
 
     releaseBuffer(env, wrapped, 0);
     bool claimsTooMuch = rv == CKR_OK && length > wrapped.length;
@@ -136,18 +139,19 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
+    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
+    RESERVE_STACK(budget, encoded, measured.size);
+    if (!encodeMechanism(env, handles.list, measured, encoded))
         return nullptr;
     CK_OBJECT_HANDLE unwrappingHandle = 0;
     if (!objectHandleOf(env, handles.list, unwrappingKey, &unwrappingHandle))
         return nullptr;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
     PinnedBytes wrapped = {};
-    if (!encodeTemplate(env, types, values, &attributes) || !getBuffer(env, wrappedKey, offset, length, &wrapped))
+    if (!encodeTemplate(env, &attributes) || !getBuffer(env, wrappedKey, offset, length, &wrapped))
         return nullptr;
 
     CK_OBJECT_HANDLE key = 0;
@@ -155,7 +159,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
     do
         rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
                          unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
-    while (askWithoutLabel(fromJava(mechanism), encoded, rv));
+    while (askWithoutLabel(measured, encoded, rv));
 
     releaseBuffer(env, wrapped, JNI_ABORT);
     return checkResult(env, rv) ? newCreatedObject(env, session, handles, key) : nullptr;
@@ -174,17 +178,18 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
         debugFlush();
     }
 
+    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, encodedMechanismSize(env, fromJava(mechanism), parameter));
-    if (!encodeMechanism(env, handles.list, fromJava(mechanism), parameter, encoded))
+    RESERVE_STACK(budget, encoded, measured.size);
+    if (!encodeMechanism(env, handles.list, measured, encoded))
         return nullptr;
     CK_OBJECT_HANDLE baseHandle = 0;
     if (!objectHandleOf(env, handles.list, baseKey, &baseHandle))
         return nullptr;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
-    if (!encodeTemplate(env, types, values, &attributes))
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
+    if (!encodeTemplate(env, &attributes))
         return nullptr;
 
     CK_OBJECT_HANDLE key = 0;
@@ -192,7 +197,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
                                       mechanismIn(encoded), baseHandle, attributes.entries, attributes.count, &key)))
         return nullptr;
 
-    returnDerivedOutput(env, fromJava(mechanism), session, handles, parameter, encoded);
+    returnDerivedOutput(env, measured, session, handles, encoded);
     if (debugEnabled())
         debugPrint("tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey: The returned secretKey is:  "
                    ">%lu<\n",

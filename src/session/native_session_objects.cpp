@@ -13,9 +13,9 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_createObject(JNIEnv* env
 {
     StackBudget budget;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
     SessionHandles handles = {};
-    if (!encodeTemplate(env, types, values, &attributes) || !resolveSession(env, session, &handles))
+    if (!encodeTemplate(env, &attributes) || !resolveSession(env, session, &handles))
         return nullptr;
 
     CK_OBJECT_HANDLE object = 0;
@@ -30,9 +30,9 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_copy(JNIEnv* env, jobjec
 {
     StackBudget budget;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
     ObjectHandles handles = {};
-    if (!encodeTemplate(env, types, values, &attributes) || !resolveSessionObject(env, session, source, &handles))
+    if (!encodeTemplate(env, &attributes) || !resolveSessionObject(env, session, source, &handles))
         return nullptr;
     return copyObject(env, session, handles, attributes);
 }
@@ -49,9 +49,9 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObjectsInit(JNIEnv* env
 {
     StackBudget budget;
     EncodedTemplate attributes;
-    RESERVE_STACK(budget, attributes.buffer, encodedTemplateSize(env, values));
+    RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
     SessionHandles handles = {};
-    if (!encodeTemplate(env, types, values, &attributes) || !resolveSession(env, session, &handles))
+    if (!encodeTemplate(env, &attributes) || !resolveSession(env, session, &handles))
         return;
 
     checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjectsInit, handles.session,
