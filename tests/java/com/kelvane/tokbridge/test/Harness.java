@@ -9,6 +9,7 @@ import java.nio.charset.*;
 import java.nio.file.*;
 import java.util.*;
 import java.util.concurrent.atomic.*;
+import java.util.regex.*;
 import org.junit.jupiter.api.function.*;
 
 /** What the tests ask of calls, objects, threads and the process. */
@@ -38,6 +39,19 @@ final class Harness {
         field.setAccessible(true);
         field.set(object, value);
         return object;
+    }
+
+    /** What a documented table says of each number; its names are compared with those in Java. */
+    static Map<Integer, String> documented(String page) throws Exception {
+        Map<Integer, String> rows = new TreeMap<>();
+        Matcher row = Pattern.compile("(?m)^\\| `(CK\\w+)` \\| (0x[0-9A-F]+) \\| ([^|]+?) \\|")
+            .matcher(Files.readString(Path.of(System.getProperty("tokbridge.test.docs"), page)));
+        while (row.find()) {
+            int type = Integer.decode(row.group(2));
+            assertEquals(type, PKCS11Constants.class.getField(row.group(1)).getInt(null), row.group(1));
+            assertNull(rows.put(type, row.group(3)), row.group(1));
+        }
+        return rows;
     }
 
     /** What the getters of the named properties answer, in the order of the names, which blanks divide. */
