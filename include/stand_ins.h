@@ -69,8 +69,7 @@ bool handleOfObject(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* ha
 
 // ---- From a module to Java. False when every stand-in there is room for is in use. ----
 
-/// The number of a session just opened in the slot. A handle that has a number still belonged to a session that is
-/// gone: that number is given up, and this one is new.
+/// The number of a session opened in the slot.
 inline bool sessionToJava(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, jint* number)
 {
     *number = toJava(handle);

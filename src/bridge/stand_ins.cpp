@@ -330,14 +330,6 @@ bool endsSession(CK_RV rv)
 bool stand_in::numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, jint* number)
 {
     Lock lock(sessions.guard);
-    std::size_t library = libraryIndex(sessions, list);
-    if (hasStandIns(sessions, library)) {
-        std::uint32_t place = sessions.byHandle[indexOf(sessions, library, handle)];
-        if (place != 0) { // of a session that ended without a word
-            withdraw(sessions, place - 1, State::withdrawn);
-            giveUp(sessions, place - 1);
-        }
-    }
     if (!numberOf(sessions, list, handle, number))
         return false;
     sessions.slots[placeOf(sessions, *number)] = slot;
