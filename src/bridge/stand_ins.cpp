@@ -24,7 +24,7 @@ struct Entry
 {
     CK_ULONG handle;
     std::uint32_t twin; // the place of another number of the same handle; its own where there is no other
-    std::uint8_t lap;
+    std::uint16_t lap;
     std::uint8_t library; // index into Table::libraries
     State state;
 };
@@ -51,6 +51,10 @@ constexpr std::size_t placesFor(std::size_t capacity)
 {
     return capacity + capacity / 4;
 }
+
+// A lap must fit where it is kept.
+static_assert((stand_in::kFirstObject - stand_in::kFirst) / placesFor(kMostSessions) <= UINT16_MAX);
+static_assert((stand_in::kEnd - stand_in::kFirstObject) / placesFor(kMostObjects) <= UINT16_MAX);
 
 std::array<Entry, placesFor(kMostSessions)> sessionEntries;
 std::array<std::uint32_t, placesFor(kMostSessions)> sessionsByHandle;
@@ -189,7 +193,7 @@ bool add(Table& table, std::size_t library, CK_FUNCTION_LIST_PTR list, CK_ULONG 
 
     std::size_t place = table.next % table.places;
     table.entries[place] = {handle, static_cast<std::uint32_t>(place),
-                            static_cast<std::uint8_t>(table.next / table.places), static_cast<std::uint8_t>(library),
+                            static_cast<std::uint16_t>(table.next / table.places), static_cast<std::uint8_t>(library),
                             State::used};
     table.byHandle[index] = static_cast<std::uint32_t>(place + 1);
     table.libraries[library] = list;
