@@ -850,12 +850,12 @@ public final class PKCS11Constants {
      * @param prefix what the name begins with, up to and including the first underscore: {@code "CKM_"},
      *     {@code "CKA_"}, {@code "CKR_"}, ...
      * @param value the number
-     * @return the name, for example {@code CKM_AES_CBC}; for a number without a name the prefix, a blank and the number
-     *     in unsigned hexadecimal, for example {@code CKM_ 0x80000123}
+     * @return the name, for example {@code CKM_AES_CBC}; for a number without a name the prefix and the number in
+     *     unsigned hexadecimal, for example {@code CKM_0x80000123}
      */
     public static String nameOf(String prefix, int value) {
         String name = Names.BY_PREFIX.getOrDefault(prefix, Map.of()).get(value);
-        return name != null ? name : prefix + " 0x" + Integer.toHexString(value);
+        return name != null ? name : prefix + "0x" + Integer.toHexString(value);
     }
 
     /** The tables of names, built from the fields above when a name is first asked for. */

@@ -1,7 +1,8 @@
 package com.kelvane.pkcs11;
 
 /**
- * A call that failed: either a Cryptoki return code, or a failure of the bridge itself, told by its text.
+ * A call that failed: either a Cryptoki return code, or a failure of the bridge itself, told by its text. Ask
+ * {@link #hasCode} before {@link #getCode}, which is 0 ({@code CKR_OK}) where there is a text only.
  *
  * <p>A code comes from the library called, unchanged; a few are also raised by the bridge about its arguments
  * ({@code CKR_DATA_INVALID}, {@code CKR_BUFFER_TOO_SMALL}, {@code CKR_ATTRIBUTE_TYPE_INVALID},
@@ -19,7 +20,7 @@ public class PKCS11Exception extends RuntimeException {
     private final boolean hasCode;
 
     /**
-     * Builds an exception that has a text and no code.
+     * Builds an exception that has a text and no code: {@link #getCode} is {@link PKCS11Constants#CKR_OK} then.
      *
      * @param message the text, as {@link #getMessage} returns it
      */
@@ -61,7 +62,7 @@ public class PKCS11Exception extends RuntimeException {
      * Returns the text, or the code as text.
      *
      * @return the text given; for a code its name and value, {@code CKR_PIN_INCORRECT (0xa0)}, and for a code without a
-     *     name, a vendor's own for example, {@code CKR_ 0x80000012}
+     *     name, a vendor's own for example, {@code CKR_0x80000012}
      */
     @Override
     public String getMessage() {

@@ -97,6 +97,19 @@ public interface PKCS11Object {
     Object getAttributeValue(int type);
 
     /**
+     * Reads several attributes, each by calls of its own ({@code C_GetAttributeValue}), so that one which the object
+     * lacks or the token keeps to itself does not hide the others.
+     *
+     * @param types the attribute types, of which any may be unknown here
+     * @return what there is
+     * @throws PKCS11Exception with a code of the library that is not about an attribute, for example
+     *     {@code CKR_SESSION_HANDLE_INVALID}; otherwise as {@link #getAttributeValue} raises a text
+     */
+    default PKCS11Attributes readAttributes(int... types) {
+        return PKCS11Attributes.read(this, types);
+    }
+
+    /**
      * Copies the object, with some attributes changed.
      *
      * @param types the attribute types to be changed, or null

@@ -14,15 +14,12 @@ import com.kelvane.pkcs11.PKCS11Slot;
  * <p>The monitor of this class is the bridge lock, see the description of the package.
  */
 public class NativePKCS11 implements AutoCloseable {
-    static {
-        NativeLibrary.load();
-    }
-
     /** The address of the library's function list; 0 before {@link #load} and after {@link #libFinalize}. */
     private volatile long functionList;
 
     /** Builds an object that stands for no library yet. */
     public NativePKCS11() {
+        NativeLibrary.require();
     }
 
     /**
@@ -30,11 +27,25 @@ public class NativePKCS11 implements AutoCloseable {
      * {@link #libFinalize} before the next: the library that a loaded object stood for could not be given back any
      * more.
      *
+     * <p>If the system does not load the file ({@code LoadLibrary("...") failed}), the exception's cause is an
+     * {@code UnsatisfiedLinkError} with the system's reason: a file that is missing, a library that the module needs and
+     * the system does not find, a file for another kind of machine. The virtual machine is asked to load the file for
+     * it. It binds functions late, so a module that lacks a function it calls stays loaded in the process, though unused,
+     * and the reason says so. A name without a directory has no cause: the virtual machine does not look for it where
+     * the system does.
+     *
      * @param path the path of the file; see {@link #loadPKCS11Library}
      * @throws PKCS11Exception as {@link #loadPKCS11Library} raises it; this object is unchanged then
      */
     public void load(String path) {
-        functionList = loadPKCS11Library(path);
+        try {
+            functionList = loadPKCS11Library(path);
+        } catch (PKCS11Exception failure) {
+            if (!failure.hasCode() && failure.getMessage().startsWith("LoadLibrary(")) {
+                failure.initCause(NativeLibrary.reasonNotToLoad(path));
+            }
+            throw failure;
+        }
     }
 
     /**
@@ -51,7 +62,7 @@ public class NativePKCS11 implements AutoCloseable {
      * changed. {@link #load} calls this and keeps the result.
      *
      * <p>With the environment variable {@code PKCS11DEBUG} set, the system's reason for a failed load is printed to
-     * standard output.
+     * standard output. {@link #load} tells it without.
      *
      * @param path the path of the file, at most 255 bytes of modified UTF-8; a path of exactly 256 bytes ends the
      *     process at once

@@ -15,10 +15,6 @@ import java.util.Objects;
  * object has been destroyed.
  */
 public class NativePKCS11Object implements PKCS11Object {
-    static {
-        NativeLibrary.load();
-    }
-
     /** The session in which the handle is valid. */
     private final NativePKCS11Session session;
 
@@ -32,6 +28,7 @@ public class NativePKCS11Object implements PKCS11Object {
      * @param objectID the handle, or the number of another Java object for it ({@link #getObjectID})
      */
     public NativePKCS11Object(NativePKCS11Session session, int objectID) {
+        NativeLibrary.require();
         this.session = session;
         this.objectID = objectID;
     }

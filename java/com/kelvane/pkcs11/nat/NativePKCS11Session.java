@@ -30,10 +30,6 @@ import java.util.Objects;
  * equal slots. A library may use a handle again once its session has been closed.
  */
 public class NativePKCS11Session implements AutoCloseable {
-    static {
-        NativeLibrary.load();
-    }
-
     /** The slot of the token. */
     private final NativePKCS11Slot slot;
 
@@ -47,6 +43,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param sessionID the handle, or the number of another object for the session ({@link #getSessionID})
      */
     public NativePKCS11Session(NativePKCS11Slot slot, int sessionID) {
+        NativeLibrary.require();
         this.slot = slot;
         this.sessionID = sessionID;
     }
@@ -803,6 +800,10 @@ public class NativePKCS11Session implements AutoCloseable {
     /**
      * Reads several attributes of an object: one call of the token for all, for the values of fixed length and the
      * lengths of the others, then one for each of these.
+     *
+     * <p>One attribute that the object lacks, or that the token keeps to itself, makes the whole call fail; and every
+     * call leaves the virtual machine's copy of {@code types} behind, some 32 bytes for a few types, which are not given
+     * back as long as the process runs. {@link PKCS11Object#readAttributes} does neither.
      *
      * <p>An element is null where the type is not known, and, unlike the results of the methods for one attribute, for
      * an empty value of kind String, Date or BigInteger.

@@ -12,10 +12,6 @@ import com.kelvane.pkcs11.PKCS11TokenInfo;
  * <p>Two objects are equal if they have the same id in the same {@link NativePKCS11} object.
  */
 public class NativePKCS11Slot implements PKCS11Slot {
-    static {
-        NativeLibrary.load();
-    }
-
     /** The library. */
     private final NativePKCS11 pkcs11;
 
@@ -29,6 +25,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
      * @param slotID the slot id
      */
     public NativePKCS11Slot(NativePKCS11 pkcs11, int slotID) {
+        NativeLibrary.require();
         this.pkcs11 = pkcs11;
         this.slotID = slotID;
     }

@@ -4,6 +4,7 @@ import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
 import static org.junit.jupiter.api.Assumptions.*;
 
+import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.nio.charset.*;
 import java.nio.file.*;
@@ -11,6 +12,7 @@ import java.util.*;
 import java.util.concurrent.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.*;
 
 /**
  * The life of a library: loading, with the words of what is refused, initialisation, and its row in the table with the
@@ -98,12 +100,52 @@ class LoadTest {
         assertEquals("loading\nreturned\nexit 0", loadInAnotherJvm(pathOf(257)));
     }
 
+    /** A library that is missing, a file that is none, a module for another machine: in the system's words. */
+    @Test
+    void aFailedLoadTellsTheSystemsReason() throws Throwable {
+        byte[] module = Files.readAllBytes(Path.of(token.path()));
+        Path text = Files.writeString(scratchFile(".so"), "no module");
+        Path lacking = Files.write(scratchFile(".so"), new String(module, StandardCharsets.ISO_8859_1)
+            .replace("libc.so.6", "libx.so.6").getBytes(StandardCharsets.ISO_8859_1));
+        module[4] = 1; // ELFCLASS32
+        Path narrow = Files.write(scratchFile(".so"), module);
+        String[][] reasons = {{text.toString(), "file too short|invalid ELF header"}, {narrow.toString(), "wrong ELF class"},
+            {lacking.toString(), "libx.so.6: cannot open shared object file"}, {DIRECTORY + "/none.so", "Can't load"}};
+        for (String[] each : reasons) {
+            PKCS11Exception e = assertThrows(PKCS11Exception.class, () -> new NativePKCS11().load(each[0]));
+            assertEquals("LoadLibrary(\"" + each[0] + "\") failed", e.getMessage());
+            assertTrue(e.getCause().getMessage().matches(".*(" + each[1] + ").*"), e.getCause().getMessage());
+        }
+        assertNull(assertThrows(PKCS11Exception.class, () -> new NativePKCS11().load("none.so")).getCause());
+    }
+
+    @Test
+    void aMissingNativeLibraryIsToldInTheSameWordsEveryTime() throws Exception {
+        String told = inAnotherJvm("/none.so", Unloaded.class, "");
+        assertTrue(told.matches("(cannot load the native library: tried tokbridge.library = /none.so, [^\n]*: Can't load "
+            + "library: /none.so\n)\\1\\1exit 0"), told);
+    }
+
+    /** Uses three classes, one after the other. */
+    static final class Unloaded {
+        public static void main(String[] arguments) {
+            Executable[] uses = {NativePKCS11::new, () -> new NativePKCS11Session(null, 1), NativePKCS11::new};
+            for (Executable use : uses) {
+                System.out.print(assertThrows(UnsatisfiedLinkError.class, use).getMessage() + "\n");
+            }
+        }
+    }
+
     private static String loadInAnotherJvm(String path) throws Exception {
+        return inAnotherJvm(System.getProperty("tokbridge.library"), Loading.class, path);
+    }
+
+    private static String inAnotherJvm(String library, Class<?> program, String argument) throws Exception {
         Path output = scratchFile(".txt");
         Process process = new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
             "--enable-native-access=ALL-UNNAMED", "-XX:-CreateCoredumpOnCrash", "-XX:ErrorFile=" + scratchFile(".log"),
-            "-Dtokbridge.test.scratch=" + DIRECTORY, "-Dtokbridge.library=" + System.getProperty("tokbridge.library"),
-            "-cp", System.getProperty("java.class.path"), Loading.class.getName(), path).redirectErrorStream(true)
+            "-Dtokbridge.test.scratch=" + DIRECTORY, "-Dtokbridge.library=" + library, "-cp",
+            System.getProperty("java.class.path"), program.getName(), argument).redirectErrorStream(true)
             .redirectOutput(output.toFile()).start();
         assertTrue(process.waitFor(60, TimeUnit.SECONDS), "the other JVM does not end");
         return Files.readString(output, StandardCharsets.ISO_8859_1) + "exit " + process.exitValue();

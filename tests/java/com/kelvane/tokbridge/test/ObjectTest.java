@@ -278,6 +278,20 @@ class ObjectTest extends SessionFixture {
         }
     }
 
+    /** The label is sensitive, the class absent, the date empty; a lost session ends the reading. */
+    @Test
+    void severalAttributesOneByOne() throws Throwable {
+        answer("", "rv=0x11", "rv=0x12", "rv=0x12", "0x80000001=07", "0x80000001=07", "0x110=");
+        PKCS11Attributes read = key(9).readAttributes(TOKEN, LABEL, CLASS, 0x80000001, START);
+        assertEquals(Arrays.asList(true, null, null, null),
+            Arrays.asList(read.get(TOKEN), read.get(LABEL), read.get(CLASS), read.get(START)));
+        assertArrayEquals(new byte[] {7}, (byte[]) read.get(0x80000001));
+        assertTrue(read.has(TOKEN) && read.has(START) && read.isSensitive(LABEL));
+        assertFalse(read.has(LABEL) || read.has(CLASS) || read.has(VALUE) || read.isSensitive(CLASS));
+        answer("", "rv=0xb3");
+        assertEquals("0xb3", raised(() -> key(9).readAttributes(TOKEN, LABEL)));
+    }
+
     @Test
     void severalAttributesAtOnce() throws Throwable {
         int[] types = {TOKEN, CLASS, LABEL, 0x80000001, VALUE, START, MODULUS, TOKEN};
