@@ -16,9 +16,9 @@ import org.junit.jupiter.api.Test;
  * socket, whose server is killed in mid-work. The tour itself is a test of its own, on both.
  */
 class RealTokenTest {
-    private static final String SOFTHSM = System.getProperty("tokbridge.test.softhsm");
+    static final String SOFTHSM = System.getProperty("tokbridge.test.softhsm");
     private static final Path P11_KIT = Path.of(System.getProperty("tokbridge.test.p11kit"));
-    private static final String REMOTE = P11_KIT.resolve("p11-kit-client.so").toString();
+    static final String REMOTE = P11_KIT.resolve("p11-kit-client.so").toString();
     private final NativePKCS11 library = new NativePKCS11();
 
     private void begin(String module) {
@@ -32,7 +32,7 @@ class RealTokenTest {
     }
 
     /** A session of a user on a new token. */
-    private NativePKCS11Session newToken(String module, String label) {
+    NativePKCS11Session newToken(String module, String label) {
         begin(module);
         slotLabelled("").initToken("officer", label);
         library.libFinalize();
@@ -48,8 +48,15 @@ class RealTokenTest {
     private static Process startServer() throws Exception {
         Path socket = Files.createTempDirectory("p11").resolve("socket");
         ScriptedToken.setenv("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
-        Process server = new ProcessBuilder("p11-kit", "server", "-f", "-n", socket.toString(), "--provider", SOFTHSM,
-            "pkcs11:").redirectErrorStream(true).start();
+        return startServer(socket, System.getenv("SOFTHSM2_CONF"));
+    }
+
+    static Process startServer(Path socket, String configuration) throws Exception {
+        Files.deleteIfExists(socket);
+        ProcessBuilder builder = new ProcessBuilder("p11-kit", "server", "-f", "-n", socket.toString(), "--provider",
+            SOFTHSM, "pkcs11:").redirectErrorStream(true);
+        builder.environment().put("SOFTHSM2_CONF", configuration);
+        Process server = builder.start();
         for (int i = 0; i < 2000 && !Files.exists(socket); i++) {
             Thread.sleep(10);
         }
@@ -57,7 +64,7 @@ class RealTokenTest {
     }
 
     /** The server and the process that it has for each client. */
-    private static void kill(Process server) throws Exception {
+    static void kill(Process server) throws Exception {
         server.descendants().forEach(ProcessHandle::destroyForcibly);
         server.destroyForcibly().waitFor();
     }

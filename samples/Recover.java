@@ -1,0 +1,60 @@
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
+import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.nat.NativePKCS11;
+import com.kelvane.pkcs11.nat.NativePKCS11Session;
+import java.util.Arrays;
+import java.util.function.Consumer;
+
+/** Draws random bytes at each key, also after a session was lost or the module's other end was gone for a while. */
+public final class Recover implements AutoCloseable {
+    private final String module, tokenLabel;
+    private NativePKCS11 library = new NativePKCS11();
+    private NativePKCS11Session session;
+
+    public static void main(String[] arguments) throws Exception {
+        byte[] random = new byte[16];
+        try (Recover token = new Recover(arguments[0], arguments[1])) {
+            while (System.in.read() >= 0) {
+                token.run(session -> session.generateRandom(random, 0, random.length));
+                System.out.println("drawn");
+            }
+        }
+    }
+    Recover(String module, String tokenLabel) {
+        this.module = module;
+        this.tokenLabel = tokenLabel;
+    }
+    /** Does work that may be done twice: nobody knows how far the attempt came that failed. */
+    void run(Consumer<NativePKCS11Session> work) throws InterruptedException {
+        for (int attempt = 1;; attempt++) {
+            try {
+                session = session == null ? open() : session;
+                work.accept(session);
+                return;
+            } catch (PKCS11Exception e) {
+                close();
+                if (attempt == 5 || e.getCode() == CKR_PIN_INCORRECT) { // tried again, that locks the token
+                    throw e;
+                }
+                Thread.sleep(200L * attempt);
+            }
+        }
+    }
+    private NativePKCS11Session open() {
+        library = new NativePKCS11(); // objects of the library's former life are of no use any more
+        library.load(module);
+        library.libInitialize();
+        NativePKCS11Session opened = Arrays.stream(library.getSlotList(true)) // slot ids may have changed
+            .filter(each -> each.getTokenInfo().getLabel().equals(tokenLabel)).findFirst()
+            .orElseThrow(() -> new PKCS11Exception(CKR_TOKEN_NOT_PRESENT)).openSession(CKF_SERIAL_SESSION, null);
+        opened.login(false, System.getenv("TOKEN_PIN"));
+        return opened;
+    }
+    @Override public void close() {
+        session = null;
+        try {
+            library.close(); // ends the session too
+        } catch (PKCS11Exception e) { } // the library is given back even so
+    }
+}

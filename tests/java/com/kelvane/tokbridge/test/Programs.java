@@ -1,0 +1,75 @@
+package com.kelvane.tokbridge.test;
+
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.nat.*;
+import java.io.*;
+import java.nio.charset.*;
+import java.nio.file.*;
+import java.util.*;
+import java.util.concurrent.*;
+import java.util.function.*;
+
+/** Java programs in processes of their own, and a SoftHSM2 directory that they share; the user's PIN is 1234. */
+final class Programs {
+    final Path directory = temporaryDirectory();
+    private final Path configuration = directory.resolve("softhsm2.conf");
+    private final Path socket = directory.resolve("socket");
+
+    Programs() {
+        try {
+            Files.createDirectory(directory.resolve("tokens"));
+            Files.writeString(configuration, "directories.tokendir = " + directory.resolve("tokens")
+                + "\nobjectstore.backend = file\nlog.level = ERROR\n");
+        } catch (IOException e) {
+            throw new UncheckedIOException(e);
+        }
+    }
+
+    private static Path temporaryDirectory() {
+        try {
+            return Files.createTempDirectory("run");
+        } catch (IOException e) {
+            throw new UncheckedIOException(e);
+        }
+    }
+
+    /** Makes tokens, and does something in a session of the user on each. */
+    void onNewTokens(List<String> labels, Consumer<NativePKCS11Session> work) {
+        assertDoesNotThrow(() -> Harness.withEnvironment("SOFTHSM2_CONF", configuration.toString(), () -> {
+            for (String label : labels) {
+                NativePKCS11Session session = new RealTokenTest().newToken(RealTokenTest.SOFTHSM, label);
+                work.accept(session);
+                session.getSlot().getPKCS11().libFinalize();
+            }
+        }));
+    }
+
+    /** Serves the tokens on a socket, always the same. */
+    Process serve() throws Exception {
+        return RealTokenTest.startServer(socket, configuration.toString());
+    }
+
+    Process java(String library, String program, String... arguments) throws IOException {
+        List<String> command = new ArrayList<>(List.of(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+            "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + library, "-cp",
+            System.getProperty("java.class.path"), program));
+        command.addAll(List.of(arguments));
+        ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
+        builder.environment().put("SOFTHSM2_CONF", configuration.toString());
+        builder.environment().put("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
+        builder.environment().put("TOKEN_PIN", "1234");
+        return builder.start();
+    }
+
+    static BufferedReader told(Process process) {
+        return new BufferedReader(new InputStreamReader(process.getInputStream(), StandardCharsets.UTF_8));
+    }
+
+    /** All that a process tells, and how it ends. */
+    static String outcome(Process process) throws Exception {
+        String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
+        assertTrue(process.waitFor(60, TimeUnit.SECONDS), "it does not end");
+        return told + "exit " + process.exitValue();
+    }
+}

@@ -1,0 +1,108 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static com.kelvane.tokbridge.test.Harness.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.io.*;
+import java.math.*;
+import java.nio.file.*;
+import java.util.*;
+import org.junit.jupiter.api.*;
+
+/** The samples as a user runs them, each in a process of its own, on SoftHSM2. */
+class SamplesTest {
+    private final Programs programs = new Programs();
+    private final String softhsm = RealTokenTest.SOFTHSM;
+
+    private Process start(String sample, String... arguments) throws IOException {
+        return programs.java(System.getProperty("tokbridge.library"), sample, arguments);
+    }
+
+    private String outcome(String sample, String... arguments) throws Exception {
+        Process process = start(sample, arguments);
+        process.getOutputStream().close();
+        return Programs.outcome(process);
+    }
+
+    @Test
+    void keysAndFiles() throws Exception {
+        programs.onNewTokens(List.of("first", "second"), session -> {
+            session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
+                new int[] {CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT, CKA_TOKEN, CKA_LABEL},
+                new Object[] {2048, BigInteger.valueOf(65537), true, "key"},
+                new int[] {CKA_TOKEN, CKA_LABEL, CKA_SIGN}, new Object[] {true, "key", true});
+            session.generateKey(CKM_AES_KEY_GEN, null, new int[] {CKA_VALUE_LEN, CKA_TOKEN, CKA_LABEL, CKA_EXTRACTABLE},
+                new Object[] {16, true, "moved", true});
+        });
+        assertEquals("The JDK verifies the signature.\nexit 0", outcome("Sign", softhsm, "first", "key"));
+        assertTrue(outcome("Sign", softhsm, "first", "none").contains("no key has the label none"));
+        assertEquals("The key is on both tokens.\nexit 0", outcome("MoveKey", softhsm, "first", "second", "moved"));
+        assertEquals("100 digests from 4 sessions.\nexit 0", outcome("Pool", softhsm, "first"));
+        for (int size : new int[] {0, 1, 16383, 16384, 100_000}) {
+            Path plain = scratchFile(".plain"), hidden = scratchFile(".hidden"), shown = scratchFile(".shown");
+            byte[] content = new byte[size];
+            new Random(size).nextBytes(content);
+            Files.write(plain, content);
+            int padded = size / 16 * 16 + 16;
+            assertEquals(size + " bytes became " + padded + " and came back.\nexit 0",
+                outcome("CryptFile", softhsm, "first", plain.toString(), hidden.toString(), shown.toString()));
+            assertArrayEquals(content, Files.readAllBytes(shown));
+        }
+    }
+
+    /** In this process, where a scripted token's slot can be emptied and filled again. */
+    @Test
+    void tokensThatComeAndGo() throws Throwable {
+        ScriptedToken token = ScriptedToken.copy();
+        InputStream in = System.in;
+        PrintStream out = System.out;
+        PipedOutputStream key = new PipedOutputStream();
+        PipedInputStream told = new PipedInputStream();
+        BufferedReader lines = new BufferedReader(new InputStreamReader(told));
+        System.setIn(new PipedInputStream(key));
+        System.setOut(new PrintStream(new PipedOutputStream(told), true));
+        try {
+            Background watch = Harness.start(() -> Class.forName("Watch").getMethod("main", String[].class)
+                .invoke(null, (Object) new String[] {token.path()}));
+            String come = lines.readLine();
+            assertTrue(come.startsWith("+ "), come);
+            token.always("C_GetTokenInfo", "rv=0xe0");
+            assertEquals(come.replace('+', '-'), lines.readLine());
+            token.always("C_GetTokenInfo", "");
+            assertEquals(come, lines.readLine());
+            key.write('\n');
+            key.flush();
+            assertEquals("No longer watching.", lines.readLine());
+            watch.finish();
+        } finally {
+            System.setIn(in);
+            System.setOut(out);
+        }
+    }
+
+    /** The module's other end is killed and started again between two draws. */
+    @Test
+    void aModuleThatRestarts() throws Exception {
+        programs.onNewTokens(List.of("far away"), session -> { });
+        Process server = programs.serve();
+        try {
+            Process recover = start("Recover", RealTokenTest.REMOTE, "far away");
+            BufferedReader told = Programs.told(recover);
+            OutputStream keys = recover.getOutputStream();
+            for (int round = 0; round < 3; round++) {
+                keys.write('\n');
+                keys.flush();
+                assertEquals("drawn", told.readLine());
+                RealTokenTest.kill(server);
+                server = programs.serve();
+            }
+            keys.close();
+            assertEquals(0, recover.waitFor());
+        } finally {
+            RealTokenTest.kill(server);
+        }
+    }
+}
