@@ -1,8 +1,9 @@
-# add_java(<target> <jar> SOURCES <file>... [USES <target or jar>...] [HEADERS <target>] [MANIFEST <file>])
+# add_java(<target> <jar> SOURCES <file>... [USES <target or jar>...] [HEADERS <target>] [MANIFEST <file>]
+#     [RESOURCE <file>])
 #
 # Compiles Java sources into a jar. The target's property JAR names it, SOURCE_LIST a file that lists the sources for
-# Java's tools. HEADERS is an interface target that brings the JNI headers of the native methods. Two builds make the
-# same jar: its entries are sorted and carry RELEASE_DATE.
+# Java's tools. HEADERS is an interface target that brings the JNI headers of the native methods. RESOURCE goes into the
+# jar as it is. Two builds make the same jar: its entries are sorted and carry RELEASE_DATE.
 
 set(JAVAC_FLAGS --release 11 -Xlint:all -encoding UTF-8)
 if(Java_VERSION_MAJOR LESS_EQUAL 25) # a later compiler may warn of more
@@ -30,7 +31,7 @@ function(java_class_path variable)
 endfunction()
 
 function(add_java target jar)
-    cmake_parse_arguments(PARSE_ARGV 2 JAVA "" "HEADERS;MANIFEST" "SOURCES;USES")
+    cmake_parse_arguments(PARSE_ARGV 2 JAVA "" "HEADERS;MANIFEST;RESOURCE" "SOURCES;USES")
     set(work ${CMAKE_CURRENT_BINARY_DIR}/${target})
     java_jars(uses ${JAVA_USES})
     java_class_path(class_path ${JAVA_USES})
@@ -41,13 +42,19 @@ function(add_java target jar)
     if(JAVA_MANIFEST)
         set(manifest --manifest ${JAVA_MANIFEST})
     endif()
+    set(resource)
+    if(JAVA_RESOURCE)
+        cmake_path(GET JAVA_RESOURCE PARENT_PATH directory)
+        cmake_path(GET JAVA_RESOURCE FILENAME name)
+        set(resource -C ${directory} ${name})
+    endif()
     add_custom_command(OUTPUT ${jar}
         COMMAND ${CMAKE_COMMAND} -E rm -rf ${work}/classes
         COMMAND ${JAVA_TOOL} ${Java_JAVAC_EXECUTABLE} ${JAVAC_FLAGS} -cp "${class_path}" -d ${work}/classes
             -h ${work}/headers @${work}/sources
         COMMAND ${JAVA_TOOL} ${Java_JAR_EXECUTABLE} --create --file ${jar} --date ${RELEASE_DATE} ${manifest}
-            -C ${work}/classes .
-        DEPENDS ${JAVA_SOURCES} ${uses} ${JAVA_MANIFEST}
+            -C ${work}/classes . ${resource}
+        DEPENDS ${JAVA_SOURCES} ${uses} ${JAVA_MANIFEST} ${JAVA_RESOURCE}
         COMMENT "Compiling ${target}"
         VERBATIM)
     add_custom_target(${target} ALL DEPENDS ${jar})

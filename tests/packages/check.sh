@@ -20,7 +20,9 @@ softhsm=/usr/lib/softhsm/libsofthsm2.so
 mkdir tokens
 printf 'directories.tokendir = /opt/work/tokens\n' >softhsm2.conf
 export SOFTHSM2_CONF=/opt/work/softhsm2.conf
-tokbridge | grep '^All checks of'
+tokbridge quickstart | grep '^All checks of'
+tokbridge info --module $softhsm | grep 'quickstart'
+bash -n /usr/share/bash-completion/completions/tokbridge
 java -cp /usr/share/java/tokbridge.jar:. app.App $softhsm
 zcat /usr/share/man/man1/tokbridge.1.gz | grep -q '^\.Nm tokbridge'
 apt-get remove -y -qq libtokbridge-jni >/dev/null

@@ -13,7 +13,7 @@ work=$(mktemp -d)
 
 copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
 mkdir "$copy"
-for part in CMakeLists.txt cmake include src java tool packaging; do
+for part in CMakeLists.txt cmake docs include src java tool packaging; do
     cp -R "$here/../../$part" "$copy"
 done
 export LC_ALL=C JAVA_TOOL_OPTIONS=-Dseen=yes
@@ -36,7 +36,7 @@ installed=$work/copy$prefix
 mkdir "$work/tokens"
 printf 'directories.tokendir = %s/tokens\nobjectstore.backend = file\n' "$work" >"$work/softhsm2.conf"
 export SOFTHSM2_CONF="$work/softhsm2.conf"
-"$installed/bin/tokbridge" --softhsm "$softhsm" >"$work/log" 2>&1 || {
+"$installed/bin/tokbridge" quickstart --softhsm "$softhsm" >"$work/log" 2>&1 || {
     cat "$work/log"
     exit 1
 }

@@ -45,11 +45,16 @@ final class CipherSteps {
         token.step("AES-256 GCM", CKM_AES_GCM, this::gcm);
         token.step("AES-256 CBC, a stream of " + CHUNK * CHUNKS / (1024 * 1024) + " MiB", CKM_AES_CBC_PAD,
             this::stream);
-        token.step("SHA-256 in parts", this::digest);
+        digests();
         token.step("AES key wrap", CKM_AES_KEY_WRAP, this::wrap);
         token.step("Keys derived by encrypting data with AES", CKM_AES_CBC_ENCRYPT_DATA, this::deriveWithAES);
         token.step("Keys derived by encrypting data with triple DES", CKM_DES3_CBC_ENCRYPT_DATA,
             this::deriveWithTripleDES);
+    }
+
+    /** The steps without a key. */
+    void digests() {
+        token.step("SHA-256 in parts", CKM_SHA256, this::digest);
     }
 
     private void cbc(NativePKCS11Session session) throws Exception {

@@ -40,9 +40,9 @@ final class EllipticCurveSteps {
     }
 
     void run() {
-        tour.step("P-256 key pair", this::generate);
+        token.step("P-256 key pair", CKM_EC_KEY_PAIR_GEN, session -> generate());
         if (inJdk != null) {
-            token.step("ECDSA signature", this::sign);
+            token.step("ECDSA signature", CKM_ECDSA, this::sign);
             token.step("ECDH key agreement", CKM_ECDH1_DERIVE, this::derive);
         }
     }

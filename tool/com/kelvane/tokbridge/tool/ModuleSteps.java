@@ -2,16 +2,14 @@ package com.kelvane.tokbridge.tool;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
-import com.kelvane.pkcs11.PKCS11MechanismInfo;
 import com.kelvane.pkcs11.PKCS11Slot;
-import com.kelvane.pkcs11.PKCS11SlotInfo;
-import com.kelvane.pkcs11.PKCS11TokenInfo;
 import com.kelvane.pkcs11.PKCS11Version;
 import com.kelvane.pkcs11.nat.NativePKCS11;
 import com.kelvane.pkcs11.nat.NativePKCS11Info;
+import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
-import java.util.stream.Collectors;
+import java.util.Map;
 import java.util.stream.IntStream;
 
 /** Loads a module and describes it: the library, its slots, their tokens and mechanisms. Changes nothing. */
@@ -75,13 +73,8 @@ final class ModuleSteps {
     }
 
     private void describeLibrary() {
+        Table.of(Description.library(library)).print(tour.out());
         NativePKCS11Info info = library.getInfo();
-        new Table("Library", info.getLibraryDescription())
-            .row("Version", PKCS11Version.toString(info.getLibraryVersion()))
-            .row("Maker", info.getManufacturerID())
-            .row("Cryptoki", PKCS11Version.toString(info.getCryptokiVersion()))
-            .row("Bridge", info.getNativeVersion())
-            .print(System.out);
         // The function list is of version 2, or it had not been loaded; a module that has others too may tell theirs here.
         int major = PKCS11Version.major(info.getCryptokiVersion());
         tour.check("it is Cryptoki of version 2 or 3", major == 2 || major == 3);
@@ -89,51 +82,22 @@ final class ModuleSteps {
     }
 
     private void describeSlot(PKCS11Slot slot, boolean tokenPresent) {
-        PKCS11SlotInfo info = slot.getInfo();
-        Table table = new Table("Slot", "0x" + Integer.toHexString(slot.getSlotID()))
-            .row("Description", info.getSlotDescription())
-            .row("Maker", info.getManufacturerID());
+        Map<String, Object> described = Description.slot(slot);
         if (tokenPresent) {
-            PKCS11TokenInfo token = slot.getTokenInfo();
-            table.row("Token", token.isInitialized() ? "\"" + token.getLabel() + "\"" : "not initialised")
-                .row("Model", token.getManufacturerID() + " " + token.getModel())
-                .row("Serial number", token.getSerialNumber())
-                .row("PIN", Integer.toUnsignedString(token.getMinPinLen()) + " to "
-                    + Integer.toUnsignedString(token.getMaxPinLen()) + " bytes, "
-                    + (token.isUserPinInitialized() ? "set" : "not set")
-                    + (token.isUserPinLocked() ? ", locked" : ""));
+            described.putAll(Description.token(slot));
         }
-        table.print(System.out);
-        tour.check("slot and token list agree", info.isTokenPresent() == tokenPresent);
+        Table.of(described).print(tour.out());
+        tour.check("slot and token list agree", described.get("tokenPresent").equals(tokenPresent));
     }
 
     private void describeMechanisms(PKCS11Slot slot) {
         int[] types = slot.getMechanismList();
-        Table table = new Table("Mechanism", "Key size", "to", "Uses");
+        List<Map<String, Object>> described = new ArrayList<>();
         for (int type : types) {
-            String name = nameOf("CKM_", type);
-            tour.attempt(name, () -> {
-                PKCS11MechanismInfo info = slot.getMechanismInfo(type);
-                boolean keyless = info.getMinKeySize() == 0 && info.getMaxKeySize() == 0;
-                table.row(name, keyless ? "-" : number(info.getMinKeySize()),
-                    keyless ? "-" : number(info.getMaxKeySize()), uses(info));
-            });
+            tour.attempt(nameOf("CKM_", type), () -> described.add(Description.mechanism(slot, type)));
         }
         tour.note(slot + ": " + types.length + " mechanisms; key sizes in bits or bytes, as each one counts");
-        table.print(System.out);
+        Table.of(described).print(tour.out());
         tour.check("each mechanism is listed once", IntStream.of(types).distinct().count() == types.length);
-    }
-
-    private static Object number(int value) {
-        return value == CK_UNAVAILABLE_INFORMATION ? "not told" : Integer.toUnsignedLong(value);
-    }
-
-    private static String uses(PKCS11MechanismInfo info) {
-        boolean[] set = {info.canEncrypt(), info.canDecrypt(), info.canDigest(), info.canSign(), info.canVerify(),
-            info.canGenerate(), info.canGenerateKeyPair(), info.canWrap(), info.canUnwrap(), info.canDerive()};
-        String[] names = {"encrypt", "decrypt", "digest", "sign", "verify", "generate", "generate pair", "wrap",
-            "unwrap", "derive"};
-        return IntStream.range(0, set.length).filter(i -> set[i]).mapToObj(i -> names[i])
-            .collect(Collectors.joining(", "));
     }
 }

@@ -2,14 +2,14 @@ package com.kelvane.tokbridge.tool;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
-import com.kelvane.pkcs11.PKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
+import java.math.BigInteger;
 import java.nio.charset.StandardCharsets;
+import java.security.SecureRandom;
 import java.time.LocalDate;
 import java.time.ZoneId;
 import java.time.ZoneOffset;
-import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Date;
 import java.util.List;
@@ -18,46 +18,49 @@ import java.util.List;
 final class ObjectSteps {
     private static final LocalDate START = LocalDate.of(2024, 2, 29);
     private static final LocalDate END = LocalDate.of(2034, 12, 31);
-    private static final byte[] ID = {0x51, 0x53, 0x01};
 
     private final Tour tour;
     private final Token token;
 
+    /** What no other object has, so that those of others are not taken for one's own. */
+    private final byte[] id = new byte[16];
+    private final String label;
+
     ObjectSteps(Tour tour, Token token) {
         this.tour = tour;
         this.token = token;
+        new SecureRandom().nextBytes(id);
+        label = "tokbridge's own, to be destroyed " + new BigInteger(1, id).toString(Character.MAX_RADIX);
     }
 
     void run() {
         token.step("Data object", this::dataObject);
-        token.step("Secret key with label, id and dates", this::secretKey);
-        token.step("Nothing is left", session -> tour.check("a search for all objects finds none",
-            find(session, Template.of()).isEmpty()));
+        token.step("Secret key with label, id and dates", CKM_AES_KEY_GEN, this::secretKey);
     }
 
     private void dataObject(NativePKCS11Session session) throws Exception {
         byte[] content = "Some bytes to keep".getBytes(StandardCharsets.UTF_8);
-        Template made = Template.of(CKA_CLASS, CKO_DATA, CKA_TOKEN, true, CKA_PRIVATE, false, CKA_LABEL, "notes",
-            CKA_APPLICATION, "quickstart", CKA_VALUE, content);
-        NativePKCS11Object data = session.createObject(made.types, made.values);
+        Template made = Template.of(CKA_CLASS, CKO_DATA, CKA_TOKEN, true, CKA_PRIVATE, false, CKA_LABEL, label,
+            CKA_APPLICATION, "tokbridge", CKA_VALUE, content);
+        NativePKCS11Object data = token.make(session, made);
         tour.check("the object is found by its label",
-            find(session, Template.of(CKA_CLASS, CKO_DATA, CKA_LABEL, "notes")).equals(List.of(data)));
-        tour.check("no object has another label", find(session, Template.of(CKA_LABEL, "note")).isEmpty());
+            ListObjects.find(session, Template.of(CKA_CLASS, CKO_DATA, CKA_LABEL, label)).equals(List.of(data)));
+        tour.check("no object has another label", ListObjects.find(session, Template.of(CKA_LABEL, label + ".")).isEmpty());
         checkAttributes(session, data, made);
 
-        data.setAttributeValue(CKA_LABEL, "changed notes");
-        tour.check("the label is changed", data.getStringAttributeValue(CKA_LABEL).equals("changed notes"));
-        Template change = Template.of(CKA_LABEL, "copied notes", CKA_TOKEN, false);
+        data.setAttributeValue(CKA_LABEL, "changed, " + label);
+        tour.check("the label is changed", data.getStringAttributeValue(CKA_LABEL).equals("changed, " + label));
+        Template change = Template.of(CKA_LABEL, "copied, " + label, CKA_TOKEN, false);
         NativePKCS11Object copy = data.copy(change.types, change.values);
         tour.check("the copy has the content and a label of its own",
             Arrays.equals(copy.getByteArrayAttributeValue(CKA_VALUE), content)
-                && copy.getStringAttributeValue(CKA_LABEL).equals("copied notes")
-                && data.getStringAttributeValue(CKA_LABEL).equals("changed notes"));
+                && copy.getStringAttributeValue(CKA_LABEL).equals("copied, " + label)
+                && data.getStringAttributeValue(CKA_LABEL).equals("changed, " + label));
         int size = data.size();
         tour.check("the size is told, or told to be unknown", size == CK_UNAVAILABLE_INFORMATION || size > 0);
         tour.note("size on the token: " + (size == CK_UNAVAILABLE_INFORMATION ? "not told" : size + " bytes"));
         copy.destroy();
-        data.destroy();
+        token.destroy(data);
         tour.checkRefused("a destroyed object cannot be read", () -> data.getStringAttributeValue(CKA_LABEL),
             CKR_OBJECT_HANDLE_INVALID);
     }
@@ -65,16 +68,16 @@ final class ObjectSteps {
     private void secretKey(NativePKCS11Session session) throws Exception {
         // Public, since SoftHSM2 answers CKR_GENERAL_ERROR for the dates of private keys.
         Template made = Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_AES, CKA_TOKEN, true, CKA_PRIVATE,
-            false, CKA_LABEL, "key of the tour", CKA_ID, ID, CKA_START_DATE, date(START), CKA_END_DATE, date(END),
+            false, CKA_LABEL, label, CKA_ID, id, CKA_START_DATE, date(START), CKA_END_DATE, date(END),
             CKA_SENSITIVE, true, CKA_EXTRACTABLE, false, CKA_ENCRYPT, true);
         Template withValue = made.and(CKA_VALUE, Keys.random(session, 32));
-        NativePKCS11Object key = session.createObject(withValue.types, withValue.values);
+        NativePKCS11Object key = token.make(session, withValue);
         tour.check("the key is found by class and id",
-            find(session, Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_ID, ID)).equals(List.of(key)));
+            ListObjects.find(session, Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_ID, id)).equals(List.of(key)));
         checkAttributes(session, key, made);
         tour.checkRefused("its value cannot be read", () -> key.getByteArrayAttributeValue(CKA_VALUE),
             CKR_ATTRIBUTE_SENSITIVE);
-        key.destroy();
+        token.destroy(key);
     }
 
     /** Prints the attributes of an object, and checks that they are those it was made with. */
@@ -88,7 +91,7 @@ final class ObjectSteps {
                 ? day((Date) read[i]).equals(day((Date) made.values[i], ZoneOffset.UTC))
                 : Arrays.deepEquals(new Object[] {read[i]}, new Object[] {made.values[i]});
         }
-        table.print(System.out);
+        table.print(tour.out());
         tour.check("all attributes are read back as they were set", equal);
     }
 
@@ -119,15 +122,5 @@ final class ObjectSteps {
 
     private static LocalDate day(Date date, ZoneId zone) {
         return date.toInstant().atZone(zone).toLocalDate();
-    }
-
-    private static List<PKCS11Object> find(NativePKCS11Session session, Template template) {
-        List<PKCS11Object> found = new ArrayList<>();
-        session.findObjectsInit(template.types, template.values);
-        for (PKCS11Object object = session.findObject(); object != null; object = session.findObject()) {
-            found.add(object);
-        }
-        session.findObjectsFinal();
-        return found;
     }
 }

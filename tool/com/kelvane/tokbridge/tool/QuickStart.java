@@ -1,130 +1,90 @@
 package com.kelvane.tokbridge.tool;
 
 import java.io.IOException;
+import java.io.PrintStream;
 import java.io.Reader;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Properties;
 import java.util.concurrent.Callable;
-import picocli.CommandLine;
 import picocli.CommandLine.Command;
+import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
-import picocli.CommandLine.ParameterException;
 
-/**
- * The program quickstart: shows on a throw-away SoftHSM2 token what the library does, and checks every result; or
- * describes any other Cryptoki module without changing it.
- *
- * <p>The exit status is 0 if all checks held, 1 if one failed, 2 if the program cannot start.
- */
-@Command(name = "quickstart", sortOptions = false, description = {
-    "Tours the library on a token that it makes in a throw-away SoftHSM2 directory, named by the configuration file in "
-        + "the environment variable SOFTHSM2_CONF, and checks every result.",
-    "With --module it only describes another module."})
-public final class QuickStart implements Callable<Integer> {
-    private static final String SOFTHSM = "/usr/lib/softhsm/libsofthsm2.so";
-
-    /** A path of 256 bytes would end the process: longer ones than this are not passed on. */
-    private static final int LONGEST_PATH = 255;
-
-    @Option(names = "--module", paramLabel = "PATH", description = "Describe this module: the library, its slots, "
-        + "tokens and mechanisms. Nothing is initialised but the library, no session is opened, nobody logged in.")
-    private String module;
-
-    @Option(names = "--softhsm", paramLabel = "PATH", description = "The SoftHSM2 module of the tour; " + SOFTHSM
-        + " if it is not given.")
+/** The command quickstart: shows on a throw-away SoftHSM2 token what the library does, and checks every result. */
+@Command(name = "quickstart", mixinStandardHelpOptions = true, sortOptions = false, description = "Tours the library on a "
+    + "token that it makes in a throw-away SoftHSM2 directory, named by the configuration file in the environment variable "
+    + "SOFTHSM2_CONF, and checks every result.")
+final class QuickStart implements Callable<Integer> {
+    @Option(names = "--softhsm", paramLabel = "PATH", defaultValue = "/usr/lib/softhsm/libsofthsm2.so", description =
+        "The SoftHSM2 module of the tour; ${DEFAULT-VALUE} if it is not given.")
     private String softhsm;
 
     @Option(names = "--leave-out", description = "Leave the steps out whose mechanism the token does not offer; they "
         + "fail otherwise.")
     private boolean leaveOut;
 
-    @Option(names = {"-h", "--help"}, usageHelp = true, description = "Show this text.")
-    private boolean help;
-
-    /**
-     * Runs the program.
-     *
-     * @param arguments its options
-     */
-    public static void main(String[] arguments) {
-        System.exit(new CommandLine(new QuickStart()).setParameterExceptionHandler((e, given) -> {
-            System.err.println("quickstart: " + e.getMessage() + "; --help shows the options");
-            return CommandLine.ExitCode.USAGE;
-        }).execute(arguments));
-    }
+    @Mixin
+    private Output output;
 
     @Override
     public Integer call() {
-        if (module != null && softhsm != null) {
-            throw new ParameterException(new CommandLine(this), "--module and --softhsm exclude each other");
-        }
-        String path = module != null ? module : softhsm != null ? softhsm : SOFTHSM;
-        String obstacle = obstacle(path);
-        if (obstacle == null && module == null) {
-            obstacle = tokenDirectoryObstacle(System.getenv("SOFTHSM2_CONF"));
-        }
-        if (obstacle != null) {
-            System.err.println("quickstart: " + obstacle);
-            return CommandLine.ExitCode.USAGE;
-        }
-
-        Tour tour = new Tour(leaveOut);
+        String path = ModuleChoice.path(softhsm);
+        checkTokenDirectory(System.getenv("SOFTHSM2_CONF"));
+        PrintStream out = output.text();
+        Tour tour = new Tour(out, leaveOut);
         ModuleSteps steps = new ModuleSteps(tour, path);
         if (steps.load()) {
             steps.describe();
-            if (module == null) {
-                tourToken(tour, steps);
-            }
+            tourToken(tour, steps);
             steps.finalizeLibrary();
-        } else {
-            System.err.println("quickstart: is this a Cryptoki library for this machine, and does it find its own "
-                + "configuration? With PKCS11DEBUG=1 the system's reason for a file that does not load is printed");
         }
-        return tour.finish();
+        out.println("\n== Summary");
+        Table.of(tour.results()).print(out);
+        output.result(tour.results());
+        if (tour.failed() == 0) {
+            out.println("\nAll checks of " + tour.results().size() + " steps held.");
+            return Main.DONE;
+        }
+        System.err.println("tokbridge: " + tour.failed() + " of " + tour.results().size() + " steps failed");
+        return Main.NEGATIVE;
     }
 
     private static void tourToken(Tour tour, ModuleSteps module) {
-        Token token = new Token(tour, module);
-        if (token.initialize() && token.open()) {
+        NewToken made = new NewToken(tour, module);
+        Token token = made.initialize() ? made.open() : null;
+        if (token != null) {
             token.drawRandom();
             new ObjectSteps(tour, token).run();
             new CipherSteps(tour, token).run();
             new RsaSteps(tour, token).run();
             new EllipticCurveSteps(tour, token).run();
-            token.close();
+            token.compare();
+            made.close();
         }
     }
 
-    /** Says why a module cannot be loaded, as far as that can be seen beforehand; null if it may be. */
-    private static String obstacle(String path) {
-        if (path.getBytes(StandardCharsets.UTF_8).length > LONGEST_PATH) {
-            return "the module's path is longer than " + LONGEST_PATH + " bytes";
-        }
-        // A name without a slash is looked for by the system in its own directories.
-        boolean missing = path.contains("/") && !Files.isRegularFile(Path.of(path));
-        return path.isEmpty() || missing ? "there is no module \"" + path + "\"" : null;
-    }
-
-    /** Says why SoftHSM2 would have no directory to make a token in; null if it has one. */
-    private static String tokenDirectoryObstacle(String file) {
-        String wanted = "; the tour needs it to name a configuration file whose directories.tokendir is a throw-away "
-            + "directory, since it makes a token there";
-        if (file == null || file.isEmpty()) {
-            return "SOFTHSM2_CONF is not set" + wanted;
-        }
+    /** Makes sure that SoftHSM2 has a directory to make a token in. */
+    private static void checkTokenDirectory(String file) {
         Properties configuration = new Properties();
-        try (Reader reader = Files.newBufferedReader(Path.of(file))) {
-            configuration.load(reader);
-        } catch (IOException | IllegalArgumentException e) {
-            return "SOFTHSM2_CONF names \"" + file + "\", which cannot be read" + wanted;
+        String obstacle = null;
+        if (file == null || file.isEmpty()) {
+            obstacle = "SOFTHSM2_CONF is not set";
+        } else {
+            try (Reader reader = Files.newBufferedReader(Path.of(file))) {
+                configuration.load(reader);
+                String directory = configuration.getProperty("directories.tokendir", "").strip();
+                if (directory.isEmpty() || !Files.isDirectory(Path.of(directory))) {
+                    obstacle = "SOFTHSM2_CONF names \"" + file + "\", whose directories.tokendir \"" + directory
+                        + "\" is no directory";
+                }
+            } catch (IOException | IllegalArgumentException e) {
+                obstacle = "SOFTHSM2_CONF names \"" + file + "\", which cannot be read";
+            }
         }
-        String directory = configuration.getProperty("directories.tokendir", "").strip();
-        if (directory.isEmpty() || !Files.isDirectory(Path.of(directory))) {
-            return "SOFTHSM2_CONF names \"" + file + "\", whose directories.tokendir \"" + directory
-                + "\" is no directory" + wanted;
+        if (obstacle != null) {
+            throw new Failure(Main.USAGE, "the tour cannot start", obstacle, "let SOFTHSM2_CONF name a configuration file "
+                + "whose directories.tokendir is a throw-away directory: the tour makes a token there");
         }
-        return null;
     }
 }

@@ -3,13 +3,47 @@ package com.kelvane.tokbridge.tool;
 import java.io.PrintStream;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Locale;
+import java.util.Map;
+import java.util.stream.Collectors;
 
-/** A table with a headline and columns as wide as their widest cell; columns of numbers stand to the right. */
+/**
+ * A table with a headline and columns as wide as their widest cell; columns of numbers stand to the right. On a terminal
+ * that is too narrow the last column goes over several lines.
+ */
 final class Table {
+    private static final String INDENT = "   ";
+    private static final int NARROWEST_COLUMN = 16;
     private final List<Object[]> rows = new ArrayList<>();
+
+    private Table() {
+    }
 
     Table(Object... head) {
         rows.add(head);
+    }
+
+    /** A table of names and values. */
+    static Table of(Map<String, Object> values) {
+        Table table = new Table();
+        values.forEach((name, value) -> table.row(words(name), value));
+        return table;
+    }
+
+    /** A table of rows that have the same names. */
+    static Table of(List<Map<String, Object>> rows) {
+        Table table = new Table(rows.get(0).keySet().stream().map(Table::words).toArray());
+        rows.forEach(row -> table.row(row.values().toArray()));
+        return table;
+    }
+
+    /** A name as people write it: "serialNumber" is "Serial number". */
+    private static String words(String name) {
+        if (name.equals("ms")) {
+            return name;
+        }
+        String words = name.replaceAll("([A-Z])", " $1").toLowerCase(Locale.ROOT).replace("pin", "PIN");
+        return words.substring(0, 1).toUpperCase(Locale.ROOT) + words.substring(1);
     }
 
     /** Adds a row of as many cells as the headline has. */
@@ -28,19 +62,56 @@ final class Table {
                 numbers[i] |= row[i] instanceof Number;
             }
         }
+        int terminal = out == System.out ? Output.width() : 0;
+        int before = INDENT.length() + 2;
+        for (int i = 0; i < columns - 1; i++) {
+            before += width[i] + 2;
+        }
+        int room = terminal == 0 ? Integer.MAX_VALUE : Math.max(terminal - before, NARROWEST_COLUMN);
+        width[columns - 1] = Math.min(width[columns - 1], room);
         for (Object[] row : rows) {
-            StringBuilder line = new StringBuilder("   ");
-            for (int i = 0; i < columns; i++) {
-                String cell = text(row[i]);
-                String gap = " ".repeat(width[i] - cell.length());
-                line.append("  ").append(numbers[i] ? gap + cell : cell + gap);
+            StringBuilder line = new StringBuilder(INDENT);
+            for (int i = 0; i < columns - 1; i++) {
+                line.append("  ").append(padded(text(row[i]), width[i], numbers[i]));
             }
+            List<String> last = wrap(text(row[columns - 1]), room);
+            line.append("  ").append(padded(last.get(0), width[columns - 1], numbers[columns - 1]));
             out.println(line.toString().stripTrailing());
+            for (String more : last.subList(1, last.size())) {
+                out.println(" ".repeat(before) + more);
+            }
         }
     }
 
-    /** The cell on one line: a token's text may hold anything. */
+    private static String padded(String cell, int width, boolean number) {
+        String gap = " ".repeat(width - cell.length());
+        return number ? gap + cell : cell + gap;
+    }
+
+    /** The lines of a text of at most so many characters, divided at blanks where there are some. */
+    static List<String> wrap(String text, int room) {
+        List<String> lines = new ArrayList<>();
+        String rest = text;
+        while (rest.length() > room) {
+            int blank = rest.lastIndexOf(' ', room);
+            int end = blank > 0 ? blank : room;
+            lines.add(rest.substring(0, end));
+            rest = rest.substring(end).stripLeading();
+        }
+        lines.add(rest);
+        return lines;
+    }
+
+    /** A text on one line: a token's may hold anything. */
+    static String oneLine(Object text) {
+        return String.valueOf(text).replaceAll("\\p{Cntrl}", "?");
+    }
+
+    /** A cell's text; "-" where there is nothing. */
     private static String text(Object cell) {
-        return String.valueOf(cell).replaceAll("\\p{Cntrl}", "?");
+        if (cell instanceof List) {
+            return oneLine(((List<?>) cell).stream().map(String::valueOf).collect(Collectors.joining(", ")));
+        }
+        return cell == null ? "-" : cell instanceof Boolean ? (Boolean) cell ? "yes" : "no" : oneLine(cell);
     }
 }

@@ -2,38 +2,47 @@ package com.kelvane.tokbridge.tool;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
-import com.kelvane.pkcs11.PKCS11SessionInfo;
+import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Slot;
-import com.kelvane.pkcs11.PKCS11TokenInfo;
+import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
-import java.nio.charset.StandardCharsets;
-import java.security.SecureRandom;
+import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.function.Predicate;
+import java.util.HashSet;
+import java.util.List;
+import java.util.Set;
+import java.util.TreeSet;
 
 /**
- * The token of the tour: made in a slot whose token is not initialised, so that no other one is touched. One session
- * stays open, with the user logged in; it holds the keys that several steps use. Each step works in a session of its
- * own, so that an operation that a failure left open does not disturb the next one.
+ * A token that steps work on. One session stays open, with the user logged in; it holds the session keys that several
+ * steps use. Each step works in a session of its own, so that an operation that a failure left open does not disturb the
+ * next one. Objects that would outlive the process are made and destroyed here, so that none is left, whatever happens.
  */
 final class Token {
-    private static final int READ_WRITE = CKF_SERIAL_SESSION | CKF_RW_SESSION;
-
     /** What a step does in its session. */
     interface InSession {
         void run(NativePKCS11Session session) throws Exception;
     }
 
     private final Tour tour;
-    private final ModuleSteps module;
-    private final SecureRandom random = new SecureRandom();
-    private final byte[] userPin = digits();
-    private PKCS11Slot slot;
-    private NativePKCS11Session session;
+    private final PKCS11Slot slot;
+    private final NativePKCS11Session session;
+    private final boolean toWrite;
+    private final int[] offered;
+    private final Set<Integer> tried = new HashSet<>();
+    private final Set<Integer> before;
 
-    Token(Tour tour, ModuleSteps module) {
+    /** The token objects that were made here and are still there. */
+    private final List<NativePKCS11Object> made = new ArrayList<>();
+    private boolean ended;
+
+    Token(Tour tour, PKCS11Slot slot, NativePKCS11Session session, boolean toWrite) {
         this.tour = tour;
-        this.module = module;
+        this.slot = slot;
+        this.session = session;
+        this.toWrite = toWrite;
+        offered = slot.getMechanismList();
+        before = tokenObjects();
     }
 
     /** The session that stays open. */
@@ -43,65 +52,90 @@ final class Token {
 
     /** Opens one more session. */
     NativePKCS11Session openSession() {
-        return slot.openSession(READ_WRITE, null);
+        return slot.openSession(CKF_SERIAL_SESSION | (toWrite ? CKF_RW_SESSION : 0), null);
     }
 
-    /** Runs a step in a session of its own, which takes with it the session objects made there. */
+    boolean offers(int mechanism) {
+        return Arrays.stream(offered).anyMatch(each -> each == mechanism);
+    }
+
+    /** The mechanisms that the token offers and no step was about. */
+    int[] notTried() {
+        return Arrays.stream(offered).filter(each -> !tried.contains(each)).toArray();
+    }
+
+    /** Runs a step about a mechanism in a session of its own; it is left out where the token does not offer it. */
+    boolean step(String title, int mechanism, InSession body) {
+        if (!offers(mechanism)) {
+            tour.leaveOut(title, nameOf("CKM_", mechanism));
+            return false;
+        }
+        tried.add(mechanism);
+        return step(title, body);
+    }
+
+    /** The same for a step about no mechanism. */
     boolean step(String title, InSession body) {
         return tour.step(title, () -> {
             try (NativePKCS11Session own = openSession()) {
-                body.run(own);
+                try {
+                    body.run(own);
+                } finally {
+                    destroyMade();
+                }
             }
         });
     }
 
-    /** The same for a step about a mechanism, which is left out where the token does not offer it. */
-    void step(String title, int mechanism, InSession body) {
-        if (Arrays.stream(slot.getMechanismList()).anyMatch(offered -> offered == mechanism)) {
-            step(title, body);
-        } else {
-            tour.leaveOut(title, nameOf("CKM_", mechanism));
+    /** Makes an object that is kept on the token until it is destroyed here. */
+    synchronized NativePKCS11Object make(NativePKCS11Session in, Template template) {
+        if (ended) {
+            throw new IllegalStateException("the program ends");
+        }
+        NativePKCS11Object object = in.createObject(template.types, template.values);
+        made.add(object);
+        return object;
+    }
+
+    synchronized void destroy(NativePKCS11Object object) {
+        object.destroy();
+        made.remove(object);
+    }
+
+    /** Ends all work: no object is made any more, and those there are are destroyed. */
+    synchronized void end() {
+        ended = true;
+        destroyMade();
+    }
+
+    private synchronized void destroyMade() {
+        for (NativePKCS11Object object : new ArrayList<>(made)) {
+            try {
+                destroy(object);
+            } catch (PKCS11Exception e) {
+                System.err.println("tokbridge: " + object + " is left on the token: " + e.getMessage());
+                made.remove(object);
+            }
         }
     }
 
-    boolean initialize() {
-        return tour.step("Initialise a token", () -> {
-            byte[] officerPin = digits();
-            String label = "quickstart " + new String(digits(), StandardCharsets.US_ASCII);
-            PKCS11Slot empty = findSlot(token -> !token.isInitialized());
-            empty.initToken(officerPin, label);
-            try (NativePKCS11Session officer = empty.openSession(READ_WRITE, null)) {
-                officer.login(true, officerPin);
-                officer.initPIN(userPin);
-                officer.logout();
-            }
-
-            // The token may stand in another slot after the next start: only its label tells which.
-            module.restart();
-            slot = findSlot(token -> token.getLabel().equals(label));
-            tour.note("\"" + label + "\", made in " + empty + ", found again in " + slot);
-            PKCS11TokenInfo info = slot.getTokenInfo();
-            tour.check("it is initialised and has a user PIN", info.isInitialized() && info.isUserPinInitialized());
-        });
+    /** Looks whether the token holds what it held in the beginning. */
+    void compare() {
+        tour.step("Nothing is left, nothing is lost", () -> tour.check("the token has the same " + before.size()
+            + " objects as before", tokenObjects().equals(before)));
     }
 
-    boolean open() {
-        return tour.step("Session and login", () -> {
-            byte[] wrongPin = userPin.clone();
-            wrongPin[0] ^= 1;
-            try (NativePKCS11Session reader = slot.openSession(CKF_SERIAL_SESSION, null)) {
-                tour.check("a session without login is public", reader.getInfo().getState() == CKS_RO_PUBLIC_SESSION);
-            }
-            session = openSession();
-            tour.checkRefused("a wrong PIN is refused", () -> session.login(false, wrongPin), CKR_PIN_INCORRECT);
-            session.login(false, userPin);
-            PKCS11SessionInfo info = session.getInfo();
-            tour.note(session + ": " + info);
-            tour.check("the user may read and write", info.getState() == CKS_RW_USER_FUNCTIONS && info.isReadWrite());
-        });
+    private Set<Integer> tokenObjects() {
+        Set<Integer> handles = new TreeSet<>();
+        ListObjects.find(session, Template.of(CKA_TOKEN, true)).forEach(each -> handles.add(each.getObjectID()));
+        return handles;
     }
 
     void drawRandom() {
+        if (!slot.getTokenInfo().hasRandomNumberGenerator()) {
+            tour.leaveOut("Random bytes", "random numbers");
+            return;
+        }
         tour.step("Random bytes", () -> {
             byte[] bytes = new byte[64];
             session.generateRandom(bytes, 0, 24);
@@ -113,28 +147,5 @@ final class Token {
             tour.check("they fill the part asked for and no more", !Arrays.equals(bytes, 16, 24, zeros, 0, 8)
                 && Arrays.equals(bytes, 24, 32, zeros, 0, 8) && Arrays.equals(bytes, 56, 64, zeros, 0, 8));
         });
-    }
-
-    void close() {
-        tour.step("Log out and close", () -> {
-            Arrays.fill(userPin, (byte) 0);
-            session.logout();
-            session.close();
-            tour.checkRefused("the session is gone", session::getInfo, CKR_SESSION_HANDLE_INVALID);
-        });
-    }
-
-    private PKCS11Slot findSlot(Predicate<PKCS11TokenInfo> wanted) {
-        return Arrays.stream(module.library().getSlotList(true)).filter(slot -> wanted.test(slot.getTokenInfo()))
-            .findFirst().orElseThrow(() -> new IllegalStateException("no slot has the token looked for"));
-    }
-
-    /** Eight random digits. */
-    private byte[] digits() {
-        byte[] digits = new byte[8];
-        for (int i = 0; i < digits.length; i++) {
-            digits[i] = (byte) ('0' + random.nextInt(10));
-        }
-        return digits;
     }
 }

@@ -2,6 +2,11 @@ package com.kelvane.tokbridge.tool;
 
 import com.kelvane.pkcs11.PKCS11Constants;
 import com.kelvane.pkcs11.PKCS11Exception;
+import java.io.PrintStream;
+import java.util.ArrayList;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
 import java.util.stream.Collectors;
 import java.util.stream.IntStream;
 import java.util.stream.Stream;
@@ -13,30 +18,48 @@ final class Tour {
         void run() throws Exception;
     }
 
+    private final PrintStream out;
+    private final boolean quiet;
     private final boolean mayLeaveOut;
-    private final Table summary = new Table("Step", "Checks", "ms", "Outcome");
-    private int steps;
-    private int failedSteps;
+    private final List<Map<String, Object>> results = new ArrayList<>();
 
-    /** The step that runs, and its counts. */
+    /** The step that runs, its checks, what failed in it, and whether the token refused it. */
     private String current;
     private int checks;
-    private int failures;
+    private final List<String> failures = new ArrayList<>();
+    private boolean refused;
 
     /**
      * Begins a tour.
      *
+     * @param out where it is told; null to tell nothing but the results
      * @param mayLeaveOut whether a step may be left out whose mechanism the token does not offer; otherwise it fails
      */
-    Tour(boolean mayLeaveOut) {
+    Tour(PrintStream out, boolean mayLeaveOut) {
+        quiet = out == null;
+        this.out = quiet ? new PrintStream(PrintStream.nullOutputStream()) : out;
         this.mayLeaveOut = mayLeaveOut;
+    }
+
+    PrintStream out() {
+        return out;
+    }
+
+    /** How each step went, in a form for tables and machines. */
+    List<Map<String, Object>> results() {
+        return results;
+    }
+
+    /** How many steps failed. */
+    long failed() {
+        return results.stream().filter(each -> !List.of("works", "not offered").contains(each.get("result"))).count();
     }
 
     /** Leaves a step out, because the token lacks what it is about. */
     void leaveOut(String title, String lacking) {
         if (mayLeaveOut) {
-            System.out.println("\n== " + title + "\n   --   left out: the token does not offer " + lacking);
-            summary.row(title, 0, 0, "left out");
+            out.println("\n== " + title + "\n   --   left out: the token does not offer " + lacking);
+            result(title, 0, null, "not offered", lacking);
         } else {
             step(title, () -> check("the token offers " + lacking, false));
         }
@@ -48,19 +71,35 @@ final class Tour {
      * @return whether all its checks held
      */
     boolean step(String title, Body body) {
-        System.out.println();
-        System.out.println("== " + title);
+        out.println();
+        out.println("== " + title);
         current = title;
         checks = 0;
-        failures = 0;
+        failures.clear();
+        refused = false;
         long start = System.nanoTime();
-        attempt("it ended early", body);
-        long milliseconds = (System.nanoTime() - start) / 1_000_000;
-        boolean held = failures == 0;
-        steps++;
-        failedSteps += held ? 0 : 1;
-        summary.row(title, checks, milliseconds, held ? "ok" : failures + " FAILED");
-        return held;
+        if (quiet) {
+            Output.patiently(title, () -> {
+                attempt("it ended early", body);
+                return null;
+            });
+        } else {
+            attempt("it ended early", body);
+        }
+        Object milliseconds = Math.round((System.nanoTime() - start) / 100_000.0) / 10.0;
+        result(title, checks, milliseconds, failures.isEmpty() ? "works" : refused ? "refused" : "wrong",
+            failures.isEmpty() ? "" : String.join("; ", failures));
+        return failures.isEmpty();
+    }
+
+    private void result(String title, int count, Object milliseconds, String outcome, String detail) {
+        Map<String, Object> result = new LinkedHashMap<>();
+        result.put("operation", title);
+        result.put("checks", count);
+        result.put("ms", milliseconds);
+        result.put("result", outcome);
+        result.put("detail", detail);
+        results.add(result);
     }
 
     /** Does a part of a step; what it throws is a check that failed, and the step goes on behind it. */
@@ -68,6 +107,7 @@ final class Tour {
         try {
             body.run();
         } catch (Exception | LinkageError e) {
+            refused |= e instanceof PKCS11Exception && ((PKCS11Exception) e).hasCode();
             failed(what + ": " + explain(e));
         }
     }
@@ -76,7 +116,7 @@ final class Tour {
     void check(String what, boolean held) {
         if (held) {
             checks++;
-            System.out.println("   ok   " + what);
+            out.println("   ok   " + what);
         } else {
             failed(what + ": this does not hold");
         }
@@ -100,25 +140,7 @@ final class Tour {
 
     /** Tells something that cannot fail. */
     void note(String text) {
-        System.out.println("        " + text);
-    }
-
-    /**
-     * Ends the tour: prints what was done.
-     *
-     * @return the process's exit status: 0 if all checks held, 1 otherwise
-     */
-    int finish() {
-        System.out.println();
-        System.out.println("== Summary");
-        summary.print(System.out);
-        System.out.println();
-        if (failedSteps == 0) {
-            System.out.println("All checks of " + steps + " steps held.");
-            return 0;
-        }
-        System.err.println("quickstart: " + failedSteps + " of " + steps + " steps failed");
-        return 1;
+        out.println("        " + text);
     }
 
     /** Says in a line what went wrong: for a call of the library its name, the code's name and the calling line. */
@@ -135,7 +157,9 @@ final class Tour {
 
     private void failed(String what) {
         checks++;
-        failures++;
-        System.err.println("   FAILED " + current + ": " + what);
+        failures.add(what);
+        if (!quiet) {
+            System.err.println("   FAILED " + current + ": " + what);
+        }
     }
 }

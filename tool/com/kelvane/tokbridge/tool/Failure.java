@@ -1,0 +1,61 @@
+package com.kelvane.tokbridge.tool;
+
+import com.kelvane.pkcs11.PKCS11Exception;
+import java.io.PrintStream;
+
+/** Why the program ends: what failed, why, and what to try. */
+final class Failure extends RuntimeException {
+    private static final long serialVersionUID = 1L;
+
+    final int status;
+    private final String reason;
+    private final String remedy;
+
+    Failure(int status, String what, String reason, String remedy) {
+        super(what);
+        this.status = status;
+        this.reason = reason;
+        this.remedy = remedy;
+    }
+
+    /** A call that can fail as the library's do. */
+    interface Call<T> {
+        T run();
+    }
+
+    /** Makes a call, and says what failed if it does. */
+    static <T> T in(String what, Call<T> call) {
+        try {
+            return call.run();
+        } catch (PKCS11Exception e) {
+            throw of(what, e);
+        }
+    }
+
+    static Failure of(Throwable e) {
+        if (e instanceof Failure) {
+            return (Failure) e;
+        }
+        if (e instanceof PKCS11Exception) {
+            return of(e.getStackTrace()[0].getMethodName() + " failed", (PKCS11Exception) e);
+        }
+        if (e instanceof UnsatisfiedLinkError) {
+            return new Failure(Main.FAILED, "tokbridge's own library is not there", e.getMessage(),
+                ErrorTexts.find("cannot load the native library: ").remedy);
+        }
+        return new Failure(Main.FAILED, "the program failed", e.toString() + " at " + e.getStackTrace()[0],
+            "this is a fault of the tool: report it with this line");
+    }
+
+    private static Failure of(String what, PKCS11Exception e) {
+        ErrorTexts.Entry known = ErrorTexts.find(e.getMessage());
+        String reason = e.getMessage() + ": " + (e.getCause() != null ? e.getCause().getMessage() : known.cause);
+        return new Failure(Main.FAILED, what, reason, known.remedy);
+    }
+
+    void print(PrintStream err) {
+        err.println("tokbridge: " + Table.oneLine(getMessage()));
+        err.println("  Why: " + Table.oneLine(reason));
+        err.println("  Try: " + Table.oneLine(remedy));
+    }
+}
