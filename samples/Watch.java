@@ -7,8 +7,8 @@ import java.util.TreeSet;
 import java.util.concurrent.atomic.AtomicBoolean;
 
 /**
- * Tells of tokens that come and go, until a line is entered. It looks every second instead of blocking in the module: not
- * every module tells of events, and a blocking wait ends only with the library, and may hold up other threads.
+ * Tells of tokens that come and go, until a line is entered. It looks every second instead of blocking in the module:
+ * not every module tells of events, and a blocking wait ends only with the library, and may hold up other threads.
  */
 public final class Watch {
     private static final AtomicBoolean STOPPED = new AtomicBoolean();

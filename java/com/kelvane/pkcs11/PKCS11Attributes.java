@@ -6,8 +6,8 @@ import java.util.Map;
 import java.util.Set;
 
 /**
- * Attributes of an object as they were read at one time: those that there are, and which of the others the token keeps to
- * itself. {@link PKCS11Object#readAttributes} reads them.
+ * Attributes of an object as they were read at one time: those that there are, and which of the others the token keeps
+ * to itself. {@link PKCS11Object#readAttributes} reads them.
  */
 public final class PKCS11Attributes {
     /** The values by their types; null for one that is empty. */
@@ -73,8 +73,8 @@ public final class PKCS11Attributes {
      * Returns the value of an attribute.
      *
      * @param type the attribute type
-     * @return the value, as {@link PKCS11Object#getAttributeValue} returns it, or a {@code byte[]} for a type that is not
-     *     in the table of kinds; null for an attribute that is absent or sensitive, and for an empty date
+     * @return the value, as {@link PKCS11Object#getAttributeValue} returns it, or a {@code byte[]} for a type that is
+     *     not in the table of kinds; null for an attribute that is absent or sensitive, and for an empty date
      */
     public Object get(int type) {
         return values.get(type);

@@ -1,6 +1,10 @@
 package com.kelvane.pkcs11.nat;
 
 import java.io.File;
+import java.io.FileInputStream;
+import java.io.IOException;
+import java.io.InputStream;
+import java.util.Arrays;
 
 /** Loads the native library that carries out the native methods of this package. */
 final class NativeLibrary {
@@ -9,6 +13,9 @@ final class NativeLibrary {
 
     /** Name of the library, looked for in {@code java.library.path} when the property is unset. */
     private static final String NAME = "tokbridge";
+
+    /** How much of a file tells what machine it is for: up to its field e_machine. */
+    private static final int ELF_HEADER = 20;
 
     /** Why the library could not be loaded; null if it was. */
     private static final UnsatisfiedLinkError FAILURE = load();
@@ -32,23 +39,48 @@ final class NativeLibrary {
     }
 
     /**
-     * Asks the virtual machine to load a module that the system did not load for the bridge, for the system's reason.
-     * The module runs no code of its own unless it is loaded after all.
+     * Finds out why the system does not load a module. The virtual machine is asked to load it; the module runs no code
+     * of its own unless it is loaded after all. What can be read from the file is looked at before: the virtual machine
+     * would take a file that is no library for one that wants an executable stack, and warn of it.
      *
      * @param path the path of the module
-     * @return what the virtual machine raised; null for a name without a directory, which it does not look for
+     * @return an error that tells the reason; null for a name without a directory, which is not looked for here
      */
     static UnsatisfiedLinkError reasonNotToLoad(String path) {
-        File file = new File(path);
-        if (file.getParent() == null) {
+        File file = new File(path).getAbsoluteFile();
+        if (new File(path).getParent() == null) {
             return null;
         }
-        try {
-            System.load(file.getAbsolutePath());
-            return new UnsatisfiedLinkError(file.getAbsolutePath() + ": a function that it needs is missing; the virtual"
-                + " machine, which looks functions up when they are first called, does load it");
-        } catch (UnsatisfiedLinkError reason) {
-            return reason;
+        String obstacle = obstacle(file);
+        if (obstacle == null) {
+            try {
+                System.load(file.getPath());
+                obstacle = "a function that it needs is missing; the virtual machine, which looks functions up when"
+                    + " they are first called, does load it";
+            } catch (UnsatisfiedLinkError reason) {
+                return reason;
+            }
+        }
+        return new UnsatisfiedLinkError(file + ": " + obstacle);
+    }
+
+    /** Says what a file's header has against it beside that of the running program; null for nothing. */
+    private static String obstacle(File file) {
+        byte[] own;
+        try (InputStream program = new FileInputStream("/proc/self/exe")) {
+            own = program.readNBytes(ELF_HEADER);
+        } catch (IOException e) {
+            return null; // another system
+        }
+        try (InputStream module = new FileInputStream(file)) {
+            byte[] header = module.readNBytes(ELF_HEADER);
+            if (header.length < ELF_HEADER || !Arrays.equals(header, 0, 4, own, 0, 4)) {
+                return "not an ELF file";
+            }
+            boolean alike = Arrays.equals(header, 4, 6, own, 4, 6) && Arrays.equals(header, 18, 20, own, 18, 20);
+            return alike ? null : "wrong ELF class or machine: it is for another kind of computer";
+        } catch (IOException e) {
+            return e.getMessage();
         }
     }
 

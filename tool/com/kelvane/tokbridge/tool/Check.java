@@ -18,9 +18,9 @@ import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
 
 /** The command check: tells whether a token works from Java. */
-@Command(name = "check", mixinStandardHelpOptions = true, sortOptions = false, description = "Tells whether a token works "
-    + "from Java: tries the keys that are on it, and with --write the operations of the quickstart on objects of its own, "
-    + "which are gone afterwards. What was on the token stays as it was.")
+@Command(name = "check", mixinStandardHelpOptions = true, sortOptions = false, description = "Tells whether a token "
+    + "works from Java: tries the keys that are on it, and with --write the operations of the quickstart on objects of "
+    + "its own, which are gone afterwards. What was on the token stays as it was.")
 final class Check implements Callable<Integer> {
     /** What the library refuses whatever the parameter. */
     private static final Set<Integer> WITHOUT_PARAMETER = Set.of(CKM_CONCATENATE_BASE_AND_DATA,
@@ -99,11 +99,13 @@ final class Check implements Callable<Integer> {
 
     private static List<String> names(int[] mechanisms, boolean notInLibrary) {
         return Arrays.stream(mechanisms)
-            .filter(each -> (WITHOUT_PARAMETER.contains(each) || nameOf("CKM_", each).startsWith("CKM_0x")) == notInLibrary)
+            .filter(each -> notInLibrary
+                == (WITHOUT_PARAMETER.contains(each) || nameOf("CKM_", each).startsWith("CKM_0x")))
             .mapToObj(each -> nameOf("CKM_", each)).collect(Collectors.toList());
     }
 
-    private static void report(String what, List<String> names, Map<String, Object> about, String key, PrintStream out) {
+    private static void report(String what, List<String> names, Map<String, Object> about, String key,
+        PrintStream out) {
         about.put(key, names);
         if (!names.isEmpty()) {
             out.println();

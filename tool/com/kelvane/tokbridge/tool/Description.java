@@ -54,7 +54,8 @@ final class Description {
         told.put("pinBytes", Integer.toUnsignedString(token.getMinPinLen()) + " to "
             + Integer.toUnsignedString(token.getMaxPinLen()));
         told.put("pin", (token.isUserPinInitialized() ? "set" : "not set") + (token.isUserPinLocked() ? ", locked"
-            : token.isUserPinFinalTry() ? ", one try left" : token.isUserPinCountLow() ? ", a wrong one was tried" : ""));
+            : token.isUserPinFinalTry() ? ", one try left"
+            : token.isUserPinCountLow() ? ", a wrong one was tried" : ""));
         told.put("loginRequired", token.isLoginRequired());
         told.put("writeProtected", token.isWriteProtected());
         return told;

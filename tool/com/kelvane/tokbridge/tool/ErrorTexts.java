@@ -35,7 +35,8 @@ final class ErrorTexts {
     static Entry find(String message) {
         return ENTRIES.stream().filter(each -> each.error.matcher(message).matches()).findFirst().orElseGet(
             () -> new Entry("", message.startsWith("CKR_") ? "a code of the module's own, or a rare one"
-                : "not in the documentation's page of errors", "look it up in the module's manual, and look at its log"));
+                : "not in the documentation's page of errors",
+                "look it up in the module's manual, and look at its log"));
     }
 
     private static List<Entry> read() {

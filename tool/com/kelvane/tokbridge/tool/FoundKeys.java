@@ -25,8 +25,8 @@ import javax.crypto.Cipher;
 
 /** Tries the keys that a token holds for what they may be used for. Nothing is made on the token. */
 final class FoundKeys {
-    private static final byte[] MESSAGE = "A message that tokbridge signs or hides to see whether a key works.".getBytes(
-        StandardCharsets.US_ASCII);
+    private static final byte[] MESSAGE = "A message that tokbridge signs or hides to see whether a key works."
+        .getBytes(StandardCharsets.US_ASCII);
     private static final int TAG_BITS = 128;
 
     private final Tour tour;
@@ -40,8 +40,8 @@ final class FoundKeys {
     /** Tries all keys; those that are not there without a login are not found. */
     void run() {
         for (NativePKCS11Object key : find(CKO_PRIVATE_KEY)) {
-            PKCS11Attributes about = key.readAttributes(CKA_KEY_TYPE, CKA_LABEL, CKA_ID, CKA_SIGN, CKA_DECRYPT, CKA_MODULUS,
-                CKA_PUBLIC_EXPONENT);
+            PKCS11Attributes about = key.readAttributes(CKA_KEY_TYPE, CKA_LABEL, CKA_ID, CKA_SIGN, CKA_DECRYPT,
+                CKA_MODULUS, CKA_PUBLIC_EXPONENT);
             String name = name(about);
             boolean signs = Boolean.TRUE.equals(about.get(CKA_SIGN));
             if (Integer.valueOf(CKK_RSA).equals(about.get(CKA_KEY_TYPE))) {
@@ -49,8 +49,8 @@ final class FoundKeys {
                     step("RSA signature, PKCS #1 v1.5" + name, CKM_SHA256_RSA_PKCS, session -> rsa(session, key, about,
                         CKM_SHA256_RSA_PKCS, null, "SHA256withRSA", null));
                     step("RSA signature, PSS" + name, CKM_SHA256_RSA_PKCS_PSS, session -> rsa(session, key, about,
-                        CKM_SHA256_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32), "RSASSA-PSS",
-                        new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1)));
+                        CKM_SHA256_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32),
+                        "RSASSA-PSS", new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1)));
                 }
                 if (Boolean.TRUE.equals(about.get(CKA_DECRYPT))) {
                     step("RSA decryption, OAEP" + name, CKM_RSA_PKCS_OAEP, session -> oaep(session, key, about));
@@ -84,7 +84,8 @@ final class FoundKeys {
 
     private static String name(PKCS11Attributes about) {
         Object label = about.get(CKA_LABEL);
-        return ", key " + (label != null && !"".equals(label) ? "\"" + label + "\"" : ListObjects.hex(about.get(CKA_ID)));
+        return ", key " + (label != null && !"".equals(label) ? "\"" + label + "\""
+            : ListObjects.hex(about.get(CKA_ID)));
     }
 
     private void rsa(NativePKCS11Session session, NativePKCS11Object key, PKCS11Attributes about, int mechanism,
@@ -102,7 +103,7 @@ final class FoundKeys {
     private void oaep(NativePKCS11Session session, NativePKCS11Object key, PKCS11Attributes about) throws Exception {
         Cipher jdk = Cipher.getInstance("RSA/ECB/OAEPWithSHA-1AndMGF1Padding");
         jdk.init(Cipher.ENCRYPT_MODE, inJdk(about));
-        byte[] data = Arrays.copyOf(MESSAGE, 32);
+        byte[] data = Arrays.copyOf(MESSAGE, 16);
         byte[] hidden = jdk.doFinal(data);
         byte[] shown = new byte[hidden.length];
         session.decryptInit(CKM_RSA_PKCS_OAEP, new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null), key);

@@ -22,10 +22,11 @@ import picocli.CommandLine.Mixin;
 
 /** The command objects: lists what is on a token. */
 @Command(name = "objects", mixinStandardHelpOptions = true, sortOptions = false, description = "Lists the objects on a "
-    + "token: class, key type and size, label, id, uses and dates. Values are never read. Private objects are there after "
-    + "a login only.")
+    + "token: class, key type and size, label, id, uses and dates. Values are never read. Private objects are there "
+    + "after a login only.")
 final class ListObjects implements Callable<Integer> {
-    private static final int[] USES = {CKA_ENCRYPT, CKA_DECRYPT, CKA_SIGN, CKA_VERIFY, CKA_WRAP, CKA_UNWRAP, CKA_DERIVE};
+    private static final int[] USES = {CKA_ENCRYPT, CKA_DECRYPT, CKA_SIGN, CKA_VERIFY, CKA_WRAP, CKA_UNWRAP,
+        CKA_DERIVE};
 
     /** The object identifiers of curves in DER, in hexadecimal, and their names. */
     private static final Map<String, String> CURVES = Map.of("06082a8648ce3d030107", "P-256", "06052b81040022", "P-384",
@@ -57,7 +58,8 @@ final class ListObjects implements Callable<Integer> {
             if (!rows.isEmpty()) {
                 Table.of(rows).print(out);
             }
-            out.println((rows.isEmpty() ? "" : "\n") + "     " + rows.size() + (rows.size() == 1 ? " object" : " objects")
+            out.println((rows.isEmpty() ? "" : "\n") + "     " + rows.size()
+                + (rows.size() == 1 ? " object" : " objects")
                 + (token.wantsLogin() ? "" : "; private ones are there with --login only"));
             output.result(rows);
         }

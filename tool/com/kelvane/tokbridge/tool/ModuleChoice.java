@@ -17,9 +17,9 @@ final class ModuleChoice {
     @Spec(Spec.Target.MIXEE)
     private CommandSpec command;
 
-    @Option(names = "--module", paramLabel = "PATH", defaultValue = "${env:PKCS11_MODULE}", description = "The Cryptoki "
-        + "module; if it is not given, the one in the environment variable PKCS11_MODULE. A bare file name is looked for "
-        + "in the current folder, then where the system keeps libraries.")
+    @Option(names = "--module", paramLabel = "PATH", defaultValue = "${env:PKCS11_MODULE}", description =
+        "The Cryptoki module; if it is not given, the one in the environment variable PKCS11_MODULE. A bare file name "
+        + "is looked for in the current folder, then where the system keeps libraries.")
     private String named;
 
     /** Loads and initialises the module. */
@@ -55,7 +55,8 @@ final class ModuleChoice {
         }
         if (path.getBytes(StandardCharsets.UTF_8).length > LONGEST_PATH) {
             throw new Failure(Main.FAILED, "the module \"" + name + "\" cannot be loaded",
-                "its path is longer than " + LONGEST_PATH + " bytes", "make a symbolic link to it in a shorter directory");
+                "its path is longer than " + LONGEST_PATH + " bytes",
+                "make a symbolic link to it in a shorter directory");
         }
         return path;
     }

@@ -75,7 +75,7 @@ final class ModuleSteps {
     private void describeLibrary() {
         Table.of(Description.library(library)).print(tour.out());
         NativePKCS11Info info = library.getInfo();
-        // The function list is of version 2, or it had not been loaded; a module that has others too may tell theirs here.
+        // The function list is of version 2, or it had not been loaded; a module that has others may tell theirs here.
         int major = PKCS11Version.major(info.getCryptokiVersion());
         tour.check("it is Cryptoki of version 2 or 3", major == 2 || major == 3);
         tour.check("the bridge tells its name", !info.getNativeVersion().isEmpty());

@@ -45,7 +45,8 @@ final class ObjectSteps {
         NativePKCS11Object data = token.make(session, made);
         tour.check("the object is found by its label",
             ListObjects.find(session, Template.of(CKA_CLASS, CKO_DATA, CKA_LABEL, label)).equals(List.of(data)));
-        tour.check("no object has another label", ListObjects.find(session, Template.of(CKA_LABEL, label + ".")).isEmpty());
+        tour.check("no object has another label",
+            ListObjects.find(session, Template.of(CKA_LABEL, label + ".")).isEmpty());
         checkAttributes(session, data, made);
 
         data.setAttributeValue(CKA_LABEL, "changed, " + label);

@@ -12,9 +12,9 @@ import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
 
 /** The command quickstart: shows on a throw-away SoftHSM2 token what the library does, and checks every result. */
-@Command(name = "quickstart", mixinStandardHelpOptions = true, sortOptions = false, description = "Tours the library on a "
-    + "token that it makes in a throw-away SoftHSM2 directory, named by the configuration file in the environment variable "
-    + "SOFTHSM2_CONF, and checks every result.")
+@Command(name = "quickstart", mixinStandardHelpOptions = true, sortOptions = false, description = "Tours the library "
+    + "on a token that it makes in a throw-away SoftHSM2 directory, named by the configuration file in the environment "
+    + "variable SOFTHSM2_CONF, and checks every result.")
 final class QuickStart implements Callable<Integer> {
     @Option(names = "--softhsm", paramLabel = "PATH", defaultValue = "/usr/lib/softhsm/libsofthsm2.so", description =
         "The SoftHSM2 module of the tour; ${DEFAULT-VALUE} if it is not given.")
@@ -83,8 +83,8 @@ final class QuickStart implements Callable<Integer> {
             }
         }
         if (obstacle != null) {
-            throw new Failure(Main.USAGE, "the tour cannot start", obstacle, "let SOFTHSM2_CONF name a configuration file "
-                + "whose directories.tokendir is a throw-away directory: the tour makes a token there");
+            throw new Failure(Main.USAGE, "the tour cannot start", obstacle, "let SOFTHSM2_CONF name a configuration "
+                + "file whose directories.tokendir is a throw-away directory: the tour makes a token there");
         }
     }
 }

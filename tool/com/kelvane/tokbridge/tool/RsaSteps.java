@@ -38,8 +38,8 @@ final class RsaSteps {
     void run() {
         token.step("RSA-2048 key pair", CKM_RSA_PKCS_KEY_PAIR_GEN, session -> generate());
         if (inJdk != null) {
-            token.step("RSA signature, PKCS #1 v1.5", CKM_SHA256_RSA_PKCS, session -> signatures(session, CKM_SHA256_RSA_PKCS, null,
-                "SHA256withRSA", null));
+            token.step("RSA signature, PKCS #1 v1.5", CKM_SHA256_RSA_PKCS, session -> signatures(session,
+                CKM_SHA256_RSA_PKCS, null, "SHA256withRSA", null));
             token.step("RSA signature, PSS", CKM_SHA256_RSA_PKCS_PSS, session -> signatures(session,
                 CKM_SHA256_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32), "RSASSA-PSS",
                 new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1)));

@@ -8,8 +8,8 @@ import java.util.Map;
 import java.util.stream.Collectors;
 
 /**
- * A table with a headline and columns as wide as their widest cell; columns of numbers stand to the right. On a terminal
- * that is too narrow the last column goes over several lines.
+ * A table with a headline and columns as wide as their widest cell; columns of numbers stand to the right. On a
+ * terminal that is too narrow the last column goes over several lines.
  */
 final class Table {
     private static final String INDENT = "   ";

@@ -15,8 +15,9 @@ import java.util.TreeSet;
 
 /**
  * A token that steps work on. One session stays open, with the user logged in; it holds the session keys that several
- * steps use. Each step works in a session of its own, so that an operation that a failure left open does not disturb the
- * next one. Objects that would outlive the process are made and destroyed here, so that none is left, whatever happens.
+ * steps use. Each step works in a session of its own, so that an operation that a failure left open does not disturb
+ * the next one. Objects that would outlive the process are made and destroyed here, so that none is left, whatever
+ * happens.
  */
 final class Token {
     /** What a step does in its session. */

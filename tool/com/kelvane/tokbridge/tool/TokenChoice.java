@@ -25,15 +25,16 @@ final class TokenChoice {
     /** The library takes no longer one. */
     private static final int LONGEST_PIN = 50;
 
-    @Option(names = "--token", paramLabel = "TEXT", description = "The token with this label or serial number; not needed "
-        + "where there is one only.")
+    @Option(names = "--token", paramLabel = "TEXT", description = "The token with this label or serial number; not "
+        + "needed where there is one only.")
     private String wanted;
 
-    @Option(names = "--login", description = "Log in. The PIN is asked for without echo, unless --pin-file or --pin-env "
-        + "tells where it is.")
+    @Option(names = "--login", description = "Log in. The PIN is asked for without echo, unless --pin-file or "
+        + "--pin-env tells where it is.")
     private boolean login;
 
-    @Option(names = "--pin-file", paramLabel = "FILE", description = "Log in with the PIN in the first line of this file.")
+    @Option(names = "--pin-file", paramLabel = "FILE", description =
+        "Log in with the PIN in the first line of this file.")
     private Path pinFile;
 
     @Option(names = "--pin-env", paramLabel = "NAME", description = "Log in with the PIN in this environment variable.")
@@ -105,8 +106,8 @@ final class TokenChoice {
         byte[] pin = pinFile != null ? fromFile() : pinVariable != null ? fromEnvironment() : fromTerminal(slot);
         if (pin.length > LONGEST_PIN) {
             wipe(pin);
-            throw new Failure(Main.USAGE, "the login failed", "the PIN is longer than " + LONGEST_PIN + " bytes, which the "
-                + "library does not take", "set a shorter PIN with the vendor's program");
+            throw new Failure(Main.USAGE, "the login failed", "the PIN is longer than " + LONGEST_PIN + " bytes, which "
+                + "the library does not take", "set a shorter PIN with the vendor's program");
         }
         return pin;
     }

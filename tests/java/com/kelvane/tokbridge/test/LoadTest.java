@@ -109,12 +109,13 @@ class LoadTest {
             .replace("libc.so.6", "libx.so.6").getBytes(StandardCharsets.ISO_8859_1));
         module[4] = 1; // ELFCLASS32
         Path narrow = Files.write(scratchFile(".so"), module);
-        String[][] reasons = {{text.toString(), "file too short|invalid ELF header"}, {narrow.toString(), "wrong ELF class"},
-            {lacking.toString(), "libx.so.6: cannot open shared object file"}, {DIRECTORY + "/none.so", "Can't load"}};
+        String[][] reasons = {{text.toString(), "not an ELF file"},
+            {narrow.toString(), "wrong ELF class or machine.*"},
+            {lacking.toString(), "libx.so.6: cannot open shared object file.*"}, {DIRECTORY + "/none.so", "No such file.*"}};
         for (String[] each : reasons) {
             PKCS11Exception e = assertThrows(PKCS11Exception.class, () -> new NativePKCS11().load(each[0]));
             assertEquals("LoadLibrary(\"" + each[0] + "\") failed", e.getMessage());
-            assertTrue(e.getCause().getMessage().matches(".*(" + each[1] + ").*"), e.getCause().getMessage());
+            assertTrue(e.getCause().getMessage().matches(".*" + each[1]), e.getCause().getMessage());
         }
         assertNull(assertThrows(PKCS11Exception.class, () -> new NativePKCS11().load("none.so")).getCause());
     }

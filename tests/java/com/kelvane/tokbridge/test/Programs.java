@@ -50,16 +50,18 @@ final class Programs {
         return RealTokenTest.startServer(socket, configuration.toString());
     }
 
-    Process java(String library, String program, String... arguments) throws IOException {
-        List<String> command = new ArrayList<>(List.of(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
-            "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + library, "-cp",
-            System.getProperty("java.class.path"), program));
+    /** A program with its output and errors together; classes of the tool are there too. */
+    ProcessBuilder java(String library, String program, String... arguments) {
+        List<String> command = new ArrayList<>(List.of(
+            Path.of(System.getProperty("java.home"), "bin", "java").toString(), "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + library, "-cp",
+            System.getProperty("java.class.path") + File.pathSeparator + System.getProperty("tokbridge.test.tool"),
+            program));
         command.addAll(List.of(arguments));
         ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
         builder.environment().put("SOFTHSM2_CONF", configuration.toString());
         builder.environment().put("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
         builder.environment().put("TOKEN_PIN", "1234");
-        return builder.start();
+        return builder;
     }
 
     static BufferedReader told(Process process) {

@@ -18,7 +18,7 @@ class SamplesTest {
     private final String softhsm = RealTokenTest.SOFTHSM;
 
     private Process start(String sample, String... arguments) throws IOException {
-        return programs.java(System.getProperty("tokbridge.library"), sample, arguments);
+        return programs.java(System.getProperty("tokbridge.library"), sample, arguments).start();
     }
 
     private String outcome(String sample, String... arguments) throws Exception {
