@@ -175,8 +175,8 @@ JavaMechanism measureMechanism(JNIEnv* env, jint mechanism, jobject parameter)
 
 bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism& mechanism, const EncodeBuffer& buffer)
 {
-    if (mechanism.failed)
-        return refuse(env, kWrongParameter);
+    if (!require(env, !mechanism.failed, kWrongParameter))
+        return false;
     if (buffer.bytes == nullptr)
         return refuse(env, "no space for encoded mechanism / parameter!");
 
