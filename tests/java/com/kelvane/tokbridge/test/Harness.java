@@ -33,6 +33,24 @@ final class Harness {
         }
     }
 
+    /** So many bytes that count up from the first. */
+    static byte[] bytes(int first, int length) {
+        byte[] bytes = new byte[length];
+        for (int i = 0; i < length; i++) {
+            bytes[i] = (byte) (first + i);
+        }
+        return bytes;
+    }
+
+    /** The digits of bytes, or of a text in UTF-8. */
+    static String hex(Object value) {
+        StringBuilder digits = new StringBuilder();
+        for (byte each : value instanceof byte[] ? (byte[]) value : ((String) value).getBytes(StandardCharsets.UTF_8)) {
+            digits.append(String.format("%02x", each));
+        }
+        return digits.toString();
+    }
+
     /** Sets a private field, final ones too. */
     static <T> T with(T object, String name, Object value) throws ReflectiveOperationException {
         Field field = object.getClass().getDeclaredField(name);

@@ -18,14 +18,6 @@ class SessionTest extends SessionFixture {
     private static final String BYTES_TOO_LONG = "copyBytes(): buffer too small!";
     private static final String WRONG_CLASS = "Object must be String or byte[]!";
 
-    private static String hex(String text) {
-        StringBuilder digits = new StringBuilder();
-        for (byte each : text.getBytes(StandardCharsets.UTF_8)) {
-            digits.append(String.format("%02x", each));
-        }
-        return digits.toString();
-    }
-
     @Test
     void initTokenPadsTheLabelAndPassesThePin() throws Throwable {
         String full = "0123456789abcdefghij0123456789ab";

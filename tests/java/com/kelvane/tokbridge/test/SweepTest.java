@@ -16,22 +16,6 @@ import org.junit.jupiter.api.*;
  * at most sizes: the sanitizers see it at the others.
  */
 class SweepTest extends SessionFixture {
-    private static byte[] bytes(int length) {
-        byte[] bytes = new byte[length];
-        for (int i = 0; i < length; i++) {
-            bytes[i] = (byte) (length + i + 1);
-        }
-        return bytes;
-    }
-
-    private static String hex(byte[] bytes) {
-        StringBuilder digits = new StringBuilder();
-        for (byte each : bytes) {
-            digits.append(String.format("%02x", each));
-        }
-        return digits.toString();
-    }
-
     /** Mechanisms whose parameter holds two blocks of any length. */
     @Test
     void parametersOfEveryLength() {
@@ -50,8 +34,8 @@ class SweepTest extends SessionFixture {
         Set<Integer> ofOne = Set.of(CKM_AES_CBC, CKM_RC5_CBC, CKM_RSA_PKCS_OAEP);
         for (int mechanism : kinds.keySet()) {
             for (int length = 0; length <= 64; length++) {
-                byte[] one = bytes(length);
-                byte[] two = bytes(64 - length);
+                byte[] one = bytes(1, length);
+                byte[] two = bytes(length + 1, 64 - length);
                 session.digestInit(mechanism, kinds.get(mechanism).apply(one, two));
                 String line = calls().get(0);
                 assertTrue(line.contains(":" + hex(one)) && (ofOne.contains(mechanism)
@@ -63,7 +47,7 @@ class SweepTest extends SessionFixture {
     @Test
     void valuesOfEveryLength() {
         for (int length = 0; length <= 64; length++) {
-            byte[] value = bytes(length);
+            byte[] value = bytes(1, length);
             String text = "x".repeat(length);
             BigInteger number = BigInteger.ONE.shiftLeft(8 * length).subtract(BigInteger.ONE); // a sign byte before it
             session.findObjectsInit(new int[] {CKA_VALUE, CKA_LABEL, CKA_MODULUS, CKA_PRIME},
@@ -85,7 +69,7 @@ class SweepTest extends SessionFixture {
     /** Arrays that are only read stay as they are, whatever a module does to what it was given. */
     @Test
     void inputIsNeverCopiedBack() {
-        byte[] in = bytes(8);
+        byte[] in = bytes(1, 8);
         Map<String, Runnable> calls = new LinkedHashMap<>();
         calls.put("C_Login", () -> session.login(false, in));
         calls.put("C_InitPIN", () -> session.initPIN(in));
@@ -101,20 +85,20 @@ class SweepTest extends SessionFixture {
         for (String function : calls.keySet()) {
             token.answer(function, "scribble=1");
             calls.get(function).run();
-            assertArrayEquals(bytes(8), in, function);
+            assertArrayEquals(bytes(1, 8), in, function);
         }
     }
 
     /** What the token writes into a parameter is followed only where it lies in the call's own memory. */
     @Test
     void pointersThatTheModuleMoves() throws Throwable {
-        CK_SSL3_RANDOM_DATA random = new CK_SSL3_RANDOM_DATA(bytes(3), bytes(5));
+        CK_SSL3_RANDOM_DATA random = new CK_SSL3_RANDOM_DATA(bytes(1, 3), bytes(1, 5));
         for (String pointer : List.of("1", "0x7fffffffff000000", "0xfffffffffffffff0")) {
             Object[][] moved = {{"pVersion", CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random,
                 new CK_VERSION(3, 0))}, {"pReturnedKeyMaterial", CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)},
                 {"pIVClient", CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)}, {"pIVServer",
                     CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)}, {"pOutput", CKM_TLS_PRF,
-                        new CK_TLS_PRF_PARAMS(bytes(1), bytes(1), 4)}};
+                        new CK_TLS_PRF_PARAMS(bytes(1, 1), bytes(1, 1), 4)}};
             for (Object[] each : moved) {
                 token.answer("C_DeriveKey", each[0] + ".pointer=" + pointer);
                 assertEquals("0x150", raised(() -> session.deriveKey((int) each[1], each[2], key(9), null, null)),
@@ -122,7 +106,7 @@ class SweepTest extends SessionFixture {
             }
             token.answer("C_GenerateKey", "pInitVector.pointer=" + pointer);
             assertEquals("0x150", raised(() -> session.generateKey(CKM_PBE_MD5_DES_CBC,
-                new PKCS11MechPar_PBE(bytes(1), bytes(1), 1), null, null)));
+                new PKCS11MechPar_PBE(bytes(1, 1), bytes(1, 1), 1), null, null)));
         }
         CK_VERSION version = new CK_VERSION(3, 7);
         token.answer("C_DeriveKey", "pVersion.pointer=0");
