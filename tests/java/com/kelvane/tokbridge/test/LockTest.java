@@ -25,12 +25,9 @@ class LockTest extends SessionFixture {
 
     /** While a call is held inside a function, after so many that are let through, the lock is free or not. */
     private void assertFreeInside(String function, int passing, boolean free, Executable call) throws Throwable {
-        token.steer("hold " + function + " " + passing);
-        Background held = start(call);
-        token.steer("await " + function + " 1");
+        Background held = token.hold(function, passing, call);
         assertEquals(free, lockIsFree());
-        token.steer("release " + function);
-        held.finish();
+        token.release(function, held);
         assertTrue(lockIsFree());
     }
 
@@ -40,9 +37,7 @@ class LockTest extends SessionFixture {
         assumeFalse(ScriptedToken.WIDE && name.equals("C_CloseSession"), "the second is refused before the lock");
         token.reset();
         session = slot.openSession(6, null);
-        token.steer("hold " + function + " 0");
-        Background first = start(() -> call(name));
-        token.steer("await " + function + " 1");
+        Background first = token.hold(function, 0, () -> call(name));
         assertEquals(!serialised, lockIsFree());
         Background second = start(() -> call(name));
         if (serialised) {
@@ -50,9 +45,7 @@ class LockTest extends SessionFixture {
         } else {
             token.steer("await " + function + " 2");
         }
-        token.steer("release " + function);
-        first.finish();
-        second.finish();
+        token.release(function, first, second);
         assertEquals(serialised ? 1 : 2, token.mostInside());
         assertTrue(lockIsFree());
     }
@@ -86,24 +79,17 @@ class LockTest extends SessionFixture {
         other.load(free.path());
         other.libInitialize();
 
-        token.steer("hold C_Logout 0");
-        Background held = start(() -> call("C_Logout"));
-        token.steer("await C_Logout 1");
+        Background held = token.hold("C_Logout", 0, () -> call("C_Logout"));
         start(other::getInfo).finish();
         Background outside = start(() -> call("C_GetInfo"));
         assertTrue(outside.blocked());
-        token.steer("release C_Logout");
-        held.finish();
-        outside.finish(); // or its call would be one of the next test's
+        token.release("C_Logout", held, outside); // or its call would be one of the next test's
         assertEquals(1, token.mostInside());
         library.libFinalize(); // whose row the other one's takes
         other.libInitialize();
-        free.steer("hold C_GetInfo 0");
-        Background inside = start(other::getInfo);
-        free.steer("await C_GetInfo 1");
+        Background inside = free.hold("C_GetInfo", 0, other::getInfo);
         assertTrue(lockIsFree(), "it is initialised still, and locks for itself");
-        free.steer("release C_GetInfo");
-        inside.finish();
+        free.release("C_GetInfo", inside);
         free.calls();
         other.libFinalize();
         assertEquals(List.of("C_Finalize reserved=null"), free.calls());

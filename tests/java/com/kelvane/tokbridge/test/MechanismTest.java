@@ -227,14 +227,11 @@ class MechanismTest extends SessionFixture {
     @Test
     void keyMaterialThatNobodyTakes() throws Throwable {
         CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 16, false, random());
-        token.answer("C_DeriveKey", "hClientMacSecret=21 hServerMacSecret=22 hClientKey=23 key=5")
-            .steer("hold C_DeriveKey 0");
-        Harness.Background deriving = Harness.start(() -> assertEquals("0x71",
+        token.answer("C_DeriveKey", "hClientMacSecret=21 hServerMacSecret=22 hClientKey=23 key=5");
+        Harness.Background deriving = token.hold("C_DeriveKey", 0, () -> assertEquals("0x71",
             raised(() -> session.deriveKey(CKM_SSL3_KEY_AND_MAC_DERIVE, material, key(9), null, null))));
-        token.steer("await C_DeriveKey 1");
         material.returnedKeyMaterial = null;
-        token.steer("release C_DeriveKey");
-        deriving.finish();
+        token.release("C_DeriveKey", deriving);
         String destroyed = "C_DestroyObject session=0x7 object=";
         assertEquals(List.of(destroyed + "0x15", destroyed + "0x16", destroyed + "0x17", destroyed + "0x5"),
             calls().subList(1, 5));

@@ -6,6 +6,7 @@ import java.io.*;
 import java.nio.file.*;
 import java.util.*;
 import java.util.stream.*;
+import org.junit.jupiter.api.function.*;
 
 /**
  * The scripted Cryptoki module as a test steers it. One object stands for one library file; a copy of the file is a
@@ -83,6 +84,22 @@ public final class ScriptedToken {
     /** The lines of the calls since the last time. */
     public List<String> calls() {
         return ask("calls").lines().collect(Collectors.toList());
+    }
+
+    /** Starts a call that the module keeps inside a function, after letting so many callers of it through. */
+    Harness.Background hold(String function, int passing, Executable call) {
+        steer("hold " + function + " " + passing);
+        Harness.Background held = Harness.start(call);
+        steer("await " + function + " 1");
+        return held;
+    }
+
+    /** Lets the callers of a function go, and waits for the ends of these calls. */
+    void release(String function, Harness.Background... calls) throws Throwable {
+        steer("release " + function);
+        for (Harness.Background each : calls) {
+            each.finish();
+        }
     }
 
     /** Any other command of token/scripted_token.h. */

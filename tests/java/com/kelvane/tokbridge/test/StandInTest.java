@@ -1,5 +1,6 @@
 package com.kelvane.tokbridge.test;
 
+import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
 
@@ -8,17 +9,18 @@ import com.kelvane.pkcs11.nat.*;
 import java.util.*;
 import java.util.function.*;
 import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.Executable;
 
 /**
  * Handles that an int cannot hold: the stand-ins that Java gets, and what a module receives for them. How many there
- * are and what many threads make of them is tested without a virtual machine, in native/standins.cpp.
+ * are and what many threads make of them is tested without a virtual machine, in native/stand_ins_test.cpp.
  */
 class StandInTest extends SessionFixture {
     private static final String WIDE = "0x7f0000000010";
     private static final String OTHER = "0x100000000000002";
-    private static final String SESSION_INVALID = "0x" + Integer.toHexString(PKCS11Constants.CKR_SESSION_HANDLE_INVALID);
-    private static final String OBJECT_INVALID = "0x" + Integer.toHexString(PKCS11Constants.CKR_OBJECT_HANDLE_INVALID);
-    private static final String FAILED = "0x" + Integer.toHexString(PKCS11Constants.CKR_DEVICE_ERROR);
+    private static final String SESSION_INVALID = "0x" + Integer.toHexString(CKR_SESSION_HANDLE_INVALID);
+    private static final String OBJECT_INVALID = "0x" + Integer.toHexString(CKR_OBJECT_HANDLE_INVALID);
+    private static final String FAILED = "0x" + Integer.toHexString(CKR_DEVICE_ERROR);
 
     private NativePKCS11Session open(String handle) {
         token.answer("C_OpenSession", "session=" + handle);
@@ -30,21 +32,21 @@ class StandInTest extends SessionFixture {
         return session.findObject();
     }
 
-    /** The session handle that the module is told; "" when the call is refused before. */
-    private String sessionOf(NativePKCS11Session asked) throws Throwable {
+    /** The handle that the module is told; "" when the call is refused before. */
+    private String told(String code, Executable call) throws Throwable {
         calls();
-        String raised = raised(asked::logout);
+        String raised = raised(call);
         List<String> made = calls();
-        assertEquals(made.isEmpty() ? SESSION_INVALID : "", raised);
-        return made.isEmpty() ? "" : made.get(0).replaceAll(".*session=", "");
+        assertEquals(made.isEmpty() ? code : "", raised);
+        return made.isEmpty() ? "" : made.get(0).replaceAll(".*=", "");
+    }
+
+    private String sessionOf(NativePKCS11Session asked) throws Throwable {
+        return told(SESSION_INVALID, asked::logout);
     }
 
     private String objectOf(NativePKCS11Object asked) throws Throwable {
-        calls();
-        String raised = raised(asked::size);
-        List<String> made = calls();
-        assertEquals(made.isEmpty() ? OBJECT_INVALID : "", raised);
-        return made.isEmpty() ? "" : made.get(0).replaceAll(".*object=", "");
+        return told(OBJECT_INVALID, asked::size);
     }
 
     @Test
@@ -76,10 +78,8 @@ class StandInTest extends SessionFixture {
         }
         for (long handle : new long[] {0x58000000L, 0x60000000L, 0x6FFFFFFFL, 0x100000000L, -1}) {
             String text = "0x" + Long.toHexString(handle);
-            NativePKCS11Object found = find(text);
-            assertEquals(text, objectOf(found));
-            NativePKCS11Session opened = open(text);
-            assertEquals(text, sessionOf(opened));
+            assertEquals(text, objectOf(find(text)));
+            assertEquals(text, sessionOf(open(text)));
         }
         assertEquals("0x6fffffff", objectOf(key(0x6FFFFFFF)), "a number that was never given out is a handle");
     }
@@ -91,14 +91,14 @@ class StandInTest extends SessionFixture {
         Map<String, Supplier<PKCS11Object>> made = Map.of(
             "C_CreateObject object", () -> session.createObject(null, null),
             "C_CopyObject object", () -> session.copy(key(9), null, null),
-            "C_GenerateKey key", () -> session.generateKey(PKCS11Constants.CKM_AES_KEY_GEN, null, null, null),
+            "C_GenerateKey key", () -> session.generateKey(CKM_AES_KEY_GEN, null, null, null),
             "C_GenerateKeyPair privateKey", () -> session.generateKeyPair(
-                PKCS11Constants.CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[1],
+                CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[1],
             "C_GenerateKeyPair publicKey", () -> session.generateKeyPair(
-                PKCS11Constants.CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[0],
-            "C_UnwrapKey key", () -> session.unwrapKey(PKCS11Constants.CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1,
+                CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[0],
+            "C_UnwrapKey key", () -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1,
                 null, null),
-            "C_DeriveKey key", () -> session.deriveKey(PKCS11Constants.CKM_DH_PKCS_DERIVE, null, key(9), null, null));
+            "C_DeriveKey key", () -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), null, null));
         for (String each : made.keySet()) {
             token.answer(each.split(" ")[0], each.split(" ")[1] + "=" + WIDE);
             assertEquals(WIDE, handleOf(made.get(each).get()), each);
@@ -108,14 +108,14 @@ class StandInTest extends SessionFixture {
         Map<String, Consumer<NativePKCS11Object>> used = new LinkedHashMap<>();
         used.put("encryptionKey=", each -> session.setOperationState(new byte[1], each, null));
         used.put("authenticationKey=", each -> session.setOperationState(new byte[1], null, each));
-        used.put("CK_OBJECT_HANDLE{key=", each -> session.deriveKey(PKCS11Constants.CKM_CONCATENATE_BASE_AND_KEY, each,
+        used.put("CK_OBJECT_HANDLE{key=", each -> session.deriveKey(CKM_CONCATENATE_BASE_AND_KEY, each,
             key(9), null, null));
-        used.put("baseKey=", each -> session.deriveKey(PKCS11Constants.CKM_DH_PKCS_DERIVE, null, each, null, null));
-        used.put("unwrappingKey=", each -> session.unwrapKey(PKCS11Constants.CKM_RSA_PKCS, null, each, new byte[1], 0, 1,
+        used.put("baseKey=", each -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, each, null, null));
+        used.put("unwrappingKey=", each -> session.unwrapKey(CKM_RSA_PKCS, null, each, new byte[1], 0, 1,
             null, null));
-        used.put("wrappingKey=", each -> session.wrapKey(PKCS11Constants.CKM_RSA_PKCS, null, each, key(9), new byte[9], 0));
-        used.put(" key=", each -> session.wrapKey(PKCS11Constants.CKM_RSA_PKCS, null, key(9), each, new byte[9], 0));
-        used.put("key=", each -> session.signInit(PKCS11Constants.CKM_RSA_PKCS, null, each));
+        used.put("wrappingKey=", each -> session.wrapKey(CKM_RSA_PKCS, null, each, key(9), new byte[9], 0));
+        used.put(" key=", each -> session.wrapKey(CKM_RSA_PKCS, null, key(9), each, new byte[9], 0));
+        used.put("key=", each -> session.signInit(CKM_RSA_PKCS, null, each));
         used.put("source=", each -> session.copy(each, null, null));
         used.put("object=", NativePKCS11Object::destroy);
         for (String name : used.keySet()) {
@@ -135,10 +135,10 @@ class StandInTest extends SessionFixture {
         assertNotEquals(0, zero.getObjectID());
         assertEquals(zero, find("0"));
         calls();
-        session.signInit(PKCS11Constants.CKM_RSA_PKCS, null, zero);
+        session.signInit(CKM_RSA_PKCS, null, zero);
         assertTrue(calls().get(0).endsWith(" key=0x0"));
         token.answer("C_DeriveKey", "key=0");
-        assertEquals(0, session.deriveKey(PKCS11Constants.CKM_DH_PKCS_DERIVE, null, key(9), null, null).getObjectID());
+        assertEquals(0, session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), null, null).getObjectID());
     }
 
     @Test
@@ -149,7 +149,8 @@ class StandInTest extends SessionFixture {
         assertEquals(WIDE, sessionOf(closed), "still open");
         NativePKCS11Object found = find(WIDE);
         closed.close();
-        assertRefused(SESSION_INVALID, closed::close, 1);
+        assertTrue(calls().contains("C_CloseSession session=" + WIDE));
+        assertRefused(SESSION_INVALID, closed::close);
         NativePKCS11Session next = open(WIDE);
         assertNotEquals(closed, next, "the same handle, another session");
         assertEquals("", sessionOf(closed));
@@ -173,34 +174,24 @@ class StandInTest extends SessionFixture {
         assertEquals(other.getSessionID(), open(OTHER).getSessionID(), "as long as it is not closed here");
     }
 
-    private void assertRefused(String code, org.junit.jupiter.api.function.Executable call, int before) throws Throwable {
-        assertEquals(before, calls().stream().filter(line -> line.startsWith("C_CloseSession session=" + WIDE)).count());
-        assertRefused(code, call);
-    }
-
     /** The module gives a handle on before the call that takes it back has returned. */
     @Test
     void handlesGivenOnMeanwhile() throws Throwable {
         initialize(false); // a call that is held must not hold the lock
         NativePKCS11Session closed = open(WIDE);
-        token.steer("hold C_CloseSession 0");
-        Background closing = start(closed::close);
-        token.steer("await C_CloseSession 1");
+        Background closing = token.hold("C_CloseSession", 0, closed::close);
         NativePKCS11Session next = open(WIDE);
         calls();
         assertRefused(SESSION_INVALID, closed::close);
-        token.steer("release C_CloseSession");
-        closing.finish();
+        token.release("C_CloseSession", closing);
         assertEquals(" " + WIDE, sessionOf(closed) + " " + sessionOf(next));
 
         for (String rv : List.of("0", FAILED)) {
             NativePKCS11Object old = find(OTHER);
-            token.answer("C_DestroyObject", "rv=" + rv).steer("hold C_DestroyObject 0");
-            Background destroying = start(() -> raised(old::destroy));
-            token.steer("await C_DestroyObject 1");
+            token.answer("C_DestroyObject", "rv=" + rv);
+            Background destroying = token.hold("C_DestroyObject", 0, () -> raised(old::destroy));
             NativePKCS11Object found = find(OTHER);
-            token.steer("release C_DestroyObject");
-            destroying.finish();
+            token.release("C_DestroyObject", destroying);
             assertEquals((rv.equals("0") ? "" : OTHER) + " " + OTHER, objectOf(old) + " " + objectOf(found));
             found.destroy();
             assertEquals(" ", objectOf(old) + " " + objectOf(found), "both numbers of one object go with it");

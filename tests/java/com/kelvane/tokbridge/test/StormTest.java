@@ -87,17 +87,14 @@ class StormTest {
     /** Two holders initialise one library at once: it is done once, and neither is refused. */
     @Test
     void initialisingTwiceAtOnce() throws Throwable {
-        ScriptedToken token = ScriptedToken.copy().steer("hold C_Initialize 0");
+        ScriptedToken token = ScriptedToken.copy();
         List<NativePKCS11> holders = List.of(new NativePKCS11(), new NativePKCS11());
         holders.forEach(each -> each.load(token.path()));
-        Background first = start(holders.get(0)::libInitialize);
-        token.steer("await C_Initialize 1");
+        Background first = token.hold("C_Initialize", 0, holders.get(0)::libInitialize);
         Background second = start(holders.get(1)::libInitialize);
         assertTrue(second.blocked());
         token.calls();
-        token.steer("release C_Initialize");
-        first.finish();
-        second.finish();
+        token.release("C_Initialize", first, second);
         assertEquals(List.of(), token.calls());
         holders.forEach(NativePKCS11::libFinalize);
         assertEquals(List.of("C_Finalize reserved=null"), token.calls());
@@ -133,11 +130,23 @@ class StormTest {
 
     /** A call that the module keeps inside. */
     private Background held(String function, Executable call) {
-        module.steer("hold " + function + " 0");
-        Background held = start(call);
-        module.steer("await " + function + " 1");
+        Background held = module.hold(function, 0, call);
         module.calls();
         return held;
+    }
+
+    /** A thread that finalises the holder, which has begun: its object is gone. */
+    private Background finalising() {
+        NativePKCS11 finalised = holder;
+        Background finalising = start(finalised::libFinalize);
+        while (finalised.getFunctionList() != 0) {
+            Thread.onSpinWait();
+        }
+        return finalising;
+    }
+
+    private void assertFinalised() {
+        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
     }
 
     /** The last holder waits for the calls in progress, without the lock; its object is gone from the start. */
@@ -148,17 +157,12 @@ class StormTest {
         another.load(module.path());
         Background logout = held("C_Logout", session::logout);
         another.libFinalize(); // not the last one
-        Background finalising = start(holder::libFinalize);
-        while (holder.getFunctionList() != 0) {
-            Thread.onSpinWait();
-        }
+        Background finalising = finalising();
         assertEquals("functionList is null", raised(session::getInfo));
         assertTrue(lockIsFree());
         assertEquals(List.of(), module.calls());
-        module.steer("release C_Logout");
-        logout.finish();
-        finalising.finish();
-        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+        module.release("C_Logout", logout, finalising);
+        assertFinalised();
     }
 
     /** Somebody takes the library while its last holder is waiting, who is not the last one then. */
@@ -166,23 +170,16 @@ class StormTest {
     void theLibraryIsTakenOverMeanwhile() throws Throwable {
         begin();
         Background logout = held("C_Logout", session::logout);
-        NativePKCS11 first = holder;
-        Background finalising = start(first::libFinalize);
-        while (first.getFunctionList() != 0) {
-            Thread.onSpinWait();
-        }
+        Background finalising = finalising();
         begin();
-        module.steer("release C_Logout");
-        logout.finish();
-        finalising.finish();
+        module.release("C_Logout", logout, finalising);
         assertEquals(List.of("C_GetFunctionList", "C_OpenSession slot=0x1 flags=0x6 application=null notify=null"),
             module.calls());
         Background inside = held("C_Logout", session::logout);
         assertTrue(lockIsFree(), "it locks for itself as before");
-        module.steer("release C_Logout");
-        inside.finish();
+        module.release("C_Logout", inside);
         holder.libFinalize();
-        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+        assertFinalised();
     }
 
     /** What the module keeps for ever is not waited for for ever, nor in the library's next life. */
@@ -191,28 +188,21 @@ class StormTest {
         begin();
         Background waiting = held("C_WaitForSlotEvent", () -> holder.waitForSlotEvent(true));
         holder.libFinalize();
-        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
-        module.steer("release C_WaitForSlotEvent");
-        waiting.join();
+        assertFinalised();
+        module.release("C_WaitForSlotEvent", waiting);
 
         begin();
         Background hanging = held("C_Logout", session::logout);
         holder.libFinalize(); // some seconds later
-        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+        assertFinalised();
         begin();
         holder.libFinalize();
         begin();
-        module.steer("release C_Logout");
-        hanging.join();
+        module.release("C_Logout", hanging);
         Background inside = held("C_Logout", session::logout);
-        Background finalising = start(holder::libFinalize);
-        while (holder.getFunctionList() != 0) {
-            Thread.onSpinWait();
-        }
+        Background finalising = finalising();
         assertEquals(List.of(), module.calls(), "a call of the new life is waited for");
-        module.steer("release C_Logout");
-        inside.finish();
-        finalising.finish();
-        assertEquals(List.of("C_Finalize reserved=null"), module.calls());
+        module.release("C_Logout", inside, finalising);
+        assertFinalised();
     }
 }
