@@ -161,7 +161,7 @@ template <typename Result, typename... Args, Result (JNICALL* Table::*member)(JN
 struct Watched<member>
 {
     static inline std::string name;
-    static inline Result failure;
+    static inline Result failure = {};
 
     static Result JNICALL call(JNIEnv* env, Args... args)
     {
@@ -206,11 +206,10 @@ void patch(const char* name)
     reinterpret_cast<Table*>(spy.patched.data())->*member = &Watched<member>::call;
 }
 
-/// A function that can fail, and how it answers then.
+/// A function that can fail: it answers nothing then, unless told otherwise.
 template <auto member>
-void fallible(const char* name, decltype(Watched<member>::failure) failure)
+void fallible(const char* name)
 {
-    Watched<member>::failure = failure;
     spy.fallible[name] = 0;
     patch<member>(name);
 }
@@ -232,53 +231,25 @@ void Java_com_kelvane_tokbridge_test_JniSpy_watch(JNIEnv* env, jclass /*type*/, 
     const auto* table = reinterpret_cast<const void* const*>(spy.original);
     spy.patched.assign(table, table + (env->GetVersion() >= 0x00150000 ? 236 : 234)); // two more since version 21
 
-#define FALLIBLE(function, failure) fallible<&Table::function>(#function, failure)
-    FALLIBLE(FindClass, nullptr);
-    FALLIBLE(GetObjectClass, nullptr);
-    FALLIBLE(GetFieldID, nullptr);
-    FALLIBLE(GetMethodID, nullptr);
-    FALLIBLE(GetStaticMethodID, nullptr);
-    FALLIBLE(GetObjectField, nullptr);
-    FALLIBLE(GetObjectArrayElement, nullptr);
-    FALLIBLE(NewObjectV, nullptr);
-    FALLIBLE(NewObjectArray, nullptr);
-    FALLIBLE(NewByteArray, nullptr);
-    FALLIBLE(NewIntArray, nullptr);
-    FALLIBLE(NewStringUTF, nullptr);
-    FALLIBLE(CallObjectMethodV, nullptr);
-    FALLIBLE(CallBooleanMethodV, JNI_FALSE);
-    FALLIBLE(CallIntMethodV, 0);
-    FALLIBLE(CallLongMethodV, 0);
-    FALLIBLE(CallStaticObjectMethodV, nullptr);
-    FALLIBLE(Throw, JNI_ERR);
-    FALLIBLE(MonitorEnter, JNI_ERR);
-    FALLIBLE(MonitorExit, JNI_ERR);
-    FALLIBLE(GetStringUTFChars, nullptr);
-    FALLIBLE(GetByteArrayElements, nullptr);
-    FALLIBLE(GetIntArrayElements, nullptr);
-#undef FALLIBLE
+#define FALLIBLE(function) fallible<&Table::function>(#function)
 #define OTHER(function) patch<&Table::function>(#function)
+    // clang-format off
+    FALLIBLE(FindClass), FALLIBLE(GetObjectClass), FALLIBLE(GetFieldID), FALLIBLE(GetMethodID),
+    FALLIBLE(GetStaticMethodID), FALLIBLE(GetObjectField), FALLIBLE(GetObjectArrayElement), FALLIBLE(NewObjectV),
+    FALLIBLE(NewObjectArray), FALLIBLE(NewByteArray), FALLIBLE(NewIntArray), FALLIBLE(NewStringUTF),
+    FALLIBLE(CallObjectMethodV), FALLIBLE(CallBooleanMethodV), FALLIBLE(CallIntMethodV), FALLIBLE(CallLongMethodV),
+    FALLIBLE(CallStaticObjectMethodV), FALLIBLE(Throw), FALLIBLE(MonitorEnter), FALLIBLE(MonitorExit),
+    FALLIBLE(GetStringUTFChars), FALLIBLE(GetByteArrayElements), FALLIBLE(GetIntArrayElements);
+    Watched<&Table::Throw>::failure = JNI_ERR;
+    Watched<&Table::MonitorEnter>::failure = JNI_ERR;
+    Watched<&Table::MonitorExit>::failure = JNI_ERR;
     spy.fallible["SetObjectArrayElement"] = 0;
-    OTHER(SetObjectArrayElement);
-    OTHER(IsInstanceOf);
-    OTHER(GetIntField);
-    OTHER(GetByteField);
-    OTHER(GetLongField);
-    OTHER(SetByteField);
-    OTHER(SetLongField);
-    OTHER(SetObjectField);
-    OTHER(GetArrayLength);
-    OTHER(GetStringUTFLength);
-    OTHER(SetByteArrayRegion);
-    OTHER(ReleaseStringUTFChars);
-    OTHER(ReleaseByteArrayElements);
-    OTHER(ReleaseIntArrayElements);
-    OTHER(ExceptionCheck);
-    OTHER(ExceptionOccurred);
-    OTHER(ExceptionClear);
-    OTHER(ExceptionDescribe);
-    OTHER(DeleteLocalRef);
-#undef OTHER
+    OTHER(SetObjectArrayElement), OTHER(IsInstanceOf), OTHER(GetIntField), OTHER(GetByteField), OTHER(GetLongField),
+    OTHER(SetByteField), OTHER(SetLongField), OTHER(SetObjectField), OTHER(GetArrayLength), OTHER(GetStringUTFLength),
+    OTHER(SetByteArrayRegion), OTHER(ReleaseStringUTFChars), OTHER(ReleaseByteArrayElements),
+    OTHER(ReleaseIntArrayElements), OTHER(ExceptionCheck), OTHER(ExceptionOccurred), OTHER(ExceptionClear),
+    OTHER(ExceptionDescribe), OTHER(DeleteLocalRef);
+    // clang-format on
     env->functions = reinterpret_cast<const Table*>(spy.patched.data());
 }
 
@@ -286,13 +257,13 @@ jstring Java_com_kelvane_tokbridge_test_JniSpy_report(JNIEnv* env, jclass /*type
 {
     env->functions = spy.original;
     notePending(env);
-    std::string text = "calls=" + std::to_string(spy.callsBefore) + " copied=" + std::to_string(spy.copiedBack) +
-                       " unbalanced=" + std::to_string(static_cast<int>(spy.pins.size()) + spy.wrongReleases) +
-                       " references=" + std::to_string(spy.mostReferences) + " misused=" + spy.misused;
+    std::string text = std::to_string(spy.callsBefore) + " " + std::to_string(spy.copiedBack) + " " +
+                       std::to_string(static_cast<int>(spy.pins.size()) + spy.wrongReleases) + " " +
+                       std::to_string(spy.mostReferences) + " " + spy.misused;
     for (const auto& [name, count] : spy.fallible)
-        text += " " + name + "=" + std::to_string(count);
+        text += " " + name + " " + std::to_string(count);
     for (const auto& [name, count] : spy.infallible)
-        text += " +" + name + "=" + std::to_string(count);
+        text += " +" + name + " " + std::to_string(count);
     return env->NewStringUTF(text.c_str());
 }
 

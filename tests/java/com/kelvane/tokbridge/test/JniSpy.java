@@ -28,25 +28,21 @@ final class JniSpy {
         /** The local references that lived at once. */
         int references;
         /** The last function that was called with an exception pending although it must not be; "C_*" of Cryptoki. */
-        String misused = "";
+        String misused;
     }
 
     /** Ends the watch. */
     static Report unwatch() {
         Report seen = new Report();
-        for (String word : report().split(" ")) {
-            String name = word.substring(0, word.indexOf('='));
-            String value = word.substring(name.length() + 1);
-            switch (name) {
-                case "calls": seen.calls = Integer.parseInt(value); break;
-                case "copied": seen.copied = Integer.parseInt(value); break;
-                case "unbalanced": seen.unbalanced = Integer.parseInt(value); break;
-                case "references": seen.references = Integer.parseInt(value); break;
-                case "misused": seen.misused = value; break;
-                default:
-                    (name.startsWith("+") ? seen.infallible : seen.fallible).put(name.replace("+", ""),
-                        Integer.valueOf(value));
-            }
+        String[] words = report().split(" ", -1);
+        seen.calls = Integer.parseInt(words[0]);
+        seen.copied = Integer.parseInt(words[1]);
+        seen.unbalanced = Integer.parseInt(words[2]);
+        seen.references = Integer.parseInt(words[3]);
+        seen.misused = words[4];
+        for (int i = 5; i < words.length; i += 2) {
+            (words[i].startsWith("+") ? seen.infallible : seen.fallible).put(words[i].replace("+", ""),
+                Integer.valueOf(words[i + 1]));
         }
         return seen;
     }

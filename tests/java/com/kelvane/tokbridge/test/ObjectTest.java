@@ -27,10 +27,13 @@ class ObjectTest extends SessionFixture {
 
     @Test
     void valuesOfEveryKindAndWholeTemplates() throws Throwable {
-        Object[][] rows = {{TOKEN, true, "01"}, {CLASS, 0x80000001, "0100008000000000"}, {LABEL, "\u20ac\0", "e282acc080"},
-            {LABEL, new byte[] {9, 0}, "0900"}, {LABEL, "", ""}, {LABEL, null, ""}, {VALUE, new byte[] {-1, 0}, "ff00"},
-            {VALUE, null, ""}, {START, new Date(0), hex("19700101")}, {START, new Date(1709251199999L), hex("20240229")},
-            {START, new Date(253402300799999L), hex("99991231")}, {START, null, ""}, {MODULUS, new byte[] {0, 1}, "0001"},
+        Object[][] rows = {{TOKEN, true, "01"}, {CLASS, 0x80000001, "0100008000000000"},
+            {LABEL, "\u20ac\0", "e282acc080"},
+            {LABEL, new byte[] {9, 0}, "0900"}, {LABEL, "", ""}, {LABEL, null, ""},
+            {VALUE, new byte[] {-1, 0}, "ff00"}, {VALUE, null, ""},
+            {START, new Date(0), hex("19700101")}, {START, new Date(1709251199999L), hex("20240229")},
+            {START, new Date(253402300799999L), hex("99991231")}, {START, null, ""},
+            {MODULUS, new byte[] {0, 1}, "0001"},
             {MODULUS, null, ""}, {CKA_HW_FEATURE_TYPE, 4, "0400000000000000"},
             {CKA_ALLOWED_MECHANISMS, new int[] {CKM_AES_CBC, 0x80000001}, "82100000000000000100008000000000"},
             {CKA_ALLOWED_MECHANISMS, new int[0], ""}, {VALUE, new byte[262144], "00".repeat(262144)}};

@@ -22,7 +22,8 @@ class SessionTest extends SessionFixture {
     @Test
     void labelsAndPins() throws Throwable {
         String full = "0123456789abcdefghij0123456789ab";
-        Object[][] labels = {{"label", hex("label" + " ".repeat(27))}, {full, hex(full)}, {new byte[0], "20".repeat(32)},
+        Object[][] labels = {{"label", hex("label" + " ".repeat(27))}, {full, hex(full)},
+            {new byte[0], "20".repeat(32)},
             {"\u20ac\0" + full.substring(5), "e282acc080" + hex(full.substring(5))}};
         for (Object[] label : labels) {
             slot.initToken(null, label[0]);
