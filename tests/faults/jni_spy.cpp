@@ -118,25 +118,13 @@ void noteRelease(const void* memory, jint mode)
 }
 
 // What the functions without a result give back; the others nothing.
-void noteGivenBack(jstring, const char* characters)
-{
-    noteRelease(characters, JNI_ABORT);
-}
+void noteGivenBack(jstring, const char* characters) { noteRelease(characters, JNI_ABORT); }
 
-void noteGivenBack(jbyteArray, jbyte* elements, jint mode)
-{
-    noteRelease(elements, mode);
-}
+void noteGivenBack(jbyteArray, jbyte* elements, jint mode) { noteRelease(elements, mode); }
 
-void noteGivenBack(jintArray, jint* elements, jint mode)
-{
-    noteRelease(elements, mode);
-}
+void noteGivenBack(jintArray, jint* elements, jint mode) { noteRelease(elements, mode); }
 
-void noteGivenBack(jobject reference)
-{
-    noteReference(reference != nullptr ? -1 : 0);
-}
+void noteGivenBack(jobject reference) { noteReference(reference != nullptr ? -1 : 0); }
 
 template <typename... Others>
 void noteGivenBack(const Others&...)

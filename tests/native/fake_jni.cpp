@@ -9,10 +9,7 @@ Fake fake;
 
 namespace {
 
-Object* raw(void* reference)
-{
-    return static_cast<Object*>(reference);
-}
+Object* raw(void* reference) { return static_cast<Object*>(reference); }
 
 // What must not be asked with an exception pending goes through this function or the next.
 Object* object(void* reference)
@@ -48,10 +45,7 @@ int64_t& fieldOf(jobject of, void* id)
     return raw(of)->fields[raw(id)->type];
 }
 
-Object*& elementOf(jobjectArray array, jsize i)
-{
-    return object(array)->elements.at(static_cast<std::size_t>(i));
-}
+Object*& elementOf(jobjectArray array, jsize i) { return object(array)->elements.at(static_cast<std::size_t>(i)); }
 
 template <typename T>
 T* pin(jobject of, jboolean* isCopy)
@@ -230,15 +224,9 @@ Ref make(std::string_view type, std::map<std::string, int64_t> fields, std::stri
     return {&fake.objects.back()};
 }
 
-Ref newString(std::string_view text)
-{
-    return make("java/lang/String", {}, text);
-}
+Ref newString(std::string_view text) { return make("java/lang/String", {}, text); }
 
-Ref newBytes(std::string_view bytes)
-{
-    return make("[B", {}, bytes);
-}
+Ref newBytes(std::string_view bytes) { return make("[B", {}, bytes); }
 
 Ref newInts(const std::vector<jint>& values)
 {
@@ -253,10 +241,7 @@ Ref newObjects(const std::vector<Ref>& values)
     return made;
 }
 
-int64_t address(Ref object)
-{
-    return reinterpret_cast<int64_t>(object.object);
-}
+int64_t address(Ref object) { return reinterpret_cast<int64_t>(object.object); }
 
 std::string hex(std::string_view bytes)
 {

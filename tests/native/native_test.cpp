@@ -209,10 +209,7 @@ std::string fetch(unsigned long type, std::size_t room)
     return " " + hexadecimal(type) + "/" + hexadecimal(static_cast<unsigned long>(room));
 }
 
-Ref types()
-{
-    return newInts({CKA_CLASS, -1, CKA_TOKEN, CKA_LABEL, CKA_ID, CKA_MODULUS, CKA_START_DATE});
-}
+Ref types() { return newInts({CKA_CLASS, -1, CKA_TOKEN, CKA_LABEL, CKA_ID, CKA_MODULUS, CKA_START_DATE}); }
 
 Ref values()
 {

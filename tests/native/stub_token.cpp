@@ -127,10 +127,7 @@ std::string takeMechanism(const char* mechanism)
     return " {" + text + "}";
 }
 
-U outputLength(char argument)
-{
-    return static_cast<U>(token.answer.size() / (argument == 'O' ? sizeof(U) : 1));
-}
+U outputLength(char argument) { return static_cast<U>(token.answer.size() / (argument == 'O' ? sizeof(U) : 1)); }
 
 U carryOut(const char* name, const char* arguments, const uint64_t* word)
 {
@@ -195,10 +192,7 @@ void fill(char* entries, std::index_sequence<index...>)
 
 } // namespace
 
-std::string ulongBytes(unsigned long value)
-{
-    return {reinterpret_cast<const char*>(&value), sizeof value};
-}
+std::string ulongBytes(unsigned long value) { return {reinterpret_cast<const char*>(&value), sizeof value}; }
 
 void fillFunctionList(int64_t list)
 {

@@ -20,15 +20,9 @@ struct Field
     std::size_t offset;
     const Field* record; ///< the pointer to the record that holds the field, if it is another record
 
-    bool inPlace() const
-    {
-        return kind == "bytes" || kind == "text";
-    }
+    bool inPlace() const { return kind == "bytes" || kind == "text"; }
 
-    std::size_t bytes() const
-    {
-        return std::strtoul(extent.c_str(), nullptr, 10);
-    }
+    std::size_t bytes() const { return std::strtoul(extent.c_str(), nullptr, 10); }
 };
 
 struct Layout
@@ -246,10 +240,7 @@ CK_ULONG widened(CK_ULONG handle)
     return wideHandles && handle != 0 && handle <= UINT32_MAX ? kWide + handle : handle;
 }
 
-CK_ULONG narrowed(CK_ULONG handle)
-{
-    return wideHandles && handle - kWide <= UINT32_MAX ? handle - kWide : handle;
-}
+CK_ULONG narrowed(CK_ULONG handle) { return wideHandles && handle - kWide <= UINT32_MAX ? handle - kWide : handle; }
 
 std::string unhex(std::string_view digits)
 {

@@ -51,15 +51,9 @@ struct Entry<member>
 {
     static inline const char* name;
 
-    static CK_RV call(Arguments... arguments)
-    {
-        return run(name, {Word(arguments)...});
-    }
+    static CK_RV call(Arguments... arguments) { return run(name, {Word(arguments)...}); }
 
-    static void install(List& list, bool present)
-    {
-        list.*member = present ? &call : nullptr;
-    }
+    static void install(List& list, bool present) { list.*member = present ? &call : nullptr; }
 };
 
 template <auto member>
@@ -376,10 +370,7 @@ void putParameter(Call& call, const CK_MECHANISM& mechanism)
     }
 }
 
-void putResult(CK_ULONG& to, CK_ULONG value, bool handle)
-{
-    to = handle ? widened(value) : value;
-}
+void putResult(CK_ULONG& to, CK_ULONG value, bool handle) { to = handle ? widened(value) : value; }
 
 void answer(Call& call, const Argument& argument)
 {
@@ -419,10 +410,7 @@ std::size_t stackLeft()
 }
 
 /// Does what some modules do to a thread that loads or starts them, when the environment says so.
-bool spoilRounding()
-{
-    return std::getenv("SCRIPTED_TOKEN_ROUNDS_UP") != nullptr && std::fesetround(FE_UPWARD) == 0;
-}
+bool spoilRounding() { return std::getenv("SCRIPTED_TOKEN_ROUNDS_UP") != nullptr && std::fesetround(FE_UPWARD) == 0; }
 
 CK_RV run(const char* name, const std::vector<Word>& words)
 {
@@ -536,12 +524,6 @@ std::string steer(const std::string& command)
 
 } // namespace
 
-CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to)
-{
-    return Entry<&List::C_GetFunctionList>::call(to);
-}
+CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to) { return Entry<&List::C_GetFunctionList>::call(to); }
 
-char* scriptedTokenCommand(const char* command)
-{
-    return strdup(steer(command).c_str());
-}
+char* scriptedTokenCommand(const char* command) { return strdup(steer(command).c_str()); }
