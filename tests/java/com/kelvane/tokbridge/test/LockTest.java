@@ -87,6 +87,7 @@ class LockTest extends SessionFixture {
         assertEquals(1, token.mostInside());
         library.libFinalize(); // whose row the other one's takes
         other.libInitialize();
+        initialize(false); // a third life, which takes nothing of the other's
         Background inside = free.hold("C_GetInfo", 0, other::getInfo);
         assertTrue(lockIsFree(), "it is initialised still, and locks for itself");
         free.release("C_GetInfo", inside);

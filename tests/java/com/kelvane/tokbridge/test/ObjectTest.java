@@ -40,7 +40,8 @@ class ObjectTest extends SessionFixture {
         for (Object[] row : rows) {
             assertEquals("@+24:" + row[2], encoded((int) row[0], row[1]), nameOf("CKA_", (int) row[0]));
         }
-        String[][] numbers = {{"0", "00"}, {"255", "ff"}, {"128", "80"}, {"127", "7f"}, {"-1", "ff"}, {"256", "0100"}};
+        String[][] numbers = {{"0", "00"}, {"255", "ff"}, {"128", "80"}, {"127", "7f"}, {"-1", "ff"}, {"256", "0100"},
+            {"-18446744073709551616", "ff0000000000000000"}};
         for (String[] number : numbers) {
             assertEquals("@+24:" + number[1], encoded(MODULUS, new BigInteger(number[0])));
         }
@@ -222,7 +223,7 @@ class ObjectTest extends SessionFixture {
     void lengthsThatLie() throws Throwable {
         String[][] lies = { // the first answer, the second, what becomes of the String, the byte[], the BigInteger
             {"0x3=6161", "0x3=62", "b", "[98]", "98"}, {"0x3=6161", "0x3=", "", "[]", "0"},
-            {"0x3=61", "rv=0 0x3.length=2", "0x150", "0x150", "0x150"}, {"0x3=61", "rv=0x11", "0x11", "0x11", "0x11"},
+            {"0x3=61", "rv=0 0x3=62 0x3.length=2", "0x150", "0x150", "0x150"}, {"0x3=61", "rv=0x11", "0x11", "0x11", "0x11"},
             {"0x3=61", "rv=0 0x3.length=0xffffffffffffffff", "0x150", "0x150", "0x150"},
             {"0x3.length=0x80000000", "", "getStringAttributeValue(): alloca() failed", "NewByteArray() failed",
                 "NewByteArray() failed"},

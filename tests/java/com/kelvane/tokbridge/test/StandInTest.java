@@ -62,6 +62,14 @@ class StandInTest extends SessionFixture {
             assertEquals(handle, objectOf(found));
         }
         assertEquals(WIDE, objectOf(first));
+        List<NativePKCS11Object> together = new ArrayList<>(); // handles that the table keeps side by side
+        for (int i = 1; i <= 4; i++) {
+            together.add(find("0x" + Long.toHexString(i * 0xF1DE83E19937733DL)));
+        }
+        together.get(1).destroy();
+        for (int i : new int[] {1, 3, 4}) {
+            assertEquals(together.get(i - 1), find("0x" + Long.toHexString(i * 0xF1DE83E19937733DL)));
+        }
         NativePKCS11Session one = open(WIDE);
         NativePKCS11Session two = open(OTHER);
         assertNotEquals(one, two);
@@ -76,7 +84,7 @@ class StandInTest extends SessionFixture {
             assertEquals(handle, find("" + Integer.toUnsignedLong(handle)).getObjectID());
             assertEquals(handle, open("" + Integer.toUnsignedLong(handle)).getSessionID());
         }
-        for (long handle : new long[] {0x58000000L, 0x60000000L, 0x6FFFFFFFL, 0x100000000L, -1}) {
+        for (long handle : new long[] {0x60000000L, 0x6FFFFFFFL, 0x100000000L, -1, 0x58000000L}) {
             String text = "0x" + Long.toHexString(handle);
             assertEquals(text, objectOf(find(text)));
             assertEquals(text, sessionOf(open(text)));
