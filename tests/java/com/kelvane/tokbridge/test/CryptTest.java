@@ -9,6 +9,7 @@ import com.kelvane.pkcs11.nat.*;
 import java.util.*;
 import java.util.function.*;
 import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.Executable;
 
 /** Cryptographic operations and key management: what a module receives, what Java gets back, which error wins. */
 class CryptTest extends SessionFixture {
@@ -80,22 +81,21 @@ class CryptTest extends SessionFixture {
 
     @Test
     void inputOrOutputAlone() throws Throwable {
-        List<String> finals = List.of("EncryptFinal", "DecryptFinal", "DigestFinal", "SignFinal");
-        List<Out> outs = List.of(session::encryptFinal, session::decryptFinal, session::digestFinal,
-            session::signFinal);
-        for (int i = 0; i < 4; i++) {
-            Out call = outs.get(i);
-            assertOutputRule("C_" + finals.get(i), i < 2, call);
+        Map<String, Out> finals = Map.of("C_EncryptFinal", session::encryptFinal, "C_DecryptFinal",
+            session::decryptFinal, "C_DigestFinal", session::digestFinal, "C_SignFinal", session::signFinal);
+        for (String function : finals.keySet()) {
+            Out call = finals.get(function);
+            assertOutputRule(function, function.contains("crypt"), call);
             assertRefused("0x20", () -> call.run(null, 0));
             assertRefused("0x20", () -> call.run(new byte[1], -1));
             assertRefused("0x150", () -> call.run(new byte[1], 2));
         }
-        List<String> updates = List.of("DigestUpdate", "SignUpdate", "VerifyUpdate");
-        List<In> ins = List.of(session::digestUpdate, session::signUpdate, session::verifyUpdate);
-        for (int i = 0; i < 3; i++) {
-            In call = ins.get(i);
+        Map<String, In> updates = Map.of("C_DigestUpdate", session::digestUpdate, "C_SignUpdate", session::signUpdate,
+            "C_VerifyUpdate", session::verifyUpdate);
+        for (String function : updates.keySet()) {
+            In call = updates.get(function);
             call.run(in, 5, 0);
-            assertCalls("C_" + updates.get(i) + " session=0x7 in=");
+            assertCalls(function + " session=0x7 in=");
             assertRefused("0x150", () -> call.run(in, 2, 4));
             assertRefused("0x20", () -> call.run(null, 0, 0));
         }
@@ -123,24 +123,23 @@ class CryptTest extends SessionFixture {
 
     @Test
     void starting() throws Throwable {
-        List<String> names = List.of("Encrypt", "Decrypt", "Sign", "SignRecover", "Verify", "VerifyRecover");
-        List<Init> inits = List.of(session::encryptInit, session::decryptInit, session::signInit,
-            session::signRecoverInit, session::verifyInit, session::verifyRecoverInit);
-        for (int i = 0; i < names.size(); i++) {
-            Init init = inits.get(i);
+        Map<String, Init> inits = Map.of("C_EncryptInit", session::encryptInit, "C_DecryptInit", session::decryptInit,
+            "C_SignInit", session::signInit, "C_SignRecoverInit", session::signRecoverInit, "C_VerifyInit",
+            session::verifyInit, "C_VerifyRecoverInit", session::verifyRecoverInit);
+        for (String function : inits.keySet()) {
+            Init init = inits.get(function);
             init.run(0x80000001, null, key(-1));
-            assertCalls("C_" + names.get(i) + "Init session=0x7 mechanism=0x80000001 parameter=null/0 key=0xffffffff");
+            assertCalls(function + " session=0x7 mechanism=0x80000001 parameter=null/0 key=0xffffffff");
             assertRefused("", () -> init.run(CKM_SHA256, "wrong", key(0)));
             assertRefused("obj is null", () -> init.run(CKM_SHA256, "wrong", null));
             assertRefused("0x71", () -> init.run(CKM_SHA256, "wrong", key(9)));
         }
         String line = "tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_%scryptInit():  The mechanism ID"
             + " passed in is: -2147483647 \n";
-        for (int i = 0; i < 2; i++) { // encryptInit and decryptInit
-            Init init = inits.get(i);
-            String expected = String.format(line, i == 0 ? "en" : "de");
-            withEnvironment("PKCS11DEBUG", "", () -> assertEquals(expected,
-                written(STDOUT, () -> init.run(0x80000001, null, key(9)))));
+        for (String name : List.of("En", "De")) {
+            Executable init = () -> inits.get("C_" + name + "cryptInit").run(0x80000001, null, key(9));
+            withEnvironment("PKCS11DEBUG", "",
+                () -> assertEquals(String.format(line, name.toLowerCase()), written(STDOUT, init)));
         }
     }
 

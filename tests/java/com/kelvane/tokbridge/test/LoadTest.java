@@ -40,19 +40,13 @@ class LoadTest {
     }
 
     private NativePKCS11 load(ScriptedToken module) {
-        NativePKCS11 library = new NativePKCS11();
-        library.load(module.path());
+        NativePKCS11 library = module.load();
         holders.add(library);
         return library;
     }
 
     private NativePKCS11 load() {
         return load(token);
-    }
-
-    /** A holder of the token's function list that the bridge has not loaded. */
-    private NativePKCS11 stranger() throws ReflectiveOperationException {
-        return with(new NativePKCS11(), "functionList", token.functionList());
     }
 
     private List<NativePKCS11> loadNew(int count) {
@@ -190,17 +184,6 @@ class LoadTest {
         }
     }
 
-    @Test
-    void theReasonIsPrintedOnRequest() throws Throwable {
-        for (String value : new String[] {"", "0"}) {
-            assertEquals("", written(STDOUT, () -> refused("/nowhere/module.so")));
-            withEnvironment("PKCS11DEBUG", value, () -> {
-                String line = written(STDOUT, () -> refused("/nowhere/module.so"));
-                assertTrue(line.matches("tokbridge:  [^\n]*/nowhere/module\\.so[^\n]*\n"), line);
-            });
-        }
-    }
-
     /** A refusal of OS locking leads to a second try; a failure leaves the library as it was. */
     @Test
     void whatInitialisationMakesOfTheAnswers() throws Throwable {
@@ -230,7 +213,6 @@ class LoadTest {
         NativePKCS11 first = load();
         NativePKCS11 second = load();
         assertEquals(token.functionList(), first.getFunctionList());
-        assertEquals(token.functionList(), second.getFunctionList());
         token.calls();
         first.libInitialize();
         second.libInitialize();
@@ -256,7 +238,7 @@ class LoadTest {
         assertEquals("0x5", raised(library::libFinalize));
         assertEquals(0, library.getFunctionList());
 
-        NativePKCS11 stranger = stranger();
+        NativePKCS11 stranger = token.stranger();
         assertEquals("attempt to finalize invalid DLL", raised(stranger::libFinalize));
         assertEquals(0, stranger.getFunctionList());
         token.calls();
@@ -294,7 +276,7 @@ class LoadTest {
         for (int rows : new int[] {0, ROWS}) {
             List<NativePKCS11> others = loadNew(rows);
             token.calls();
-            assertEquals("functionlist dll not found", raised(stranger()::libInitialize));
+            assertEquals("functionlist dll not found", raised(token.stranger()::libInitialize));
             assertTrue(lockIsFree());
             assertCalls(OS_LOCKING);
             if (rows == ROWS) {
@@ -305,17 +287,14 @@ class LoadTest {
             assertEquals(List.of(), token.calls(), "no row was marked as initialised");
         }
         token.answer("C_Initialize", "rv=0xa").answer("C_Initialize", "rv=0x5");
-        assertEquals("functionlist dll not found", raised(stranger()::libInitialize), "the first failure is reported");
+        assertEquals("functionlist dll not found", raised(token.stranger()::libInitialize), "the first failure");
         assertCalls(OS_LOCKING, SECOND_TRY);
     }
 
     @Test
     void aModuleKeepsItsSymbolsToItself() {
-        ScriptedToken module = ScriptedToken.copy();
-        try (NativePKCS11 library = new NativePKCS11()) {
-            library.load(module.path());
-            assertFalse(JniSpy.visible("scriptedTokenCommand"));
-        }
+        load(ScriptedToken.copy());
+        assertFalse(JniSpy.visible("scriptedTokenCommand"));
     }
 
     /** Some modules set the processor's mode for the thread that loads or starts them; Java counts on its own. */

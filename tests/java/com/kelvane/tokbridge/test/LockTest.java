@@ -75,9 +75,7 @@ class LockTest extends SessionFixture {
             assertFalse(lockIsFree(), "the lock is reentrant");
         }
         ScriptedToken free = ScriptedToken.copy();
-        NativePKCS11 other = new NativePKCS11();
-        other.load(free.path());
-        other.libInitialize();
+        NativePKCS11 other = free.initialized();
 
         Background held = token.hold("C_Logout", 0, () -> call("C_Logout"));
         start(other::getInfo).finish();
@@ -104,8 +102,7 @@ class LockTest extends SessionFixture {
         synchronized (NativePKCS11.class) {
             loading = start(() -> holder.load(module.path()));
             assertTrue(loading.blocked());
-            assertEquals("attempt to finalize invalid DLL", raised(with(new NativePKCS11(), "functionList",
-                module.functionList())::libFinalize), "it has no row yet");
+            assertEquals("attempt to finalize invalid DLL", raised(module.stranger()::libFinalize), "no row yet");
         }
         loading.finish();
         Background initialising;

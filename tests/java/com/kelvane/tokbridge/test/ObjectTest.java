@@ -223,7 +223,8 @@ class ObjectTest extends SessionFixture {
     void lengthsThatLie() throws Throwable {
         String[][] lies = { // the first answer, the second, what becomes of the String, the byte[], the BigInteger
             {"0x3=6161", "0x3=62", "b", "[98]", "98"}, {"0x3=6161", "0x3=", "", "[]", "0"},
-            {"0x3=61", "rv=0 0x3=62 0x3.length=2", "0x150", "0x150", "0x150"}, {"0x3=61", "rv=0x11", "0x11", "0x11", "0x11"},
+            {"0x3=61", "rv=0 0x3=62 0x3.length=2", "0x150", "0x150", "0x150"},
+            {"0x3=61", "rv=0x11", "0x11", "0x11", "0x11"},
             {"0x3=61", "rv=0 0x3.length=0xffffffffffffffff", "0x150", "0x150", "0x150"},
             {"0x3.length=0x80000000", "", "getStringAttributeValue(): alloca() failed", "NewByteArray() failed",
                 "NewByteArray() failed"},

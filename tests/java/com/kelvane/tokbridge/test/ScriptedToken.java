@@ -2,6 +2,7 @@ package com.kelvane.tokbridge.test;
 
 import static org.junit.jupiter.api.Assertions.*;
 
+import com.kelvane.pkcs11.nat.*;
 import java.io.*;
 import java.nio.file.*;
 import java.util.*;
@@ -100,6 +101,25 @@ public final class ScriptedToken {
         for (Harness.Background each : calls) {
             each.finish();
         }
+    }
+
+    /** A new holder of the module. */
+    NativePKCS11 load() {
+        NativePKCS11 library = new NativePKCS11();
+        library.load(path);
+        return library;
+    }
+
+    /** A new holder, which has initialised the module. */
+    NativePKCS11 initialized() {
+        NativePKCS11 library = load();
+        library.libInitialize();
+        return library;
+    }
+
+    /** An object of the module's address that the bridge has not loaded. */
+    NativePKCS11 stranger() throws ReflectiveOperationException {
+        return Harness.with(new NativePKCS11(), "functionList", functionList());
     }
 
     /** Any other command of token/scripted_token.h. */

@@ -209,9 +209,7 @@ class StandInTest extends SessionFixture {
     @Test
     void numbersBelongToTheirLibrary() throws Throwable {
         ScriptedToken module = ScriptedToken.copy();
-        try (NativePKCS11 other = new NativePKCS11()) {
-            other.load(module.path());
-            other.libInitialize();
+        try (NativePKCS11 other = module.initialized()) {
             NativePKCS11Object mine = find(WIDE);
             module.answer("C_OpenSession", "session=" + WIDE).answer("C_FindObjects", "objects=" + WIDE);
             NativePKCS11Session theirs = new NativePKCS11Slot(other, 1).openSession(6, null);

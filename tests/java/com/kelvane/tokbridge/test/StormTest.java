@@ -17,8 +17,7 @@ class StormTest {
     private static Background worker(ScriptedToken token, Set<String> outcomes) {
         return start(() -> {
             for (int round = 0; round < ROUNDS; round++) {
-                NativePKCS11 library = new NativePKCS11();
-                library.load(token.path());
+                NativePKCS11 library = token.load();
                 outcomes.add(raised(library::libInitialize));
                 NativePKCS11Session session = new NativePKCS11Session(new NativePKCS11Slot(library, 1), 7);
                 outcomes.add(raised(session::getInfo));
@@ -55,9 +54,8 @@ class StormTest {
 
         ScriptedToken token = ScriptedToken.copy();
         token.always("C_GetFunctionList", "list=new");
-        List<NativePKCS11> holders = Stream.generate(NativePKCS11::new).limit(20).collect(Collectors.toList());
-        holders.forEach(each -> each.load(token.path()));
-        assertEquals("too many different libraries referenced!", raised(() -> new NativePKCS11().load(token.path())),
+        List<NativePKCS11> holders = Stream.generate(token::load).limit(20).collect(Collectors.toList());
+        assertEquals("too many different libraries referenced!", raised(token::load),
             "the table was empty: it took twenty and no more");
         holders.forEach(NativePKCS11::libFinalize);
     }
@@ -66,12 +64,9 @@ class StormTest {
     @Test
     void finalizingTwiceAtOnce() throws Throwable {
         ScriptedToken token = ScriptedToken.copy();
-        NativePKCS11 keeper = new NativePKCS11();
-        keeper.load(token.path());
-        keeper.libInitialize();
+        NativePKCS11 keeper = token.initialized();
         for (int i = 0; i < ROUNDS; i++) {
-            NativePKCS11 shared = new NativePKCS11();
-            shared.load(token.path());
+            NativePKCS11 shared = token.load();
             List<String> outcomes = Collections.synchronizedList(new ArrayList<>());
             Background other = start(() -> outcomes.add(raised(shared::libFinalize)));
             outcomes.add(raised(shared::libFinalize));
@@ -88,8 +83,7 @@ class StormTest {
     @Test
     void initialisingTwiceAtOnce() throws Throwable {
         ScriptedToken token = ScriptedToken.copy();
-        List<NativePKCS11> holders = List.of(new NativePKCS11(), new NativePKCS11());
-        holders.forEach(each -> each.load(token.path()));
+        List<NativePKCS11> holders = List.of(token.load(), token.load());
         Background first = token.hold("C_Initialize", 0, holders.get(0)::libInitialize);
         Background second = start(holders.get(1)::libInitialize);
         assertTrue(second.blocked());
@@ -104,8 +98,7 @@ class StormTest {
     @Test
     void initialisingWhatIsBeingFinalised() throws Throwable {
         ScriptedToken token = ScriptedToken.copy();
-        NativePKCS11 library = new NativePKCS11();
-        library.load(token.path());
+        NativePKCS11 library = token.load();
         token.calls();
         Background initialising;
         synchronized (NativePKCS11.class) {
@@ -122,9 +115,7 @@ class StormTest {
     private NativePKCS11Session session;
 
     private void begin() {
-        holder = new NativePKCS11();
-        holder.load(module.path());
-        holder.libInitialize();
+        holder = module.initialized();
         session = new NativePKCS11Slot(holder, 1).openSession(6, null);
     }
 
@@ -153,8 +144,7 @@ class StormTest {
     @Test
     void theLastHolderWaitsForCalls() throws Throwable {
         begin();
-        NativePKCS11 another = new NativePKCS11();
-        another.load(module.path());
+        NativePKCS11 another = module.load();
         Background logout = held("C_Logout", session::logout);
         another.libFinalize(); // not the last one
         Background finalising = finalising();
