@@ -18,6 +18,7 @@
 
 #include <p11-kit/pkcs11.h> // for the names of numbers alone
 
+#include "check.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
@@ -27,7 +28,6 @@
 
 namespace {
 
-int failures = 0;
 std::set<std::string> methodsCalled;
 
 Ref library, slot, session, key; // S and K stand for the handles of the last two in what is expected
@@ -102,14 +102,6 @@ std::string outcome(const std::function<std::string()>& call)
     return told;
 }
 
-void check(const std::string& expected, const std::string& found)
-{
-    if (expected == found)
-        return;
-    ++failures;
-    std::fprintf(stderr, "expected: %s\n   found: %s\n", expected.c_str(), found.c_str());
-}
-
 void checkCall(const std::string& expected, const std::function<std::string()>& call)
 {
     check(expected, outcome(call));
@@ -117,11 +109,9 @@ void checkCall(const std::string& expected, const std::function<std::string()>& 
 
 // ---- Java values ----
 
-// clang-format off
 int64_t bytes(std::string_view value) { return address(newBytes(value)); }
 Ref integer(jint value) { return make("java/lang/Integer", {{"intValue:()I", value}}); }
 Ref date(int64_t milliseconds) { return make("java/util/Date", {{"getTime:()J", milliseconds}}); }
-// clang-format on
 
 Ref bigInteger(std::string_view twosComplement)
 {

@@ -15,6 +15,7 @@
 
 #include <p11-kit/pkcs11.h>
 
+#include "check.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
@@ -24,16 +25,6 @@ namespace {
 
 constexpr jint kSessions = 1 << 20;
 constexpr jint kObjects = 1 << 24;
-
-int failures = 0;
-
-void check(const std::string& expected, const std::string& found)
-{
-    if (expected == found)
-        return;
-    ++failures;
-    std::fprintf(stderr, "expected: %s\n   found: %s\n", expected.c_str(), found.c_str());
-}
 
 // ---- Just enough of a JVM ----
 

@@ -92,6 +92,10 @@ class StandInTest extends SessionFixture {
         assertEquals("0x6fffffff", objectOf(key(0x6FFFFFFF)), "a number that was never given out is a handle");
     }
 
+    private PKCS11Object[] generateKeyPair() {
+        return session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null);
+    }
+
     /** Where a handle enters Java, and where a number leaves it. */
     @Test
     void everyCrossing() throws Throwable {
@@ -100,12 +104,9 @@ class StandInTest extends SessionFixture {
             "C_CreateObject object", () -> session.createObject(null, null),
             "C_CopyObject object", () -> session.copy(key(9), null, null),
             "C_GenerateKey key", () -> session.generateKey(CKM_AES_KEY_GEN, null, null, null),
-            "C_GenerateKeyPair privateKey", () -> session.generateKeyPair(
-                CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[1],
-            "C_GenerateKeyPair publicKey", () -> session.generateKeyPair(
-                CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null)[0],
-            "C_UnwrapKey key", () -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1,
-                null, null),
+            "C_GenerateKeyPair privateKey", () -> generateKeyPair()[1],
+            "C_GenerateKeyPair publicKey", () -> generateKeyPair()[0],
+            "C_UnwrapKey key", () -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1, null, null),
             "C_DeriveKey key", () -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), null, null));
         for (String each : made.keySet()) {
             token.answer(each.split(" ")[0], each.split(" ")[1] + "=" + WIDE);
@@ -113,25 +114,23 @@ class StandInTest extends SessionFixture {
         }
 
         NativePKCS11Object key = find(WIDE);
-        Map<String, Consumer<NativePKCS11Object>> used = new LinkedHashMap<>();
-        used.put("encryptionKey=", each -> session.setOperationState(new byte[1], each, null));
-        used.put("authenticationKey=", each -> session.setOperationState(new byte[1], null, each));
-        used.put("CK_OBJECT_HANDLE{key=", each -> session.deriveKey(CKM_CONCATENATE_BASE_AND_KEY, each,
-            key(9), null, null));
-        used.put("baseKey=", each -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, each, null, null));
-        used.put("unwrappingKey=", each -> session.unwrapKey(CKM_RSA_PKCS, null, each, new byte[1], 0, 1,
-            null, null));
-        used.put("wrappingKey=", each -> session.wrapKey(CKM_RSA_PKCS, null, each, key(9), new byte[9], 0));
-        used.put(" key=", each -> session.wrapKey(CKM_RSA_PKCS, null, key(9), each, new byte[9], 0));
-        used.put("key=", each -> session.signInit(CKM_RSA_PKCS, null, each));
-        used.put("source=", each -> session.copy(each, null, null));
+        Map<String, Consumer<NativePKCS11Object>> used = new LinkedHashMap<>(Map.of(
+            "encryptionKey=", each -> session.setOperationState(new byte[1], each, null),
+            "authenticationKey=", each -> session.setOperationState(new byte[1], null, each),
+            "CK_OBJECT_HANDLE{key=", each -> session.deriveKey(CKM_CONCATENATE_BASE_AND_KEY, each, key(9), null, null),
+            "baseKey=", each -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, each, null, null),
+            "unwrappingKey=", each -> session.unwrapKey(CKM_RSA_PKCS, null, each, new byte[1], 0, 1, null, null),
+            "wrappingKey=", each -> session.wrapKey(CKM_RSA_PKCS, null, each, key(9), new byte[9], 0),
+            " key=", each -> session.wrapKey(CKM_RSA_PKCS, null, key(9), each, new byte[9], 0),
+            "key=", each -> session.signInit(CKM_RSA_PKCS, null, each),
+            "source=", each -> session.copy(each, null, null)));
         used.put("object=", NativePKCS11Object::destroy);
-        for (String name : used.keySet()) {
+        used.forEach((name, call) -> {
             calls();
-            used.get(name).accept(key);
+            call.accept(key);
             String line = calls().get(0);
             assertTrue(line.contains("session=" + OTHER + " ") && line.contains(name + WIDE), line);
-        }
+        });
         for (Consumer<NativePKCS11Object> each : used.values()) { // and none of them takes what has been given up
             assertRefused(OBJECT_INVALID, () -> each.accept(key));
         }
