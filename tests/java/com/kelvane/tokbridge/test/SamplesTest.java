@@ -10,6 +10,8 @@ import java.io.*;
 import java.math.*;
 import java.nio.file.*;
 import java.util.*;
+import java.util.regex.*;
+import java.util.stream.*;
 import org.junit.jupiter.api.*;
 
 /** The samples as a user runs them, each in a process of its own, on SoftHSM2. */
@@ -80,6 +82,25 @@ class SamplesTest {
         } finally {
             System.setIn(in);
             System.setOut(out);
+        }
+    }
+
+    /** What the documentation shows of Java stands in one of the samples, piece by piece. */
+    @Test
+    void theDocumentationQuotesThem() throws Exception {
+        Path root = Path.of(System.getProperty("tokbridge.test.docs")).getParent();
+        StringBuilder samples = new StringBuilder();
+        for (String name : List.of("Sign", "CryptFile", "Watch", "Recover", "Pool", "MoveKey")) {
+            samples.append(Files.readString(root.resolve("samples/" + name + ".java")));
+        }
+        for (String page : List.of("README.md", "docs/using.md")) {
+            List<String> pieces = Pattern.compile("```java\\n(.*?)```", Pattern.DOTALL)
+                .matcher(Files.readString(root.resolve(page))).results()
+                .flatMap(each -> Stream.of(each.group(1).split("// \\.\\.\\.\n"))).collect(Collectors.toList());
+            assertFalse(pieces.isEmpty());
+            for (String piece : pieces) {
+                assertTrue(samples.indexOf(piece) >= 0, piece);
+            }
         }
     }
 

@@ -158,6 +158,31 @@ class ToolTest {
         assertTrue(interrupted > 0, "it has always been quicker");
     }
 
+    /** The commands of the page about tokens on other hosts, on one host. */
+    @Test
+    void aTokenOnAnotherHost() throws Exception {
+        makeTokens();
+        List<String> boxes = Pattern.compile("```sh\\n(.*?)```", Pattern.DOTALL)
+            .matcher(Files.readString(DOCS.resolve("remote.md"))).results().map(each -> each.group(1))
+            .collect(Collectors.toList());
+        Path socket = programs.directory.resolve("socket");
+        Map<String, String> variables = Map.of("SOCKET", socket.toString(), "MODULE", SOFTHSM);
+        ProcessBuilder server = tool().command("sh", "-c", "exec " + boxes.get(0));
+        server.environment().putAll(variables);
+        Process serving = server.start();
+        try {
+            for (int i = 0; i < 1000 && !Files.exists(socket); i++) {
+                Thread.sleep(10);
+            }
+            String tokbridge = tool().command().stream().map(each -> "'" + each + "' ").collect(Collectors.joining());
+            ProcessBuilder client = tool().command("sh", "-c", "tokbridge() { " + tokbridge + "\"$@\"; }\n" + boxes.get(1));
+            client.environment().putAll(variables);
+            assertMatches(".*Module +\\S*p11-kit-client.so\n.*Token +keys\n.*exit 0", Programs.outcome(client.start()));
+        } finally {
+            RealTokenTest.kill(serving);
+        }
+    }
+
     /** Every text that the library raises, or writes to standard error, stands in the page of errors. */
     @Test
     void thePageOfErrorsHasEveryText() throws Exception {
