@@ -28,8 +28,8 @@ public class NativePKCS11 implements AutoCloseable {
      * more.
      *
      * <p>If the system does not load the file ({@code LoadLibrary("...") failed}), the exception's cause is an
-     * {@code UnsatisfiedLinkError} with the system's reason: a file that is missing, a library that the module needs and
-     * the system does not find, a file for another kind of machine. For this the virtual machine is asked to load the
+     * {@code UnsatisfiedLinkError} with the system's reason: a file that is missing, a library that the module needs
+     * and the system does not find, a file for another kind of machine. For this the virtual machine is asked to load the
      * file. It binds functions late, so a module that lacks a function it calls stays loaded in the process, though
      * unused, and the reason says so. A name without a directory has no cause: it is not looked for where the system
      * does.

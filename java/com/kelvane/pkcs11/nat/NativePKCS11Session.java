@@ -802,8 +802,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * lengths of the others, then one for each of these.
      *
      * <p>One attribute that the object lacks, or that the token keeps to itself, makes the whole call fail; and every
-     * call leaves the virtual machine's copy of {@code types} behind, some 32 bytes for a few types, which are not given
-     * back as long as the process runs. {@link PKCS11Object#readAttributes} does neither.
+     * call leaves the virtual machine's copy of {@code types} behind, some 32 bytes for a few types, which are not
+     * given back as long as the process runs. {@link PKCS11Object#readAttributes} does neither.
      *
      * <p>An element is null where the type is not known, and, unlike the results of the methods for one attribute, for
      * an empty value of kind String, Date or BigInteger.

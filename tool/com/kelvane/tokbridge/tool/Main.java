@@ -11,8 +11,8 @@ import picocli.CommandLine.Spec;
 /**
  * The program tokbridge.
  *
- * <p>The exit status is 0 if it was done, 1 for a negative answer, 2 if it was asked wrongly, 3 if the module, the token
- * or the output failed.
+ * <p>The exit status is 0 if it was done, 1 for a negative answer, 2 if it was asked wrongly, 3 if the module, the
+ * token or the output failed.
  */
 @Command(name = "tokbridge", mixinStandardHelpOptions = true, versionProvider = Main.Version.class,
     description = "Answers whether a security token works from Java.", subcommands = {QuickStart.class, Info.class,

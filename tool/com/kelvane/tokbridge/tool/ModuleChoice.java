@@ -1,5 +1,6 @@
 package com.kelvane.tokbridge.tool;
 
+import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.nat.NativePKCS11;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
@@ -29,16 +30,29 @@ final class ModuleChoice {
         }
         NativePKCS11 library = new NativePKCS11();
         Output.patiently("Loading the module", () -> {
-            Failure.in("the module \"" + named + "\" cannot be loaded", () -> {
-                library.load(path(named));
-                return null;
-            });
+            load(library, path());
             return Failure.in("the module \"" + named + "\" cannot be initialised", () -> {
                 library.libInitialize();
                 return null;
             });
         });
         return library;
+    }
+
+    private void load(NativePKCS11 library, String path) {
+        String what = "the module \"" + named + "\" cannot be loaded";
+        Failure.in(what, () -> {
+            try {
+                library.load(path);
+                return null;
+            } catch (PKCS11Exception e) {
+                if (path.contains("/") || !e.getMessage().startsWith("LoadLibrary(")) {
+                    throw e;
+                }
+                throw new Failure(Main.FAILED, what, "it is not in the current folder, and the system does not load it "
+                    + "from where it keeps libraries", "give the module's whole path");
+            }
+        });
     }
 
     String path() {

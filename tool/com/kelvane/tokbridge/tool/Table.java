@@ -6,14 +6,15 @@ import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import java.util.stream.Collectors;
+import java.util.stream.IntStream;
 
 /**
  * A table with a headline and columns as wide as their widest cell; columns of numbers stand to the right. On a
- * terminal that is too narrow the last column goes over several lines.
+ * terminal that is too narrow the cells of the widest columns go over several lines.
  */
 final class Table {
     private static final String INDENT = "   ";
-    private static final int NARROWEST_COLUMN = 16;
+    private static final int NARROWEST_COLUMN = 12;
     private final List<Object[]> rows = new ArrayList<>();
 
     private Table() {
@@ -63,22 +64,24 @@ final class Table {
             }
         }
         int terminal = out == System.out ? Output.width() : 0;
-        int before = INDENT.length() + 2;
-        for (int i = 0; i < columns - 1; i++) {
-            before += width[i] + 2;
+        int room = terminal == 0 ? Integer.MAX_VALUE : terminal - INDENT.length() - 2 * columns;
+        while (IntStream.of(width).sum() > room && IntStream.of(width).max().getAsInt() > NARROWEST_COLUMN) {
+            int widest = IntStream.range(0, columns).reduce(0, (i, j) -> width[j] > width[i] ? j : i);
+            width[widest]--;
         }
-        int room = terminal == 0 ? Integer.MAX_VALUE : Math.max(terminal - before, NARROWEST_COLUMN);
-        width[columns - 1] = Math.min(width[columns - 1], room);
         for (Object[] row : rows) {
-            StringBuilder line = new StringBuilder(INDENT);
-            for (int i = 0; i < columns - 1; i++) {
-                line.append("  ").append(padded(text(row[i]), width[i], numbers[i]));
+            List<List<String>> cells = new ArrayList<>();
+            for (int i = 0; i < columns; i++) {
+                cells.add(wrap(text(row[i]), width[i]));
             }
-            List<String> last = wrap(text(row[columns - 1]), room);
-            line.append("  ").append(padded(last.get(0), width[columns - 1], numbers[columns - 1]));
-            out.println(line.toString().stripTrailing());
-            for (String more : last.subList(1, last.size())) {
-                out.println(" ".repeat(before) + more);
+            int lines = cells.stream().mapToInt(List::size).max().getAsInt();
+            for (int at = 0; at < lines; at++) {
+                StringBuilder line = new StringBuilder(INDENT);
+                for (int i = 0; i < columns; i++) {
+                    List<String> cell = cells.get(i);
+                    line.append("  ").append(padded(at < cell.size() ? cell.get(at) : "", width[i], numbers[i]));
+                }
+                out.println(line.toString().stripTrailing());
             }
         }
     }
@@ -89,7 +92,7 @@ final class Table {
     }
 
     /** The lines of a text of at most so many characters, divided at blanks where there are some. */
-    static List<String> wrap(String text, int room) {
+    private static List<String> wrap(String text, int room) {
         List<String> lines = new ArrayList<>();
         String rest = text;
         while (rest.length() > room) {

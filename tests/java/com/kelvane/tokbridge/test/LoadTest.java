@@ -105,7 +105,8 @@ class LoadTest {
         Path narrow = Files.write(scratchFile(".so"), module);
         String[][] reasons = {{text.toString(), "not an ELF file"},
             {narrow.toString(), "wrong ELF class or machine.*"},
-            {lacking.toString(), "libx.so.6: cannot open shared object file.*"}, {DIRECTORY + "/none.so", "No such file.*"}};
+            {lacking.toString(), "libx.so.6: cannot open shared object file.*"},
+            {DIRECTORY + "/none.so", "No such file.*"}};
         for (String[] each : reasons) {
             PKCS11Exception e = assertThrows(PKCS11Exception.class, () -> new NativePKCS11().load(each[0]));
             assertEquals("LoadLibrary(\"" + each[0] + "\") failed", e.getMessage());
@@ -117,8 +118,8 @@ class LoadTest {
     @Test
     void aMissingNativeLibraryIsToldInTheSameWordsEveryTime() throws Exception {
         String told = inAnotherJvm("/none.so", Unloaded.class, "");
-        assertTrue(told.matches("(cannot load the native library: tried tokbridge.library = /none.so, [^\n]*: Can't load "
-            + "library: /none.so\n)\\1\\1exit 0"), told);
+        assertTrue(told.matches("(cannot load the native library: tried tokbridge.library = /none.so, [^\n]*: Can't "
+            + "load library: /none.so\n)\\1\\1exit 0"), told);
     }
 
     /** Uses three classes, one after the other. */

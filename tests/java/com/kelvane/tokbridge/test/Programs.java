@@ -53,7 +53,8 @@ final class Programs {
     /** A program with its output and errors together; classes of the tool are there too. */
     ProcessBuilder java(String library, String program, String... arguments) {
         List<String> command = new ArrayList<>(List.of(
-            Path.of(System.getProperty("java.home"), "bin", "java").toString(), "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + library, "-cp",
+            Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+            "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + library, "-cp",
             System.getProperty("java.class.path") + File.pathSeparator + System.getProperty("tokbridge.test.tool"),
             program));
         command.addAll(List.of(arguments));

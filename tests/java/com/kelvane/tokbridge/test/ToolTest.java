@@ -100,8 +100,8 @@ class ToolTest {
 
         // The small key has no room for a PSS signature: the token refuses it, everything else works.
         String checked = run("check", "--token", "keys", "--pin-env", "TOKEN_PIN");
-        assertMatches(".*RSA signature, PSS, key \"rsa512\" +\\d+ +[0-9.]+ +refused +it ended early: sign.* raised CKR_.*"
-            + " 1 do not.*exit 1", checked);
+        assertMatches(".*RSA signature, PSS, key \"rsa512\" +\\d+ +[0-9.]+ +refused +it ended early: sign.* raised "
+            + "CKR_.* 1 do not.*exit 1", checked);
         assertMatches(".*AES GCM, key \"a\"\u00e9\\?\" +1 +[0-9.]+ +works.*Nothing is left.*", checked);
         assertMatches(".*ECDSA signature, key \"ec\" +2 .*", checked);
         assertEquals(before, objects());
@@ -125,6 +125,7 @@ class ToolTest {
             + "\"(keys|empty)\"[^\n]*\n  Try: [^\n]*--token[^\n]*\nexit 2", run("objects"));
         assertMatches(".*\n  Try: [^\n]*--help\nexit 2", run("objects", "--nonsense"));
         assertMatches(".*no such file.*exit 3", run("info", "--module", "/none.so"));
+        assertMatches(".*not in the current folder.*exit 3", run("info", "--module", "none.so"));
         Path text = Files.writeString(programs.directory.resolve("text.so"), "no module");
         assertMatches("tokbridge: the module \"text.so\" cannot be loaded\n  Why: LoadLibrary[^\n]*not an ELF file"
             + "[^\n]*\n  Try: [^\n]*ldd[^\n]*\nexit 3", Programs.outcome(tool("info", "--module", "text.so")
@@ -193,8 +194,8 @@ class ToolTest {
         try (Stream<Path> sources = Files.walk(DOCS.resolveSibling("src"))) {
             for (Path source : sources.filter(each -> each.toString().endsWith(".cpp")).collect(Collectors.toList())) {
                 String code = Files.readString(source);
-                Matcher call = Pattern.compile("(?:throwPKCS11Exception\\([^,]+, 0|refuse\\([^,]+|reportFault\\(|"
-                    + "snprintf\\(message\\.data\\(\\), message\\.size\\(\\)),?\\s*(?:\"((?:[^\"\\\\]|\\\\.)*)\"|(k\\w+))")
+                Matcher call = Pattern.compile("(?:throwPKCS11Exception\\([^,]+, 0|refuse\\([^,]+|reportFault\\(|snprintf"
+                    + "\\(message\\.data\\(\\), message\\.size\\(\\)),?\\s*(?:\"((?:[^\"\\\\]|\\\\.)*)\"|(k\\w+))")
                     .matcher(code);
                 while (call.find()) {
                     String text = call.group(1);
@@ -203,8 +204,8 @@ class ToolTest {
                         assertTrue(constant.find(), call.group());
                         text = constant.group(1);
                     }
-                    raised.add(text.replace("\\n", "").replace("\\\"", "\"").replaceAll("%[0-9.l]*[a-z]+(\\.%02d)?", "\u2026")
-                        .strip());
+                    raised.add(text.replace("\\n", "").replace("\\\"", "\"")
+                        .replaceAll("%[0-9.l]*[a-z]+(\\.%02d)?", "\u2026").strip());
                 }
             }
         }
