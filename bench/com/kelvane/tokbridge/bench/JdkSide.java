@@ -13,6 +13,7 @@ import javax.crypto.Cipher;
 import javax.crypto.KeyGenerator;
 import javax.crypto.Mac;
 import javax.crypto.SecretKeyFactory;
+import javax.crypto.spec.GCMParameterSpec;
 import javax.crypto.spec.IvParameterSpec;
 import javax.crypto.spec.SecretKeySpec;
 
@@ -25,13 +26,29 @@ final class JdkSide {
         provider = Security.getProvider("SunPKCS11").configure("--name=Bench\nlibrary=" + module + "\nslot=" + slot);
     }
 
-    Operation encrypt(byte[] key, byte[] message) throws Exception {
-        Key object = SecretKeyFactory.getInstance("AES", provider).translateKey(new SecretKeySpec(key, "AES"));
+    Key aesKey(byte[] key) throws Exception {
+        return SecretKeyFactory.getInstance("AES", provider).translateKey(new SecretKeySpec(key, "AES"));
+    }
+
+    Operation encrypt(Key object, byte[] message) throws Exception {
         Cipher cipher = Cipher.getInstance("AES/CBC/NoPadding", provider);
         IvParameterSpec parameter = new IvParameterSpec(new byte[16]);
         byte[] out = new byte[message.length];
         return () -> {
             cipher.init(Cipher.ENCRYPT_MODE, object, parameter);
+            cipher.doFinal(message, 0, message.length, out, 0);
+            return out;
+        };
+    }
+
+    /** With another initialisation vector each time, as the provider insists, counted up from zero. */
+    Operation encryptGcm(Key object, byte[] message) throws Exception {
+        Cipher cipher = Cipher.getInstance("AES/GCM/NoPadding", provider);
+        byte[] iv = new byte[12];
+        byte[] out = new byte[message.length + 16];
+        return () -> {
+            Bare.countUp(iv);
+            cipher.init(Cipher.ENCRYPT_MODE, object, new GCMParameterSpec(128, iv));
             cipher.doFinal(message, 0, message.length, out, 0);
             return out;
         };

@@ -7,6 +7,26 @@ final class Stopwatch {
     /** One operation, from the start of it to its result. */
     interface Operation {
         Object run() throws Exception;
+
+        /** Runs it so often, and returns the last result. */
+        default Object run(int times) throws Exception {
+            Object last = null;
+            for (int i = 0; i < times; i++) {
+                last = run();
+            }
+            return last;
+        }
+    }
+
+    /** An operation whose repetitions are made elsewhere than in a loop of Java. */
+    interface Batch extends Operation {
+        @Override
+        Object run(int times) throws Exception;
+
+        @Override
+        default Object run() throws Exception {
+            return run(1);
+        }
     }
 
     final int rounds;
@@ -49,10 +69,12 @@ final class Stopwatch {
 
     private double time(Operation operation, int calls) throws Exception {
         long start = System.nanoTime();
-        for (int i = 0; i < calls; i++) {
-            sink = operation.run();
-        }
+        sink = operation.run(calls);
         return (double) (System.nanoTime() - start) / calls;
+    }
+
+    static double median(double[] values) {
+        return quantile(0.5, values);
     }
 
     /** The value below which a part of all values lies; 0.5 for the median. */
