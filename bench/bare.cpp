@@ -1,5 +1,6 @@
 // The natives of com.kelvane.tokbridge.bench.Bare and JniCosts: a batch of calls straight through a module's function
-// list, with nothing of Java between them, and batches of single JNI functions.
+// list, with nothing of Java between them; native methods that make the JNI calls of the bridge's and do nothing else
+// of what the bridge does; and batches of single JNI functions.
 //
 // This file is a Cryptoki module too: the module that was opened, but for refusing locks of the operating system, so
 // that the bridge takes its own around each call of it.
@@ -30,24 +31,25 @@ CK_RV leaveInitialized(void*)
     return CKR_OK;
 }
 
-/// A Java byte array's elements while it lives, copied back at its end.
+/// A Java byte array's elements while it lives; at its end they are copied back, unless the mode is JNI_ABORT.
 struct Bytes
 {
     JNIEnv* env;
     jbyteArray array;
     CK_BYTE_PTR data;
     CK_ULONG size;
+    jint mode;
 
-    Bytes(JNIEnv* jni, jbyteArray from)
+    Bytes(JNIEnv* jni, jbyteArray from, jint release = 0)
         : env(jni), array(from), data(reinterpret_cast<CK_BYTE_PTR>(env->GetByteArrayElements(array, nullptr))),
-          size(static_cast<CK_ULONG>(env->GetArrayLength(array)))
+          size(static_cast<CK_ULONG>(env->GetArrayLength(array))), mode(release)
     {
     }
     Bytes(const Bytes&) = delete;
     Bytes& operator=(const Bytes&) = delete;
     ~Bytes()
     {
-        env->ReleaseByteArrayElements(array, reinterpret_cast<jbyte*>(data), 0);
+        env->ReleaseByteArrayElements(array, reinterpret_cast<jbyte*>(data), mode);
     }
 };
 
@@ -109,6 +111,22 @@ Chain chainOf(JNIEnv* env, jobject session)
     chain.functionList = env->GetFieldID(chain.libraryClass, "functionList", "J");
     chain.array = env->NewByteArray(16);
     return chain;
+}
+
+/// The session's handle, by the JNI calls with which the bridge follows the chain.
+CK_SESSION_HANDLE follow(JNIEnv* env, jobject session)
+{
+    jclass sessionClass = env->GetObjectClass(session);
+    jint number = env->GetIntField(session, env->GetFieldID(sessionClass, "sessionID", "I"));
+    jobject slot = env->GetObjectField(
+        session, env->GetFieldID(sessionClass, "slot", "Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;"));
+    jclass slotClass = env->GetObjectClass(slot);
+    env->GetFieldID(slotClass, "slotID", "I");
+    jobject library =
+        env->GetObjectField(slot, env->GetFieldID(slotClass, "pkcs11", "Lcom/kelvane/pkcs11/nat/NativePKCS11;"));
+    jclass libraryClass = env->GetObjectClass(library);
+    env->GetLongField(library, env->GetFieldID(libraryClass, "functionList", "J"));
+    return handle(number);
 }
 
 struct JniFunction
@@ -304,6 +322,33 @@ jint Java_com_kelvane_tokbridge_bench_Bare_find(JNIEnv* env, jclass, jlong sessi
         return rv != CKR_OK ? rv : list->C_FindObjectsFinal(handle(session));
     });
     return static_cast<jint>(found);
+}
+
+void Java_com_kelvane_tokbridge_bench_JniCosts_functionStatus(JNIEnv* env, jclass, jobject session)
+{
+    list->C_GetFunctionStatus(follow(env, session));
+}
+
+void Java_com_kelvane_tokbridge_bench_JniCosts_random(JNIEnv* env, jclass, jobject session, jbyteArray out)
+{
+    CK_SESSION_HANDLE of = follow(env, session);
+    Bytes result(env, out);
+    list->C_GenerateRandom(of, result.data, result.size);
+}
+
+void Java_com_kelvane_tokbridge_bench_JniCosts_digestInit(JNIEnv* env, jclass, jobject session)
+{
+    CK_MECHANISM mechanism = {CKM_SHA256, nullptr, 0};
+    list->C_DigestInit(follow(env, session), &mechanism);
+}
+
+void Java_com_kelvane_tokbridge_bench_JniCosts_digest(JNIEnv* env, jclass, jobject session, jbyteArray message,
+                                                      jbyteArray out)
+{
+    CK_SESSION_HANDLE of = follow(env, session);
+    Bytes in(env, message, JNI_ABORT), result(env, out);
+    CK_ULONG length = result.size;
+    list->C_Digest(of, in.data, in.size, result.data, &length);
 }
 
 void Java_com_kelvane_tokbridge_bench_JniCosts_call(JNIEnv* env, jclass, jint times, jstring name, jobject session)

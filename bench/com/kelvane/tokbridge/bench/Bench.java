@@ -11,7 +11,9 @@ import java.nio.file.Path;
 import java.security.Key;
 import java.security.spec.ECGenParameterSpec;
 import java.security.spec.RSAKeyGenParameterSpec;
+import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.List;
 
 /**
  * Compares this library with a bare caller of the module and with the JDK's own PKCS #11 provider, on one SoftHSM2 token,
@@ -101,11 +103,11 @@ public final class Bench {
         Key jdkKey = jdk.aesKey(keyBytes);
 
         System.out.println("Nanoseconds per operation, its start included: medians of " + stopwatch.rounds
-            + " rounds, each a batch of all sides in turn.\nOwn: bridge - bare. JNI: what the JNI calls in it cost by "
-            + "themselves.\nRatio: bridge / SunPKCS11, the median of the rounds and their middle half; below 1 the bridge "
+            + " rounds, each a batch of all sides in turn.\nOwn: bridge - bare. JNI: what the JNI calls in it cost, each "
+            + "in a loop of its own. In place: a native method with\nthese JNI calls and the module's alone - bare.\nRatio: bridge / SunPKCS11, the median of the rounds and their middle half; below 1 the bridge "
             + "is faster.");
-        System.out.printf("%n%-26s %12s %12s %12s %10s %9s %6s   %s%n", "Operation", "bare", "bridge", "JDK", "own", "JNI",
-            "ratio", "middle half");
+        System.out.printf("%n%-26s %12s %12s %12s %10s %9s %9s %6s   %s%n", "Operation", "bare", "bridge", "JDK", "own", "JNI",
+            "in place", "ratio", "middle half");
         String[] twoCalls = {"C_EncryptInit iv", "C_Encrypt"};
         String[] oneCall = {"C_EncryptInit whole"};
         for (int size : new int[] {16, 4 * 1024, 64 * 1024}) {
@@ -123,7 +125,8 @@ public final class Bench {
         for (int size : new int[] {16, 64, 4 * 1024, 64 * 1024, 1024 * 1024}) {
             byte[] message = Arrays.copyOf(random, size);
             row("SHA-256, " + size + " B", true, bare.digest(message), bridge.digest(message), jdk.digest(message),
-                costs.sum(new String[] {"C_DigestInit", "C_Digest"}, new byte[][] {message}, new byte[][] {hash}));
+                costs.sum(new String[] {"C_DigestInit", "C_Digest"}, new byte[][] {message}, new byte[][] {hash}),
+                JniCosts.leastDigest(bridge.session, message));
         }
         String[] signing = {"C_SignInit", "C_Sign"};
         NativePKCS11Object macKey = bridge.macKey();
@@ -141,11 +144,13 @@ public final class Bench {
             jdk.sign("NONEwithECDSAinP1363Format", "EC", new ECGenParameterSpec("secp256r1"), hash),
             costs.sum(signing, new byte[][] {hash}, new byte[][] {small}));
         row("random, 32 B", false, bare.random(), bridge.random(), jdk.random(),
-            costs.sum(new String[] {"C_GenerateRandom"}, new byte[][] {}, new byte[][] {hash}));
+            costs.sum(new String[] {"C_GenerateRandom"}, new byte[][] {}, new byte[][] {hash}),
+            JniCosts.leastRandom(bridge.session));
 
         byte[][] none = {};
         row("nothing", false, bare.functionStatus(), bridge.functionStatus(), null,
-            costs.sum(new String[] {"C_GetFunctionStatus"}, none, none));
+            costs.sum(new String[] {"C_GetFunctionStatus"}, none, none),
+            JniCosts.leastFunctionStatus(bridge.session));
         row("open and close a session", false, bare.openAndClose(), bridge.openAndClose(), null,
             costs.sum(new String[] {"C_OpenSession", "C_CloseSession"}, none, none));
         NativePKCS11Object one = bridge.makeObjects("one", 1);
@@ -159,23 +164,35 @@ public final class Bench {
         }
     }
 
-    /**
-     * Measures an operation of all sides, whose results must be alike: equal, or of one length. The provider has no
-     * counterpart when it is null; the cost of the JNI calls is not known when it is no number.
-     */
     private void row(String name, boolean equal, Operation direct, Operation ours, Operation theirs, double jni)
         throws Exception {
+        row(name, equal, direct, ours, theirs, jni, null);
+    }
+
+    /**
+     * Measures an operation of all sides, whose results must be alike: equal, or of one length. The provider has no
+     * counterpart when it is null; the cost of the JNI calls is not known when it is no number; the least native
+     * methods are missing when they are null.
+     */
+    private void row(String name, boolean equal, Operation direct, Operation ours, Operation theirs, double jni,
+        Operation least) throws Exception {
         Object expected = direct.run();
-        if (equal && !alike(expected, ours.run()) || theirs != null && !(equal ? alike(expected, theirs.run())
-            : ((byte[]) expected).length == ((byte[]) theirs.run()).length)) {
-            throw new IllegalStateException(name + ": the sides do not agree");
+        List<Operation> sides = new ArrayList<>(List.of(direct, ours));
+        for (Operation each : new Operation[] {theirs, least}) {
+            if (each != null) {
+                sides.add(each);
+            }
         }
-        double[][] times = theirs == null ? stopwatch.measure(direct, ours) : stopwatch.measure(direct, ours, theirs);
-        double[] own = new double[stopwatch.rounds];
-        Arrays.setAll(own, round -> times[1][round] - times[0][round]);
-        System.out.printf("%-26s %,12.0f %,12.0f %12s %,10.0f %9s", name, Stopwatch.median(times[0]),
+        for (Operation each : sides.subList(1, sides.size())) {
+            if (!alike(expected, each.run(), equal)) {
+                throw new IllegalStateException(name + ": the sides do not agree");
+            }
+        }
+        double[][] times = stopwatch.measure(sides.toArray(new Operation[0]));
+        System.out.printf("%-26s %,12.0f %,12.0f %12s %,10.0f %9s %9s", name, Stopwatch.median(times[0]),
             Stopwatch.median(times[1]), theirs == null ? "-" : String.format("%,.0f", Stopwatch.median(times[2])),
-            Stopwatch.median(own), Double.isNaN(jni) ? "-" : String.format("%,.0f", jni));
+            above(times[1], times[0]), Double.isNaN(jni) ? "-" : String.format("%,.0f", jni),
+            least == null ? "-" : String.format("%,.0f", above(times[sides.size() - 1], times[0])));
         if (theirs == null) {
             System.out.printf(" %6s%n", "-");
             return;
@@ -186,8 +203,18 @@ public final class Bench {
             Stopwatch.quantile(0.75, ratios));
     }
 
-    private static boolean alike(Object one, Object other) {
-        return Arrays.deepEquals(new Object[] {one}, new Object[] {other});
+    /** How much more one takes than the other: the median of the rounds. */
+    private double above(double[] one, double[] other) {
+        double[] differences = new double[stopwatch.rounds];
+        Arrays.setAll(differences, round -> one[round] - other[round]);
+        return Stopwatch.median(differences);
+    }
+
+    private static boolean alike(Object one, Object other, boolean equal) {
+        if (!equal && one instanceof byte[]) {
+            return ((byte[]) one).length == ((byte[]) other).length;
+        }
+        return !equal || Arrays.deepEquals(new Object[] {one}, new Object[] {other});
     }
 
     /** Measures two threads with a session each against one thread. */

@@ -2,6 +2,7 @@ package com.kelvane.tokbridge.bench;
 
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import com.kelvane.tokbridge.bench.Stopwatch.Batch;
+import com.kelvane.tokbridge.bench.Stopwatch.Operation;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.LinkedHashMap;
@@ -94,6 +95,31 @@ final class JniCosts {
         })[0]);
     }
 
+    /** A native method that makes the JNI calls of the bridge's and the module's call, and does nothing else. */
+    static Operation leastFunctionStatus(NativePKCS11Session session) {
+        return () -> {
+            functionStatus(session);
+            return null;
+        };
+    }
+
+    static Operation leastRandom(NativePKCS11Session session) {
+        byte[] out = new byte[32];
+        return () -> {
+            random(session, out);
+            return out;
+        };
+    }
+
+    static Operation leastDigest(NativePKCS11Session session, byte[] message) {
+        byte[] out = new byte[32];
+        return () -> {
+            digestInit(session);
+            digest(session, message, out);
+            return out;
+        };
+    }
+
     /** Prints what each function costs. */
     void print() throws Exception {
         System.out.printf("%nNanoseconds of a JNI function, in a loop of its own (GetFieldID: the mean of the five fields "
@@ -107,6 +133,14 @@ final class JniCosts {
                 pinning(array, 0));
         }
     }
+
+    private static native void functionStatus(NativePKCS11Session session);
+
+    private static native void random(NativePKCS11Session session, byte[] out);
+
+    private static native void digestInit(NativePKCS11Session session);
+
+    private static native void digest(NativePKCS11Session session, byte[] message, byte[] out);
 
     private static native void enter();
 
