@@ -52,7 +52,7 @@ final class Sharing {
     private static List<String> start(String option, String module) throws Exception {
         List<String> command = new ArrayList<>();
         Collections.addAll(command, ProcessHandle.current().info().command().orElseThrow(), option, "-Xlog:disable",
-            "-Xlog:all=error:stderr", "--enable-native-access=ALL-UNNAMED", "-cp", System.getProperty("java.class.path"));
+            "--enable-native-access=ALL-UNNAMED", "-cp", System.getProperty("java.class.path"));
         for (String property : new String[] {"tokbridge.library", "tokbridge.bench.library"}) {
             command.add("-D" + property + "=" + System.getProperty(property));
         }
