@@ -33,6 +33,14 @@ final class Harness {
         }
     }
 
+    /** What a call raises, or else its result: numbers and arrays in Java's notation. */
+    static String outcome(ThrowingSupplier<?> call) throws Throwable {
+        Object[] result = new Object[1];
+        String raised = raised(() -> result[0] = call.get());
+        String text = Arrays.deepToString(result);
+        return raised.isEmpty() ? text.substring(1, text.length() - 1) : raised;
+    }
+
     /** So many bytes that count up from the first. */
     static byte[] bytes(int first, int length) {
         byte[] bytes = new byte[length];
