@@ -51,8 +51,7 @@ constexpr CK_MECHANISM_TYPE kHkdfDerive = 0x402a;
 //   handle           the same, a handle
 //   bytes, text      so many bytes in the structure; text is blank-padded when filled
 //   pointer          shown as null or set, never followed
-//   data             pointer to as many bytes as the named field says
-//   fixed            pointer to so many bytes
+//   data             pointer to as many bytes as the named field says, or to so many
 //   area             pointer to room for as many bits as the named field says
 //   output           pointer to room for as many bytes as the CK_ULONG says to which the named field leads
 //   length           pointer to a CK_ULONG
@@ -67,13 +66,13 @@ const auto& rows = *new std::vector<Row>{
     {"CK_RC5_CBC_PARAMS", {CKM_RC5_CBC, CKM_RC5_CBC_PAD}, "ulWordsize ulRounds pIv:data(ulIvLen) ulIvLen"},
     {"CK_RC5_MAC_GENERAL_PARAMS", {CKM_RC5_MAC_GENERAL}, "ulWordsize ulRounds ulMacLength"},
     {"CK_PBE_PARAMS", {CKM_PBE_MD2_DES_CBC, CKM_PBE_MD5_DES_CBC},
-     "pInitVector:fixed(8) pPassword:data(ulPasswordLen) ulPasswordLen pSalt:data(ulSaltLen) ulSaltLen ulIteration"},
+     "pInitVector:data(8) pPassword:data(ulPasswordLen) ulPasswordLen pSalt:data(ulSaltLen) ulSaltLen ulIteration"},
     {"CK_VERSION", {CKM_SSL3_PRE_MASTER_KEY_GEN, CKM_TLS_PRE_MASTER_KEY_GEN}, "major:bytes(1) minor:bytes(1)"},
     {"CK_GCM_PARAMS", {CKM_AES_GCM}, "pIv:data(ulIvLen) ulIvLen ulIvBits pAAD:data(ulAADLen) ulAADLen ulTagBits"},
     {"CK_SSL3_MASTER_KEY_DERIVE_PARAMS",
      {CKM_SSL3_MASTER_KEY_DERIVE, CKM_SSL3_MASTER_KEY_DERIVE_DH, CKM_TLS_MASTER_KEY_DERIVE,
       CKM_TLS_MASTER_KEY_DERIVE_DH}, "pClientRandom:data(ulClientRandomLen)"
-     " ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen pVersion:fixed(2)"},
+     " ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen pVersion:data(2)"},
     {"CK_SSL3_KEY_MAT_PARAMS", {CKM_SSL3_KEY_AND_MAC_DERIVE, CKM_TLS_KEY_AND_MAC_DERIVE},
      "ulMacSizeInBits ulKeySizeInBits ulIVSizeInBits bIsExport:bytes(1)"
      " pClientRandom:data(ulClientRandomLen) ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen"
@@ -150,6 +149,8 @@ Layout layoutNamed(const std::string& name)
     return parse(*std::find_if(rows.begin(), rows.end(), [&](const Row& each) { return each.name == name; }));
 }
 
+constexpr CK_ULONG kWide = 0x55c400000000;
+
 template <typename T>
 T load(const void* from)
 {
@@ -192,7 +193,7 @@ std::string show(const Field& field, const Layout& layout, const char* at, char*
     if (field.kind == "pointer")
         return target == nullptr ? "null" : "set";
     std::string text = place(target, structure);
-    if (target != nullptr && (field.kind == "data" || field.kind == "fixed"))
+    if (target != nullptr && field.kind == "data")
         text += ":" + hex(target, roomBehind(field, layout, structure));
     if (target != nullptr && field.kind == "length")
         text += ":" + std::to_string(load<CK_ULONG>(target));
@@ -228,12 +229,6 @@ CK_ULONG number(const Values& values, std::string_view name, CK_ULONG fallback)
     const std::string* text = find(values, name);
     return text == nullptr ? fallback : std::strtoul(text->c_str(), nullptr, 0);
 }
-
-namespace {
-
-constexpr CK_ULONG kWide = 0x55c400000000;
-
-} // namespace
 
 CK_ULONG widened(CK_ULONG handle)
 {
