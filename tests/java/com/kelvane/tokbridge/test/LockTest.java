@@ -87,8 +87,9 @@ class LockTest extends SessionFixture {
         other.libInitialize();
         initialize(false); // a third life, which takes nothing of the other's
         Background inside = free.hold("C_GetInfo", 0, other::getInfo);
-        assertTrue(lockIsFree(), "it is initialised still, and locks for itself");
+        boolean unlocked = lockIsFree();
         free.release("C_GetInfo", inside);
+        assertTrue(unlocked, "it is initialised still, and locks for itself");
         free.calls();
         other.libFinalize();
         assertEquals(List.of("C_Finalize reserved=null"), free.calls());

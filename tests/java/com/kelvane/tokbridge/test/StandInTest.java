@@ -66,8 +66,8 @@ class StandInTest extends SessionFixture {
         for (int i = 1; i <= 4; i++) {
             together.add(find("0x" + Long.toHexString(i * 0xF1DE83E19937733DL)));
         }
-        together.get(1).destroy();
-        for (int i : new int[] {1, 3, 4}) {
+        together.get(0).destroy();
+        for (int i = 2; i <= 4; i++) {
             assertEquals(together.get(i - 1), find("0x" + Long.toHexString(i * 0xF1DE83E19937733DL)));
         }
         NativePKCS11Session one = open(WIDE);
