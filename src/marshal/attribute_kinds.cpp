@@ -1,7 +1,8 @@
 #include "attribute_kinds.h"
 
-#include <algorithm>
 #include <iterator>
+
+#include "sorted_rows.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ struct AttributeKind
 
 using enum ValueKind;
 
-// Searched from the top: the first row with the type wins.
+// The first row with a type wins.
 constexpr AttributeKind AttributeKindTable[] = {
     // clang-format off
     { CKA_CLASS,             integer    },
@@ -103,11 +104,12 @@ constexpr AttributeKind AttributeKindTable[] = {
 static_assert(AttributeKindTable[55 - 1].type == CKA_HAS_RESET);
 static_assert(std::size(AttributeKindTable) == 55 + 17);
 
+constexpr auto sorted = sortedRows(AttributeKindTable, &AttributeKind::type);
+
 } // namespace
 
 ValueKind attributeKind(CK_ATTRIBUTE_TYPE type)
 {
-    const auto* row = std::find_if(std::begin(AttributeKindTable), std::end(AttributeKindTable),
-                                   [type](const AttributeKind& candidate) { return candidate.type == type; });
-    return row != std::end(AttributeKindTable) ? row->kind : unknown;
+    const auto* row = findRow(AttributeKindTable, sorted, &AttributeKind::type, type);
+    return row != nullptr ? row->kind : unknown;
 }

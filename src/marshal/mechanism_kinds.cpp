@@ -1,7 +1,8 @@
 #include "mechanism_kinds.h"
 
-#include <algorithm>
 #include <iterator>
+
+#include "sorted_rows.h"
 
 namespace {
 
@@ -13,7 +14,7 @@ struct MechanismParameter
 
 using enum ParameterKind;
 
-// Which parameter each mechanism takes. Searched from the top: the first row with the type wins. The CAST5 mechanisms
+// Which parameter each mechanism takes. The first row with a type wins. The CAST5 mechanisms
 // have a second name, CAST128, and a row under each: both names stay findable here.
 constexpr MechanismParameter MechanismParameterTable[] = {
     // clang-format off
@@ -366,12 +367,12 @@ constexpr MechanismParameter MechanismParameterTable[] = {
 static_assert(MechanismParameterTable[180 - 1].mechanism == CKM_SHA224_RSA_PKCS_PSS);
 static_assert(std::size(MechanismParameterTable) == 180 + 61);
 
+constexpr auto sorted = sortedRows(MechanismParameterTable, &MechanismParameter::mechanism);
+
 } // namespace
 
 ParameterKind mechanismParameterKind(CK_MECHANISM_TYPE mechanism)
 {
-    const auto* row =
-        std::find_if(std::begin(MechanismParameterTable), std::end(MechanismParameterTable),
-                     [mechanism](const MechanismParameter& candidate) { return candidate.mechanism == mechanism; });
-    return row != std::end(MechanismParameterTable) ? row->kind : raw;
+    const auto* row = findRow(MechanismParameterTable, sorted, &MechanismParameter::mechanism, mechanism);
+    return row != nullptr ? row->kind : raw;
 }
