@@ -254,7 +254,7 @@ void testEveryObject()
           std::to_string(wrong) + " wrong, " + raised);
     Java_com_kelvane_pkcs11_nat_NativePKCS11Object_destroy(env, reference<jobject>(&first));
     check("room again", isNew(find()) ? "room again" : raised);
-    check("0 130", std::to_string(sizeOf(first)) + " " + raised); // CKR_OBJECT_HANDLE_INVALID
+    check("0 " + std::to_string(CKR_OBJECT_HANDLE_INVALID), std::to_string(sizeOf(first)) + " " + raised);
 }
 
 // Each thread opens, asks and closes; a session that answers another's flags, or none, was mixed up or killed.
@@ -296,7 +296,7 @@ int main(int, char** argv)
     Thing late = session;
     Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(env, reference<jobject>(&library));
     check("", load(argv[1]));
-    check("179", close(late)); // CKR_SESSION_HANDLE_INVALID: of the library's former life
+    check(std::to_string(CKR_SESSION_HANDLE_INVALID), close(late)); // of the library's former life
     session = open(6);
     check("a fresh number", isNew(find()) ? "a fresh number" : raised);
     std::fprintf(stderr, "%d failures\n", failures);

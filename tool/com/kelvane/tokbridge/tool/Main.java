@@ -4,9 +4,6 @@ import picocli.AutoComplete.GenerateCompletion;
 import picocli.CommandLine;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.IVersionProvider;
-import picocli.CommandLine.Model.CommandSpec;
-import picocli.CommandLine.ParameterException;
-import picocli.CommandLine.Spec;
 
 /**
  * The program tokbridge.
@@ -19,14 +16,11 @@ import picocli.CommandLine.Spec;
         ListObjects.class, Check.class, GenerateCompletion.class},
     footer = {"", "Exit status: 0 done, 1 a negative answer, 2 asked wrongly, 3 the module, the token or the output "
         + "failed."})
-public final class Main implements Runnable {
+public final class Main {
     static final int DONE = 0;
     static final int NEGATIVE = 1;
     static final int USAGE = 2;
     static final int FAILED = 3;
-
-    @Spec
-    private CommandSpec spec;
 
     /** The version in the jar's manifest. */
     static final class Version implements IVersionProvider {
@@ -67,10 +61,5 @@ public final class Main implements Runnable {
             status = FAILED;
         }
         System.exit(status);
-    }
-
-    @Override
-    public void run() {
-        throw new ParameterException(spec.commandLine(), "a command is missing");
     }
 }

@@ -5,18 +5,12 @@ import com.kelvane.pkcs11.nat.NativePKCS11;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import picocli.CommandLine.Model.CommandSpec;
 import picocli.CommandLine.Option;
-import picocli.CommandLine.ParameterException;
-import picocli.CommandLine.Spec;
 
 /** The module that the user names. */
 final class ModuleChoice {
     /** A path of 256 bytes would end the process: longer ones than this are not passed on. */
     private static final int LONGEST_PATH = 255;
-
-    @Spec(Spec.Target.MIXEE)
-    private CommandSpec command;
 
     @Option(names = "--module", paramLabel = "PATH", defaultValue = "${env:PKCS11_MODULE}", description =
         "The Cryptoki module; if it is not given, the one in the environment variable PKCS11_MODULE. A bare file name "
@@ -26,7 +20,8 @@ final class ModuleChoice {
     /** Loads and initialises the module. */
     NativePKCS11 open() {
         if (named == null || named.isEmpty()) {
-            throw new ParameterException(command.commandLine(), "no module is named: --module PATH, or PKCS11_MODULE");
+            throw new Failure(Main.USAGE, "no module is named", "neither --module nor PKCS11_MODULE tells which one",
+                "give --module and its path");
         }
         NativePKCS11 library = new NativePKCS11();
         Output.patiently("Loading the module", () -> {

@@ -124,6 +124,9 @@ class ToolTest {
         assertMatches("tokbridge: 2 tokens could be meant\n  Why: [^\n]*\"(keys|empty)\", serial number [^\n]*; "
             + "\"(keys|empty)\"[^\n]*\n  Try: [^\n]*--token[^\n]*\nexit 2", run("objects"));
         assertMatches(".*\n  Try: [^\n]*--help\nexit 2", run("objects", "--nonsense"));
+        assertMatches("tokbridge: [^\n]*command[^\n]*\n  Try: tokbridge --help\nexit 2", run());
+        assertMatches("tokbridge: no module is named\n.*\n  Try: [^\n]*--module[^\n]*\nexit 2",
+            run("info", "--module", ""));
         assertMatches(".*no such file.*exit 3", run("info", "--module", "/none.so"));
         assertMatches(".*not in the current folder.*exit 3", run("info", "--module", "none.so"));
         Path text = Files.writeString(programs.directory.resolve("text.so"), "no module");
