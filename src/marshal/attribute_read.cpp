@@ -109,9 +109,11 @@ bool fetchInto(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type
     return require(env, *length <= room, CKR_BUFFER_TOO_SMALL);
 }
 
-// Reads text of an announced length. False when there was no stack for it, which is not raised yet.
-bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
-               jobject* text)
+// Reads a value of an announced length onto the stack and has build(bytes, length) make a Java object of it. False when
+// there was no stack for it, which is not raised yet.
+template <typename Build>
+bool fetchOnStack(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
+                  Build build)
 {
     EncodeBuffer buffer;
     RESERVE_STACK(budget, buffer, room < SIZE_MAX - sizeof(Scratch) ? room + sizeof(Scratch) : SIZE_MAX);
@@ -119,27 +121,27 @@ bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type
         return false;
 
     CK_ULONG length = 0;
-    *text = fetchInto(env, handles, type, buffer.bytes, room, &length)
-                ? newStringFromBytes(env, buffer.bytes, length, false)
-                : nullptr;
+    if (room == 0 || fetchInto(env, handles, type, buffer.bytes, room, &length))
+        build(buffer.bytes, length);
     return true;
 }
 
-// Reads numbers of an announced length in bytes. False when there was no stack for them, which is not raised yet.
+bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
+               jobject* text)
+{
+    return fetchOnStack(env, handles, type, room, budget, [env, text](unsigned char* bytes, CK_ULONG length) {
+        *text = newStringFromBytes(env, bytes, length, false);
+    });
+}
+
 bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
                   jobject* numbers)
 {
-    EncodeBuffer buffer;
-    RESERVE_STACK(budget, buffer, room < SIZE_MAX - sizeof(Scratch) ? room + sizeof(Scratch) : SIZE_MAX);
-    if (buffer.bytes == nullptr)
-        return false;
-
-    CK_ULONG length = 0;
-    if ((room == 0 || fetchInto(env, handles, type, buffer.bytes, room, &length)) &&
-        require(env, length % sizeof(CK_ULONG) == 0, CKR_ATTRIBUTE_VALUE_INVALID))
-        *numbers = newIntArray(env, reinterpret_cast<const CK_ULONG*>(buffer.bytes), length / sizeof(CK_ULONG),
-                               "NewIntArray() failed");
-    return true;
+    return fetchOnStack(env, handles, type, room, budget, [env, numbers](unsigned char* bytes, CK_ULONG length) {
+        if (require(env, length % sizeof(CK_ULONG) == 0, CKR_ATTRIBUTE_VALUE_INVALID))
+            *numbers = newIntArray(env, reinterpret_cast<const CK_ULONG*>(bytes), length / sizeof(CK_ULONG),
+                                   "NewIntArray() failed");
+    });
 }
 
 // The first `length` bytes of a pinned array as an array of their own.
