@@ -25,7 +25,7 @@ final class Calls {
         CKA_ALLOWED_MECHANISMS};
     private static final Object[] VALUES = {true, 3, "label", new byte[] {1, 2}, new Date(0), BigInteger.TEN,
         new int[] {1, 2}};
-    private static final int[] BOOL = {0x1};
+    private static final int[] BOOL = {CKA_TOKEN};
     private static final Object[] TRUE = {true};
 
     private static final Map<String, Call> ALL = new LinkedHashMap<>();
@@ -40,9 +40,9 @@ final class Calls {
         slot("C_GetSlotInfo", NativePKCS11Slot::getInfo);
         slot("C_GetTokenInfo", NativePKCS11Slot::getTokenInfo);
         slot("C_GetMechanismList", NativePKCS11Slot::getMechanismList);
-        slot("C_GetMechanismInfo", slot -> slot.getMechanismInfo(1));
+        slot("C_GetMechanismInfo", slot -> slot.getMechanismInfo(CKM_RSA_PKCS));
         slot("C_InitToken", slot -> none(() -> slot.initToken("1234", "label")));
-        slot("C_OpenSession", slot -> slot.openSession(6, null));
+        slot("C_OpenSession", slot -> slot.openSession(CKF_SERIAL_SESSION | CKF_RW_SESSION, null));
         slot("C_CloseAllSessions", slot -> none(slot::closeAllSessions));
 
         run("C_CloseSession", NativePKCS11Session::close);
@@ -64,63 +64,65 @@ final class Calls {
         run("C_DestroyObject session", session -> session.destroyObject(key(session)));
         object("C_DestroyObject object", key -> none(key::destroy));
         object("C_GetObjectSize", NativePKCS11Object::size);
-        object("C_SetAttributeValue one", key -> none(() -> key.setAttributeValue(0x3, "label")));
+        object("C_SetAttributeValue one", key -> none(() -> key.setAttributeValue(CKA_LABEL, "label")));
         object("C_SetAttributeValue more", key -> none(() -> key.setAttributeValues(BOOL, TRUE)));
-        object("C_SetAttributeValue bool", key -> none(() -> key.setBoolAttributeValue(0x1, true)));
-        object("C_SetAttributeValue int", key -> none(() -> key.setIntAttributeValue(0x0, 3)));
+        object("C_SetAttributeValue bool", key -> none(() -> key.setBoolAttributeValue(CKA_TOKEN, true)));
+        object("C_SetAttributeValue int", key -> none(() -> key.setIntAttributeValue(CKA_CLASS, 3)));
         run("C_FindObjectsInit", session -> session.findObjectsInit(BOOL, TRUE));
         session("C_FindObjects", NativePKCS11Session::findObject);
         run("C_FindObjectsFinal", NativePKCS11Session::findObjectsFinal);
 
-        object("C_GetAttributeValue bool", key -> key.getBoolAttributeValue(0x1));
-        object("C_GetAttributeValue int", key -> key.getIntAttributeValue(0x0));
-        object("C_GetAttributeValue string", key -> key.getStringAttributeValue(0x3));
-        object("C_GetAttributeValue bytes", key -> key.getByteArrayAttributeValue(0x11));
-        object("C_GetAttributeValue date", key -> key.getDateAttributeValue(0x110));
-        object("C_GetAttributeValue big", key -> key.getBigIntegerAttributeValue(0x120));
-        session("C_GetAttributeValue s-bool", session -> session.getBoolAttributeValue(key(session), 0x1));
-        session("C_GetAttributeValue s-int", session -> session.getIntAttributeValue(key(session), 0x0));
-        session("C_GetAttributeValue s-string", session -> session.getStringAttributeValue(key(session), 0x3));
-        session("C_GetAttributeValue s-bytes", session -> session.getByteArrayAttributeValue(key(session), 0x11));
-        session("C_GetAttributeValue s-date", session -> session.getDateAttributeValue(key(session), 0x110));
-        session("C_GetAttributeValue s-big", session -> session.getBigIntegerAttributeValue(key(session), 0x120));
+        object("C_GetAttributeValue bool", key -> key.getBoolAttributeValue(CKA_TOKEN));
+        object("C_GetAttributeValue int", key -> key.getIntAttributeValue(CKA_CLASS));
+        object("C_GetAttributeValue string", key -> key.getStringAttributeValue(CKA_LABEL));
+        object("C_GetAttributeValue bytes", key -> key.getByteArrayAttributeValue(CKA_VALUE));
+        object("C_GetAttributeValue date", key -> key.getDateAttributeValue(CKA_START_DATE));
+        object("C_GetAttributeValue big", key -> key.getBigIntegerAttributeValue(CKA_MODULUS));
+        session("C_GetAttributeValue s-bool", session -> session.getBoolAttributeValue(key(session), CKA_TOKEN));
+        session("C_GetAttributeValue s-int", session -> session.getIntAttributeValue(key(session), CKA_CLASS));
+        session("C_GetAttributeValue s-string", session -> session.getStringAttributeValue(key(session), CKA_LABEL));
+        session("C_GetAttributeValue s-bytes", session -> session.getByteArrayAttributeValue(key(session), CKA_VALUE));
+        session("C_GetAttributeValue s-date", session -> session.getDateAttributeValue(key(session), CKA_START_DATE));
+        session("C_GetAttributeValue s-big", session -> session.getBigIntegerAttributeValue(key(session), CKA_MODULUS));
         for (int type : KINDS) {
             object("C_GetAttributeValue any-" + type, key -> key.getAttributeValue(type));
         }
-        session("C_GetAttributeValue s-any", session -> session.getAttributeValue(key(session), 0x1));
+        session("C_GetAttributeValue s-any", session -> session.getAttributeValue(key(session), CKA_TOKEN));
         session("C_GetAttributeValue all", session -> session.getAttributeValues(key(session), KINDS, KINDS.length));
 
-        init("C_EncryptInit none", 0x1081, null);
-        init("C_EncryptInit mac", 0x124, 4);
-        init("C_EncryptInit iv", 0x1082, new byte[16]);
-        init("C_EncryptInit token-iv", 0x1002, new byte[24]);
-        init("C_EncryptInit rc2", 0x101, new PKCS11MechPar_RC2(128));
-        init("C_EncryptInit rc2-cbc", 0x102, new PKCS11MechPar_RC2_CBC(128, new byte[8]));
-        init("C_EncryptInit rc2-mac", 0x104, new PKCS11MechPar_RC2_GENMAC(128, 4));
-        init("C_EncryptInit rc5", 0x331, new PKCS11MechPar_RC5(4, 12));
-        init("C_EncryptInit rc5-cbc", 0x332, new PKCS11MechPar_RC5_CBC(4, 12, new byte[8]));
-        init("C_EncryptInit rc5-mac", 0x334, new PKCS11MechPar_RC5_GENMAC(4, 12, 4));
-        init("C_EncryptInit gcm", 0x1087, new CK_GCM_PARAMS(new byte[12], new byte[3], 128));
-        init("C_EncryptInit oaep", 0x9, new CK_RSA_PKCS_OAEP_PARAMS(0x220, 1, new byte[3]));
-        init("C_EncryptInit pss", 0xD, new CK_RSA_PKCS_PSS_PARAMS(0x220, 1, 20));
+        init("C_EncryptInit none", CKM_AES_ECB, null);
+        init("C_EncryptInit mac", CKM_DES_MAC_GENERAL, 4);
+        init("C_EncryptInit iv", CKM_AES_CBC, new byte[16]);
+        init("C_EncryptInit token-iv", CKM_SKIPJACK_CBC64, new byte[24]);
+        init("C_EncryptInit rc2", CKM_RC2_ECB, new PKCS11MechPar_RC2(128));
+        init("C_EncryptInit rc2-cbc", CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(128, new byte[8]));
+        init("C_EncryptInit rc2-mac", CKM_RC2_MAC_GENERAL, new PKCS11MechPar_RC2_GENMAC(128, 4));
+        init("C_EncryptInit rc5", CKM_RC5_ECB, new PKCS11MechPar_RC5(4, 12));
+        init("C_EncryptInit rc5-cbc", CKM_RC5_CBC, new PKCS11MechPar_RC5_CBC(4, 12, new byte[8]));
+        init("C_EncryptInit rc5-mac", CKM_RC5_MAC_GENERAL, new PKCS11MechPar_RC5_GENMAC(4, 12, 4));
+        init("C_EncryptInit gcm", CKM_AES_GCM, new CK_GCM_PARAMS(new byte[12], new byte[3], 128));
+        init("C_EncryptInit oaep", CKM_RSA_PKCS_OAEP,
+            new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, new byte[3]));
+        init("C_EncryptInit pss", CKM_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, 20));
         init("C_EncryptInit ctr", CKM_AES_CTR, new CK_AES_CTR_PARAMS(32, new byte[16]));
         init("C_EncryptInit ccm", CKM_AES_CCM, new CK_CCM_PARAMS(99, new byte[12], new byte[3], 8));
         init("C_EncryptInit rsa-aes", CKM_RSA_AES_KEY_WRAP, new CK_RSA_AES_KEY_WRAP_PARAMS(256,
             new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, new byte[3])));
-        init("C_EncryptInit ecdh-aes", CKM_ECDH_AES_KEY_WRAP, new CK_ECDH_AES_KEY_WRAP_PARAMS(256, 1, new byte[3]));
+        init("C_EncryptInit ecdh-aes", CKM_ECDH_AES_KEY_WRAP,
+            new CK_ECDH_AES_KEY_WRAP_PARAMS(256, CKD_NULL, new byte[3]));
         init("C_EncryptInit eddsa", CKM_EDDSA, new CK_EDDSA_PARAMS(true, new byte[3]));
         init("C_EncryptInit poly1305", CKM_CHACHA20_POLY1305,
             new CK_SALSA20_CHACHA20_POLY1305_PARAMS(new byte[12], new byte[3]));
         init("C_EncryptInit raw", CKM_VENDOR_DEFINED, new PKCS11RawParameter(new byte[3]));
-        run("C_DecryptInit", session -> session.decryptInit(0x1082, new byte[16], key(session)));
-        run("C_DigestInit", session -> session.digestInit(0x220, null));
-        run("C_SignInit", session -> session.signInit(0x1, null, key(session)));
-        run("C_SignRecoverInit", session -> session.signRecoverInit(0x1, null, key(session)));
-        run("C_VerifyInit", session -> session.verifyInit(0x1, null, key(session)));
-        run("C_VerifyRecoverInit", session -> session.verifyRecoverInit(0x1, null, key(session)));
-        session("C_EncryptInit whole", session -> session.encryptDoFinalGCM(0x1082, new byte[16], key(session),
+        run("C_DecryptInit", session -> session.decryptInit(CKM_AES_CBC, new byte[16], key(session)));
+        run("C_DigestInit", session -> session.digestInit(CKM_SHA_1, null));
+        run("C_SignInit", session -> session.signInit(CKM_RSA_PKCS, null, key(session)));
+        run("C_SignRecoverInit", session -> session.signRecoverInit(CKM_RSA_PKCS, null, key(session)));
+        run("C_VerifyInit", session -> session.verifyInit(CKM_RSA_PKCS, null, key(session)));
+        run("C_VerifyRecoverInit", session -> session.verifyRecoverInit(CKM_RSA_PKCS, null, key(session)));
+        session("C_EncryptInit whole", session -> session.encryptDoFinalGCM(CKM_AES_CBC, new byte[16], key(session),
             new byte[4], 0, 4, new byte[8], 0));
-        session("C_DecryptInit whole", session -> session.decryptDoFinalGCM(0x1082, new byte[16], key(session),
+        session("C_DecryptInit whole", session -> session.decryptDoFinalGCM(CKM_AES_CBC, new byte[16], key(session),
             new byte[4], 0, 4, new byte[8], 0));
 
         inOut("C_Encrypt", session -> session::encrypt);
@@ -146,16 +148,19 @@ final class Calls {
         session("C_VerifyFinal", session -> session.verifyFinal(new byte[5], 2, 3));
         run("C_DigestKey", session -> session.digestKey(key(session)));
 
-        session("C_GenerateKey", session -> session.generateKey(0x3A0, new PKCS11MechPar_PBE(new byte[5], new byte[4],
-            9), KINDS, VALUES));
-        session("C_GenerateKey version", session -> session.generateKey(0x370, new CK_VERSION(3, 1), BOOL, TRUE));
-        session("C_GenerateKeyPair", session -> session.generateKeyPair(0, null, BOOL, TRUE, BOOL, TRUE));
-        session("C_WrapKey", session -> session.wrapKey(0x1082, new byte[16], key(session), key(session),
+        session("C_GenerateKey", session -> session.generateKey(CKM_PBE_MD2_DES_CBC,
+            new PKCS11MechPar_PBE(new byte[5], new byte[4], 9), KINDS, VALUES));
+        session("C_GenerateKey version", session -> session.generateKey(CKM_SSL3_PRE_MASTER_KEY_GEN,
+            new CK_VERSION(3, 1), BOOL, TRUE));
+        session("C_GenerateKeyPair", session -> session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
+            BOOL, TRUE, BOOL, TRUE));
+        session("C_WrapKey", session -> session.wrapKey(CKM_AES_CBC, new byte[16], key(session), key(session),
             new byte[8], 2));
-        session("C_UnwrapKey", session -> session.unwrapKey(0x1082, new byte[16], key(session), new byte[4], 1, 3,
+        session("C_UnwrapKey", session -> session.unwrapKey(CKM_AES_CBC, new byte[16], key(session), new byte[4], 1, 3,
             BOOL, TRUE));
-        derive("C_DeriveKey dh", 0x21, BigInteger.valueOf(0x80));
-        session("C_DeriveKey key", session -> session.deriveKey(0x360, key(session), key(session), BOOL, TRUE));
+        derive("C_DeriveKey dh", CKM_DH_PKCS_DERIVE, BigInteger.valueOf(0x80));
+        session("C_DeriveKey key", session -> session.deriveKey(CKM_CONCATENATE_BASE_AND_KEY,
+            key(session), key(session), BOOL, TRUE));
         derive("C_DeriveKey ecb", CKM_AES_ECB_ENCRYPT_DATA, new CK_KEY_DERIVATION_STRING_DATA(new byte[3]));
         derive("C_DeriveKey cbc", CKM_AES_CBC_ENCRYPT_DATA, new CK_AES_CBC_ENCRYPT_DATA_PARAMS(new byte[16],
             new byte[3]));
@@ -163,10 +168,12 @@ final class Calls {
             new byte[3]));
         session("C_DeriveKey hkdf", session -> session.deriveKey(CKM_HKDF_DERIVE, new CK_HKDF_PARAMS(true, true,
             CKM_SHA256, CKF_HKDF_SALT_KEY, new byte[3], key(session), new byte[3]), key(session), BOOL, TRUE));
-        derive("C_DeriveKey ecdh", 0x1050, new CK_ECDH1_DERIVE_PARAMS(1, new byte[3], new byte[5]));
-        derive("C_DeriveKey master", 0x371, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 0)));
-        derive("C_DeriveKey material", 0x372, new CK_SSL3_KEY_MAT_PARAMS(128, 128, 64, false, random()));
-        derive("C_DeriveKey prf", 0x378, new CK_TLS_PRF_PARAMS(new byte[3], new byte[2], 12));
+        derive("C_DeriveKey ecdh", CKM_ECDH1_DERIVE, new CK_ECDH1_DERIVE_PARAMS(CKD_NULL, new byte[3], new byte[5]));
+        derive("C_DeriveKey master", CKM_SSL3_MASTER_KEY_DERIVE,
+            new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 0)));
+        derive("C_DeriveKey material", CKM_SSL3_KEY_AND_MAC_DERIVE,
+            new CK_SSL3_KEY_MAT_PARAMS(128, 128, 64, false, random()));
+        derive("C_DeriveKey prf", CKM_TLS_PRF, new CK_TLS_PRF_PARAMS(new byte[3], new byte[2], 12));
     }
 
     interface InOut {

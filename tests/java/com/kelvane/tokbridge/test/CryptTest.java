@@ -211,7 +211,7 @@ class CryptTest extends SessionFixture {
 
     @Test
     void whichErrorOfKeyManagementWins() throws Throwable {
-        int[] types = {0x1};
+        int[] types = {CKA_TOKEN};
         Object[] wrong = {1};
         assertRefused("0x71", () -> session.generateKey(CKM_AES_KEY_GEN, 1, types, wrong));
         assertRefused("0x13", () -> session.generateKeyPair(0, null, types, wrong, new int[1], wrong));

@@ -1,5 +1,6 @@
 package com.kelvane.tokbridge.test;
 
+import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
 import static org.junit.jupiter.api.Assumptions.*;
@@ -35,7 +36,8 @@ class JniFailureTest extends SessionFixture {
         "getOperationState(): can't get elements", "setOperationState(): can't get elements",
         "getMechanismList(): NewIntArray() failed", "NewIntArray() failed", "GetIntArrayElements() failed", "obj is null",
         "Object must be String or byte[]!", "no space for encoded attribute!");
-    private static final Set<Integer> CODES = Set.of(0x13, 0x20, 0x71, 0xD1, 0x150);
+    private static final Set<Integer> CODES = Set.of(CKR_ATTRIBUTE_VALUE_INVALID,
+        CKR_DATA_INVALID, CKR_MECHANISM_PARAM_INVALID, CKR_TEMPLATE_INCONSISTENT, CKR_BUFFER_TOO_SMALL);
 
     /** The local references that a native method may count on. */
     private static final int GUARANTEED = 16;

@@ -187,10 +187,11 @@ class MechanismTest extends SessionFixture {
         }
 
         CK_VERSION version = new CK_VERSION(3, 0);
-        for (int mechanism : new int[] {CKM_SSL3_MASTER_KEY_DERIVE, 0x375, 0x373, 0x377}) {
+        for (int mechanism : new int[] {CKM_SSL3_MASTER_KEY_DERIVE, CKM_TLS_MASTER_KEY_DERIVE,
+            CKM_SSL3_MASTER_KEY_DERIVE_DH, CKM_TLS_MASTER_KEY_DERIVE_DH}) {
             token.answer("C_DeriveKey", "pVersion=0" + (mechanism & 7) + "09");
             session.deriveKey(mechanism, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), version), key, null, null);
-            assertEquals((mechanism & 2) == 0 || mechanism < 0x373 ? mechanism & 7 : 5, version.major);
+            assertEquals((mechanism & 2) == 0 ? mechanism & 7 : 5, version.major);
         }
         token.answer("C_DeriveKey", "");
         session.deriveKey(CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), null), key, null,

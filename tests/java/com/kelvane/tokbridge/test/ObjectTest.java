@@ -13,7 +13,8 @@ import org.junit.jupiter.api.*;
 
 /** Templates as a module receives them, objects made, found and changed with them, and attributes read back. */
 class ObjectTest extends SessionFixture {
-    private static final int CLASS = 0x0, TOKEN = 0x1, LABEL = 0x3, VALUE = 0x11, START = 0x110, MODULUS = 0x120;
+    private static final int CLASS = CKA_CLASS, TOKEN = CKA_TOKEN, LABEL = CKA_LABEL, VALUE = CKA_VALUE,
+        START = CKA_START_DATE, MODULUS = CKA_MODULUS;
     private static final String NO_SPACE = "no space for encoded attribute!";
 
     /** The template that a module receives for one value, without its frame: "@+24:01". */

@@ -1,5 +1,6 @@
 package com.kelvane.tokbridge.test;
 
+import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
 
@@ -142,8 +143,9 @@ class RealTokenTest {
         beside.libInitialize();
         try {
             NativePKCS11Session session = newToken(REMOTE, "far away");
-            session.encryptInit(0x1081, null,
-                session.generateKey(0x1080, null, new int[] {0x161, 0x104}, new Object[] {16, true}));
+            session.encryptInit(CKM_AES_ECB, null,
+                session.generateKey(CKM_AES_KEY_GEN, null, new int[] {CKA_VALUE_LEN, CKA_ENCRYPT},
+                    new Object[] {16, true}));
             assertEquals(16, session.encryptUpdate(new byte[16], 0, 16, new byte[16], 0));
             kill(server);
             for (int i = 0; i < 3; i++) {
