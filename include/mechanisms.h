@@ -55,6 +55,14 @@ bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism
 /// null.
 bool askWithoutLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv);
 
+/// Makes a call of the module, and at most once more: what it wrote into the mechanism meanwhile decides nothing.
+template <typename Call>
+CK_RV callWithLabelOrNone(const JavaMechanism& mechanism, const EncodeBuffer& encoded, Call call)
+{
+    CK_RV rv = call();
+    return askWithoutLabel(mechanism, encoded, rv) ? call() : rv;
+}
+
 /// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's
 /// iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other mechanism. Raises 0x150
 /// for a shorter array and "decodeByteArray(): can't get elements" for none.

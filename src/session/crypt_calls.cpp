@@ -88,11 +88,9 @@ jboolean signatureResult(JNIEnv* env, CK_RV rv)
 CK_RV callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
                const EncodeBuffer& encoded, CK_OBJECT_HANDLE key)
 {
-    CK_RV rv = CKR_OK;
-    do
-        rv = callGuarded(env, handles.list, function, handles.session, mechanismIn(encoded), key);
-    while (askWithoutLabel(mechanism, encoded, rv));
-    return rv;
+    return callWithLabelOrNone(mechanism, encoded, [&] {
+        return callGuarded(env, handles.list, function, handles.session, mechanismIn(encoded), key);
+    });
 }
 
 // From the mechanism to the module's answer. `encoded` is reserved for the mechanism.

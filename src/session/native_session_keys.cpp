@@ -118,12 +118,11 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
         return 0;
 
     CK_ULONG length = 0;
-    CK_RV rv = CKR_OK;
-    do {
+    CK_RV rv = callWithLabelOrNone(measured, encoded, [&] {
         length = wrapped.length;
-        rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
-                         wrappingHandle, keyHandle, wrapped.data, &length);
-    } while (askWithoutLabel(measured, encoded, rv));
+        return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
+                           wrappingHandle, keyHandle, wrapped.data, &length);
+    });
 
     releaseBuffer(env, wrapped, 0);
     bool claimsTooMuch = rv == CKR_OK && length > wrapped.length;
@@ -155,11 +154,10 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
         return nullptr;
 
     CK_OBJECT_HANDLE key = 0;
-    CK_RV rv = CKR_OK;
-    do
-        rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
-                         unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
-    while (askWithoutLabel(measured, encoded, rv));
+    CK_RV rv = callWithLabelOrNone(measured, encoded, [&] {
+        return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
+                           unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
+    });
 
     releaseBuffer(env, wrapped, JNI_ABORT);
     return checkResult(env, rv) ? newCreatedObject(env, session, handles, key) : nullptr;

@@ -191,6 +191,10 @@ class CryptTest extends SessionFixture {
                 token.always(function, "rv=" + rv);
                 assertEquals(rv, raised(() -> calls.get(name).accept(none)));
                 assertEquals(2, calls().size(), "once more, and no more");
+                token.always(function, "rv=" + rv + " pSourceData.pointer=1");
+                assertEquals(rv, raised(() -> calls.get(name).accept(none)));
+                assertEquals(2, calls().size(), "not even if the module puts a pointer of its own there");
+                token.always(function, "rv=" + rv);
                 assertEquals(rv, raised(() -> calls.get(name).accept(label)));
                 assertEquals(1, calls().size(), "not with a label");
                 token.reset();
