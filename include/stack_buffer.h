@@ -33,6 +33,12 @@ constexpr std::size_t arraySize(std::size_t count, std::size_t elementSize)
     return count <= SIZE_MAX / elementSize ? count * elementSize : SIZE_MAX;
 }
 
+/// The sum of two sizes, or more than any stack holds when that cannot be told.
+constexpr std::size_t addSize(std::size_t size, std::size_t more)
+{
+    return more <= SIZE_MAX - size ? size + more : SIZE_MAX;
+}
+
 /// A reservation made by RESERVE_STACK. `bytes` is null when it was refused. It starts zeroed, so that nothing of the
 /// stack reaches a module, and is wiped when its scope ends: it may hold a secret.
 struct EncodeBuffer

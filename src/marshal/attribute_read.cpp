@@ -116,7 +116,7 @@ bool fetchOnStack(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
                   Build build)
 {
     EncodeBuffer buffer;
-    RESERVE_STACK(budget, buffer, room < SIZE_MAX - sizeof(Scratch) ? room + sizeof(Scratch) : SIZE_MAX);
+    RESERVE_STACK(budget, buffer, addSize(room, sizeof(Scratch)));
     if (buffer.bytes == nullptr)
         return false;
 

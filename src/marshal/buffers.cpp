@@ -129,7 +129,7 @@ bool newStringFromText(JNIEnv* env, const char* text, jstring* string)
 
 jintArray newIntArray(JNIEnv* env, const CK_ULONG* numbers, CK_ULONG count, const char* failure)
 {
-    jintArray array = env->NewIntArray(toJava(count));
+    jintArray array = count <= INT32_MAX ? env->NewIntArray(toJava(count)) : nullptr;
     if (array == nullptr) {
         throwPKCS11Exception(env, 0, failure);
         return nullptr;

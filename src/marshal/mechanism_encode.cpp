@@ -75,7 +75,7 @@ bool measureParameter(JNIEnv* env, JavaMechanism* mechanism, std::size_t* size)
         MeasuredStructure structure;
         bool done = readParameter(&java, *description, &structure);
         mechanism->parameterClass = java.type;
-        *size = description->size + java.used;
+        *size = addSize(description->size, java.used);
         return done || env->ExceptionCheck() != JNI_TRUE;
     }
     switch (mechanism->kind) {
@@ -169,7 +169,7 @@ JavaMechanism measureMechanism(JNIEnv* env, jint mechanism, jobject parameter)
     std::size_t size = 0;
     if (parameter != nullptr)
         measured.failed = !measureParameter(env, &measured, &size);
-    measured.size += size;
+    measured.size = addSize(measured.size, size);
     return measured;
 }
 

@@ -106,7 +106,7 @@ std::size_t openTemplate(JNIEnv* env, jintArray types, jobjectArray values, Enco
             opened->state = EncodedTemplate::failed;
             break;
         }
-        total += size;
+        total = addSize(total, size);
     }
     return total;
 }
