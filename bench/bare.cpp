@@ -10,7 +10,7 @@
 
 #include <dlfcn.h>
 #include <jni.h>
-#include <p11-kit/pkcs11.h>
+#include "cryptoki.h"
 
 #include "com_kelvane_tokbridge_bench_Bare.h"
 #include "com_kelvane_tokbridge_bench_JniCosts.h"

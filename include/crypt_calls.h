@@ -29,10 +29,10 @@ struct OutputBytes
     jint offset;
 };
 
-using UpdateFunction = CK_C_DigestUpdate CK_FUNCTION_LIST::*;
-using InOutFunction = CK_C_Encrypt CK_FUNCTION_LIST::*;
-using FinalFunction = CK_C_EncryptFinal CK_FUNCTION_LIST::*;
-using InitFunction = CK_C_EncryptInit CK_FUNCTION_LIST::*;
+using UpdateFunction = decltype(&CK_FUNCTION_LIST::C_DigestUpdate);
+using InOutFunction = decltype(&CK_FUNCTION_LIST::C_Encrypt);
+using FinalFunction = decltype(&CK_FUNCTION_LIST::C_EncryptFinal);
+using InitFunction = decltype(&CK_FUNCTION_LIST::C_EncryptInit);
 
 /// A mechanism, its parameter and the key that an operation starts with, as Java passes them.
 struct OperationStart

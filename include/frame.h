@@ -7,7 +7,7 @@
 
 #include <jni.h>
 
-#include "cryptoki.h"
+#include "java_numbers.h"
 #include "library_table.h"
 #include "stand_ins.h"
 

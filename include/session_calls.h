@@ -5,7 +5,7 @@
 #include "values.h"
 
 /// A call that takes the session alone, as C_Logout does.
-void sessionCall(JNIEnv* env, jobject session, CK_C_Logout CK_FUNCTION_LIST::* function);
+void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function);
 
 /// C_CloseSession. The Java object keeps its number.
 void closeSession(JNIEnv* env, jobject session);

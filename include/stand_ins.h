@@ -28,7 +28,7 @@
 
 #include <jni.h>
 
-#include "cryptoki.h"
+#include "java_numbers.h"
 
 namespace stand_in {
 

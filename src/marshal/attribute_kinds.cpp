@@ -96,7 +96,7 @@ constexpr AttributeKind AttributeKindTable[] = {
     { CKA_DESTROYABLE,         boolean },
 
     // ---- Edition 3.0 ----
-    { edition3::UNIQUE_ID, string },
+    { CKA_UNIQUE_ID, string },
     // clang-format on
 };
 

@@ -155,7 +155,7 @@ bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism
 CK_RSA_PKCS_OAEP_PARAMS* oaepIn(ParameterKind kind, const EncodeBuffer& encoded)
 {
     bool within = kind == ParameterKind::rsaAesKeyWrap;
-    std::size_t place = sizeof(CK_MECHANISM) + (within ? sizeof(RsaAesKeyWrapParams) : 0);
+    std::size_t place = sizeof(CK_MECHANISM) + (within ? sizeof(CK_RSA_AES_KEY_WRAP_PARAMS) : 0);
     bool there = (within || kind == ParameterKind::oaep) && encoded.size >= place + sizeof(CK_RSA_PKCS_OAEP_PARAMS);
     return there ? reinterpret_cast<CK_RSA_PKCS_OAEP_PARAMS*>(encoded.bytes + place) : nullptr;
 }

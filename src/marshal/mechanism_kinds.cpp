@@ -339,27 +339,27 @@ constexpr MechanismParameter MechanismParameterTable[] = {
     // ---- Edition 3.0 ----
 
     // Integer: the length of the MAC in bytes
-    { edition3::SHA3_256_HMAC_GENERAL,  macGeneral            },
-    { edition3::SHA3_224_HMAC_GENERAL,  macGeneral            },
-    { edition3::SHA3_384_HMAC_GENERAL,  macGeneral            },
-    { edition3::SHA3_512_HMAC_GENERAL,  macGeneral            },
+    { CKM_SHA3_256_HMAC_GENERAL,        macGeneral            },
+    { CKM_SHA3_224_HMAC_GENERAL,        macGeneral            },
+    { CKM_SHA3_384_HMAC_GENERAL,        macGeneral            },
+    { CKM_SHA3_512_HMAC_GENERAL,        macGeneral            },
 
     // CK_RSA_PKCS_PSS_PARAMS
-    { edition3::SHA3_256_RSA_PKCS_PSS,  pss                   },
-    { edition3::SHA3_384_RSA_PKCS_PSS,  pss                   },
-    { edition3::SHA3_512_RSA_PKCS_PSS,  pss                   },
-    { edition3::SHA3_224_RSA_PKCS_PSS,  pss                   },
+    { CKM_SHA3_256_RSA_PKCS_PSS,        pss                   },
+    { CKM_SHA3_384_RSA_PKCS_PSS,        pss                   },
+    { CKM_SHA3_512_RSA_PKCS_PSS,        pss                   },
+    { CKM_SHA3_224_RSA_PKCS_PSS,        pss                   },
 
     // CK_EDDSA_PARAMS
     { CKM_EDDSA,                        eddsa                 },
 
     // CK_SALSA20_CHACHA20_POLY1305_PARAMS
-    { edition3::CHACHA20_POLY1305,      poly1305              },
-    { edition3::SALSA20_POLY1305,       poly1305              },
+    { CKM_CHACHA20_POLY1305,            poly1305              },
+    { CKM_SALSA20_POLY1305,             poly1305              },
 
     // CK_HKDF_PARAMS
-    { edition3::HKDF_DERIVE,            hkdf                  },
-    { edition3::HKDF_DATA,              hkdf                  },
+    { CKM_HKDF_DERIVE,                  hkdf                  },
+    { CKM_HKDF_DATA,                    hkdf                  },
     // clang-format on
 };
 

@@ -46,7 +46,15 @@ bool pbeFields(ParameterFields* java, CK_PBE_PARAMS* pbe)
            placeBlock(java, "salt", &pbe->pSalt, &pbe->ulSaltLen) && readUlong(java, "iterations", &pbe->ulIteration);
 }
 
-bool gcmFields(ParameterFields* java, GcmParams* gcm)
+// Where the structure tells the length of the IV in bits too.
+template <typename Gcm>
+void setIvBits(Gcm* gcm)
+{
+    if constexpr (requires { gcm->ulIvBits; })
+        gcm->ulIvBits = 8 * gcm->ulIvLen;
+}
+
+bool gcmFields(ParameterFields* java, CK_GCM_PARAMS* gcm)
 {
     if (!placeBlock(java, "pIv", &gcm->pIv, nullptr) || !readUlong(java, "ulIvLen", &gcm->ulIvLen))
         return false;
@@ -64,14 +72,14 @@ bool aesCtrFields(ParameterFields* java, CK_AES_CTR_PARAMS* ctr)
            readBytes(java, "cb", ctr->cb, sizeof ctr->cb, sizeof ctr->cb);
 }
 
-bool ccmFields(ParameterFields* java, CcmParams* ccm)
+bool ccmFields(ParameterFields* java, CK_CCM_PARAMS* ccm)
 {
     return readUlong(java, "ulDataLen", &ccm->ulDataLen) &&
            placeBlockOrNull(java, "pNonce", &ccm->pNonce, &ccm->ulNonceLen) &&
            placeBlockOrNull(java, "pAAD", &ccm->pAAD, &ccm->ulAADLen) && readUlong(java, "ulMACLen", &ccm->ulMACLen);
 }
 
-bool poly1305Fields(ParameterFields* java, Poly1305Params* poly1305)
+bool poly1305Fields(ParameterFields* java, CK_SALSA20_CHACHA20_POLY1305_PARAMS* poly1305)
 {
     return placeBlockOrNull(java, "pNonce", &poly1305->pNonce, &poly1305->ulNonceLen) &&
            placeBlockOrNull(java, "pAAD", &poly1305->pAAD, &poly1305->ulAADLen);
@@ -96,10 +104,10 @@ constexpr ParameterStructure kRC5CBC =
 constexpr ParameterStructure kRC5MacGeneral =
     describe<CK_RC5_MAC_GENERAL_PARAMS, rc5MacGeneralFields>("com/kelvane/pkcs11/PKCS11MechPar_RC5_GENMAC");
 constexpr ParameterStructure kPBE = describe<CK_PBE_PARAMS, pbeFields>("com/kelvane/pkcs11/PKCS11MechPar_PBE");
-constexpr ParameterStructure kGCM = describe<GcmParams, gcmFields>("com/kelvane/pkcs11/CK_GCM_PARAMS");
+constexpr ParameterStructure kGCM = describe<CK_GCM_PARAMS, gcmFields>("com/kelvane/pkcs11/CK_GCM_PARAMS");
 constexpr ParameterStructure kAesCtr =
     describe<CK_AES_CTR_PARAMS, aesCtrFields>("com/kelvane/pkcs11/CK_AES_CTR_PARAMS", Null::none);
-constexpr ParameterStructure kCcm = describe<CcmParams, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", Null::none);
+constexpr ParameterStructure kCcm = describe<CK_CCM_PARAMS, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", Null::none);
 constexpr ParameterStructure kPoly1305 =
-    describe<Poly1305Params, poly1305Fields>("com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
+    describe<CK_SALSA20_CHACHA20_POLY1305_PARAMS, poly1305Fields>("com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
 constexpr ParameterStructure kRaw = {"com/kelvane/pkcs11/PKCS11RawParameter", 0, Null::none, rawFields};

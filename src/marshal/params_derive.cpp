@@ -132,7 +132,7 @@ bool aesCbcEncryptDataFields(ParameterFields* java, CK_AES_CBC_ENCRYPT_DATA_PARA
            placeBlockOrNull(java, "pData", &encrypt->pData, &encrypt->length);
 }
 
-bool hkdfFields(ParameterFields* java, HkdfParams* hkdf)
+bool hkdfFields(ParameterFields* java, CK_HKDF_PARAMS* hkdf)
 {
     return readFlag(java, "bExtract", &hkdf->bExtract) && readFlag(java, "bExpand", &hkdf->bExpand) &&
            readUlong(java, "prfHashMechanism", &hkdf->prfHashMechanism) &&
@@ -163,4 +163,4 @@ constexpr ParameterStructure kDesCbcEncryptData = describe<CK_DES_CBC_ENCRYPT_DA
     "com/kelvane/pkcs11/CK_DES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
 constexpr ParameterStructure kAesCbcEncryptData = describe<CK_AES_CBC_ENCRYPT_DATA_PARAMS, aesCbcEncryptDataFields>(
     "com/kelvane/pkcs11/CK_AES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
-constexpr ParameterStructure kHkdf = describe<HkdfParams, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", Null::none);
+constexpr ParameterStructure kHkdf = describe<CK_HKDF_PARAMS, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", Null::none);

@@ -32,7 +32,7 @@ bool pssFields(ParameterFields* java, CK_RSA_PKCS_PSS_PARAMS* pss)
     return true;
 }
 
-bool rsaAesKeyWrapFields(ParameterFields* java, RsaAesKeyWrapParams* wrap)
+bool rsaAesKeyWrapFields(ParameterFields* java, CK_RSA_AES_KEY_WRAP_PARAMS* wrap)
 {
     void* oaep = nullptr;
     bool done = readUlong(java, "ulAESKeyBits", &wrap->ulAESKeyBits) &&
@@ -41,13 +41,13 @@ bool rsaAesKeyWrapFields(ParameterFields* java, RsaAesKeyWrapParams* wrap)
     return done;
 }
 
-bool ecdhAesKeyWrapFields(ParameterFields* java, EcdhAesKeyWrapParams* wrap)
+bool ecdhAesKeyWrapFields(ParameterFields* java, CK_ECDH_AES_KEY_WRAP_PARAMS* wrap)
 {
     return readUlong(java, "ulAESKeyBits", &wrap->ulAESKeyBits) && readUlong(java, "kdf", &wrap->kdf) &&
            placeBlockOrNull(java, "pSharedData", &wrap->pSharedData, &wrap->ulSharedDataLen);
 }
 
-bool eddsaFields(ParameterFields* java, EddsaParams* eddsa)
+bool eddsaFields(ParameterFields* java, CK_EDDSA_PARAMS* eddsa)
 {
     return readFlag(java, "phFlag", &eddsa->phFlag) &&
            placeBlockOrNull(java, "pContextData", &eddsa->pContextData, &eddsa->ulContextDataLen);
@@ -60,8 +60,8 @@ constexpr ParameterStructure kOAEP =
 constexpr ParameterStructure kPSS =
     describe<CK_RSA_PKCS_PSS_PARAMS, pssFields>("com/kelvane/pkcs11/CK_RSA_PKCS_PSS_PARAMS");
 constexpr ParameterStructure kRsaAesKeyWrap =
-    describe<RsaAesKeyWrapParams, rsaAesKeyWrapFields>("com/kelvane/pkcs11/CK_RSA_AES_KEY_WRAP_PARAMS", Null::none);
+    describe<CK_RSA_AES_KEY_WRAP_PARAMS, rsaAesKeyWrapFields>("com/kelvane/pkcs11/CK_RSA_AES_KEY_WRAP_PARAMS", Null::none);
 constexpr ParameterStructure kEcdhAesKeyWrap =
-    describe<EcdhAesKeyWrapParams, ecdhAesKeyWrapFields>("com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", Null::none);
+    describe<CK_ECDH_AES_KEY_WRAP_PARAMS, ecdhAesKeyWrapFields>("com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", Null::none);
 constexpr ParameterStructure kEddsa =
-    describe<EddsaParams, eddsaFields>("com/kelvane/pkcs11/CK_EDDSA_PARAMS", Null::none);
+    describe<CK_EDDSA_PARAMS, eddsaFields>("com/kelvane/pkcs11/CK_EDDSA_PARAMS", Null::none);

@@ -1,6 +1,6 @@
 #include "session_calls.h"
 
-void sessionCall(JNIEnv* env, jobject session, CK_C_Logout CK_FUNCTION_LIST::* function)
+void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function)
 {
     SessionHandles handles = {};
     if (resolveSession(env, session, &handles))

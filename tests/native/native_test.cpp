@@ -16,7 +16,7 @@
 #include <windows.h>
 #endif
 
-#include <p11-kit/pkcs11.h> // for the names of numbers alone
+#include "cryptoki.h" // for the names of numbers alone
 
 #include "check.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"
@@ -418,8 +418,6 @@ Ref keyMaterial(Ref material)
 }
 
 // CKM_CHACHA20_POLY1305 and CKM_HKDF_DERIVE, which the header lacks.
-constexpr jint kChaCha20Poly1305 = 0x4021;
-constexpr jint kHkdfDerive = 0x402A;
 
 std::vector<Parameter> parameters()
 {
@@ -497,9 +495,9 @@ std::vector<Parameter> parameters()
             "20 0:u256 4:u2 8:u3 12:p20 20:x616263", "32 0:u256 8:u2 16:u3 24:p32 32:x616263"},
         {CKM_EDDSA, parameter("CK_EDDSA_PARAMS", "phFlag=z1 pContextData='abc'"),
             "13 0:b1 1:u3 5:p13 13:x616263", "24 0:b1 8:u3 16:p24 24:x616263"},
-        {kChaCha20Poly1305, parameter("CK_SALSA20_CHACHA20_POLY1305_PARAMS", aead),
+        {CKM_CHACHA20_POLY1305, parameter("CK_SALSA20_CHACHA20_POLY1305_PARAMS", aead),
             "24 0:p24 8:u3 12:p27 20:u5 24:x6162636465666768", "32 0:p32 8:u3 16:p35 24:u5 32:x6162636465666768"},
-        {kHkdfDerive, with(parameter("CK_HKDF_PARAMS", hkdf), "hSaltKey", key),
+        {CKM_HKDF_DERIVE, with(parameter("CK_HKDF_PARAMS", hkdf), "hSaltKey", key),
             "38 0:b1 1:b1 2:u592 6:u4 10:p38 18:u3 22:u2147483657 26:p41 34:u5 38:x6162636465666768",
             "64 0:b1 1:b1 8:u592 16:u4 24:p64 32:u3 40:u2147483657 48:p67 56:u5 64:x6162636465666768"},
         {kNegative, parameter("PKCS11RawParameter", "bytes='abc'"), "3 0:x616263", "3 0:x616263"},

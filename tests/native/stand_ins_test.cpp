@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include <p11-kit/pkcs11.h>
+#include "cryptoki.h"
 
 #include "check.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"

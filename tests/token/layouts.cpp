@@ -38,10 +38,6 @@ struct Row
     const char* fields;
 };
 
-// CKM_CHACHA20_POLY1305 and CKM_HKDF_DERIVE, which the header lacks.
-constexpr CK_MECHANISM_TYPE kChaCha20Poly1305 = 0x4021;
-constexpr CK_MECHANISM_TYPE kHkdfDerive = 0x402a;
-
 // One structure a row: name, mechanisms of the tests that take it, its fields in the standard's order as
 // "name:kind(extent)". Offsets follow from the order with the platform's alignment; they are worked out here and not
 // taken from the library's declarations, so that a mistake there shows as a difference. Kinds:
@@ -96,9 +92,9 @@ const auto& rows = *new std::vector<Row>{
     {"CK_ECDH_AES_KEY_WRAP_PARAMS", {CKM_ECDH_AES_KEY_WRAP},
      "ulAESKeyBits kdf:code ulSharedDataLen pSharedData:data(ulSharedDataLen)"},
     {"CK_EDDSA_PARAMS", {CKM_EDDSA}, "phFlag:bytes(1) ulContextDataLen pContextData:data(ulContextDataLen)"},
-    {"CK_SALSA20_CHACHA20_POLY1305_PARAMS", {kChaCha20Poly1305},
+    {"CK_SALSA20_CHACHA20_POLY1305_PARAMS", {CKM_CHACHA20_POLY1305},
      "pNonce:data(ulNonceLen) ulNonceLen pAAD:data(ulAADLen) ulAADLen"},
-    {"CK_HKDF_PARAMS", {kHkdfDerive}, "bExtract:bytes(1) bExpand:bytes(1) prfHashMechanism:code ulSaltType"
+    {"CK_HKDF_PARAMS", {CKM_HKDF_DERIVE}, "bExtract:bytes(1) bExpand:bytes(1) prfHashMechanism:code ulSaltType"
      " pSalt:data(ulSaltLen) ulSaltLen hSaltKey:handle pInfo:data(ulInfoLen) ulInfoLen"},
 
     {"CK_C_INITIALIZE_ARGS", {},

@@ -1,7 +1,7 @@
 // What a library file of the scripted token exports: a Cryptoki module, and the door by which a test steers it.
 #pragma once
 
-#include <p11-kit/pkcs11.h>
+#include "cryptoki.h"
 
 #define EXPORTED __attribute__((visibility("default")))
 

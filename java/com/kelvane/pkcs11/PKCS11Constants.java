@@ -3,12 +3,15 @@ package com.kelvane.pkcs11;
 import java.lang.reflect.Field;
 import java.util.HashMap;
 import java.util.Map;
+import java.util.Set;
 
 /**
  * The names that PKCS #11 gives to its numbers, and the way back from a number to its name.
  *
  * <p>Cryptoki's numbers are unsigned; those of 2<sup>31</sup> and above, vendor-defined ones among them, are negative
  * as a Java {@code int}. Each group is ordered by value. Where the standard has two names for a number, both are here.
+ *
+ * <p>The native library is built with the numbers of this file, which the build reads line by line.
  */
 public final class PKCS11Constants {
     /** Values that stand for themselves: truth, no handle, a quantity without practical limit, a quantity not told. */
@@ -36,6 +39,7 @@ public final class PKCS11Constants {
         CKM_SHA1_RSA_X9_31 = 0x0000000c,
         CKM_RSA_PKCS_PSS = 0x0000000d,
         CKM_SHA1_RSA_PKCS_PSS = 0x0000000e,
+        CKM_ML_KEM_KEY_PAIR_GEN = 0x0000000f,
         CKM_DSA_KEY_PAIR_GEN = 0x00000010,
         CKM_DSA = 0x00000011,
         CKM_DSA_SHA1 = 0x00000012,
@@ -43,12 +47,43 @@ public final class PKCS11Constants {
         CKM_DSA_SHA256 = 0x00000014,
         CKM_DSA_SHA384 = 0x00000015,
         CKM_DSA_SHA512 = 0x00000016,
+        CKM_ML_KEM = 0x00000017,
+        CKM_DSA_SHA3_224 = 0x00000018,
+        CKM_DSA_SHA3_256 = 0x00000019,
+        CKM_DSA_SHA3_384 = 0x0000001a,
+        CKM_DSA_SHA3_512 = 0x0000001b,
+        CKM_ML_DSA_KEY_PAIR_GEN = 0x0000001c,
+        CKM_ML_DSA = 0x0000001d,
+        CKM_HASH_ML_DSA = 0x0000001f,
         CKM_DH_PKCS_KEY_PAIR_GEN = 0x00000020,
         CKM_DH_PKCS_DERIVE = 0x00000021,
+        CKM_HASH_ML_DSA_SHA224 = 0x00000023,
+        CKM_HASH_ML_DSA_SHA256 = 0x00000024,
+        CKM_HASH_ML_DSA_SHA384 = 0x00000025,
+        CKM_HASH_ML_DSA_SHA512 = 0x00000026,
+        CKM_HASH_ML_DSA_SHA3_224 = 0x00000027,
+        CKM_HASH_ML_DSA_SHA3_256 = 0x00000028,
+        CKM_HASH_ML_DSA_SHA3_384 = 0x00000029,
+        CKM_HASH_ML_DSA_SHA3_512 = 0x0000002a,
+        CKM_HASH_ML_DSA_SHAKE128 = 0x0000002b,
+        CKM_HASH_ML_DSA_SHAKE256 = 0x0000002c,
+        CKM_SLH_DSA_KEY_PAIR_GEN = 0x0000002d,
+        CKM_SLH_DSA = 0x0000002e,
         CKM_X9_42_DH_KEY_PAIR_GEN = 0x00000030,
         CKM_X9_42_DH_DERIVE = 0x00000031,
         CKM_X9_42_DH_HYBRID_DERIVE = 0x00000032,
         CKM_X9_42_MQV_DERIVE = 0x00000033,
+        CKM_HASH_SLH_DSA = 0x00000034,
+        CKM_HASH_SLH_DSA_SHA224 = 0x00000036,
+        CKM_HASH_SLH_DSA_SHA256 = 0x00000037,
+        CKM_HASH_SLH_DSA_SHA384 = 0x00000038,
+        CKM_HASH_SLH_DSA_SHA512 = 0x00000039,
+        CKM_HASH_SLH_DSA_SHA3_224 = 0x0000003a,
+        CKM_HASH_SLH_DSA_SHA3_256 = 0x0000003b,
+        CKM_HASH_SLH_DSA_SHA3_384 = 0x0000003c,
+        CKM_HASH_SLH_DSA_SHA3_512 = 0x0000003d,
+        CKM_HASH_SLH_DSA_SHAKE128 = 0x0000003e,
+        CKM_HASH_SLH_DSA_SHAKE256 = 0x0000003f,
         CKM_SHA256_RSA_PKCS = 0x00000040,
         CKM_SHA384_RSA_PKCS = 0x00000041,
         CKM_SHA512_RSA_PKCS = 0x00000042,
@@ -69,6 +104,8 @@ public final class PKCS11Constants {
         CKM_SHA512_T_HMAC = 0x00000051,
         CKM_SHA512_T_HMAC_GENERAL = 0x00000052,
         CKM_SHA512_T_KEY_DERIVATION = 0x00000053,
+        CKM_TLS12_EXTENDED_MASTER_KEY_DERIVE = 0x00000056,
+        CKM_TLS12_EXTENDED_MASTER_KEY_DERIVE_DH = 0x00000057,
         CKM_SHA3_256_RSA_PKCS = 0x00000060,
         CKM_SHA3_384_RSA_PKCS = 0x00000061,
         CKM_SHA3_512_RSA_PKCS = 0x00000062,
@@ -219,6 +256,18 @@ public final class PKCS11Constants {
         CKM_SHA384_KEY_DERIVATION = 0x00000394,
         CKM_SHA512_KEY_DERIVATION = 0x00000395,
         CKM_SHA224_KEY_DERIVATION = 0x00000396,
+        CKM_SHA3_256_KEY_DERIVATION = 0x00000397,
+        CKM_SHA3_256_KEY_DERIVE = 0x00000397,
+        CKM_SHA3_224_KEY_DERIVATION = 0x00000398,
+        CKM_SHA3_224_KEY_DERIVE = 0x00000398,
+        CKM_SHA3_384_KEY_DERIVATION = 0x00000399,
+        CKM_SHA3_384_KEY_DERIVE = 0x00000399,
+        CKM_SHA3_512_KEY_DERIVATION = 0x0000039a,
+        CKM_SHA3_512_KEY_DERIVE = 0x0000039a,
+        CKM_SHAKE_128_KEY_DERIVATION = 0x0000039b,
+        CKM_SHAKE_128_KEY_DERIVE = 0x0000039b,
+        CKM_SHAKE_256_KEY_DERIVATION = 0x0000039c,
+        CKM_SHAKE_256_KEY_DERIVE = 0x0000039c,
         CKM_PBE_MD2_DES_CBC = 0x000003a0,
         CKM_PBE_MD5_DES_CBC = 0x000003a1,
         CKM_PBE_MD5_CAST_CBC = 0x000003a2,
@@ -233,6 +282,9 @@ public final class PKCS11Constants {
         CKM_PBE_SHA1_DES2_EDE_CBC = 0x000003a9,
         CKM_PBE_SHA1_RC2_128_CBC = 0x000003aa,
         CKM_PBE_SHA1_RC2_40_CBC = 0x000003ab,
+        CKM_SP800_108_COUNTER_KDF = 0x000003ac,
+        CKM_SP800_108_FEEDBACK_KDF = 0x000003ad,
+        CKM_SP800_108_DOUBLE_PIPELINE_KDF = 0x000003ae,
         CKM_PKCS5_PBKD2 = 0x000003b0,
         CKM_PBA_SHA1_WITH_SHA1_HMAC = 0x000003c0,
         CKM_WTLS_PRE_MASTER_KEY_GEN = 0x000003d0,
@@ -295,6 +347,7 @@ public final class PKCS11Constants {
         CKM_SKIPJACK_RELAYX = 0x0000100a,
         CKM_KEA_KEY_PAIR_GEN = 0x00001010,
         CKM_KEA_KEY_DERIVE = 0x00001011,
+        CKM_KEA_DERIVE = 0x00001012,
         CKM_FORTEZZA_TIMESTAMP = 0x00001020,
         CKM_BATON_KEY_GEN = 0x00001030,
         CKM_BATON_ECB128 = 0x00001031,
@@ -311,12 +364,17 @@ public final class PKCS11Constants {
         CKM_ECDSA_SHA256 = 0x00001044,
         CKM_ECDSA_SHA384 = 0x00001045,
         CKM_ECDSA_SHA512 = 0x00001046,
+        CKM_ECDSA_SHA3_224 = 0x00001047,
+        CKM_ECDSA_SHA3_256 = 0x00001048,
+        CKM_ECDSA_SHA3_384 = 0x00001049,
+        CKM_ECDSA_SHA3_512 = 0x0000104a,
         CKM_ECDH1_DERIVE = 0x00001050,
         CKM_ECDH1_COFACTOR_DERIVE = 0x00001051,
         CKM_ECMQV_DERIVE = 0x00001052,
         CKM_ECDH_AES_KEY_WRAP = 0x00001053,
         CKM_RSA_AES_KEY_WRAP = 0x00001054,
         CKM_EC_EDWARDS_KEY_PAIR_GEN = 0x00001055,
+        CKM_EC_MONTGOMERY_KEY_PAIR_GEN = 0x00001056,
         CKM_EDDSA = 0x00001057,
         CKM_JUNIPER_KEY_GEN = 0x00001060,
         CKM_JUNIPER_ECB128 = 0x00001061,
@@ -325,6 +383,8 @@ public final class PKCS11Constants {
         CKM_JUNIPER_SHUFFLE = 0x00001064,
         CKM_JUNIPER_WRAP = 0x00001065,
         CKM_FASTHASH = 0x00001070,
+        CKM_AES_XTS = 0x00001071,
+        CKM_AES_XTS_KEY_GEN = 0x00001072,
         CKM_AES_KEY_GEN = 0x00001080,
         CKM_AES_ECB = 0x00001081,
         CKM_AES_CBC = 0x00001082,
@@ -366,11 +426,16 @@ public final class PKCS11Constants {
         CKM_GOST28147_KEY_WRAP = 0x00001224,
         CKM_CHACHA20_KEY_GEN = 0x00001225,
         CKM_CHACHA20 = 0x00001226,
+        CKM_POLY1305_KEY_GEN = 0x00001227,
+        CKM_POLY1305 = 0x00001228,
+        CKM_EC_KEY_PAIR_GEN_W_EXTRA_BITS = 0x0000140b,
         CKM_DSA_PARAMETER_GEN = 0x00002000,
         CKM_DH_PKCS_PARAMETER_GEN = 0x00002001,
         CKM_X9_42_DH_PARAMETER_GEN = 0x00002002,
         CKM_DSA_PROBABLISTIC_PARAMETER_GEN = 0x00002003,
+        CKM_DSA_PROBABILISTIC_PARAMETER_GEN = 0x00002003,
         CKM_DSA_SHAWE_TAYLOR_PARAMETER_GEN = 0x00002004,
+        CKM_DSA_FIPS_G_GEN = 0x00002005,
         CKM_AES_OFB = 0x00002104,
         CKM_AES_CFB64 = 0x00002105,
         CKM_AES_CFB8 = 0x00002106,
@@ -378,15 +443,66 @@ public final class PKCS11Constants {
         CKM_AES_CFB1 = 0x00002108,
         CKM_AES_KEY_WRAP = 0x00002109,
         CKM_AES_KEY_WRAP_PAD = 0x0000210a,
+        CKM_AES_KEY_WRAP_KWP = 0x0000210b,
+        CKM_AES_KEY_WRAP_PKCS7 = 0x0000210c,
         CKM_RSA_PKCS_TPM_1_1 = 0x00004001,
         CKM_RSA_PKCS_OAEP_TPM_1_1 = 0x00004002,
+        CKM_SHA_1_KEY_GEN = 0x00004003,
+        CKM_SHA224_KEY_GEN = 0x00004004,
+        CKM_SHA256_KEY_GEN = 0x00004005,
+        CKM_SHA384_KEY_GEN = 0x00004006,
+        CKM_SHA512_KEY_GEN = 0x00004007,
+        CKM_SHA512_224_KEY_GEN = 0x00004008,
+        CKM_SHA512_256_KEY_GEN = 0x00004009,
+        CKM_SHA512_T_KEY_GEN = 0x0000400a,
+        CKM_NULL = 0x0000400b,
+        CKM_BLAKE2B_160 = 0x0000400c,
+        CKM_BLAKE2B_160_HMAC = 0x0000400d,
+        CKM_BLAKE2B_160_HMAC_GENERAL = 0x0000400e,
+        CKM_BLAKE2B_160_KEY_DERIVE = 0x0000400f,
+        CKM_BLAKE2B_160_KEY_GEN = 0x00004010,
+        CKM_BLAKE2B_256 = 0x00004011,
+        CKM_BLAKE2B_256_HMAC = 0x00004012,
+        CKM_BLAKE2B_256_HMAC_GENERAL = 0x00004013,
+        CKM_BLAKE2B_256_KEY_DERIVE = 0x00004014,
+        CKM_BLAKE2B_256_KEY_GEN = 0x00004015,
+        CKM_BLAKE2B_384 = 0x00004016,
+        CKM_BLAKE2B_384_HMAC = 0x00004017,
+        CKM_BLAKE2B_384_HMAC_GENERAL = 0x00004018,
+        CKM_BLAKE2B_384_KEY_DERIVE = 0x00004019,
+        CKM_BLAKE2B_384_KEY_GEN = 0x0000401a,
+        CKM_BLAKE2B_512 = 0x0000401b,
+        CKM_BLAKE2B_512_HMAC = 0x0000401c,
+        CKM_BLAKE2B_512_HMAC_GENERAL = 0x0000401d,
+        CKM_BLAKE2B_512_KEY_DERIVE = 0x0000401e,
+        CKM_BLAKE2B_512_KEY_GEN = 0x0000401f,
         CKM_SALSA20 = 0x00004020,
         CKM_CHACHA20_POLY1305 = 0x00004021,
         CKM_SALSA20_POLY1305 = 0x00004022,
+        CKM_X3DH_INITIALIZE = 0x00004023,
+        CKM_X3DH_RESPOND = 0x00004024,
+        CKM_X2RATCHET_INITIALIZE = 0x00004025,
+        CKM_X2RATCHET_RESPOND = 0x00004026,
+        CKM_X2RATCHET_ENCRYPT = 0x00004027,
+        CKM_X2RATCHET_DECRYPT = 0x00004028,
+        CKM_XEDDSA = 0x00004029,
         CKM_HKDF_DERIVE = 0x0000402a,
         CKM_HKDF_DATA = 0x0000402b,
         CKM_HKDF_KEY_GEN = 0x0000402c,
         CKM_SALSA20_KEY_GEN = 0x0000402d,
+        CKM_IKE2_PRF_PLUS_DERIVE = 0x0000402e,
+        CKM_IKE_PRF_DERIVE = 0x0000402f,
+        CKM_IKE1_PRF_DERIVE = 0x00004030,
+        CKM_IKE1_EXTENDED_DERIVE = 0x00004031,
+        CKM_HSS_KEY_PAIR_GEN = 0x00004032,
+        CKM_HSS = 0x00004033,
+        CKM_XMSS_KEY_PAIR_GEN = 0x00004034,
+        CKM_XMSSMT_KEY_PAIR_GEN = 0x00004035,
+        CKM_XMSS = 0x00004036,
+        CKM_XMSSMT = 0x00004037,
+        CKM_ECDH_X_AES_KEY_WRAP = 0x00004038,
+        CKM_ECDH_COF_AES_KEY_WRAP = 0x00004039,
+        CKM_PUB_KEY_FROM_PRIV_KEY = 0x0000403a,
         CKM_VENDOR_DEFINED = 0x80000000;
 
     /** Attribute types. */
@@ -495,6 +611,57 @@ public final class PKCS11Constants {
         CKA_REQUIRED_CMS_ATTRIBUTES = 0x00000501,
         CKA_DEFAULT_CMS_ATTRIBUTES = 0x00000502,
         CKA_SUPPORTED_CMS_ATTRIBUTES = 0x00000503,
+        CKA_PROFILE_ID = 0x00000601,
+        CKA_X2RATCHET_BAG = 0x00000602,
+        CKA_X2RATCHET_BAGSIZE = 0x00000603,
+        CKA_X2RATCHET_BOBS1STMSG = 0x00000604,
+        CKA_X2RATCHET_CKR = 0x00000605,
+        CKA_X2RATCHET_CKS = 0x00000606,
+        CKA_X2RATCHET_DHP = 0x00000607,
+        CKA_X2RATCHET_DHR = 0x00000608,
+        CKA_X2RATCHET_DHS = 0x00000609,
+        CKA_X2RATCHET_HKR = 0x0000060a,
+        CKA_X2RATCHET_HKS = 0x0000060b,
+        CKA_X2RATCHET_ISALICE = 0x0000060c,
+        CKA_X2RATCHET_NHKR = 0x0000060d,
+        CKA_X2RATCHET_NHKS = 0x0000060e,
+        CKA_X2RATCHET_NR = 0x0000060f,
+        CKA_X2RATCHET_NS = 0x00000610,
+        CKA_X2RATCHET_PNS = 0x00000611,
+        CKA_X2RATCHET_RK = 0x00000612,
+        CKA_HSS_LEVELS = 0x00000617,
+        CKA_HSS_LMS_TYPE = 0x00000618,
+        CKA_HSS_LMOTS_TYPE = 0x00000619,
+        CKA_HSS_LMS_TYPES = 0x0000061a,
+        CKA_HSS_LMOTS_TYPES = 0x0000061b,
+        CKA_HSS_KEYS_REMAINING = 0x0000061c,
+        CKA_PARAMETER_SET = 0x0000061d,
+        CKA_OBJECT_VALIDATION_FLAGS = 0x0000061e,
+        CKA_VALIDATION_TYPE = 0x0000061f,
+        CKA_VALIDATION_VERSION = 0x00000620,
+        CKA_VALIDATION_LEVEL = 0x00000621,
+        CKA_VALIDATION_MODULE_ID = 0x00000622,
+        CKA_VALIDATION_FLAG = 0x00000623,
+        CKA_VALIDATION_AUTHORITY_TYPE = 0x00000624,
+        CKA_VALIDATION_COUNTRY = 0x00000625,
+        CKA_VALIDATION_CERTIFICATE_IDENTIFIER = 0x00000626,
+        CKA_VALIDATION_CERTIFICATE_URI = 0x00000627,
+        CKA_VALIDATION_VENDOR_URI = 0x00000628,
+        CKA_VALIDATION_PROFILE = 0x00000629,
+        CKA_ENCAPSULATE_TEMPLATE = 0x0000062a,
+        CKA_DECAPSULATE_TEMPLATE = 0x0000062b,
+        CKA_TRUST_SERVER_AUTH = 0x0000062c,
+        CKA_TRUST_CLIENT_AUTH = 0x0000062d,
+        CKA_TRUST_CODE_SIGNING = 0x0000062e,
+        CKA_TRUST_EMAIL_PROTECTION = 0x0000062f,
+        CKA_TRUST_IPSEC_IKE = 0x00000630,
+        CKA_TRUST_TIME_STAMPING = 0x00000631,
+        CKA_TRUST_OCSP_SIGNING = 0x00000632,
+        CKA_ENCAPSULATE = 0x00000633,
+        CKA_DECAPSULATE = 0x00000634,
+        CKA_HASH_OF_CERTIFICATE = 0x00000635,
+        CKA_PUBLIC_CRC64_VALUE = 0x00000636,
+        CKA_SEED = 0x00000637,
         CKA_WRAP_TEMPLATE = 0x40000211,
         CKA_UNWRAP_TEMPLATE = 0x40000212,
         CKA_DERIVE_TEMPLATE = 0x40000213,
@@ -512,6 +679,9 @@ public final class PKCS11Constants {
         CKO_DOMAIN_PARAMETERS = 0x00000006,
         CKO_MECHANISM = 0x00000007,
         CKO_OTP_KEY = 0x00000008,
+        CKO_PROFILE = 0x00000009,
+        CKO_VALIDATION = 0x0000000a,
+        CKO_TRUST = 0x0000000b,
         CKO_VENDOR_DEFINED = 0x80000000;
 
     /** Key types, the values of {@link #CKA_KEY_TYPE}. */
@@ -532,6 +702,7 @@ public final class PKCS11Constants {
         CKK_CAST = 0x00000016,
         CKK_CAST3 = 0x00000017,
         CKK_CAST128 = 0x00000018,
+        CKK_CAST5 = 0x00000018,
         CKK_RC5 = 0x00000019,
         CKK_IDEA = 0x0000001a,
         CKK_SKIPJACK = 0x0000001b,
@@ -559,9 +730,30 @@ public final class PKCS11Constants {
         CKK_GOSTR3411 = 0x00000031,
         CKK_GOST28147 = 0x00000032,
         CKK_CHACHA20 = 0x00000033,
+        CKK_POLY1305 = 0x00000034,
+        CKK_AES_XTS = 0x00000035,
+        CKK_SHA3_224_HMAC = 0x00000036,
+        CKK_SHA3_256_HMAC = 0x00000037,
+        CKK_SHA3_384_HMAC = 0x00000038,
+        CKK_SHA3_512_HMAC = 0x00000039,
+        CKK_BLAKE2B_160_HMAC = 0x0000003a,
+        CKK_BLAKE2B_256_HMAC = 0x0000003b,
+        CKK_BLAKE2B_384_HMAC = 0x0000003c,
+        CKK_BLAKE2B_512_HMAC = 0x0000003d,
         CKK_SALSA20 = 0x0000003e,
+        CKK_X2RATCHET = 0x0000003f,
         CKK_EC_EDWARDS = 0x00000040,
+        CKK_EC_MONTGOMERY = 0x00000041,
         CKK_HKDF = 0x00000042,
+        CKK_SHA512_224_HMAC = 0x00000043,
+        CKK_SHA512_256_HMAC = 0x00000044,
+        CKK_SHA512_T_HMAC = 0x00000045,
+        CKK_HSS = 0x00000046,
+        CKK_XMSS = 0x00000047,
+        CKK_XMSSMT = 0x00000048,
+        CKK_ML_KEM = 0x00000049,
+        CKK_ML_DSA = 0x0000004a,
+        CKK_SLH_DSA = 0x0000004b,
         CKK_VENDOR_DEFINED = 0x80000000;
 
     /** Certificate categories, the values of {@link #CKA_CERTIFICATE_CATEGORY}. */
@@ -585,6 +777,12 @@ public final class PKCS11Constants {
         CKH_CLOCK = 0x00000002,
         CKH_USER_INTERFACE = 0x00000003,
         CKH_VENDOR_DEFINED = 0x80000000;
+
+    /** Whether signatures of ML-DSA and SLH-DSA are hedged with random numbers. */
+    public static final int
+        CKH_HEDGE_PREFERRED = 0x00000000,
+        CKH_HEDGE_REQUIRED = 0x00000001,
+        CKH_DETERMINISTIC_REQUIRED = 0x00000002;
 
     /** Flag bit of the attribute types whose value is an array of attributes or mechanism types. */
     public static final int
@@ -615,16 +813,27 @@ public final class PKCS11Constants {
         CKF_SO_PIN_COUNT_LOW = 0x00100000,
         CKF_SO_PIN_FINAL_TRY = 0x00200000,
         CKF_SO_PIN_LOCKED = 0x00400000,
-        CKF_SO_PIN_TO_BE_CHANGED = 0x00800000;
+        CKF_SO_PIN_TO_BE_CHANGED = 0x00800000,
+        CKF_ERROR_STATE = 0x01000000,
+        CKF_SEED_RANDOM_REQUIRED = 0x02000000,
+        CKF_ASYNC_SESSION_SUPPORTED = 0x04000000;
 
     /** Flags of {@link PKCS11SessionInfo} and of {@link PKCS11Slot#openSession openSession}. */
     public static final int
         CKF_RW_SESSION = 0x00000002,
-        CKF_SERIAL_SESSION = 0x00000004;
+        CKF_SERIAL_SESSION = 0x00000004,
+        CKF_ASYNC_SESSION = 0x00000008;
 
     /** Flags of {@link PKCS11MechanismInfo}. */
     public static final int
         CKF_HW = 0x00000001,
+        CKF_MESSAGE_ENCRYPT = 0x00000002,
+        CKF_MESSAGE_DECRYPT = 0x00000004,
+        CKF_MESSAGE_SIGN = 0x00000008,
+        CKF_MESSAGE_VERIFY = 0x00000010,
+        CKF_MULTI_MESSAGE = 0x00000020,
+        CKF_MULTI_MESSGE = 0x00000020,
+        CKF_FIND_OBJECTS = 0x00000040,
         CKF_ENCRYPT = 0x00000100,
         CKF_DECRYPT = 0x00000200,
         CKF_DIGEST = 0x00000400,
@@ -638,9 +847,15 @@ public final class PKCS11Constants {
         CKF_UNWRAP = 0x00040000,
         CKF_DERIVE = 0x00080000,
         CKF_EC_F_P = 0x00100000,
+        CKF_EC_F_2M = 0x00200000,
+        CKF_EC_ECPARAMETERS = 0x00400000,
         CKF_EC_NAMEDCURVE = 0x00800000,
+        CKF_EC_OID = 0x00800000,
         CKF_EC_UNCOMPRESS = 0x01000000,
         CKF_EC_COMPRESS = 0x02000000,
+        CKF_EC_CURVENAME = 0x04000000,
+        CKF_ENCAPSULATE = 0x10000000,
+        CKF_DECAPSULATE = 0x20000000,
         CKF_EXTENSION = 0x80000000;
 
     /** Flags given to a library when it is initialised. */
@@ -651,6 +866,14 @@ public final class PKCS11Constants {
     /** Flag of a wait for a slot event: return at once. */
     public static final int
         CKF_DONT_BLOCK = 0x00000001;
+
+    /** Flag of an interface: its functions may be called after a fork. */
+    public static final int
+        CKF_INTERFACE_FORK_SAFE = 0x00000001;
+
+    /** Flag of a call that is the last one of a message. */
+    public static final int
+        CKF_END_OF_MESSAGE = 0x00000001;
 
     /** Flags of one-time password parameters. */
     public static final int
@@ -668,6 +891,10 @@ public final class PKCS11Constants {
         CKS_RW_PUBLIC_SESSION = 0x00000002,
         CKS_RW_USER_FUNCTIONS = 0x00000003,
         CKS_RW_SO_FUNCTIONS = 0x00000004;
+
+    /** Validation flags of a session. */
+    public static final int
+        CKS_LAST_VALIDATION_OK = 0x00000001;
 
     /** User types. */
     public static final int
@@ -687,6 +914,14 @@ public final class PKCS11Constants {
         CKG_MGF1_SHA3_384 = 0x00000008,
         CKG_MGF1_SHA3_512 = 0x00000009;
 
+    /** Who makes the nonce or initialisation vector of a message, and how. */
+    public static final int
+        CKG_NO_GENERATE = 0x00000000,
+        CKG_GENERATE = 0x00000001,
+        CKG_GENERATE_COUNTER = 0x00000002,
+        CKG_GENERATE_RANDOM = 0x00000003,
+        CKG_GENERATE_COUNTER_XOR = 0x00000004;
+
     /** Source of the encoding parameter of RSA OAEP. */
     public static final int
         CKZ_DATA_SPECIFIED = 0x00000001;
@@ -701,13 +936,72 @@ public final class PKCS11Constants {
         CKD_SHA256_KDF = 0x00000006,
         CKD_SHA384_KDF = 0x00000007,
         CKD_SHA512_KDF = 0x00000008,
-        CKD_CPDIVERSIFY_KDF = 0x00000009;
+        CKD_CPDIVERSIFY_KDF = 0x00000009,
+        CKD_SHA3_224_KDF = 0x0000000a,
+        CKD_SHA3_256_KDF = 0x0000000b,
+        CKD_SHA3_384_KDF = 0x0000000c,
+        CKD_SHA3_512_KDF = 0x0000000d,
+        CKD_SHA1_KDF_SP800 = 0x0000000e,
+        CKD_SHA224_KDF_SP800 = 0x0000000f,
+        CKD_SHA256_KDF_SP800 = 0x00000010,
+        CKD_SHA384_KDF_SP800 = 0x00000011,
+        CKD_SHA512_KDF_SP800 = 0x00000012,
+        CKD_SHA3_224_KDF_SP800 = 0x00000013,
+        CKD_SHA3_256_KDF_SP800 = 0x00000014,
+        CKD_SHA3_384_KDF_SP800 = 0x00000015,
+        CKD_SHA3_512_KDF_SP800 = 0x00000016,
+        CKD_BLAKE2B_160_KDF = 0x00000017,
+        CKD_BLAKE2B_256_KDF = 0x00000018,
+        CKD_BLAKE2B_384_KDF = 0x00000019,
+        CKD_BLAKE2B_512_KDF = 0x0000001a;
 
     /** Where the salt of HKDF is: nowhere, in the parameter, or a key. */
     public static final int
         CKF_HKDF_SALT_NULL = 0x00000001,
         CKF_HKDF_SALT_DATA = 0x00000002,
         CKF_HKDF_SALT_KEY = 0x00000004;
+
+    /** Profiles that a token keeps to, the values of {@link #CKA_PROFILE_ID}. */
+    public static final int
+        CKP_INVALID_ID = 0x00000000,
+        CKP_BASELINE_PROVIDER = 0x00000001,
+        CKP_EXTENDED_PROVIDER = 0x00000002,
+        CKP_AUTHENTICATION_TOKEN = 0x00000003,
+        CKP_PUBLIC_CERTIFICATES_TOKEN = 0x00000004,
+        CKP_COMPLETE_PROVIDER = 0x00000005,
+        CKP_HKDF_TLS_TOKEN = 0x00000006;
+
+    /** Pseudo-random functions of PBKDF2. */
+    public static final int
+        CKP_PKCS5_PBKD2_HMAC_SHA1 = 0x00000001,
+        CKP_PKCS5_PBKD2_HMAC_GOSTR3411 = 0x00000002,
+        CKP_PKCS5_PBKD2_HMAC_SHA224 = 0x00000003,
+        CKP_PKCS5_PBKD2_HMAC_SHA256 = 0x00000004,
+        CKP_PKCS5_PBKD2_HMAC_SHA384 = 0x00000005,
+        CKP_PKCS5_PBKD2_HMAC_SHA512 = 0x00000006,
+        CKP_PKCS5_PBKD2_HMAC_SHA512_224 = 0x00000007,
+        CKP_PKCS5_PBKD2_HMAC_SHA512_256 = 0x00000008;
+
+    /** Parameter sets of ML-DSA, ML-KEM and SLH-DSA, the values of {@link #CKA_PARAMETER_SET}. */
+    public static final int
+        CKP_ML_DSA_44 = 0x00000001,
+        CKP_ML_DSA_65 = 0x00000002,
+        CKP_ML_DSA_87 = 0x00000003,
+        CKP_ML_KEM_512 = 0x00000001,
+        CKP_ML_KEM_768 = 0x00000002,
+        CKP_ML_KEM_1024 = 0x00000003,
+        CKP_SLH_DSA_SHA2_128S = 0x00000001,
+        CKP_SLH_DSA_SHAKE_128S = 0x00000002,
+        CKP_SLH_DSA_SHA2_128F = 0x00000003,
+        CKP_SLH_DSA_SHAKE_128F = 0x00000004,
+        CKP_SLH_DSA_SHA2_192S = 0x00000005,
+        CKP_SLH_DSA_SHAKE_192S = 0x00000006,
+        CKP_SLH_DSA_SHA2_192F = 0x00000007,
+        CKP_SLH_DSA_SHAKE_192F = 0x00000008,
+        CKP_SLH_DSA_SHA2_256S = 0x00000009,
+        CKP_SLH_DSA_SHAKE_256S = 0x0000000a,
+        CKP_SLH_DSA_SHA2_256F = 0x0000000b,
+        CKP_SLH_DSA_SHAKE_256F = 0x0000000c;
 
     /** Notifications to a session. */
     public static final int
@@ -762,6 +1056,7 @@ public final class PKCS11Constants {
         CKR_DEVICE_REMOVED = 0x00000032,
         CKR_ENCRYPTED_DATA_INVALID = 0x00000040,
         CKR_ENCRYPTED_DATA_LEN_RANGE = 0x00000041,
+        CKR_AEAD_DECRYPT_FAILED = 0x00000042,
         CKR_FUNCTION_CANCELED = 0x00000050,
         CKR_FUNCTION_NOT_PARALLEL = 0x00000051,
         CKR_FUNCTION_NOT_SUPPORTED = 0x00000054,
@@ -828,12 +1123,21 @@ public final class PKCS11Constants {
         CKR_MUTEX_NOT_LOCKED = 0x000001a1,
         CKR_NEW_PIN_MODE = 0x000001b0,
         CKR_NEXT_OTP = 0x000001b1,
-        CKR_EXCEEDED_MAX_ITERATIONS = 0x000001c0,
-        CKR_FIPS_SELF_TEST_FAILED = 0x000001c1,
-        CKR_LIBRARY_LOAD_FAILED = 0x000001c2,
-        CKR_PIN_TOO_WEAK = 0x000001c3,
-        CKR_PUBLIC_KEY_INVALID = 0x000001c4,
+        CKR_EXCEEDED_MAX_ITERATIONS = 0x000001b5,
+        CKR_FIPS_SELF_TEST_FAILED = 0x000001b6,
+        CKR_LIBRARY_LOAD_FAILED = 0x000001b7,
+        CKR_PIN_TOO_WEAK = 0x000001b8,
+        CKR_PUBLIC_KEY_INVALID = 0x000001b9,
         CKR_FUNCTION_REJECTED = 0x00000200,
+        CKR_TOKEN_RESOURCE_EXCEEDED = 0x00000201,
+        CKR_OPERATION_CANCEL_FAILED = 0x00000202,
+        CKR_KEY_EXHAUSTED = 0x00000203,
+        CKR_PENDING = 0x00000204,
+        CKR_SESSION_ASYNC_NOT_SUPPORTED = 0x00000205,
+        CKR_SEED_RANDOM_REQUIRED = 0x00000206,
+        CKR_OPERATION_NOT_VALIDATED = 0x00000207,
+        CKR_TOKEN_NOT_INITIALIZED = 0x00000208,
+        CKR_PARAMETER_SET_NOT_SUPPORTED = 0x00000209,
         CKR_VENDOR_DEFINED = 0x80000000;
 
     /** Nothing to build: the class only holds names. */
@@ -844,8 +1148,8 @@ public final class PKCS11Constants {
      * Returns the name of a number, for messages and listings.
      *
      * <p>Of several names the shortest is taken, so {@code CKM_CAST5_CBC} and {@code CKM_EC_KEY_PAIR_GEN} rather than
-     * {@code CKM_CAST128_CBC} and {@code CKM_ECDSA_KEY_PAIR_GEN}. Flags ({@code CKF_}) and the {@code CK_} values mean
-     * different things in different places and have no name by value alone.
+     * {@code CKM_CAST128_CBC} and {@code CKM_ECDSA_KEY_PAIR_GEN}. Numbers that mean different things in different places
+     * have no name by value alone: those of {@code CK_}, {@code CKF_}, {@code CKG_}, {@code CKH_} and {@code CKP_}.
      *
      * @param prefix what the name begins with, up to and including the first underscore: {@code "CKM_"},
      *     {@code "CKA_"}, {@code "CKR_"}, ...
@@ -860,6 +1164,9 @@ public final class PKCS11Constants {
 
     /** The tables of names, built from the fields above when a name is first asked for. */
     private static final class Names {
+        /** Prefixes of numbers that mean different things in different places. */
+        static final Set<String> MANY_MEANINGS = Set.of("CK_", "CKF_", "CKG_", "CKH_", "CKP_");
+
         /** By prefix, then by number. */
         static final Map<String, Map<Integer, String>> BY_PREFIX = new HashMap<>();
 
@@ -872,7 +1179,7 @@ public final class PKCS11Constants {
                 for (Field field : PKCS11Constants.class.getFields()) {
                     String name = field.getName();
                     String prefix = name.substring(0, name.indexOf('_') + 1);
-                    if (!prefix.equals("CK_") && !prefix.equals("CKF_")) {
+                    if (!MANY_MEANINGS.contains(prefix)) {
                         BY_PREFIX.computeIfAbsent(prefix, p -> new HashMap<>())
                             .merge(field.getInt(null), name, (a, b) -> a.length() <= b.length() ? a : b);
                     }

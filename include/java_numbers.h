@@ -1,0 +1,31 @@
+// Cryptoki's unsigned numbers and Java's ints: named conversions, so that a search finds every one. Session and object
+// handles have conversions of their own (stand_ins.h).
+#pragma once
+
+#include <cstdint>
+
+#include "cryptoki.h"
+
+/// A Java int as an unsigned Cryptoki value: 0x80000001 stays 0x80000001, whatever the width of CK_ULONG.
+inline CK_ULONG fromJava(std::int32_t value)
+{
+    return static_cast<std::uint32_t>(value);
+}
+
+/// A Cryptoki value as a Java int: its low 32 bits.
+inline std::int32_t toJava(CK_ULONG value)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+
+/// Whether an id comes back from Java as it was; a cut one would stand for another slot.
+inline bool survivesJava(CK_SLOT_ID slot)
+{
+    return fromJava(toJava(slot)) == slot;
+}
+
+/// A version as one Java int: major × 256 + minor.
+inline std::int32_t toJava(const CK_VERSION& version)
+{
+    return version.major * 256 + version.minor;
+}
