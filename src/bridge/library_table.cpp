@@ -42,6 +42,8 @@ struct LibraryEntry
     std::atomic<CallCounts*> counts; // null until it has accepted locking by the system
 };
 
+// A change writes every field with release order and a look reads it with acquire order: who has read a new value reads
+// of the change too.
 struct
 {
     std::array<LibraryEntry, kMostLibraries> rows;
@@ -49,14 +51,17 @@ struct
     std::atomic<std::uint32_t> changes; // odd while a change is in progress
 } libraryTable;
 
+constexpr std::memory_order kRead = std::memory_order_acquire;
+constexpr std::memory_order kWritten = std::memory_order_release;
+
 // More than there are rows: one whose calls were not waited for to the end is not used again before they have ended.
 std::array<CallCounts, 2 * kMostLibraries> callCounts;
 
 bool belongsToRow(const CallCounts& counts)
 {
-    auto count = static_cast<std::size_t>(libraryTable.count.load(std::memory_order_relaxed));
+    auto count = static_cast<std::size_t>(libraryTable.count.load(kRead));
     for (std::size_t i = 0; i < count; ++i)
-        if (libraryTable.rows[i].counts.load(std::memory_order_relaxed) == &counts)
+        if (libraryTable.rows[i].counts.load(kRead) == &counts)
             return true;
     return false;
 }
@@ -72,10 +77,10 @@ CallCounts* freeCounts()
 
 LibraryEntry* findRow(CK_FUNCTION_LIST_PTR list)
 {
-    std::int32_t count = libraryTable.count.load(std::memory_order_relaxed);
+    std::int32_t count = libraryTable.count.load(kRead);
     for (std::int32_t i = 0; i < count; ++i) {
         LibraryEntry& row = libraryTable.rows[static_cast<std::size_t>(i)];
-        if (row.functionList.load(std::memory_order_relaxed) == list)
+        if (row.functionList.load(kRead) == list)
             return &row;
     }
     return nullptr;
@@ -83,23 +88,21 @@ LibraryEntry* findRow(CK_FUNCTION_LIST_PTR list)
 
 void beginChange()
 {
-    libraryTable.changes.fetch_add(1, std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
+    libraryTable.changes.fetch_add(1);
 }
 
 void endChange()
 {
-    libraryTable.changes.fetch_add(1, std::memory_order_release);
+    libraryTable.changes.fetch_add(1);
 }
 
 void copyRow(LibraryEntry* to, const LibraryEntry& from)
 {
-    constexpr std::memory_order order = std::memory_order_relaxed;
-    to->functionList.store(from.functionList.load(order), order);
-    to->refCount.store(from.refCount.load(order), order);
-    to->initialized.store(from.initialized.load(order), order);
-    to->threadSafe.store(from.threadSafe.load(order), order);
-    to->counts.store(from.counts.load(order), order);
+    to->functionList.store(from.functionList.load(kRead), kWritten);
+    to->refCount.store(from.refCount.load(kRead), kWritten);
+    to->initialized.store(from.initialized.load(kRead), kWritten);
+    to->threadSafe.store(from.threadSafe.load(kRead), kWritten);
+    to->counts.store(from.counts.load(kRead), kWritten);
 }
 
 struct Look
@@ -112,18 +115,17 @@ struct Look
 Look look(CK_FUNCTION_LIST_PTR list)
 {
     for (;;) {
-        std::uint32_t before = libraryTable.changes.load(std::memory_order_acquire);
+        std::uint32_t before = libraryTable.changes.load(kRead);
 
         Look seen = {};
         if (const LibraryEntry* row = findRow(list)) {
             seen.state.known = true;
-            seen.state.initialized = row->initialized.load(std::memory_order_relaxed) != 0;
-            seen.state.threadSafe = row->threadSafe.load(std::memory_order_relaxed) != 0;
-            seen.counts = row->counts.load(std::memory_order_relaxed);
+            seen.state.initialized = row->initialized.load(kRead) != 0;
+            seen.state.threadSafe = row->threadSafe.load(kRead) != 0;
+            seen.counts = row->counts.load(kRead);
         }
 
-        std::atomic_thread_fence(std::memory_order_acquire);
-        if (before % 2 == 0 && libraryTable.changes.load(std::memory_order_relaxed) == before)
+        if (before % 2 == 0 && libraryTable.changes.load(kRead) == before)
             return seen;
     }
 }
@@ -131,12 +133,12 @@ Look look(CK_FUNCTION_LIST_PTR list)
 // Whether calls of a library that locks for itself may begin without the bridge lock.
 void setOpen(LibraryEntry* row, CK_FUNCTION_LIST_PTR list, bool open)
 {
-    CallCounts* counts = row->counts.load(std::memory_order_relaxed);
+    CallCounts* counts = row->counts.load(kRead);
     if (counts == nullptr)
         return;
     counts->openFor.store(open ? list : nullptr, std::memory_order_seq_cst);
     beginChange();
-    row->threadSafe.store(open ? 1 : 0, std::memory_order_relaxed);
+    row->threadSafe.store(open ? 1 : 0, kWritten);
     endChange();
 }
 
@@ -172,18 +174,18 @@ bool retainLibrary(CK_FUNCTION_LIST_PTR list)
 {
     LibraryEntry* row = findRow(list);
     if (row == nullptr) {
-        auto count = static_cast<std::size_t>(libraryTable.count.load(std::memory_order_relaxed));
+        auto count = static_cast<std::size_t>(libraryTable.count.load(kRead));
         if (count == libraryTable.rows.size())
             return false;
 
         row = &libraryTable.rows[count];
         beginChange();
         copyRow(row, LibraryEntry{list, 0, 0, 0, nullptr});
-        libraryTable.count.fetch_add(1, std::memory_order_relaxed);
+        libraryTable.count.fetch_add(1, kWritten);
         endChange();
     }
 
-    row->refCount.fetch_add(1, std::memory_order_relaxed);
+    row->refCount.fetch_add(1, kWritten);
     return true;
 }
 
@@ -194,8 +196,8 @@ void recordInitialization(CK_FUNCTION_LIST_PTR list, bool threadSafe)
         return;
 
     beginChange();
-    row->initialized.store(1, std::memory_order_relaxed);
-    row->counts.store(threadSafe ? freeCounts() : nullptr, std::memory_order_relaxed);
+    row->initialized.store(1, kWritten);
+    row->counts.store(threadSafe ? freeCounts() : nullptr, kWritten);
     endChange();
     setOpen(row, list, true);
 }
@@ -205,10 +207,10 @@ Release releaseLibrary(CK_FUNCTION_LIST_PTR list)
     LibraryEntry* row = findRow(list);
     if (row == nullptr)
         return Release::unknown;
-    std::uint32_t holders = row->refCount.load(std::memory_order_relaxed);
+    std::uint32_t holders = row->refCount.load(kRead);
     if (holders == 0) // its last holder has gone already
         return Release::held;
-    row->refCount.store(holders - 1, std::memory_order_relaxed);
+    row->refCount.store(holders - 1, kWritten);
     if (holders != 1)
         return Release::held;
 
@@ -232,7 +234,7 @@ void awaitCalls(CK_FUNCTION_LIST_PTR list)
 bool takenOver(CK_FUNCTION_LIST_PTR list)
 {
     LibraryEntry* row = findRow(list);
-    bool held = row != nullptr && row->refCount.load(std::memory_order_relaxed) != 0;
+    bool held = row != nullptr && row->refCount.load(kRead) != 0;
     if (held)
         setOpen(row, list, true);
     return held || row == nullptr;
@@ -244,9 +246,9 @@ void removeLibrary(CK_FUNCTION_LIST_PTR list)
     if (row == nullptr)
         return;
 
-    auto last = static_cast<std::size_t>(libraryTable.count.load(std::memory_order_relaxed) - 1);
+    auto last = static_cast<std::size_t>(libraryTable.count.load(kRead) - 1);
     beginChange();
     copyRow(row, libraryTable.rows[last]);
-    libraryTable.count.fetch_sub(1, std::memory_order_relaxed);
+    libraryTable.count.fetch_sub(1, kWritten);
     endChange();
 }
