@@ -8,9 +8,9 @@
 #include <cstring>
 #include <vector>
 
+#include "cryptoki.h"
 #include <dlfcn.h>
 #include <jni.h>
-#include "cryptoki.h"
 
 #include "com_kelvane_tokbridge_bench_Bare.h"
 #include "com_kelvane_tokbridge_bench_JniCosts.h"

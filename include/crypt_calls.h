@@ -12,6 +12,7 @@
 
 #include "buffers.h"
 #include "frame.h"
+#include "guarded_call.h"
 #include "stack_buffer.h"
 
 /// A stretch of an input array as Java passes it.

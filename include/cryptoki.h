@@ -5,8 +5,8 @@
 // Two layouts: natural alignment around a CK_ULONG of 8 bytes on Unix, 1-byte packing around one of 4 on Windows.
 // cryptoki_layout.cpp pins the sizes and offsets of both. No size is written as a number anywhere else.
 //
-// Structures stand in the order of the editions that brought them. A new one needs its declaration here and its lines in
-// cryptoki_layout.cpp.
+// Structures stand in the order of the editions that brought them. A new one needs its declaration here and its lines
+// in cryptoki_layout.cpp.
 #pragma once
 
 #include <cstddef>
@@ -293,7 +293,8 @@ struct CK_AES_CTR_PARAMS
 
 // Edition 2.40
 
-/// Some modules on Unix refuse the form without ulIvBits, others the form with 0 bits; packed modules expect it without.
+/// Some modules on Unix refuse the form without ulIvBits, others the form with 0 bits; packed modules expect it
+/// without.
 struct CK_GCM_PARAMS
 {
     CK_BYTE_PTR pIv;
@@ -450,8 +451,8 @@ struct CK_FUNCTION_LIST
     CK_RV (*C_DecryptVerifyUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
                                    CK_ULONG* outLength);
 
-    CK_RV (*C_GenerateKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* attributes,
-                           CK_ULONG count, CK_OBJECT_HANDLE* key);
+    CK_RV (*C_GenerateKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* attributes, CK_ULONG count,
+                           CK_OBJECT_HANDLE* key);
     CK_RV (*C_GenerateKeyPair)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* publicAttributes,
                                CK_ULONG publicCount, CK_ATTRIBUTE* privateAttributes, CK_ULONG privateCount,
                                CK_OBJECT_HANDLE* publicKey, CK_OBJECT_HANDLE* privateKey);

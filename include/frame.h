@@ -1,4 +1,5 @@
-// The frame of every native call: resolve the handles, make one guarded Cryptoki call, raise what failed.
+// The frame of every native call: resolve the handles, make one guarded Cryptoki call (guarded_call.h), raise what
+// failed.
 //
 // Every function takes the calling thread's JNIEnv first. Unless it says otherwise, a function that fails has raised
 // one PKCS11Exception, or leaves the virtual machine's own error pending (a class, field or method that was not found),
@@ -8,8 +9,6 @@
 #include <jni.h>
 
 #include "java_numbers.h"
-#include "library_table.h"
-#include "stand_ins.h"
 
 // ---- Raising ----
 
@@ -23,9 +22,6 @@ bool refuse(JNIEnv* env, const char* message);
 
 /// Raises the code unless the condition holds, and returns the condition.
 bool require(JNIEnv* env, bool condition, CK_RV code);
-
-/// True for CKR_OK; any other code is raised.
-bool checkResult(JNIEnv* env, CK_RV rv);
 
 /// Raises that a slot id does not fit into a Java int, naming its value.
 void throwSlotTooWide(JNIEnv* env, CK_SLOT_ID slot);
@@ -140,72 +136,9 @@ jobject newJavaObject(JNIEnv* env, const char* className, const char* signature,
 /// Stores an object just made into an array and drops the reference to it. False when it is null, or on failure.
 bool storeElement(JNIEnv* env, jobjectArray array, jsize index, jobject element);
 
-/// Constructs a NativePKCS11Object for a handle. The owner is its session, or another NativePKCS11Object whose session
-/// it shares. Raises as throwNoStandInLeft does. Null on failure.
-jobject newNativeObject(JNIEnv* env, jobject owner, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle);
-
-/// The same for an object that a search has found, whose handle may be 0.
-jobject newFoundObject(JNIEnv* env, jobject session, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle);
-
-// ---- The bridge lock and the guarded call ----
-
-/// What lock has taken, for unlock to give back.
-struct Held
-{
-    jclass monitor;   ///< null when the lock was not taken
-    jthrowable first; ///< the virtual machine's error that kept it from that, set aside
-};
-
-/// Enters the monitor of the class NativePKCS11, the one lock of the process (re-entrant). One that cannot be entered
-/// never keeps a call from being made: a fault is printed or an error set aside, and the caller goes on unlocked. No
-/// exception may be pending, and none is afterwards.
-Held lock(JNIEnv* env);
-
-/// Leaves the monitor and passes `rv` through; faults are printed, and never keep the monitor. The first exception is
-/// pending afterwards: the error that lock set aside, or what was raised since. With such an error of the lock's own a
-/// CKR_OK becomes CKR_GENERAL_ERROR, so that nothing more is done and Java sees the error.
-CK_RV unlock(JNIEnv* env, const Held& held, CK_RV rv);
-
-/// Makes one Cryptoki call, under the bridge lock when the library needs it; the need is judged afresh every time. A
-/// call without the lock is counted while it lasts, for the library's last holder to wait for. An entry that the module
-/// left null answers CKR_FUNCTION_NOT_SUPPORTED. No exception may be pending.
-template <typename Function, typename... Args>
-CK_RV callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
-{
-    Function entry = list->*function;
-    if (entry == nullptr)
-        return CKR_FUNCTION_NOT_SUPPORTED;
-    if (CallCount* counted = beginCall(list, env)) {
-        CK_RV rv = entry(args...);
-        endCall(counted);
-        return rv;
-    }
-
-    Held held = lock(env);
-    return unlock(env, held, entry(args...));
-}
-
-/// The same for a call that C_Finalize itself ends: nobody waits for it.
-template <typename Function, typename... Args>
-CK_RV callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
-{
-    Function entry = list->*function;
-    if (entry == nullptr || needsBridgeLock(list))
-        return callGuarded(env, list, function, args...);
-    return entry(args...);
-}
-
-// ---- Objects that a call has made ----
-
-/// C_CloseSession for a session that Java will never hold. An exception may be pending.
-void discardSession(JNIEnv* env, const SessionHandles& session);
-
-/// C_DestroyObject for an object that Java will never hold, unless its handle is 0. An exception may be pending.
-void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE handle);
-
-/// As newNativeObject, for an object that the call has just made: when it does not reach Java it is destroyed again, so
-/// that nothing is left on the token that nobody can name.
-jobject newCreatedObject(JNIEnv* env, jobject owner, const SessionHandles& session, CK_OBJECT_HANDLE handle);
+/// Constructs a NativePKCS11Object for a number. The owner is its session, or another NativePKCS11Object whose session
+/// it shares. Null on failure.
+jobject newNativeObject(JNIEnv* env, jobject owner, jint number);
 
 // ---- Attribute calls ----
 

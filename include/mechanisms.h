@@ -14,10 +14,14 @@
 // here runs on the calling thread outside the bridge lock and keeps no state.
 #pragma once
 
+#include <array>
+
 #include <jni.h>
 
 #include "cryptoki.h"
 #include "frame.h"
+#include "guarded_call.h"
+#include "handed_out.h"
 #include "mechanism_kinds.h"
 #include "stack_buffer.h"
 
@@ -57,10 +61,10 @@ bool askWithoutLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded
 
 /// Makes a call of the module, and at most once more: what it wrote into the mechanism meanwhile decides nothing.
 template <typename Call>
-CK_RV callWithLabelOrNone(const JavaMechanism& mechanism, const EncodeBuffer& encoded, Call call)
+Outcome callWithLabelOrNone(const JavaMechanism& mechanism, const EncodeBuffer& encoded, Call call)
 {
-    CK_RV rv = call();
-    return askWithoutLabel(mechanism, encoded, rv) ? call() : rv;
+    Outcome outcome = call();
+    return !outcome.lockFailed && askWithoutLabel(mechanism, encoded, outcome.rv) ? call() : outcome;
 }
 
 /// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's
@@ -68,9 +72,17 @@ CK_RV callWithLabelOrNone(const JavaMechanism& mechanism, const EncodeBuffer& en
 /// for a shorter array and "decodeByteArray(): can't get elements" for none.
 bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded);
 
+/// The keys that a derivation makes besides its own: MAC secrets and keys of client and server.
+using DerivedKeys = std::array<MadeObject, 4>;
+
+/// Numbers the keys of SSL3 key material, while the call counts; none for any other mechanism. `owner` is as for
+/// numberMade.
+DerivedKeys numberDerivedKeys(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, const JavaMechanism& mechanism,
+                              const EncodeBuffer& encoded);
+
 /// Hands what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
 /// IVs of SSL3 key material (handles are those of `session`), the output of the TLS pseudo-random function; nothing for
 /// any other mechanism. Raises 0x150 for an array longer than its output, "decodeByteArray(): can't get elements", and
 /// for a key that cannot be handed back, which is destroyed again; what can be handed back still is.
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
-                         const EncodeBuffer& encoded);
+                         const EncodeBuffer& encoded, const DerivedKeys& keys);

@@ -1,4 +1,5 @@
 #include "frame.h"
+#include "guarded_call.h"
 
 bool fetchAttributes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE* attributes, CK_ULONG count)
 {

@@ -1,4 +1,5 @@
 #include "frame.h"
+#include "guarded_call.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ Held lock(JNIEnv* env)
     return {nullptr, setPendingAside(env)};
 }
 
-CK_RV unlock(JNIEnv* env, const Held& held, CK_RV rv)
+Outcome unlock(JNIEnv* env, const Held& held, CK_RV rv)
 {
     jthrowable first = held.first != nullptr ? held.first : setPendingAside(env);
     bool failed = held.first != nullptr;
@@ -42,5 +43,10 @@ CK_RV unlock(JNIEnv* env, const Held& held, CK_RV rv)
     }
 
     restorePending(env, first);
-    return failed && rv == CKR_OK ? CKR_GENERAL_ERROR : rv;
+    return {rv, failed};
+}
+
+bool checkResult(JNIEnv* env, Outcome outcome)
+{
+    return !outcome.lockFailed && require(env, outcome.rv == CKR_OK, outcome.rv);
 }

@@ -78,11 +78,6 @@ bool require(JNIEnv* env, bool condition, CK_RV code)
     return condition || refuse(env, code);
 }
 
-bool checkResult(JNIEnv* env, CK_RV rv)
-{
-    return require(env, rv == CKR_OK, rv);
-}
-
 void throwSlotTooWide(JNIEnv* env, CK_SLOT_ID slot)
 {
     std::array<char, 64> message;

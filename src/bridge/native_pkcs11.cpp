@@ -9,6 +9,7 @@
 
 #include "buffers.h"
 #include "frame.h"
+#include "guarded_call.h"
 #include "platform.h"
 #include "stack_buffer.h"
 
@@ -104,21 +105,14 @@ CK_RV initialize(CK_FUNCTION_LIST_PTR list)
     return rv;
 }
 
-// Takes the library out of the object, and one holder from the library. Null list after raising.
-Release takeLibrary(JNIEnv* env, jobject library, jfieldID field, CK_FUNCTION_LIST_PTR* list)
+// Takes the library out of the object.
+CK_FUNCTION_LIST_PTR takeLibrary(JNIEnv* env, jobject library, jfieldID field)
 {
     // Read again: another thread may have finalised the same object meanwhile.
-    *list = reinterpret_cast<CK_FUNCTION_LIST_PTR>(env->GetLongField(library, field));
-    if (*list == nullptr) {
-        throwPKCS11Exception(env, 0, "functionList is null");
-        return Release::held;
-    }
-    env->SetLongField(library, field, 0);
-
-    Release release = releaseLibrary(*list);
-    if (release == Release::unknown)
-        throwPKCS11Exception(env, 0, "attempt to finalize invalid DLL");
-    return release;
+    auto* list = reinterpret_cast<CK_FUNCTION_LIST_PTR>(env->GetLongField(library, field));
+    if (list != nullptr)
+        env->SetLongField(library, field, 0);
+    return list;
 }
 
 // Waits for calls that would meet a module that is gone. Other libraries go on meanwhile: the lock is given back for as
@@ -131,13 +125,15 @@ void awaitUnlocked(JNIEnv* env, Held* held, CK_FUNCTION_LIST_PTR list)
     *held = {again.monitor, held->first != nullptr ? held->first : again.first};
 }
 
-// What the last holder leaves to do.
-void endLibrary(JNIEnv* env, CK_FUNCTION_LIST_PTR list)
+// What the last holder leaves to do. The stand-ins are taken, and left to the caller to give back.
+CK_RV endLibrary(CK_FUNCTION_LIST_PTR list, StandInTable** standIns)
 {
-    if (libraryState(list).initialized)
-        checkResult(env, list->C_Finalize != nullptr ? list->C_Finalize(nullptr) : CKR_FUNCTION_NOT_SUPPORTED);
-    forgetStandIns(list);
+    CK_RV rv = libraryState(list).initialized
+                   ? callModule(list, &CK_FUNCTION_LIST::C_Finalize, static_cast<void*>(nullptr))
+                   : CKR_OK;
+    *standIns = takeStandIns(list);
     removeLibrary(list);
+    return rv;
 }
 
 jobject newSlot(JNIEnv* env, jobject library, CK_SLOT_ID slot)
@@ -207,15 +203,22 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(JNIEnv* env, jobject l
     }
 
     Held held = lock(env);
-    CK_FUNCTION_LIST_PTR list = nullptr;
-    bool last = takeLibrary(env, library, field, &list) == Release::last;
+    CK_FUNCTION_LIST_PTR list = takeLibrary(env, library, field);
+    Release release = list != nullptr ? releaseLibrary(list) : Release::held;
+    bool last = release == Release::last;
     if (last && callsInProgress(list)) {
         awaitUnlocked(env, &held, list);
         last = !takenOver(list);
     }
-    if (last)
-        endLibrary(env, list);
-    unlock(env, held, CKR_OK);
+    StandInTable* standIns = nullptr;
+    CK_RV rv = last ? endLibrary(list, &standIns) : CKR_OK;
+    Outcome outcome = unlock(env, held, rv);
+
+    giveBack(standIns);
+    if (checkResult(env, outcome) && list == nullptr)
+        throwPKCS11Exception(env, 0, "functionList is null");
+    else if (release == Release::unknown)
+        throwPKCS11Exception(env, 0, "attempt to finalize invalid DLL");
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_getInfo(JNIEnv* env, jobject library)
@@ -260,12 +263,12 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11_getSlotList(JNIEnv* env, j
     }
     auto* slots = reinterpret_cast<CK_SLOT_ID*>(scratch.bytes);
     CK_ULONG count = room;
-    CK_RV rv = callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, slots, &count);
-    if (room == 0 && rv == CKR_BUFFER_TOO_SMALL) { // of a module that finds no room for no slots
+    Outcome outcome = callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, slots, &count);
+    if (room == 0 && outcome.rv == CKR_BUFFER_TOO_SMALL) { // of a module that finds no room for no slots
         count = 0;
-        rv = CKR_OK;
+        outcome.rv = CKR_OK;
     }
-    if (!checkResult(env, rv) || !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
+    if (!checkResult(env, outcome) || !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
 
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Slot");
@@ -290,10 +293,8 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_waitForSlotEvent(JNIEnv* env, j
     CK_FLAGS flags = wait == JNI_TRUE ? 0 : CKF_DONT_BLOCK;
     CK_SLOT_ID slot = 0;
     void* reserved = nullptr;
-    CK_RV rv = callUncounted(env, list, &CK_FUNCTION_LIST::C_WaitForSlotEvent, flags, &slot, reserved);
-    if (rv == CKR_NO_EVENT && wait != JNI_TRUE)
-        return nullptr;
-    if (!checkResult(env, rv))
+    Outcome outcome = callUncounted(env, list, &CK_FUNCTION_LIST::C_WaitForSlotEvent, flags, &slot, reserved);
+    if ((outcome.rv == CKR_NO_EVENT && wait != JNI_TRUE) || !checkResult(env, outcome))
         return nullptr;
     return newSlot(env, library, slot);
 }

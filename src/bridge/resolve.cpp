@@ -1,4 +1,5 @@
 #include "frame.h"
+#include "stand_ins.h"
 
 namespace {
 

@@ -1,407 +1,470 @@
 #include "stand_ins.h"
 
-#include <algorithm>
 #include <array>
+#include <chrono>
 #include <mutex>
+#include <thread>
 #include <utility>
+
+#include "mapped_table.h"
+#include "platform.h"
 
 namespace {
 
-// Where a CK_ULONG has 32 bits, only handles that lie among the stand-ins' own numbers need one.
-constexpr bool kWide = sizeof(CK_ULONG) > 4;
-constexpr std::size_t kMostSessions = std::size_t{1} << (kWide ? 20 : 14);
-constexpr std::size_t kMostObjects = std::size_t{1} << (kWide ? 24 : 18);
+using stand_in::Range;
 
-enum class State : std::uint8_t
-{
-    free,
-    used,
-    withdrawn,     ///< until its own call is settled
-    withdrawnSlot, ///< until the call for its whole slot is settled
-};
-
-// What one number stands for. The number is not kept: it is the range's first + lap × places + the entry's own place.
-struct Entry
+// What one number stands for, and its place in the tree of a library: slots, their sessions, and the objects that end
+// with these. It means something while no call is ending it, or a node above it.
+struct Node
 {
     CK_ULONG handle;
-    std::uint32_t twin; // the place of another number of the same handle; its own where there is no other
-    std::uint16_t lap;
-    std::uint8_t library; // index into Table::libraries
-    State state;
+    std::uint64_t since;  // the turn in which it was made
+    std::uint32_t number; // by which the table finds it; 0 where the row is free
+    std::uint32_t enders; // calls in progress that end it
+    std::uint32_t owner;  // numbers of other nodes, 0 for none
+    std::uint32_t firstMember;
+    std::uint32_t next; // among the members of one owner, or the buried
+    std::uint32_t previous;
+    Ending::Kind kind;
+
+    bool isFree() const
+    {
+        return number == 0;
+    }
+
+    std::uint32_t hash() const;
 };
 
-// Numbers go round the places, which are more than may be in use, so that a free one is never far. `byHandle` finds the
-// place of a handle: open addressing with linear probing, a place + 1 or 0.
-struct Table
+// The way from a handle to its nodes; more than one when a search has met what was withdrawn.
+struct HandleRow
 {
-    stand_in::Range& numbers;
-    std::size_t capacity;
-    std::size_t places;
-    Entry* entries;
-    std::uint32_t* byHandle;
-    CK_SLOT_ID* slots; // of the sessions; null for objects
-    std::mutex& guard; // of all that follows and of what the pointers lead to
+    std::uint32_t handleHash;
+    std::uint32_t number;
 
-    std::uint32_t next = 0; // the number to try next, counted from the range's first
-    std::size_t inUse = 0;
-    std::array<CK_FUNCTION_LIST_PTR, 255> libraries = {};
-    std::array<std::uint32_t, 255> inUseBy = {};
+    bool isFree() const
+    {
+        return number == 0;
+    }
+
+    std::uint32_t hash() const
+    {
+        return handleHash;
+    }
 };
 
-constexpr std::size_t placesFor(std::size_t capacity)
+} // namespace
+
+struct StandInTable
 {
-    return capacity + capacity / 4;
-}
+    std::uint64_t born; // in this turn; tickets from before are another life's
+    MappedTable<Node> nodes;
+    MappedTable<HandleRow> byHandle;
+    std::uint32_t count[Ending::slot + 1]; // of nodes, by their kind
+    std::uint64_t enders;                  // of all nodes together
+    std::uint32_t lastSlot;                // the number given to a slot last, which Java never sees
+    std::uint32_t buried;                  // a node out of use whose members wait to be given up; more follow by `next`
+};
 
-// A lap must fit where it is kept.
-static_assert((stand_in::kFirstObject - stand_in::kFirst) / placesFor(kMostSessions) <= UINT16_MAX);
-static_assert((stand_in::kEnd - stand_in::kFirstObject) / placesFor(kMostObjects) <= UINT16_MAX);
+namespace {
 
-std::array<Entry, placesFor(kMostSessions)> sessionEntries;
-std::array<std::uint32_t, placesFor(kMostSessions)> sessionsByHandle;
-std::array<CK_SLOT_ID, placesFor(kMostSessions)> sessionSlots;
-std::array<Entry, placesFor(kMostObjects)> objectEntries;
-std::array<std::uint32_t, placesFor(kMostObjects)> objectsByHandle;
-std::mutex sessionGuard;
-std::mutex objectGuard;
+// So many nodes are given up before others get the table. A lock goes to who asks next, not to who has waited, and who
+// waits needs some time to wake up: so one who has much to do stands back for as long.
+constexpr int kAtOnce = 250;
+constexpr std::chrono::microseconds kStandBack{20};
 
-constinit Table sessions = {stand_in::sessionNumbers, kMostSessions,       sessionEntries.size(), sessionEntries.data(),
-                            sessionsByHandle.data(),  sessionSlots.data(), sessionGuard};
-constinit Table objects = {stand_in::objectNumbers, kMostObjects, objectEntries.size(), objectEntries.data(),
-                           objectsByHandle.data(),  nullptr,      objectGuard};
+// Counts on with every call that ends something, so that one can tell what was there before it.
+std::atomic<std::uint64_t> turns = 1;
 
 using Lock = std::lock_guard<std::mutex>;
 
-// ---- From a handle to its place ----
+// ---- From a library to its table ----
 
-std::size_t after(const Table& table, std::size_t index)
+// The door of a library with stand-ins. The lock stays where it is when the table goes.
+struct alignas(64) Door
 {
-    return index + 1 < table.places ? index + 1 : 0;
-}
+    std::mutex guard;
+    StandInTable* table;
+};
 
-std::size_t distance(const Table& table, std::size_t from, std::size_t to)
-{
-    return to >= from ? to - from : to + table.places - from;
-}
+constexpr std::size_t kDoors = 64; // more than there may be libraries; those that are not registered need one too
 
-std::size_t homeOf(const Table& table, std::size_t library, CK_ULONG handle)
-{
-    std::uint64_t mixed = (std::uint64_t{handle} + library) * 0x9E3779B97F4A7C15;
-    return static_cast<std::size_t>(mixed >> 32) % table.places;
-}
+std::array<std::atomic<CK_FUNCTION_LIST_PTR>, kDoors> doorOwners;
+std::array<Door, kDoors> doors;
+std::mutex ownersGuard; // of a door's change from nobody's to a library's
 
-// The index of a handle in byHandle, or the empty one where it would be.
-std::size_t indexOf(const Table& table, std::size_t library, CK_ULONG handle)
+// The index of a library's door; kDoors when it has none.
+std::size_t doorOf(CK_FUNCTION_LIST_PTR list)
 {
-    std::size_t index = homeOf(table, library, handle);
-    for (; table.byHandle[index] != 0; index = after(table, index)) {
-        const Entry& entry = table.entries[table.byHandle[index] - 1];
-        if (entry.handle == handle && entry.library == library)
-            break;
-    }
+    std::size_t index = 0;
+    while (index < kDoors && doorOwners[index].load(std::memory_order_acquire) != list)
+        ++index;
     return index;
 }
 
-// Takes an index out; those behind it that may stand nearer to their homes move up, so that no gap hides them.
-void removeIndex(Table& table, std::size_t hole)
+// Does something with a library's table. False when it has none, or when action(table) is false.
+template <typename Action>
+bool withTable(CK_FUNCTION_LIST_PTR list, Action action)
 {
-    for (std::size_t index = after(table, hole); table.byHandle[index] != 0; index = after(table, index)) {
-        const Entry& entry = table.entries[table.byHandle[index] - 1];
-        std::size_t home = homeOf(table, entry.library, entry.handle);
-        if (distance(table, home, index) >= distance(table, hole, index)) {
-            table.byHandle[hole] = table.byHandle[index];
-            hole = index;
+    std::size_t index = doorOf(list);
+    if (index == kDoors)
+        return false;
+    Lock lock(doors[index].guard);
+    return doorOwners[index].load(std::memory_order_relaxed) == list && action(*doors[index].table);
+}
+
+bool makeTable(CK_FUNCTION_LIST_PTR list)
+{
+    Lock owners(ownersGuard);
+    if (doorOf(list) != kDoors)
+        return true;
+    std::size_t index = doorOf(nullptr);
+    auto* table = index != kDoors ? static_cast<StandInTable*>(mapMemory(sizeof(StandInTable))) : nullptr;
+    if (table == nullptr)
+        return false;
+
+    Lock lock(doors[index].guard);
+    table->born = turns.load();
+    doors[index].table = table;
+    doorOwners[index].store(list, std::memory_order_release);
+    return true;
+}
+
+// ---- Finding nodes ----
+
+std::uint32_t hashOf(std::uint64_t key)
+{
+    return static_cast<std::uint32_t>((key * 0x9E3779B97F4A7C15) >> 32);
+}
+
+std::uint32_t hashOf(Ending::Kind kind, CK_ULONG handle)
+{
+    return hashOf(std::uint64_t{handle} * 4 + kind);
+}
+
+Node* nodeOf(StandInTable& table, std::uint32_t number)
+{
+    return table.nodes.find(hashOf(number), [number](const Node& node) { return node.number == number; });
+}
+
+// A node of a handle for which a test holds, or null.
+template <typename Test>
+Node* findNode(StandInTable& table, Ending::Kind kind, CK_ULONG handle, Test test)
+{
+    Node* found = nullptr;
+    std::uint32_t hash = hashOf(kind, handle);
+    table.byHandle.find(hash, [&](const HandleRow& row) {
+        if (row.handleHash != hash)
+            return false;
+        Node* node = nodeOf(table, row.number);
+        bool wanted = node->kind == kind && node->handle == handle && test(*node);
+        found = wanted ? node : nullptr;
+        return wanted;
+    });
+    return found;
+}
+
+template <typename Action>
+void forNodes(StandInTable& table, Ending::Kind kind, CK_ULONG handle, Action action)
+{
+    findNode(table, kind, handle, [&action](Node& node) { return action(node), false; });
+}
+
+bool isInUse(StandInTable& table, const Node& node)
+{
+    if (table.enders == 0)
+        return true;
+    return node.enders == 0 && (node.owner == 0 || isInUse(table, *nodeOf(table, node.owner)));
+}
+
+Node* findInUse(StandInTable& table, Ending::Kind kind, CK_ULONG handle)
+{
+    return findNode(table, kind, handle, [&table](const Node& node) { return isInUse(table, node); });
+}
+
+// ---- Adding nodes ----
+
+Range& numbersOf(Ending::Kind kind)
+{
+    return kind == Ending::session ? stand_in::sessionNumbers : stand_in::objectNumbers;
+}
+
+template <typename Action>
+void forEveryTable(Action action)
+{
+    for (const auto& owner : doorOwners)
+        if (CK_FUNCTION_LIST_PTR list = owner.load(std::memory_order_acquire))
+            withTable(list, [&action](StandInTable& table) { return action(table), true; });
+}
+
+// Whether any library has the number; *all is whether they have all numbers of its kind.
+bool isTaken(Ending::Kind kind, std::uint32_t number, bool* all)
+{
+    bool taken = false;
+    std::uint64_t inUse = 0;
+    forEveryTable([&](StandInTable& table) {
+        taken = taken || nodeOf(table, number) != nullptr;
+        inUse += table.count[kind];
+    });
+    *all = inUse >= numbersOf(kind).count;
+    return taken;
+}
+
+// The next number in turn that no library has; 0 when there is none. The caller holds no table.
+std::uint32_t drawNumber(Ending::Kind kind)
+{
+    Range& range = numbersOf(kind);
+    for (bool all = false; !all;) {
+        std::uint64_t drawn = range.drawn.fetch_add(1);
+        auto number = static_cast<std::uint32_t>(range.first + drawn % range.count);
+        if (drawn < range.count || !isTaken(kind, number, &all))
+            return number;
+    }
+    return 0;
+}
+
+void joinMembers(StandInTable& table, Node& node)
+{
+    Node* owner = node.owner != 0 ? nodeOf(table, node.owner) : nullptr;
+    if (owner == nullptr)
+        return;
+    node.next = owner->firstMember;
+    owner->firstMember = node.number;
+    if (node.next != 0)
+        nodeOf(table, node.next)->previous = node.number;
+}
+
+// Adds a node that is in use. False without memory.
+bool addNode(StandInTable& table, Ending::Kind kind, std::uint32_t number, CK_ULONG handle, std::uint32_t owner)
+{
+    Node node = {handle, turns.load(), number, 0, owner, 0, 0, 0, kind};
+    HandleRow row = {hashOf(kind, handle), number};
+    if (nodeOf(table, number) != nullptr || !table.byHandle.add(row))
+        return false;
+    if (!table.nodes.add(node)) {
+        table.byHandle.remove(
+            table.byHandle.find(row.hash(), [number](const HandleRow& each) { return each.number == number; }));
+        return false;
+    }
+    joinMembers(table, *nodeOf(table, number));
+    ++table.count[kind];
+    return true;
+}
+
+// ---- Giving nodes up ----
+
+void leaveMembers(StandInTable& table, const Node& node)
+{
+    if (node.previous != 0)
+        nodeOf(table, node.previous)->next = node.next;
+    else if (node.owner != 0)
+        nodeOf(table, node.owner)->firstMember = node.next;
+    if (node.next != 0)
+        nodeOf(table, node.next)->previous = node.previous;
+}
+
+void removeNode(StandInTable& table, Node* node)
+{
+    --table.count[node->kind];
+    table.enders -= node->enders;
+    table.nodes.remove(node);
+}
+
+// Takes a node out of use for good. One with members stays until they are given up.
+void bury(StandInTable& table, Node* node)
+{
+    std::uint32_t number = node->number;
+    leaveMembers(table, *node);
+    table.byHandle.remove(table.byHandle.find(hashOf(node->kind, node->handle),
+                                              [number](const HandleRow& row) { return row.number == number; }));
+    if (node->firstMember == 0) {
+        removeNode(table, node);
+        return;
+    }
+    table.enders += 1 - node->enders;
+    node->enders = 1; // for good
+    node->owner = 0;
+    node->next = table.buried;
+    table.buried = number;
+}
+
+// Gives up some of what is buried. False when nothing is left.
+bool giveUpSome(StandInTable& table)
+{
+    for (int i = 0; i < kAtOnce && table.buried != 0; ++i) {
+        Node* first = nodeOf(table, table.buried);
+        if (first->firstMember != 0) {
+            bury(table, nodeOf(table, first->firstMember));
+        } else {
+            table.buried = first->next;
+            removeNode(table, first);
         }
     }
-    table.byHandle[hole] = 0;
+    return table.buried != 0;
 }
 
-// ---- From a number to its place ----
-
-jint numberAt(const Table& table, std::size_t place)
+template <typename Test>
+void buryAll(StandInTable& table, Ending::Kind kind, CK_ULONG handle, Test test)
 {
-    std::size_t number = table.numbers.first + table.entries[place].lap * table.places + place;
-    return static_cast<jint>(static_cast<std::uint32_t>(number));
+    while (Node* node = findNode(table, kind, handle, test))
+        bury(table, node);
 }
 
-std::size_t placeOf(const Table& table, jint number)
+bool any(const Node& /*unused*/)
 {
-    return (static_cast<std::uint32_t>(number) - table.numbers.first) % table.places;
-}
-
-// Whether a number given out is in that state.
-bool isIn(const Table& table, jint number, State state)
-{
-    std::size_t place = placeOf(table, number);
-    return table.entries[place].state == state && numberAt(table, place) == number;
-}
-
-std::size_t placesTouched(const Table& table)
-{
-    return std::min<std::size_t>(table.numbers.used, table.places);
-}
-
-// ---- Libraries ----
-
-// The index of a library with stand-ins, or one that is free; the array's size when there is neither.
-std::size_t libraryIndex(const Table& table, CK_FUNCTION_LIST_PTR list)
-{
-    std::size_t vacant = table.libraries.size();
-    for (std::size_t i = 0; i < table.libraries.size(); ++i) {
-        if (table.inUseBy[i] != 0 && table.libraries[i] == list)
-            return i;
-        if (table.inUseBy[i] == 0 && i < vacant)
-            vacant = i;
-        if (table.libraries[i] == nullptr) // none was ever entered from here on
-            break;
-    }
-    return vacant;
-}
-
-bool hasStandIns(const Table& table, std::size_t library)
-{
-    return library < table.libraries.size() && table.inUseBy[library] != 0;
-}
-
-// ---- Entries ----
-
-// All numbers of one handle. They change their state together.
-template <typename Action>
-void forTwins(Table& table, std::size_t place, Action action)
-{
-    std::size_t each = place;
-    do {
-        std::size_t next = table.entries[each].twin;
-        action(each);
-        each = next;
-    } while (each != place);
-}
-
-void giveUp(Table& table, std::size_t place)
-{
-    Entry& entry = table.entries[place];
-    entry.state = State::free;
-    --table.inUse;
-    --table.inUseBy[entry.library];
-}
-
-bool add(Table& table, std::size_t library, CK_FUNCTION_LIST_PTR list, CK_ULONG handle, std::size_t index)
-{
-    if (table.inUse == table.capacity)
-        return false;
-    while (table.entries[table.next % table.places].state != State::free)
-        table.next = (table.next + 1) % table.numbers.count;
-
-    std::size_t place = table.next % table.places;
-    table.entries[place] = {handle, static_cast<std::uint32_t>(place),
-                            static_cast<std::uint16_t>(table.next / table.places), static_cast<std::uint8_t>(library),
-                            State::used};
-    table.byHandle[index] = static_cast<std::uint32_t>(place + 1);
-    table.libraries[library] = list;
-    ++table.inUseBy[library];
-    ++table.inUse;
-
-    table.next = (table.next + 1) % table.numbers.count;
-    if (table.next > table.numbers.used || table.next == 0)
-        table.numbers.used = table.next != 0 ? table.next : table.numbers.count;
     return true;
 }
 
-// The number of a handle, a new one if it has none.
-bool numberOf(Table& table, CK_FUNCTION_LIST_PTR list, CK_ULONG handle, jint* number)
+// ---- Numbers ----
+
+// Has a number drawn and added, or another one found instead: add(table, number) is false without memory.
+template <typename Add>
+bool numberHandle(CK_FUNCTION_LIST_PTR list, Ending::Kind kind, jint* number, Add add)
 {
-    std::size_t library = libraryIndex(table, list);
-    if (library == table.libraries.size())
-        return false;
-    std::size_t index = indexOf(table, library, handle);
-    if (table.byHandle[index] == 0 && !add(table, library, list, handle, index))
-        return false;
-    *number = numberAt(table, table.byHandle[index] - 1);
+    std::uint32_t given = drawNumber(kind);
+    bool done = given != 0 && (doorOf(list) != kDoors || makeTable(list)) &&
+                withTable(list, [&](StandInTable& table) { return add(table, &given); });
+    *number = static_cast<jint>(given);
+    return done;
+}
+
+// The number of a slot that is in use; 0 without memory.
+std::uint32_t numberOfSlot(StandInTable& table, CK_SLOT_ID slot)
+{
+    if (Node* node = findInUse(table, Ending::slot, slot))
+        return node->number;
+    do
+        table.lastSlot = table.lastSlot + 1 < stand_in::kFirst ? table.lastSlot + 1 : 1;
+    while (nodeOf(table, table.lastSlot) != nullptr);
+    return addNode(table, Ending::slot, table.lastSlot, slot, 0) ? table.lastSlot : 0;
+}
+
+// Takes all nodes of the ending's handle out of use.
+bool withdrawAll(StandInTable& table, Ending* ending)
+{
+    ending->ticket = ++turns;
+    forNodes(table, ending->kind, ending->handle, [&table](Node& node) { ++node.enders, ++table.enders; });
     return true;
 }
 
-bool handleOf(Table& table, CK_FUNCTION_LIST_PTR list, jint number, CK_ULONG* handle)
+bool ends(Ending::Kind kind, CK_RV rv)
 {
-    const Entry& entry = table.entries[placeOf(table, number)];
-    if (!isIn(table, number, State::used) || table.libraries[entry.library] != list)
-        return false;
-    *handle = entry.handle;
-    return true;
-}
-
-// Takes a handle's number, or numbers, out of use.
-void withdraw(Table& table, std::size_t place, State how)
-{
-    const Entry& entry = table.entries[place];
-    removeIndex(table, indexOf(table, entry.library, entry.handle));
-    forTwins(table, place, [&table, how](std::size_t each) { table.entries[each].state = how; });
-}
-
-bool withdrawNumber(Table& table, CK_FUNCTION_LIST_PTR list, jint number, CK_ULONG* handle)
-{
-    *handle = fromJava(number);
-    if (!table.numbers.holds(static_cast<std::uint32_t>(number)))
-        return true;
-
-    Lock lock(table.guard);
-    if (!handleOf(table, list, number, handle))
-        return false;
-    withdraw(table, placeOf(table, number), State::withdrawn);
-    return true;
-}
-
-jint withdrawHandle(Table& table, CK_FUNCTION_LIST_PTR list, CK_ULONG handle)
-{
-    if (table.numbers.used == 0)
-        return 0;
-
-    Lock lock(table.guard);
-    std::size_t library = libraryIndex(table, list);
-    std::size_t index = hasStandIns(table, library) ? indexOf(table, library, handle) : 0;
-    if (!hasStandIns(table, library) || table.byHandle[index] == 0)
-        return 0;
-    std::size_t place = table.byHandle[index] - 1;
-    withdraw(table, place, State::withdrawn);
-    return numberAt(table, place);
-}
-
-void settlePlace(Table& table, std::size_t place, bool gone)
-{
-    const Entry& entry = table.entries[place];
-    std::size_t index = indexOf(table, entry.library, entry.handle);
-    // A session's handle that has turned up meanwhile is another session's: the old one has ended all the same. An
-    // object's is the same object, found while it was not destroyed: both numbers are Java's, and stay.
-    if (gone || (table.byHandle[index] != 0 && table.slots != nullptr)) {
-        forTwins(table, place, [&table](std::size_t each) { giveUp(table, each); });
-        return;
-    }
-
-    forTwins(table, place, [&table](std::size_t each) { table.entries[each].state = State::used; });
-    if (table.byHandle[index] == 0)
-        table.byHandle[index] = static_cast<std::uint32_t>(place + 1);
-    else
-        std::swap(table.entries[place].twin, table.entries[table.byHandle[index] - 1].twin);
-}
-
-void settle(Table& table, jint number, bool gone)
-{
-    if (!table.numbers.holds(static_cast<std::uint32_t>(number)))
-        return;
-    Lock lock(table.guard);
-    if (isIn(table, number, State::withdrawn))
-        settlePlace(table, placeOf(table, number), gone);
-}
-
-// Visits the places of a library's sessions in a slot that are in a state.
-template <typename Action>
-void forSessionsOf(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, State state, Action action)
-{
-    if (sessions.numbers.used == 0)
-        return;
-    Lock lock(sessions.guard);
-    std::size_t library = libraryIndex(sessions, list);
-    if (!hasStandIns(sessions, library))
-        return;
-    for (std::size_t place = 0; place < placesTouched(sessions); ++place) {
-        const Entry& entry = sessions.entries[place];
-        if (entry.state == state && entry.library == library && sessions.slots[place] == slot)
-            action(place);
-    }
-}
-
-void forget(Table& table, CK_FUNCTION_LIST_PTR list)
-{
-    if (table.numbers.used == 0)
-        return;
-    Lock lock(table.guard);
-    std::size_t library = libraryIndex(table, list);
-    for (std::size_t place = 0; hasStandIns(table, library) && place < placesTouched(table); ++place) {
-        const Entry& entry = table.entries[place];
-        if (entry.state == State::free || entry.library != library)
-            continue;
-        if (entry.state == State::used)
-            withdraw(table, place, State::withdrawn);
-        forTwins(table, place, [&table](std::size_t each) { giveUp(table, each); });
-    }
-}
-
-bool endsSession(CK_RV rv)
-{
-    return rv == CKR_OK || rv == CKR_SESSION_HANDLE_INVALID || rv == CKR_SESSION_CLOSED;
+    return rv == CKR_OK || (kind == Ending::object && rv == CKR_OBJECT_HANDLE_INVALID) ||
+           (kind == Ending::session && (rv == CKR_SESSION_HANDLE_INVALID || rv == CKR_SESSION_CLOSED));
 }
 
 } // namespace
 
+std::uint32_t Node::hash() const
+{
+    return hashOf(number);
+}
+
 bool stand_in::numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, jint* number)
 {
-    Lock lock(sessions.guard);
-    if (!numberOf(sessions, list, handle, number))
-        return false;
-    sessions.slots[placeOf(sessions, *number)] = slot;
-    return true;
+    return numberHandle(list, Ending::session, number, [slot, handle](StandInTable& table, std::uint32_t* given) {
+        buryAll(table, Ending::session, handle, any);
+        std::uint32_t owner = numberOfSlot(table, slot);
+        return owner != 0 && addNode(table, Ending::session, *given, handle, owner);
+    });
 }
 
-bool stand_in::numberObject(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, jint* number)
+bool stand_in::numberNewObject(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, CK_OBJECT_HANDLE handle,
+                               jint* number)
 {
-    Lock lock(objects.guard);
-    return numberOf(objects, list, handle, number);
+    return numberHandle(list, Ending::object, number, [owner, handle](StandInTable& table, std::uint32_t* given) {
+        buryAll(table, Ending::object, handle, any);
+        const Node* session = findInUse(table, Ending::session, owner);
+        return addNode(table, Ending::object, *given, handle, session != nullptr ? session->number : 0);
+    });
 }
 
-bool stand_in::handleOfSession(CK_FUNCTION_LIST_PTR list, jint number, CK_SESSION_HANDLE* handle)
+bool stand_in::numberFoundObject(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle, jint* number)
 {
-    Lock lock(sessions.guard);
-    return handleOf(sessions, list, number, handle);
+    auto findNumber = [handle](StandInTable& table, std::uint32_t* found) {
+        const Node* node = findInUse(table, Ending::object, handle);
+        *found = node != nullptr ? node->number : *found;
+        return node != nullptr;
+    };
+    std::uint32_t known = 0;
+    if (withTable(list, [&](StandInTable& table) { return findNumber(table, &known); })) {
+        *number = static_cast<jint>(known);
+        return true;
+    }
+    return numberHandle(list, Ending::object, number, [&](StandInTable& table, std::uint32_t* given) {
+        return findNumber(table, given) || addNode(table, Ending::object, *given, handle, 0);
+    });
 }
 
-bool stand_in::handleOfObject(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle)
+bool stand_in::handleOf(CK_FUNCTION_LIST_PTR list, jint number, CK_ULONG* handle)
 {
-    Lock lock(objects.guard);
-    return handleOf(objects, list, number, handle);
+    return withTable(list, [number, handle](StandInTable& table) {
+        const Node* node = nodeOf(table, static_cast<std::uint32_t>(number));
+        bool meansSomething = node != nullptr && isInUse(table, *node);
+        *handle = meansSomething ? node->handle : 0;
+        return meansSomething;
+    });
 }
 
-bool withdrawSession(CK_FUNCTION_LIST_PTR list, jint number, CK_SESSION_HANDLE* handle)
+bool withdraw(Ending* ending)
 {
-    return withdrawNumber(sessions, list, number, handle);
+    bool byNumber =
+        ending->kind != Ending::slot && numbersOf(ending->kind).holds(static_cast<std::uint32_t>(ending->number));
+    if (!byNumber && ending->kind != Ending::slot && stand_in::isNumber(ending->handle))
+        return true;
+    bool withdrawn = withTable(ending->list, [byNumber, ending](StandInTable& table) {
+        const Node* node = byNumber ? nodeOf(table, static_cast<std::uint32_t>(ending->number)) : nullptr;
+        if (byNumber && (node == nullptr || !isInUse(table, *node)))
+            return false;
+        ending->handle = byNumber ? node->handle : ending->handle;
+        return withdrawAll(table, ending);
+    });
+    return withdrawn || !byNumber;
 }
 
-bool withdrawObject(CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle)
+void settle(const Ending& ending, CK_RV rv)
 {
-    return withdrawNumber(objects, list, number, handle);
+    if (ending.ticket == 0)
+        return;
+    withTable(ending.list, [&ending, rv](StandInTable& table) {
+        if (ending.ticket <= table.born)
+            return false;
+        // With it has ended what a search has met meanwhile and somebody else is ending too.
+        if (ends(ending.kind, rv))
+            buryAll(table, ending.kind, ending.handle,
+                    [&ending](const Node& node) { return node.since < ending.ticket || node.enders != 0; });
+        else
+            forNodes(table, ending.kind, ending.handle, [&ending, &table](Node& node) {
+                std::uint32_t own = node.since < ending.ticket ? 1 : 0;
+                node.enders -= own;
+                table.enders -= own;
+            });
+        return true;
+    });
 }
 
-jint withdrawSessionHandle(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE handle)
+void giveUpMembers(CK_FUNCTION_LIST_PTR list)
 {
-    return withdrawHandle(sessions, list, handle);
+    while (withTable(list, giveUpSome))
+        std::this_thread::sleep_for(kStandBack);
 }
 
-jint withdrawObjectHandle(CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE handle)
+StandInTable* takeStandIns(CK_FUNCTION_LIST_PTR list)
 {
-    return withdrawHandle(objects, list, handle);
+    StandInTable* taken = nullptr;
+    withTable(list, [list, &taken](StandInTable& table) {
+        std::size_t index = doorOf(list);
+        doorOwners[index].store(nullptr, std::memory_order_release);
+        taken = std::exchange(doors[index].table, nullptr);
+        return &table == taken;
+    });
+    return taken;
 }
 
-void withdrawSessionsOf(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot)
+void giveBack(StandInTable* table)
 {
-    forSessionsOf(list, slot, State::used, [](std::size_t place) { withdraw(sessions, place, State::withdrawnSlot); });
-}
-
-void settleSession(jint number, CK_RV rv)
-{
-    settle(sessions, number, endsSession(rv));
-}
-
-void settleObject(jint number, CK_RV rv)
-{
-    settle(objects, number, rv == CKR_OK || rv == CKR_OBJECT_HANDLE_INVALID);
-}
-
-void settleSessionsOf(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_RV rv)
-{
-    forSessionsOf(list, slot, State::withdrawnSlot,
-                  [rv](std::size_t place) { settlePlace(sessions, place, rv == CKR_OK); });
-}
-
-void forgetStandIns(CK_FUNCTION_LIST_PTR list)
-{
-    forget(sessions, list);
-    forget(objects, list);
+    if (table == nullptr)
+        return;
+    table->nodes.release();
+    table->byHandle.release();
+    unmapMemory(table, sizeof *table);
 }

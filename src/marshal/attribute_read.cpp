@@ -60,7 +60,7 @@ jobject dateOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
     int day = 0;
     if (length != sizeof(CK_DATE) ||
         std::sscanf(text, "%04d%02d%02d", &year, &month, &day) != 3) { // NOLINT(cert-err34-c): at most 4 digits each
-        checkResult(env, CKR_ATTRIBUTE_VALUE_INVALID);
+        refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
         return nullptr;
     }
 

@@ -113,7 +113,7 @@ bool decodeByteArray(JNIEnv* env, const void* src, jbyteArray dest, CK_ULONG cou
     if (fits)
         std::memcpy(pinned.data, src, count != 0 ? count : pinned.length);
     releaseBuffer(env, pinned, fits ? 0 : JNI_ABORT);
-    return fits || checkResult(env, CKR_BUFFER_TOO_SMALL);
+    return fits || refuse(env, CKR_BUFFER_TOO_SMALL);
 }
 
 jbyteArray newByteArray(JNIEnv* env, CK_ULONG length)

@@ -78,16 +78,16 @@ bool setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
 
 // A failure here leaves the fields that follow to be set all the same.
 void setKey(const ParameterFields& fields, const char* name, jobject session, const SessionHandles& handles,
-            CK_OBJECT_HANDLE handle)
+            const MadeObject& made)
 {
     JNIEnv* env = fields.env;
     jthrowable first = setPendingAside(env);
-    jobject key = newCreatedObject(env, session, handles, handle);
+    jobject key = newObjectFor(env, session, made);
     jfieldID field = key != nullptr ? env->GetFieldID(fields.type, name, kObjectSignature) : nullptr;
     if (field != nullptr)
         env->SetObjectField(fields.object, field, key);
-    else if (key != nullptr)
-        discardObject(env, handles, handle);
+    else
+        discardObject(env, handles, made);
     env->DeleteLocalRef(key);
     restorePending(env, first);
 }
@@ -105,22 +105,29 @@ void returnSSL3Version(const ParameterFields& fields, const EncodeBuffer& encode
         setByte(version, "minor", derive->pVersion->minor);
 }
 
+// What the module wrote beside the parameter; false when there is none, or when it has moved it out of reach.
+bool readKeyMaterial(const EncodeBuffer& encoded, CK_SSL3_KEY_MAT_OUT* material)
+{
+    const auto* params = paramsIn<CK_SSL3_KEY_MAT_PARAMS>(encoded);
+    bool there = params != nullptr && liesIn(encoded, params->pReturnedKeyMaterial, sizeof *material);
+    if (there)
+        std::memcpy(material, params->pReturnedKeyMaterial, sizeof *material); // it lies unaligned
+    return there;
+}
+
 void returnSSL3KeyMatOut(const ParameterFields& fields, jobject session, const SessionHandles& handles,
-                         const EncodeBuffer& encoded)
+                         const EncodeBuffer& encoded, const DerivedKeys& keys)
 {
     JNIEnv* env = fields.env;
-    const auto* params = paramsIn<CK_SSL3_KEY_MAT_PARAMS>(encoded);
-    if (params == nullptr ||
-        !require(env, liesIn(encoded, params->pReturnedKeyMaterial, sizeof(CK_SSL3_KEY_MAT_OUT)), CKR_BUFFER_TOO_SMALL))
-        return;
     CK_SSL3_KEY_MAT_OUT material = {};
-    std::memcpy(&material, params->pReturnedKeyMaterial, sizeof material); // it lies unaligned
+    if (mechanismIn(encoded)->pParameter == nullptr ||
+        !require(env, readKeyMaterial(encoded, &material), CKR_BUFFER_TOO_SMALL))
+        return;
 
     ParameterFields out;
     if (!openMember(fields, "returnedKeyMaterial", kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
         // Another thread has taken the object away since it was encoded: there is nobody to hand the keys to.
-        for (CK_OBJECT_HANDLE key :
-             {material.hClientMacSecret, material.hServerMacSecret, material.hClientKey, material.hServerKey})
+        for (const MadeObject& key : keys)
             discardObject(env, handles, key);
         refuse(env, CKR_MECHANISM_PARAM_INVALID);
         return;
@@ -130,10 +137,9 @@ void returnSSL3KeyMatOut(const ParameterFields& fields, jobject session, const S
     jthrowable first = setPendingAside(env);
     returnField(out, encoded, "ivServer", material.pIVServer);
     restorePending(env, first);
-    setKey(out, "clientMacSecret", session, handles, material.hClientMacSecret);
-    setKey(out, "serverMacSecret", session, handles, material.hServerMacSecret);
-    setKey(out, "clientKey", session, handles, material.hClientKey);
-    setKey(out, "serverKey", session, handles, material.hServerKey);
+    constexpr std::array<const char*, 4> names = {"clientMacSecret", "serverMacSecret", "clientKey", "serverKey"};
+    for (std::size_t i = 0; i < names.size(); ++i)
+        setKey(out, names[i], session, handles, keys[i]);
 }
 
 void returnTLSPRFOutput(const ParameterFields& fields, const EncodeBuffer& encoded)
@@ -162,15 +168,34 @@ bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const
     }
 }
 
+DerivedKeys numberDerivedKeys(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, const JavaMechanism& mechanism,
+                              const EncodeBuffer& encoded)
+{
+    DerivedKeys keys = {};
+    CK_SSL3_KEY_MAT_OUT material = {};
+    bool some =
+        mechanism.kind == ParameterKind::ssl3KeyAndMacDerive || mechanism.kind == ParameterKind::tlsKeyAndMacDerive;
+    if (!some || !readKeyMaterial(encoded, &material))
+        return keys;
+
+    keys[0].handle = material.hClientMacSecret;
+    keys[1].handle = material.hServerMacSecret;
+    keys[2].handle = material.hClientKey;
+    keys[3].handle = material.hServerKey;
+    for (MadeObject& key : keys)
+        numberMade(list, owner, &key);
+    return keys;
+}
+
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
-                         const EncodeBuffer& encoded)
+                         const EncodeBuffer& encoded, const DerivedKeys& keys)
 {
     ParameterFields fields = fieldsOf(env, mechanism);
     switch (mechanism.kind) {
     case ParameterKind::ssl3MasterKeyDerive:
     case ParameterKind::tlsMasterKeyDerive: returnSSL3Version(fields, encoded); break;
     case ParameterKind::ssl3KeyAndMacDerive:
-    case ParameterKind::tlsKeyAndMacDerive: returnSSL3KeyMatOut(fields, session, handles, encoded); break;
+    case ParameterKind::tlsKeyAndMacDerive: returnSSL3KeyMatOut(fields, session, handles, encoded, keys); break;
     case ParameterKind::tlsPrf: returnTLSPRFOutput(fields, encoded); break;
     default: break;
     }

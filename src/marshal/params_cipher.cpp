@@ -108,6 +108,6 @@ constexpr ParameterStructure kGCM = describe<CK_GCM_PARAMS, gcmFields>("com/kelv
 constexpr ParameterStructure kAesCtr =
     describe<CK_AES_CTR_PARAMS, aesCtrFields>("com/kelvane/pkcs11/CK_AES_CTR_PARAMS", Null::none);
 constexpr ParameterStructure kCcm = describe<CK_CCM_PARAMS, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", Null::none);
-constexpr ParameterStructure kPoly1305 =
-    describe<CK_SALSA20_CHACHA20_POLY1305_PARAMS, poly1305Fields>("com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
+constexpr ParameterStructure kPoly1305 = describe<CK_SALSA20_CHACHA20_POLY1305_PARAMS, poly1305Fields>(
+    "com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
 constexpr ParameterStructure kRaw = {"com/kelvane/pkcs11/PKCS11RawParameter", 0, Null::none, rawFields};

@@ -163,4 +163,5 @@ constexpr ParameterStructure kDesCbcEncryptData = describe<CK_DES_CBC_ENCRYPT_DA
     "com/kelvane/pkcs11/CK_DES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
 constexpr ParameterStructure kAesCbcEncryptData = describe<CK_AES_CBC_ENCRYPT_DATA_PARAMS, aesCbcEncryptDataFields>(
     "com/kelvane/pkcs11/CK_AES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
-constexpr ParameterStructure kHkdf = describe<CK_HKDF_PARAMS, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", Null::none);
+constexpr ParameterStructure kHkdf =
+    describe<CK_HKDF_PARAMS, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", Null::none);

@@ -59,9 +59,9 @@ constexpr ParameterStructure kOAEP =
     describe<CK_RSA_PKCS_OAEP_PARAMS, oaepFields>("com/kelvane/pkcs11/CK_RSA_PKCS_OAEP_PARAMS");
 constexpr ParameterStructure kPSS =
     describe<CK_RSA_PKCS_PSS_PARAMS, pssFields>("com/kelvane/pkcs11/CK_RSA_PKCS_PSS_PARAMS");
-constexpr ParameterStructure kRsaAesKeyWrap =
-    describe<CK_RSA_AES_KEY_WRAP_PARAMS, rsaAesKeyWrapFields>("com/kelvane/pkcs11/CK_RSA_AES_KEY_WRAP_PARAMS", Null::none);
-constexpr ParameterStructure kEcdhAesKeyWrap =
-    describe<CK_ECDH_AES_KEY_WRAP_PARAMS, ecdhAesKeyWrapFields>("com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", Null::none);
+constexpr ParameterStructure kRsaAesKeyWrap = describe<CK_RSA_AES_KEY_WRAP_PARAMS, rsaAesKeyWrapFields>(
+    "com/kelvane/pkcs11/CK_RSA_AES_KEY_WRAP_PARAMS", Null::none);
+constexpr ParameterStructure kEcdhAesKeyWrap = describe<CK_ECDH_AES_KEY_WRAP_PARAMS, ecdhAesKeyWrapFields>(
+    "com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", Null::none);
 constexpr ParameterStructure kEddsa =
     describe<CK_EDDSA_PARAMS, eddsaFields>("com/kelvane/pkcs11/CK_EDDSA_PARAMS", Null::none);

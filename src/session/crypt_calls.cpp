@@ -8,7 +8,7 @@ namespace {
 // What a call with an output buffer came to.
 struct Output
 {
-    CK_RV rv;
+    Outcome outcome;
     CK_ULONG length;
     CK_ULONG room;
 };
@@ -35,8 +35,8 @@ bool runInOut(JNIEnv* env, const SessionHandles& handles, InOutFunction function
     if (!pinInput(env, in, &input) || !pinOutputBehind(env, input, out, &room))
         return false;
 
-    *output = {CKR_OK, room.length, room.length};
-    output->rv =
+    *output = {{}, room.length, room.length};
+    output->outcome =
         callGuarded(env, handles.list, function, handles.session, input.data, input.length, room.data, &output->length);
 
     releaseBuffer(env, room, 0);
@@ -51,8 +51,8 @@ bool runFinal(JNIEnv* env, jobject session, FinalFunction function, OutputBytes 
     if (!resolveSession(env, session, &handles) || !getOutputBuffer(env, out.array, out.offset, &room))
         return false;
 
-    *output = {CKR_OK, room.length, room.length};
-    output->rv = callGuarded(env, handles.list, function, handles.session, room.data, &output->length);
+    *output = {{}, room.length, room.length};
+    output->outcome = callGuarded(env, handles.list, function, handles.session, room.data, &output->length);
 
     releaseBuffer(env, room, 0);
     return true;
@@ -61,14 +61,14 @@ bool runFinal(JNIEnv* env, jobject session, FinalFunction function, OutputBytes 
 // The number of bytes written. A module that claims more than the room held has not written them.
 jint writtenLength(JNIEnv* env, const Output& output)
 {
-    bool claimsTooMuch = output.rv == CKR_OK && output.length > output.room;
-    return checkResult(env, claimsTooMuch ? CKR_BUFFER_TOO_SMALL : output.rv) ? toJava(output.length) : 0;
+    bool written = checkResult(env, output.outcome) && require(env, output.length <= output.room, CKR_BUFFER_TOO_SMALL);
+    return written ? toJava(output.length) : 0;
 }
 
 // The same, or the size that the token asks for when the room was too small.
 jint writtenOrNeededLength(JNIEnv* env, const Output& output)
 {
-    bool tooSmall = output.rv == CKR_BUFFER_TOO_SMALL || output.rv == CKR_OK;
+    bool tooSmall = output.outcome.rv == CKR_BUFFER_TOO_SMALL || output.outcome.rv == CKR_OK;
     bool honestSize = output.length > output.room && output.length <= INT32_MAX;
     return tooSmall && honestSize ? toJava(output.length) : writtenLength(env, output);
 }
@@ -80,13 +80,13 @@ bool runSession(JNIEnv* env, jobject session, InOutFunction function, InputBytes
 }
 
 // True for a good signature, false for a wrong one; any other code is raised.
-jboolean signatureResult(JNIEnv* env, CK_RV rv)
+jboolean signatureResult(JNIEnv* env, Outcome outcome)
 {
-    return rv != CKR_SIGNATURE_INVALID && checkResult(env, rv) ? JNI_TRUE : JNI_FALSE;
+    return outcome.rv != CKR_SIGNATURE_INVALID && checkResult(env, outcome) ? JNI_TRUE : JNI_FALSE;
 }
 
-CK_RV callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
-               const EncodeBuffer& encoded, CK_OBJECT_HANDLE key)
+Outcome callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
+                 const EncodeBuffer& encoded, CK_OBJECT_HANDLE key)
 {
     return callWithLabelOrNone(mechanism, encoded, [&] {
         return callGuarded(env, handles.list, function, handles.session, mechanismIn(encoded), key);
@@ -110,10 +110,10 @@ void cryptUpdateCall(JNIEnv* env, jobject session, UpdateFunction function, Inpu
     if (!resolveSession(env, session, &handles) || !pinInput(env, in, &input))
         return;
 
-    CK_RV rv = callGuarded(env, handles.list, function, handles.session, input.data, input.length);
+    Outcome outcome = callGuarded(env, handles.list, function, handles.session, input.data, input.length);
 
     releaseBuffer(env, input, JNI_ABORT);
-    checkResult(env, rv);
+    checkResult(env, outcome);
 }
 
 jint cryptInOutCall(JNIEnv* env, jobject session, InOutFunction function, InputBytes in, OutputBytes out)
@@ -221,12 +221,12 @@ jboolean verifyCall(JNIEnv* env, jobject session, InputBytes data, InputBytes si
         return JNI_FALSE;
     }
 
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_Verify, handles.session, dataBytes.data,
-                           dataBytes.length, signatureBytes.data, signatureBytes.length);
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_Verify, handles.session, dataBytes.data,
+                                  dataBytes.length, signatureBytes.data, signatureBytes.length);
 
     releaseBuffer(env, signatureBytes, JNI_ABORT);
     releaseBuffer(env, dataBytes, JNI_ABORT);
-    return signatureResult(env, rv);
+    return signatureResult(env, outcome);
 }
 
 jboolean verifyFinalCall(JNIEnv* env, jobject session, InputBytes signature)
@@ -236,11 +236,11 @@ jboolean verifyFinalCall(JNIEnv* env, jobject session, InputBytes signature)
     if (!resolveSession(env, session, &handles) || !pinInput(env, signature, &bytes))
         return JNI_FALSE;
 
-    CK_RV rv =
+    Outcome outcome =
         callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_VerifyFinal, handles.session, bytes.data, bytes.length);
 
     releaseBuffer(env, bytes, JNI_ABORT);
-    return signatureResult(env, rv);
+    return signatureResult(env, outcome);
 }
 
 jint verifyRecoverCall(JNIEnv* env, jobject session, InputBytes signature, OutputBytes out)
@@ -248,5 +248,5 @@ jint verifyRecoverCall(JNIEnv* env, jobject session, InputBytes signature, Outpu
     Output output = {};
     if (!runSession(env, session, &CK_FUNCTION_LIST::C_VerifyRecover, signature, out, &output))
         return 0;
-    return output.rv == CKR_SIGNATURE_INVALID ? -1 : writtenLength(env, output);
+    return output.outcome.rv == CKR_SIGNATURE_INVALID ? -1 : writtenLength(env, output);
 }

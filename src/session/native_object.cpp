@@ -5,6 +5,7 @@
 
 #include "attribute_kinds.h"
 #include "frame.h"
+#include "guarded_call.h"
 #include "session_calls.h"
 #include "stack_buffer.h"
 #include "values.h"
@@ -49,9 +50,9 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Object_size(JNIEnv* env, jobject ob
         return 0;
 
     CK_ULONG size = 0;
-    CK_RV rv =
+    Outcome outcome =
         callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetObjectSize, handles.session, handles.object, &size);
-    return checkResult(env, rv) ? toJava(size) : 0;
+    return checkResult(env, outcome) ? toJava(size) : 0;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setAttributeValue(JNIEnv* env, jobject object, jint type,

@@ -5,6 +5,7 @@
 
 #include "buffers.h"
 #include "frame.h"
+#include "guarded_call.h"
 #include "pin_buffer.h"
 #include "session_calls.h"
 
@@ -20,10 +21,10 @@ void randomCall(JNIEnv* env, jobject session, jbyteArray array, jint offset, jin
     if (!resolveSession(env, session, &handles) || !getBuffer(env, array, offset, length, &bytes))
         return;
 
-    CK_RV rv = callGuarded(env, handles.list, function, handles.session, bytes.data, bytes.length);
+    Outcome outcome = callGuarded(env, handles.list, function, handles.session, bytes.data, bytes.length);
 
     releaseBuffer(env, bytes, releaseMode);
-    checkResult(env, rv);
+    checkResult(env, outcome);
 }
 
 // The number of a key that may be absent. False when there is a key and its number is 0, with nothing raised.
@@ -119,11 +120,11 @@ jbyteArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getOperationState(JNI
     }
 
     CK_ULONG length = room;
-    CK_RV rv =
+    Outcome outcome =
         callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetOperationState, handles.session, pinned.data, &length);
 
     releaseBuffer(env, pinned, 0);
-    if (!checkResult(env, rv) || !require(env, length <= room, CKR_BUFFER_TOO_SMALL))
+    if (!checkResult(env, outcome) || !require(env, length <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
     return state;
 }
@@ -149,12 +150,12 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_setOperationState(JNIEnv* e
         throwPKCS11Exception(env, 0, "setOperationState(): can't get elements");
     jthrowable first = setPendingAside(env);
 
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_SetOperationState, handles.session, pinned.data,
-                           pinned.length, encryptionHandle, authenticationHandle);
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_SetOperationState, handles.session,
+                                  pinned.data, pinned.length, encryptionHandle, authenticationHandle);
 
     if (pinned.elements != nullptr)
         releaseBuffer(env, pinned, JNI_ABORT);
-    checkResult(env, rv);
+    checkResult(env, outcome);
     restorePending(env, first);
 }
 
@@ -164,8 +165,8 @@ jboolean Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getFunctionStatus(JNIEn
     if (!resolveSession(env, session, &handles))
         return JNI_FALSE;
 
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetFunctionStatus, handles.session);
-    return rv != CKR_FUNCTION_NOT_PARALLEL && checkResult(env, rv) ? JNI_TRUE : JNI_FALSE;
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetFunctionStatus, handles.session);
+    return outcome.rv != CKR_FUNCTION_NOT_PARALLEL && checkResult(env, outcome) ? JNI_TRUE : JNI_FALSE;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_cancelFunction(JNIEnv* env, jobject session)

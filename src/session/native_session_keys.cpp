@@ -11,16 +11,15 @@
 namespace {
 
 // Both keys of a new pair as a Java array. Null on failure.
-jobjectArray newKeyPair(JNIEnv* env, jobject session, CK_FUNCTION_LIST_PTR list, CK_OBJECT_HANDLE publicKey,
-                        CK_OBJECT_HANDLE privateKey)
+jobjectArray newKeyPair(JNIEnv* env, jobject session, const MadeObject& publicKey, const MadeObject& privateKey)
 {
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Object");
     jobjectArray pair = type != nullptr ? env->NewObjectArray(2, type, nullptr) : nullptr;
     if (pair == nullptr)
         return nullptr;
 
-    bool stored = storeElement(env, pair, 0, newNativeObject(env, session, list, publicKey)) &&
-                  storeElement(env, pair, 1, newNativeObject(env, session, list, privateKey));
+    bool stored = storeElement(env, pair, 0, newObjectFor(env, session, publicKey)) &&
+                  storeElement(env, pair, 1, newObjectFor(env, session, privateKey));
     return stored ? pair : nullptr;
 }
 
@@ -45,16 +44,18 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env,
     if (!encodeTemplate(env, &attributes))
         return nullptr;
 
-    CK_OBJECT_HANDLE key = 0;
-    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GenerateKey, handles.session,
-                                      mechanismIn(encoded), attributes.entries, attributes.count, &key)))
+    MadeObject key;
+    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
+    Outcome outcome = callMaking(env, handles.list, owner, &key, &CK_FUNCTION_LIST::C_GenerateKey, handles.session,
+                                 mechanismIn(encoded), attributes.entries, attributes.count);
+    if (!checkMade(env, handles, outcome, {&key}))
         return nullptr;
 
     if (!decodeMechanismParameter(env, measured, encoded)) {
         discardObject(env, handles, key);
         return nullptr;
     }
-    return newCreatedObject(env, session, handles, key);
+    return newMadeObject(env, session, handles, key);
 }
 
 jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
@@ -80,14 +81,22 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
     if (!encodeTemplate(env, &privateAttributes))
         return nullptr;
 
-    CK_OBJECT_HANDLE publicKey = 0;
-    CK_OBJECT_HANDLE privateKey = 0;
-    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GenerateKeyPair, handles.session,
-                                      mechanismIn(encoded), publicAttributes.entries, publicAttributes.count,
-                                      privateAttributes.entries, privateAttributes.count, &publicKey, &privateKey)))
+    MadeObject publicKey;
+    MadeObject privateKey;
+    Outcome outcome = guarded(env, handles.list, [&] {
+        CK_RV rv = callModule(handles.list, &CK_FUNCTION_LIST::C_GenerateKeyPair, handles.session, mechanismIn(encoded),
+                              publicAttributes.entries, publicAttributes.count, privateAttributes.entries,
+                              privateAttributes.count, &publicKey.handle, &privateKey.handle);
+        if (rv == CKR_OK) {
+            numberMade(handles.list, ownerOf(handles, publicAttributes.entries, publicAttributes.count), &publicKey);
+            numberMade(handles.list, ownerOf(handles, privateAttributes.entries, privateAttributes.count), &privateKey);
+        }
+        return rv;
+    });
+    if (!checkMade(env, handles, outcome, {&publicKey, &privateKey}))
         return nullptr;
 
-    jobjectArray pair = newKeyPair(env, session, handles.list, publicKey, privateKey);
+    jobjectArray pair = newKeyPair(env, session, publicKey, privateKey);
     if (pair == nullptr) { // half a pair is of no use to anyone
         discardObject(env, handles, publicKey);
         discardObject(env, handles, privateKey);
@@ -118,15 +127,15 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
         return 0;
 
     CK_ULONG length = 0;
-    CK_RV rv = callWithLabelOrNone(measured, encoded, [&] {
+    Outcome outcome = callWithLabelOrNone(measured, encoded, [&] {
         length = wrapped.length;
         return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
                            wrappingHandle, keyHandle, wrapped.data, &length);
     });
 
     releaseBuffer(env, wrapped, 0);
-    bool claimsTooMuch = rv == CKR_OK && length > wrapped.length;
-    return checkResult(env, claimsTooMuch ? CKR_BUFFER_TOO_SMALL : rv) ? toJava(length) : 0;
+    bool written = checkResult(env, outcome) && require(env, length <= wrapped.length, CKR_BUFFER_TOO_SMALL);
+    return written ? toJava(length) : 0;
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, jobject session, jint mechanism,
@@ -153,14 +162,16 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
     if (!encodeTemplate(env, &attributes) || !getBuffer(env, wrappedKey, offset, length, &wrapped))
         return nullptr;
 
-    CK_OBJECT_HANDLE key = 0;
-    CK_RV rv = callWithLabelOrNone(measured, encoded, [&] {
-        return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
-                           unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
+    MadeObject key;
+    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
+    Outcome outcome = callWithLabelOrNone(measured, encoded, [&] {
+        return callMaking(env, handles.list, owner, &key, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session,
+                          mechanismIn(encoded), unwrappingHandle, wrapped.data, wrapped.length, attributes.entries,
+                          attributes.count);
     });
 
     releaseBuffer(env, wrapped, JNI_ABORT);
-    return checkResult(env, rv) ? newCreatedObject(env, session, handles, key) : nullptr;
+    return checkMade(env, handles, outcome, {&key}) ? newMadeObject(env, session, handles, key) : nullptr;
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, jobject session, jint mechanism,
@@ -190,23 +201,34 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
     if (!encodeTemplate(env, &attributes))
         return nullptr;
 
-    CK_OBJECT_HANDLE key = 0;
-    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DeriveKey, handles.session,
-                                      mechanismIn(encoded), baseHandle, attributes.entries, attributes.count, &key)))
+    MadeObject key;
+    DerivedKeys others;
+    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
+    Outcome outcome = guarded(env, handles.list, [&] {
+        CK_RV rv = callModule(handles.list, &CK_FUNCTION_LIST::C_DeriveKey, handles.session, mechanismIn(encoded),
+                              baseHandle, attributes.entries, attributes.count, &key.handle);
+        if (rv == CKR_OK) {
+            numberMade(handles.list, owner, &key);
+            others = numberDerivedKeys(handles.list, owner, measured, encoded);
+        }
+        return rv;
+    });
+    const auto& [clientMac, serverMac, clientKey, serverKey] = others;
+    if (!checkMade(env, handles, outcome, {&key, &clientMac, &serverMac, &clientKey, &serverKey}))
         return nullptr;
 
-    returnDerivedOutput(env, measured, session, handles, encoded);
+    returnDerivedOutput(env, measured, session, handles, encoded, others);
     if (debugEnabled())
         debugPrint("tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey: The returned secretKey is:  "
                    ">%lu<\n",
-                   static_cast<unsigned long>(key));
+                   static_cast<unsigned long>(key.handle));
 
     // What could not be handed back is raised, and then Java never sees the key either.
     if (env->ExceptionCheck() == JNI_TRUE) {
         discardObject(env, handles, key);
         return nullptr;
     }
-    return newCreatedObject(env, session, handles, key);
+    return newMadeObject(env, session, handles, key);
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_digestKey(JNIEnv* env, jobject session, jobject key)

@@ -4,6 +4,7 @@
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
 #include "frame.h"
+#include "handed_out.h"
 #include "session_calls.h"
 #include "stack_buffer.h"
 #include "values.h"
@@ -18,11 +19,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_createObject(JNIEnv* env
     if (!encodeTemplate(env, &attributes) || !resolveSession(env, session, &handles))
         return nullptr;
 
-    CK_OBJECT_HANDLE object = 0;
-    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CreateObject, handles.session,
-                                      attributes.entries, attributes.count, &object)))
-        return nullptr;
-    return newCreatedObject(env, session, handles, object);
+    MadeObject made;
+    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
+    Outcome outcome = callMaking(env, handles.list, owner, &made, &CK_FUNCTION_LIST::C_CreateObject, handles.session,
+                                 attributes.entries, attributes.count);
+    return checkMade(env, handles, outcome, {&made}) ? newMadeObject(env, session, handles, made) : nullptr;
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_copy(JNIEnv* env, jobject session, jobject source,
@@ -64,14 +65,19 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObject(JNIEnv* env, 
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
-    CK_OBJECT_HANDLE object = 0;
+    MadeObject found;
     CK_ULONG room = 1;
     CK_ULONG count = 0;
-    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &object,
-                                      room, &count)) ||
-        !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
+    Outcome outcome = guarded(env, handles.list, [&] {
+        CK_RV rv =
+            callModule(handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &found.handle, room, &count);
+        if (rv == CKR_OK && count == 1)
+            found.numbered = foundObjectToJava(handles.list, found.handle, &found.number);
+        return rv;
+    });
+    if (!checkResult(env, outcome) || !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
-    return count != 0 ? newFoundObject(env, session, handles.list, object) : nullptr;
+    return count != 0 ? newObjectFor(env, session, found) : nullptr;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObjectsFinal(JNIEnv* env, jobject session)

@@ -1,5 +1,7 @@
 #include "session_calls.h"
 
+#include "handed_out.h"
+
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function)
 {
     SessionHandles handles = {};
@@ -9,32 +11,22 @@ void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Log
 
 jobject copyObject(JNIEnv* env, jobject owner, const ObjectHandles& source, const EncodedTemplate& attributes)
 {
-    CK_OBJECT_HANDLE copy = 0;
-    if (!checkResult(env, callGuarded(env, source.list, &CK_FUNCTION_LIST::C_CopyObject, source.session, source.object,
-                                      attributes.entries, attributes.count, &copy)))
-        return nullptr;
-    return newCreatedObject(env, owner, {source.list, source.session, 0}, copy);
+    SessionHandles session = {source.list, source.session, 0};
+    MadeObject copy;
+    // Whether it is on the token the source may decide, so no session is known to own it.
+    Outcome outcome = callMaking(env, source.list, 0, &copy, &CK_FUNCTION_LIST::C_CopyObject, source.session,
+                                 source.object, attributes.entries, attributes.count);
+    return checkMade(env, session, outcome, {&copy}) ? newMadeObject(env, owner, session, copy) : nullptr;
 }
 
 void closeSession(JNIEnv* env, jobject session)
 {
     SessionHandles handles = {};
-    if (!resolveSession(env, session, &handles) ||
-        !require(env, withdrawSession(handles.list, handles.sessionID, &handles.session), CKR_SESSION_HANDLE_INVALID))
-        return;
-
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseSession, handles.session);
-    settleSession(handles.sessionID, rv);
-    checkResult(env, rv);
+    if (resolveSession(env, session, &handles))
+        checkResult(env, endSession(env, handles.list, handles.session, handles.sessionID));
 }
 
 void destroyObject(JNIEnv* env, const ObjectHandles& object)
 {
-    CK_OBJECT_HANDLE handle = 0;
-    if (!require(env, withdrawObject(object.list, object.objectID, &handle), CKR_OBJECT_HANDLE_INVALID))
-        return;
-
-    CK_RV rv = callGuarded(env, object.list, &CK_FUNCTION_LIST::C_DestroyObject, object.session, handle);
-    settleObject(object.objectID, rv);
-    checkResult(env, rv);
+    checkResult(env, endObject(env, {object.list, object.session, 0}, object.object, object.objectID));
 }

@@ -6,6 +6,7 @@
 
 #include "buffers.h"
 #include "frame.h"
+#include "guarded_call.h"
 #include "stack_buffer.h"
 
 namespace {

@@ -6,19 +6,23 @@
 #include <array>
 
 #include "frame.h"
+#include "handed_out.h"
 #include "pin_buffer.h"
 
 namespace {
 
-jobject newSession(JNIEnv* env, jobject slot, const SlotHandles& handles, CK_SESSION_HANDLE session)
+jobject newSession(JNIEnv* env, jobject slot, jint number)
 {
-    jint number = 0;
-    if (!sessionToJava(handles.list, handles.slot, session, &number)) {
-        throwNoStandInLeft(env, "session", session, "close sessions");
-        return nullptr;
-    }
     return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Session",
                          "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V", slot, number);
+}
+
+// C_CloseSession for a session that Java will never hold: nobody else could ever close it. An exception may be pending.
+void discardSession(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE session)
+{
+    jthrowable first = setPendingAside(env);
+    endSession(env, list, session, 0);
+    restorePending(env, first);
 }
 
 } // namespace
@@ -53,16 +57,23 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_openSession(JNIEnv* env, jo
         return nullptr;
 
     CK_SESSION_HANDLE session = 0;
-    void* application = nullptr;
-    CK_NOTIFY notify = nullptr;
-    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_OpenSession, handles.slot,
-                                      fromJava(flags), application, notify, &session)))
-        return nullptr;
+    jint number = 0;
+    bool numbered = true;
+    Outcome outcome = guarded(env, handles.list, [&] {
+        CK_RV rv = callModule(handles.list, &CK_FUNCTION_LIST::C_OpenSession, handles.slot, fromJava(flags), nullptr,
+                              nullptr, &session);
+        if (rv == CKR_OK)
+            numbered = sessionToJava(handles.list, handles.slot, session, &number);
+        return rv;
+    });
 
-    jobject opened = newSession(env, slot, handles, session);
-    if (opened == nullptr) // nobody could ever close it
-        discardSession(env, {handles.list, session, 0});
-    return opened;
+    bool opened = checkResult(env, outcome);
+    if (opened && !numbered)
+        throwNoStandInLeft(env, "session", session, "close sessions");
+    jobject result = opened && numbered ? newSession(env, slot, number) : nullptr;
+    if (result == nullptr && outcome.rv == CKR_OK)
+        discardSession(env, handles.list, session);
+    return result;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_closeAllSessions(JNIEnv* env, jobject slot)
@@ -71,8 +82,7 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_closeAllSessions(JNIEnv* env, 
     if (!resolveSlot(env, slot, &handles))
         return;
 
-    withdrawSessionsOf(handles.list, handles.slot);
-    CK_RV rv = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, handles.slot);
-    settleSessionsOf(handles.list, handles.slot, rv);
-    checkResult(env, rv);
+    checkResult(env, callEnding(env, {Ending::slot, handles.list, handles.slot}, [&handles](CK_SLOT_ID ending) {
+                    return callModule(handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, ending);
+                }));
 }

@@ -381,6 +381,59 @@ void testEveryMethod()
     }
 }
 
+// A lock that cannot be had keeps no call from being made, and its error is what Java sees: what the call has made is
+// ended again, what it has ended stays ended, and nothing is asked twice. The handle of each is one that gets a number.
+void testFailedLock()
+{
+    const std::string error = " {}", close = "C_CloseSession 58000010", destroy = "C_DestroyObject S 58000010";
+    token.canLock = false;
+    LIBRARY(libInitialize)();
+    Ref oaep = parameter("CK_RSA_PKCS_OAEP_PARAMS", "hashAlg=544 mgf=1 source=1 ulSourceDataLen=0"), none;
+    oaep.object->fields["pSourceData:[B"] = 0;
+    auto handingOut = [](const std::function<std::string()>& call, unsigned long handle = 0x58000010) {
+        return [handle, call] {
+            token.handle = handle;
+            return call();
+        };
+    };
+    std::string opened = outcome(handingOut(CALL(SLOT(openSession)(6, nullptr)), 0x58000020));
+    auto number = static_cast<jint>(std::stoul(opened.substr(opened.rfind(",0x") + 1), nullptr, 16));
+
+    fake.missingClass = "com/kelvane/pkcs11/nat/NativePKCS11";
+    token.monitor = 0;
+    checkCall("C_OpenSession 5 6; " + close + " -> null" + error, handingOut(CALL(SLOT(openSession)(6, nullptr))));
+    for (const auto& [made, call] : std::initializer_list<std::pair<std::string, std::function<std::string()>>>{
+             {"C_CreateObject S null", CALL(SESSION(createObject)(none, none))},
+             {"C_CopyObject S K null", CALL(OBJECT(copy)(none, none))},
+             {"C_GenerateKey S {null} null", CALL(SESSION(generateKey)(CKM_DES_KEY_GEN, none, none, none))},
+             {"C_DeriveKey S {null} K null", CALL(SESSION(deriveKey)(CKM_SHA1_KEY_DERIVATION, none, key, none, none))},
+             {"C_UnwrapKey S {null} K '01' null",
+              CALL(SESSION(unwrapKey)(CKM_DES_ECB, none, key, newBytes("\1"), 0, 1, none, none))}})
+        checkCall(made + "; " + destroy + " -> null" + error, handingOut(call));
+    checkCall("C_GenerateKeyPair S {null} null null; " + destroy + "; C_DestroyObject S 58000011 -> null" + error,
+              handingOut(CALL(SESSION(generateKeyPair)(CKM_DSA_KEY_PAIR_GEN, none, none, none, none, none))));
+
+    const int64_t before = std::exchange(session.object->fields["sessionID:I"], number);
+    checkCall("C_CloseSession 58000020 -> " + error, CALL(SESSION(close)()));
+    fake.missingClass.clear();
+    checkCall(" ->  PKCS11Exception(0xb3)", CALL(SESSION(close)()));
+    session.object->fields["sessionID:I"] = before;
+
+    token.rv = CKR_MECHANISM_PARAM_INVALID;
+    for (bool lockFails : {false, true}) {
+        fake.missingClass = lockFails ? "com/kelvane/pkcs11/nat/NativePKCS11" : "";
+        token.monitor = lockFails ? 0 : 1;
+        std::string found = outcome(CALL(SESSION(encryptInit)(CKM_RSA_PKCS_OAEP, oaep, key)));
+        check(lockFails ? "asked once" : "asked twice",
+              found.find("; C_EncryptInit") == std::string::npos ? "asked once" : "asked twice");
+    }
+    token.rv = CKR_OK;
+    fake.missingClass.clear();
+    token.monitor = 1;
+    LIBRARY(libFinalize)();
+    load();
+}
+
 // ---- Parameters of mechanisms ----
 
 struct Parameter
@@ -716,6 +769,7 @@ int main(int argc, char** argv)
     copyModule(argv[1]);
     load();
     testEveryMethod();
+    testFailedLock();
     testParameters();
     testReturnedParameters();
     testSecrets();

@@ -12,8 +12,9 @@ import java.util.Date;
 public interface PKCS11Object {
     /**
      * Returns the number by which this class knows the object: the library's handle, or a number that stands for it
-     * where 32 bits do not hold the handle. Such a number means this object until it is destroyed through this library
-     * or the library is finalised, in whatever session it is used, and nothing from then on.
+     * where 32 bits do not hold the handle. Such a number means this object, in whatever session it is used, until it is
+     * destroyed through this library, the session ends that made it (unless it is on the token), the library hands the
+     * handle out again, or is finalised; and nothing from then on.
      *
      * @return the number, its 32 bits unsigned, from 0x60000000 to 0x6FFFFFFF for a stand-in; 0 is no object
      */

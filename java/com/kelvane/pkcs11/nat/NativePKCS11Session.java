@@ -59,8 +59,9 @@ public class NativePKCS11Session implements AutoCloseable {
 
     /**
      * Returns the number by which this class knows the session: the library's handle, or a number that stands for it
-     * where 32 bits do not hold the handle. Such a number means this session until it is closed through this library,
-     * and nothing from then on; no other session gets it as long as there are numbers that none has had.
+     * where 32 bits do not hold the handle. Such a number means this session until it is closed through this library or
+     * the handle is handed out again, as for a session that was opened after the token had been pulled; and nothing from
+     * then on. No other session gets it as long as there are numbers that none has had.
      *
      * @return the number, its 32 bits unsigned, from 0x58000000 to 0x5FFFFFFF for a stand-in; it stays the same after
      *     {@link #close}

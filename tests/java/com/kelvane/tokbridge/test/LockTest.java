@@ -34,7 +34,7 @@ class LockTest extends SessionFixture {
     /** Two threads call a function that holds its callers; the second waits outside, or is inside too. */
     private void assertSerialised(boolean serialised, String name) throws Throwable {
         String function = Calls.function(name);
-        assumeFalse(ScriptedToken.WIDE && name.equals("C_CloseSession"), "the second is refused before the lock");
+        assumeFalse(ScriptedToken.WIDE && name.equals("C_CloseSession"), "the second finds nothing to close");
         token.reset();
         session = slot.openSession(6, null);
         Background first = token.hold(function, 0, () -> call(name));

@@ -12,8 +12,8 @@ import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.Executable;
 
 /**
- * Handles that an int cannot hold: the stand-ins that Java gets, and what a module receives for them. How many there
- * are and what many threads make of them is tested without a virtual machine, in native/stand_ins_test.cpp.
+ * Handles that an int cannot hold: the stand-ins that Java gets, and what a module receives for them. The tables are
+ * compared with a model in native/stand_ins_test.cpp, and what many threads make of them is in native/storm_test.cpp.
  */
 class StandInTest extends SessionFixture {
     private static final String WIDE = "0x7f0000000010";
@@ -178,7 +178,67 @@ class StandInTest extends SessionFixture {
         assertEquals(WIDE, sessionOf(next));
         slot.closeAllSessions();
         assertEquals(" " + OTHER, sessionOf(next) + " " + sessionOf(other));
-        assertEquals(other.getSessionID(), open(OTHER).getSessionID(), "as long as it is not closed here");
+        NativePKCS11Session again = open(OTHER);
+        assertEquals(" " + OTHER, sessionOf(other) + " " + sessionOf(again), "handed out anew: another session");
+    }
+
+    /** A token is pulled, which ends its sessions without a call, and the module opens others at the same addresses. */
+    @Test
+    void aPoolWhoseTokenIsPulled() throws Throwable {
+        List<NativePKCS11Session> pool = new ArrayList<>();
+        for (int i = 0; i < 16; i++) {
+            pool.add(open("0x7f00000000" + i % 8 + "0"));
+        }
+        token.always("C_CloseSession", "rv=0x" + Integer.toHexString(CKR_DEVICE_REMOVED));
+        for (NativePKCS11Session old : pool.subList(0, 8)) {
+            assertEquals("", sessionOf(old));
+            assertRefused(SESSION_INVALID, old::close);
+        }
+        for (int i = 8; i < 16; i++) {
+            assertEquals("0x7f00000000" + i % 8 + "0", sessionOf(pool.get(i)));
+        }
+    }
+
+    /** What a session has made ends with it, unless it is on the token or nobody here can know. */
+    @Test
+    void objectsEndWithTheSessionThatMadeThem() throws Throwable {
+        Map<String, BiFunction<int[], Object[], PKCS11Object>> made = Map.of(
+            "C_CreateObject object", (types, values) -> session.createObject(types, values),
+            "C_GenerateKey key", (types, values) -> session.generateKey(CKM_AES_KEY_GEN, null, types, values),
+            "C_GenerateKeyPair publicKey", (types, values) -> session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
+                types, values, new int[] {CKA_TOKEN}, new Object[] {true})[0],
+            "C_GenerateKeyPair privateKey", (types, values) -> session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
+                new int[] {CKA_TOKEN}, new Object[] {true}, types, values)[1],
+            "C_UnwrapKey key", (types, values) -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1, types,
+                values),
+            "C_DeriveKey key", (types, values) -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), types, values));
+        NativePKCS11Session reader = open("0x7f0000000030");
+        for (String each : made.keySet()) {
+            for (String onToken : List.of("true", "false", "")) {
+                for (boolean all : new boolean[] {false, true}) {
+                    session = open(OTHER);
+                    token.answer(each.split(" ")[0], each.split(" ")[1] + "=" + WIDE);
+                    boolean none = onToken.isEmpty();
+                    PKCS11Object object = made.get(each).apply(none ? null : new int[] {CKA_LABEL, CKA_TOKEN},
+                        none ? null : new Object[] {"a label", Boolean.valueOf(onToken)});
+                    NativePKCS11Object seen = new NativePKCS11Object(reader, object.getObjectID());
+                    assertEquals(WIDE, objectOf(seen), each);
+                    if (all) {
+                        slot.closeAllSessions();
+                        reader = open("0x7f0000000030");
+                        seen = new NativePKCS11Object(reader, object.getObjectID());
+                    } else {
+                        session.close();
+                    }
+                    assertEquals(onToken.equals("true") ? WIDE : "", objectOf(seen), each + " " + onToken);
+                }
+            }
+        }
+        session = open(OTHER);
+        token.answer("C_CopyObject", "object=" + WIDE);
+        NativePKCS11Object copy = new NativePKCS11Object(reader, session.copy(key(9), null, null).getObjectID());
+        session.close();
+        assertEquals(WIDE, objectOf(copy), "it may have inherited CKA_TOKEN");
     }
 
     /** The module gives a handle on before the call that takes it back has returned. */
