@@ -1,9 +1,13 @@
 package com.kelvane.pkcs11;
 
-import java.util.HashMap;
-import java.util.HashSet;
+import java.math.BigInteger;
+import java.util.Date;
+import java.util.LinkedHashMap;
+import java.util.LinkedHashSet;
 import java.util.Map;
 import java.util.Set;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
  * Attributes of an object as they were read at one time: those that there are, and which of the others the token keeps
@@ -11,10 +15,10 @@ import java.util.Set;
  */
 public final class PKCS11Attributes {
     /** The values by their types; null for one that is empty. */
-    private final Map<Integer, Object> values = new HashMap<>();
+    private final Map<Integer, Object> values = new LinkedHashMap<>();
 
     /** The types that the token refused to reveal. */
-    private final Set<Integer> sensitive = new HashSet<>();
+    private final Set<Integer> sensitive = new LinkedHashSet<>();
 
     /** Nothing is read yet. */
     private PKCS11Attributes() {
@@ -78,5 +82,96 @@ public final class PKCS11Attributes {
      */
     public Object get(int type) {
         return values.get(type);
+    }
+
+    /**
+     * Tells whether a boolean attribute is there and true.
+     *
+     * @param type the attribute type
+     * @return false too for one that is absent or sensitive
+     * @throws IllegalArgumentException if the attribute is of another kind
+     */
+    public boolean isTrue(int type) {
+        return Boolean.TRUE.equals(get(type, Boolean.class));
+    }
+
+    /**
+     * Returns the value of an integer attribute.
+     *
+     * @param type the attribute type
+     * @return the value, its 32 bits unsigned; null for one that is absent or sensitive
+     * @throws IllegalArgumentException if the attribute is of another kind
+     */
+    public Integer getInteger(int type) {
+        return get(type, Integer.class);
+    }
+
+    /**
+     * Returns the value of a text attribute.
+     *
+     * @param type the attribute type
+     * @return the value; null for one that is absent or sensitive
+     * @throws IllegalArgumentException if the attribute is of another kind
+     */
+    public String getString(int type) {
+        return get(type, String.class);
+    }
+
+    /**
+     * Returns the value of a byte array attribute, or of one whose kind is not known.
+     *
+     * @param type the attribute type
+     * @return the value itself, not a copy; null for one that is absent or sensitive
+     * @throws IllegalArgumentException if the attribute is of another kind
+     */
+    public byte[] getBytes(int type) {
+        return get(type, byte[].class);
+    }
+
+    /**
+     * Returns the value of a big integer attribute.
+     *
+     * @param type the attribute type
+     * @return the value; null for one that is absent or sensitive
+     * @throws IllegalArgumentException if the attribute is of another kind
+     */
+    public BigInteger getBigInteger(int type) {
+        return get(type, BigInteger.class);
+    }
+
+    /**
+     * Returns the value of a date attribute.
+     *
+     * @param type the attribute type
+     * @return the first moment of the day in the process's local time zone; null for one that is absent, sensitive or
+     *     empty
+     * @throws IllegalArgumentException if the attribute is of another kind
+     */
+    public Date getDate(int type) {
+        return get(type, Date.class);
+    }
+
+    /** Returns a value as one of a class. */
+    private <T> T get(int type, Class<T> wanted) {
+        Object value = get(type);
+        if (value != null && !wanted.isInstance(value)) {
+            throw new IllegalArgumentException(PKCS11Constants.nameOf("CKA_", type) + " is "
+                + value.getClass().getSimpleName() + ", not " + wanted.getSimpleName());
+        }
+        return wanted.cast(value);
+    }
+
+    /**
+     * Names the attributes and shows their values; of bytes and big integers, which may be secret, the size alone.
+     *
+     * @return for example {@code [CKA_LABEL="mine", CKA_MODULUS=2048 bits, CKA_VALUE sensitive]}; what is absent is not
+     *     in it
+     */
+    @Override
+    public String toString() {
+        return Stream.concat(
+            values.entrySet().stream().map(each -> AttributeKinds.text(each.getKey(), each.getValue())),
+            sensitive.stream().map(each -> PKCS11Constants.nameOf("CKA_", each) + " sensitive"))
+            .collect(Collectors.joining(", ", "[", "]"));
     }
 }

@@ -59,6 +59,16 @@ public class PKCS11Exception extends RuntimeException {
     }
 
     /**
+     * Returns the name of the Cryptoki return code, {@code CKR_PIN_INCORRECT} for example.
+     *
+     * @return the name; {@code CKR_0x80000012} for a code without one; null if there is a text only
+     */
+    public String getName() {
+        // It is looked up here and not in the constructor, which also has to work at the end of a thread's stack.
+        return hasCode ? PKCS11Constants.nameOf("CKR_", code) : null;
+    }
+
+    /**
      * Returns the text, or the code as text.
      *
      * @return the text given; for a code its name and value, {@code CKR_PIN_INCORRECT (0xa0)}, and for a code without a
@@ -66,11 +76,10 @@ public class PKCS11Exception extends RuntimeException {
      */
     @Override
     public String getMessage() {
-        // The name is looked up here and not in the constructor, which also has to work at the end of a thread's stack.
-        if (!hasCode) {
+        String name = getName();
+        if (name == null) {
             return super.getMessage();
         }
-        String name = PKCS11Constants.nameOf("CKR_", code);
         String value = "0x" + Integer.toHexString(code);
         return name.endsWith(value) ? name : name + " (" + value + ")";
     }

@@ -121,6 +121,16 @@ public interface PKCS11Object {
      */
     NativePKCS11Object copy(int[] types, Object[] values);
 
+    /**
+     * Copies the object, with some attributes changed.
+     *
+     * @param changes the attributes to be changed
+     * @return the copy, in the same session
+     */
+    default NativePKCS11Object copy(Template changes) {
+        return copy(changes.getTypes(), changes.getValues());
+    }
+
     /** Destroys the object. This Java object is not changed, but of no use any more. */
     void destroy();
 
@@ -152,6 +162,15 @@ public interface PKCS11Object {
      *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
      */
     void setAttributeValues(int[] types, Object[] values);
+
+    /**
+     * Sets several attributes.
+     *
+     * @param attributes the attributes and their new values
+     */
+    default void setAttributeValues(Template attributes) {
+        setAttributeValues(attributes.getTypes(), attributes.getValues());
+    }
 
     /**
      * Sets a boolean attribute.

@@ -72,9 +72,10 @@
  * zone, as the environment variable {@code TZ} sets it. Only dates of the years 1970 to 9999 can be written: any
  * other is refused with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13).
  *
- * <p>A template is a pair of arrays of one length, {@code int[]} types and {@code Object[]} values; arrays that differ
- * in length are refused with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1). Type -1 leaves its element out. If either array
- * is null, the template is empty.
+ * <p>A template is a {@link Template}, which is checked when it is built and names the attribute that is wrong. Native
+ * methods take it as a pair of arrays of one length, {@code int[]} types and {@code Object[]} values; arrays that
+ * differ in length are refused with {@code CKR_TEMPLATE_INCONSISTENT} (0xd1). Type -1 leaves its element out. If either
+ * array is null, the template is empty.
  *
  * <h2>Mechanisms</h2>
  *

@@ -55,6 +55,16 @@ class ObjectTest extends SessionFixture {
             "C_CreateObject session=0x7 template=null");
     }
 
+    /** How a template refuses an attribute and its value: the first words up to "takes " or "is not". */
+    private static String refusal(int type, Object value) {
+        try {
+            Template.of(type, value);
+            return "";
+        } catch (IllegalArgumentException e) {
+            return e.getMessage().replaceFirst("( takes | is not).*", "$1");
+        }
+    }
+
     /** The documented table against the library: which values every attribute takes, and what it is read as. */
     @Test
     void everyAttributeOfTheTable() throws Throwable {
@@ -63,6 +73,8 @@ class ObjectTest extends SessionFixture {
         Map<String, String> taken = Map.of("Boolean", "0", "Integer", "1", "String", "237", "byte[]", "37", "Date",
             "47", "BigInteger", "357", "int[]", "67"); // the places of the values that it takes
         Map<Integer, String> rows = documented("attributes.md");
+        Set<Integer> shown = Set.of(CKA_ID, CKA_SERIAL_NUMBER, CKA_EC_PARAMS, CKA_PUBLIC_EXPONENT);
+        byte[] secret = {0x12, 0x34, 0x56, 0x78}; // 305419896
         assertEquals(54 + 17, rows.size());
         for (int type : rows.keySet()) {
             String kind = rows.get(type);
@@ -72,15 +84,24 @@ class ObjectTest extends SessionFixture {
                 String expected = taken.get(kind).contains("" + i) && i < 8 ? "" : "0x13";
                 assertEquals(expected, raised(() -> key(9).setAttributeValue(type, value)), name + "/" + i);
                 assertEquals(expected.isEmpty() ? 1 : 0, calls().size());
+                assertEquals(expected.isEmpty() ? "" : nameOf("CKA_", type) + " takes ", refusal(type, value));
+            }
+            if (kind.equals("byte[]") || kind.equals("BigInteger")) {
+                String text = Template.of(type, kind.equals("byte[]") ? secret : new BigInteger(secret)).toString();
+                assertEquals(shown.contains(type), text.contains(hex(secret)) || text.contains("305419896"), text);
             }
             token.always("C_GetAttributeValue", "0x" + Integer.toHexString(type) + "="
                 + Map.of("Boolean", "01", "Date", "'20240229'").getOrDefault(kind, "0100000000000000"));
             assertEquals(kind, key(9).getAttributeValue(type).getClass().getSimpleName(), name);
             calls();
         }
+        for (Object[] wrong : new Object[][] {{TOKEN}, {"label", 1}, {null, 1}, {TOKEN, true, TOKEN, true}}) {
+            assertThrows(IllegalArgumentException.class, () -> Template.of(wrong));
+        }
         for (Field field : PKCS11Constants.class.getFields()) {
             if (field.getName().startsWith("CKA_") && !rows.containsKey(field.getInt(null))) {
                 assertRefused("0x12", () -> key(9).setAttributeValue(field.getInt(null), new byte[1]));
+                assertEquals(nameOf("CKA_", field.getInt(null)) + " is not", refusal(field.getInt(null), new byte[1]));
             }
         }
     }
@@ -244,7 +265,11 @@ class ObjectTest extends SessionFixture {
         assertEquals(Arrays.asList(true, null, null, null),
             Arrays.asList(read.get(TOKEN), read.get(LABEL), read.get(CLASS), read.get(START)));
         assertArrayEquals(new byte[] {7}, (byte[]) read.get(0x80000001));
-        assertTrue(read.has(TOKEN) && read.has(START) && read.isSensitive(LABEL));
+        assertTrue(read.has(TOKEN) && read.isTrue(TOKEN) && read.has(START) && read.isSensitive(LABEL));
+        assertEquals("[CKA_TOKEN=true, CKA_0x80000001=1 bytes, CKA_START_DATE=null, CKA_LABEL sensitive]",
+            read.toString());
+        assertNull(read.getInteger(CLASS));
+        assertThrows(IllegalArgumentException.class, () -> read.getString(TOKEN));
         assertFalse(read.has(LABEL) || read.has(CLASS) || read.has(VALUE) || read.isSensitive(CLASS));
         answer("", "rv=0xb3");
         assertEquals("0xb3", raised(() -> key(9).readAttributes(TOKEN, LABEL)));
