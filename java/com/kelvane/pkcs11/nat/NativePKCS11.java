@@ -2,6 +2,20 @@ package com.kelvane.pkcs11.nat;
 
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Slot;
+import com.kelvane.pkcs11.PKCS11TokenInfo;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Objects;
+import java.util.Optional;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
+import com.kelvane.pkcs11.PKCS11TokenInfo;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Objects;
+import java.util.Optional;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
  * A Cryptoki library, loaded from a file.
@@ -127,6 +141,50 @@ public class NativePKCS11 implements AutoCloseable {
      *     call
      */
     public native PKCS11Slot[] getSlotList(boolean tokenPresent);
+
+    /**
+     * Finds the slots with a token that tells what it is ({@link PKCS11Slot#getTokenInfo}). A slot that cannot tell,
+     * because its token has just gone or the module does not know it, is left out and does not hide the others.
+     *
+     * @return the slots in the order of the library; each is asked when the stream comes to it
+     * @throws PKCS11Exception as {@link #getSlotList} raises it
+     */
+    public Stream<PKCS11Slot> slotsWithTokens() {
+        return Arrays.stream(getSlotList(true)).filter(slot -> tokenIn(slot) != null);
+    }
+
+    /**
+     * Finds the slot of a token, which is known by its label or serial number: the numbers of slots move.
+     *
+     * @param labelOrSerial the whole label of the token, or its whole serial number, without trailing blanks
+     * @return the slot; empty if no slot tells of such a token
+     * @throws PKCS11Exception as {@link #getSlotList} raises it
+     * @throws IllegalArgumentException if several tokens could be meant; {@link #slotsWithTokens} has them all
+     */
+    public Optional<PKCS11Slot> findSlot(String labelOrSerial) {
+        Objects.requireNonNull(labelOrSerial, "labelOrSerial");
+        List<PKCS11Slot> found = Arrays.stream(getSlotList(true)).filter(slot -> {
+            PKCS11TokenInfo token = tokenIn(slot);
+            return token != null && (labelOrSerial.equals(token.getLabel())
+                || labelOrSerial.equals(token.getSerialNumber()));
+        }).collect(Collectors.toList());
+        if (found.size() > 1) {
+            throw new IllegalArgumentException(found.size() + " tokens are \"" + labelOrSerial + "\": " + found);
+        }
+        return found.stream().findFirst();
+    }
+
+    /** Asks for the token in a slot; null if the slot cannot tell. */
+    private static PKCS11TokenInfo tokenIn(PKCS11Slot slot) {
+        try {
+            return slot.getTokenInfo();
+        } catch (PKCS11Exception e) {
+            if (e.hasCode()) {
+                return null;
+            }
+            throw e; // not about the slot: the library has been given back
+        }
+    }
 
     /**
      * Waits for something to happen in a slot, a token put in or taken out ({@code C_WaitForSlotEvent}).
