@@ -1,15 +1,21 @@
 package com.kelvane.pkcs11.nat;
 
+import com.kelvane.pkcs11.PKCS11Constants;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Object;
+import java.io.ByteArrayInputStream;
 import java.math.BigInteger;
+import java.security.GeneralSecurityException;
+import java.security.PublicKey;
+import java.security.cert.CertificateException;
+import java.security.cert.CertificateFactory;
+import java.security.cert.X509Certificate;
 import java.util.Date;
 import java.util.Objects;
 
 /**
  * An object on a token or in a session, and the session through which it is reached. Key arguments are of this class;
- * {@link NativePKCS11Session#generateKeyPair} returns its two keys as {@link PKCS11Object}s, which are objects of this
- * class.
+ * the two keys that the native {@code generateKeyPair} returns as {@link PKCS11Object}s are too.
  *
  * <p>Two objects are equal if they have the same handle in equal sessions. A library may use a handle again once its
  * object has been destroyed.
@@ -61,6 +67,34 @@ public class NativePKCS11Object implements PKCS11Object {
     @Override
     public String toString() {
         return "object 0x" + Integer.toHexString(objectID) + " in " + session;
+    }
+
+    /**
+     * Makes a key of the JDK of the public key that this object tells: one of RSA, of an elliptic curve, whose point
+     * may be in an OCTET STRING or bare, or of Ed25519 and Ed448, which the JDK knows from version 15 on. Private keys
+     * of RSA tell their public key; of others look for the public key or certificate with the same {@code CKA_ID}.
+     *
+     * @return the key
+     * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the object does not tell a public key
+     * @throws GeneralSecurityException if the JDK does not know the curve or the kind of key
+     */
+    public PublicKey toPublicKey() throws GeneralSecurityException {
+        return PublicKeys.of(this);
+    }
+
+    /**
+     * Makes a certificate of the JDK of the one that this object holds.
+     *
+     * @return the certificate
+     * @throws CertificateException if the object is no X.509 certificate, or holds only the address of one
+     */
+    public X509Certificate toCertificate() throws CertificateException {
+        int type = getIntAttributeValue(PKCS11Constants.CKA_CLASS);
+        if (type != PKCS11Constants.CKO_CERTIFICATE) {
+            throw new CertificateException("not a certificate: " + PKCS11Constants.nameOf("CKO_", type));
+        }
+        return (X509Certificate) CertificateFactory.getInstance("X.509").generateCertificate(
+            new ByteArrayInputStream(getByteArrayAttributeValue(PKCS11Constants.CKA_VALUE)));
     }
 
     /**
