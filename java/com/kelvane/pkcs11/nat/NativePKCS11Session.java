@@ -1,17 +1,28 @@
 package com.kelvane.pkcs11.nat;
 
+import com.kelvane.pkcs11.PKCS11Constants;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Object;
 import com.kelvane.pkcs11.PKCS11SessionInfo;
+import com.kelvane.pkcs11.Template;
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.OutputStream;
 import java.math.BigInteger;
+import java.util.ArrayList;
 import java.util.Date;
+import java.util.List;
 import java.util.Objects;
 
 /**
  * A session with a token.
  *
- * <p>Buffers, templates, mechanisms, null, failures and threads are handled alike in all methods; see the description
- * of the package. Three things about buffers are worth repeating here:
+ * <p>There are two forms of most methods. Those that take a {@link Template}, and those that take all the data and
+ * return all of the result, are the short one: they tell every failure by an exception, and leave neither an operation
+ * nor a search behind. The native ones are the calls of the token themselves, with arrays and room of the caller's.
+ *
+ * <p>Buffers, templates, mechanisms, null, failures and threads are handled alike in all native methods; see the
+ * description of the package. Three things about buffers are worth repeating here:
  *
  * <ul>
  * <li>Every call copies the whole of each array it is given, in, and for an output array out again, however few bytes
@@ -86,11 +97,25 @@ public class NativePKCS11Session implements AutoCloseable {
         return "session 0x" + Integer.toHexString(sessionID) + " with " + slot;
     }
 
+    /** Refuses null as native methods do, and a key with handle 0, for which they do nothing and raise nothing. */
+    private static NativePKCS11Object usable(NativePKCS11Object key) {
+        if (key == null) {
+            throw new PKCS11Exception("obj is null");
+        }
+        if (key.getObjectID() == 0) {
+            throw new PKCS11Exception(PKCS11Constants.CKR_KEY_HANDLE_INVALID);
+        }
+        return key;
+    }
+
     // Session management
 
     /**
-     * Closes the session ({@code C_CloseSession}). This Java object is not changed; a second call is refused with
-     * {@code CKR_SESSION_HANDLE_INVALID}.
+     * Closes the session ({@code C_CloseSession}). This Java object is not changed and does not know: a second call is
+     * made like the first one and refused by the library, with {@code CKR_SESSION_HANDLE_INVALID} as a rule. A session
+     * that a {@code try} statement closes is not to be closed inside it too.
+     *
+     * <p>No other thread may be at work in the session: some libraries end the process then.
      */
     @Override
     public native void close();
@@ -104,6 +129,9 @@ public class NativePKCS11Session implements AutoCloseable {
 
     /**
      * Logs in to the token, for all sessions of the application with it ({@code C_Login}).
+     *
+     * <p>Null has the PIN entered at the token, on its PIN pad. An environment variable that is not set is null too and
+     * looks the same here, and an empty one counts as a wrong PIN: check both before.
      *
      * @param securityOfficer true for the security officer, false for the normal user
      * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
@@ -196,6 +224,38 @@ public class NativePKCS11Session implements AutoCloseable {
     // Encryption
 
     /**
+     * Encrypts data.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null; an initialisation vector that the token makes comes back
+     *     from {@link #encryptInit} only
+     * @param key the key
+     * @param data the data
+     * @return the encrypted data; with GCM the tag is its end
+     */
+    public byte[] encrypt(int mechanism, Object parameter, NativePKCS11Object key, byte[] data) {
+        usable(key);
+        return Operation.whole((in, inOffset, inLength, out, outOffset) -> encryptDoFinalGCM(mechanism, parameter, key,
+            in, inOffset, inLength, out, outOffset), this::encrypt, this::encryptFinal, data);
+    }
+
+    /**
+     * Encrypts a stream of any length, in small parts.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key
+     * @param in the data; read to its end, not closed
+     * @param out receives the encrypted data; not closed
+     * @throws IOException if a stream fails; the token then has to end the operation, and what comes of that is lost
+     */
+    public void encrypt(int mechanism, Object parameter, NativePKCS11Object key, InputStream in, OutputStream out)
+        throws IOException {
+        Operation.streamed(() -> encryptInit(mechanism, parameter, usable(key)), this::encryptUpdate, this::encrypt,
+            this::encryptFinal, in, out);
+    }
+
+    /**
      * Starts an encryption ({@code C_EncryptInit}).
      *
      * <p>An initialisation vector made by the token is copied back for two kinds of mechanism: into
@@ -274,6 +334,38 @@ public class NativePKCS11Session implements AutoCloseable {
     // Decryption
 
     /**
+     * Decrypts data.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key
+     * @param data the encrypted data; with GCM the tag is its end
+     * @return the data
+     */
+    public byte[] decrypt(int mechanism, Object parameter, NativePKCS11Object key, byte[] data) {
+        usable(key);
+        return Operation.whole((in, inOffset, inLength, out, outOffset) -> decryptDoFinalGCM(mechanism, parameter, key,
+            in, inOffset, inLength, out, outOffset), this::decrypt, this::decryptFinal, data);
+    }
+
+    /**
+     * Decrypts a stream of any length, in small parts. With GCM most tokens keep all of it in their memory and Java's
+     * until the tag has come.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key
+     * @param in the encrypted data; read to its end, not closed
+     * @param out receives the data, which is not to be trusted unless this method returns; not closed
+     * @throws IOException if a stream fails; the token then has to end the operation, and what comes of that is lost
+     */
+    public void decrypt(int mechanism, Object parameter, NativePKCS11Object key, InputStream in, OutputStream out)
+        throws IOException {
+        Operation.streamed(() -> decryptInit(mechanism, parameter, usable(key)), this::decryptUpdate, this::decrypt,
+            this::decryptFinal, in, out);
+    }
+
+    /**
      * Starts a decryption ({@code C_DecryptInit}).
      *
      * <p>With {@code PKCS11DEBUG} set the mechanism type is printed.
@@ -346,6 +438,32 @@ public class NativePKCS11Session implements AutoCloseable {
     // Digests
 
     /**
+     * Digests data.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param data the data
+     * @return the digest
+     */
+    public byte[] digest(int mechanism, Object parameter, byte[] data) {
+        return Operation.whole(() -> digestInit(mechanism, parameter), this::digest, this::digestFinal, data);
+    }
+
+    /**
+     * Digests a stream of any length, in small parts.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param in the data; read to its end, not closed
+     * @return the digest
+     * @throws IOException if the stream fails
+     */
+    public byte[] digest(int mechanism, Object parameter, InputStream in) throws IOException {
+        return Operation.gathered(() -> digestInit(mechanism, parameter), this::digestUpdate, this::digest,
+            this::digestFinal, in);
+    }
+
+    /**
      * Starts a digest ({@code C_DigestInit}).
      *
      * @param mechanism the mechanism type
@@ -391,6 +509,34 @@ public class NativePKCS11Session implements AutoCloseable {
     public native int digestFinal(byte[] out, int outOffset);
 
     // Signatures and MACs
+
+    /**
+     * Signs data, or makes a MAC of them.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key
+     * @param data the data; for a mechanism that does not hash by itself, {@code CKM_ECDSA} for example, their hash
+     * @return the signature; of ECDSA the two numbers one after the other, without DER
+     */
+    public byte[] sign(int mechanism, Object parameter, NativePKCS11Object key, byte[] data) {
+        return Operation.whole(() -> signInit(mechanism, parameter, usable(key)), this::sign, this::signFinal, data);
+    }
+
+    /**
+     * Signs a stream of any length, in small parts, or makes a MAC of it.
+     *
+     * @param mechanism the mechanism type, one that hashes by itself
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key
+     * @param in the data; read to its end, not closed
+     * @return the signature
+     * @throws IOException if the stream fails; the token then has to end the operation by a signature that is lost
+     */
+    public byte[] sign(int mechanism, Object parameter, NativePKCS11Object key, InputStream in) throws IOException {
+        return Operation.gathered(() -> signInit(mechanism, parameter, usable(key)), this::signUpdate, this::sign,
+            this::signFinal, in);
+    }
 
     /**
      * Starts a signature or MAC ({@code C_SignInit}).
@@ -453,6 +599,42 @@ public class NativePKCS11Session implements AutoCloseable {
     public native int signRecover(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
 
     // Verification
+
+    /**
+     * Verifies the signature or MAC of data.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key
+     * @param data the data, as {@link #sign(int, Object, NativePKCS11Object, byte[])} takes them
+     * @param signature the signature
+     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID} or
+     *     {@code CKR_SIGNATURE_LEN_RANGE}
+     */
+    public boolean verify(int mechanism, Object parameter, NativePKCS11Object key, byte[] data, byte[] signature) {
+        return Operation.verified(() -> verifyInit(mechanism, parameter, usable(key)),
+            () -> verify(data, 0, data.length, signature, 0, signature.length),
+            () -> verifyFinal(signature, 0, signature.length));
+    }
+
+    /**
+     * Verifies the signature or MAC of a stream of any length, in small parts.
+     *
+     * @param mechanism the mechanism type, one that hashes by itself
+     * @param parameter the mechanism's parameter, or null
+     * @param key the key
+     * @param in the data; read to its end, not closed
+     * @param signature the signature
+     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID} or
+     *     {@code CKR_SIGNATURE_LEN_RANGE}
+     * @throws IOException if the stream fails
+     */
+    public boolean verify(int mechanism, Object parameter, NativePKCS11Object key, InputStream in, byte[] signature)
+        throws IOException {
+        return Operation.verified(() -> verifyInit(mechanism, parameter, usable(key)), this::verifyUpdate,
+            () -> verify(signature, 0, 0, signature, 0, signature.length),
+            () -> verifyFinal(signature, 0, signature.length), in);
+    }
 
     /**
      * Starts the verification of a signature or MAC ({@code C_VerifyInit}).
@@ -573,6 +755,18 @@ public class NativePKCS11Session implements AutoCloseable {
     // Key management
 
     /**
+     * Generates a secret key.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param template the key's attributes
+     * @return the key
+     */
+    public NativePKCS11Object generateKey(int mechanism, Object parameter, Template template) {
+        return generateKey(mechanism, parameter, template.getTypes(), template.getValues());
+    }
+
+    /**
      * Generates a secret key, or a set of domain parameters ({@code C_GenerateKey}).
      *
      * <p>For the password-based mechanisms the initialisation vector made by the token is copied back into
@@ -588,6 +782,22 @@ public class NativePKCS11Session implements AutoCloseable {
      *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
      */
     public native NativePKCS11Object generateKey(int mechanism, Object parameter, int[] types, Object[] values);
+
+    /**
+     * Generates a key pair.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param publicTemplate the public key's attributes
+     * @param privateTemplate the private key's attributes
+     * @return the two keys
+     */
+    public NativePKCS11KeyPair generateKeyPair(int mechanism, Object parameter, Template publicTemplate,
+        Template privateTemplate) {
+        PKCS11Object[] pair = generateKeyPair(mechanism, parameter, publicTemplate.getTypes(),
+            publicTemplate.getValues(), privateTemplate.getTypes(), privateTemplate.getValues());
+        return new NativePKCS11KeyPair((NativePKCS11Object) pair[0], (NativePKCS11Object) pair[1]);
+    }
 
     /**
      * Generates a key pair ({@code C_GenerateKeyPair}).
@@ -606,6 +816,21 @@ public class NativePKCS11Session implements AutoCloseable {
         Object[] publicValues, int[] privateTypes, Object[] privateValues);
 
     /**
+     * Wraps, that is encrypts, a key with another one.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param wrappingKey the key to encrypt with
+     * @param key the key to be wrapped
+     * @return the wrapped key
+     */
+    public byte[] wrapKey(int mechanism, Object parameter, NativePKCS11Object wrappingKey, NativePKCS11Object key) {
+        usable(wrappingKey);
+        usable(key);
+        return Operation.single((out, outOffset) -> wrapKey(mechanism, parameter, wrappingKey, key, out, outOffset));
+    }
+
+    /**
      * Wraps, that is encrypts, a key with another one ({@code C_WrapKey}).
      *
      * @param mechanism the mechanism type
@@ -620,6 +845,22 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public native int wrapKey(int mechanism, Object parameter, NativePKCS11Object wrappingKey, NativePKCS11Object key,
         byte[] wrappedKey, int offset);
+
+    /**
+     * Unwraps, that is decrypts, a key with another one.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param unwrappingKey the key to decrypt with; with handle 0 the call returns null at once and does nothing
+     * @param wrappedKey the wrapped key
+     * @param template the new key's attributes
+     * @return the new key
+     */
+    public NativePKCS11Object unwrapKey(int mechanism, Object parameter, NativePKCS11Object unwrappingKey,
+        byte[] wrappedKey, Template template) {
+        return unwrapKey(mechanism, parameter, unwrappingKey, wrappedKey, 0, wrappedKey.length, template.getTypes(),
+            template.getValues());
+    }
 
     /**
      * Unwraps, that is decrypts, a key with another one ({@code C_UnwrapKey}).
@@ -638,6 +879,21 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public native NativePKCS11Object unwrapKey(int mechanism, Object parameter, NativePKCS11Object unwrappingKey,
         byte[] wrappedKey, int offset, int length, int[] types, Object[] values);
+
+    /**
+     * Derives a key from another one. What some mechanisms return besides is in the parameter object, see the native
+     * method.
+     *
+     * @param mechanism the mechanism type
+     * @param parameter the mechanism's parameter, or null
+     * @param baseKey the key to derive from; with handle 0 the call returns null at once and does nothing
+     * @param template the new key's attributes
+     * @return the new key
+     */
+    public NativePKCS11Object deriveKey(int mechanism, Object parameter, NativePKCS11Object baseKey,
+        Template template) {
+        return deriveKey(mechanism, parameter, baseKey, template.getTypes(), template.getValues());
+    }
 
     /**
      * Derives a key from another one ({@code C_DeriveKey}).
@@ -669,6 +925,40 @@ public class NativePKCS11Session implements AutoCloseable {
     // Objects
 
     /**
+     * Finds the objects that have certain attributes. The search is ended, whatever happens.
+     *
+     * @param template the attributes; {@code Template.of()} finds all objects
+     * @return the objects; an empty list if there are none
+     */
+    @SuppressWarnings("try") // the search is there to be closed
+    public List<NativePKCS11Object> findObjects(Template template) {
+        List<NativePKCS11Object> found = new ArrayList<>();
+        findObjectsInit(template);
+        try (Search search = this::findObjectsFinal) {
+            for (NativePKCS11Object each = findObject(); each != null; each = findObject()) {
+                found.add(each);
+            }
+        }
+        return found;
+    }
+
+    /** A search to be ended; a failure of that does not hide an earlier one. */
+    private interface Search extends AutoCloseable {
+        @Override
+        void close();
+    }
+
+    /**
+     * Creates an object.
+     *
+     * @param template the object's attributes
+     * @return the object
+     */
+    public NativePKCS11Object createObject(Template template) {
+        return createObject(template.getTypes(), template.getValues());
+    }
+
+    /**
      * Creates an object ({@code C_CreateObject}).
      *
      * @param types the object's attribute types, or null
@@ -678,6 +968,17 @@ public class NativePKCS11Session implements AutoCloseable {
      *     or {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the attributes are refused
      */
     public native NativePKCS11Object createObject(int[] types, Object[] values);
+
+    /**
+     * Copies an object, with some attributes changed.
+     *
+     * @param source the object to be copied; with handle 0 the call returns null and does nothing
+     * @param changes the attributes to be changed
+     * @return the copy, in this session
+     */
+    public NativePKCS11Object copy(NativePKCS11Object source, Template changes) {
+        return copy(source, changes.getTypes(), changes.getValues());
+    }
 
     /**
      * Copies an object, with some attributes changed ({@code C_CopyObject}).
@@ -697,6 +998,15 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param object the object; with handle 0 the call returns and does nothing
      */
     public native void destroyObject(NativePKCS11Object object);
+
+    /**
+     * Starts a search, as the native method does; {@link #findObjects} does all of it.
+     *
+     * @param template the attributes
+     */
+    public void findObjectsInit(Template template) {
+        findObjectsInit(template.getTypes(), template.getValues());
+    }
 
     /**
      * Starts a search for the objects that have certain attributes ({@code C_FindObjectsInit}). {@link #findObject} is

@@ -132,6 +132,8 @@ public class NativePKCS11Slot implements PKCS11Slot {
      *
      * <p>Cryptoki: {@code C_CloseAllSessions}. The session objects are not changed; calls through them are refused by
      * the library, with {@code CKR_SESSION_HANDLE_INVALID} as a rule.
+     *
+     * <p>No other thread may be at work in one of them: some libraries end the process then.
      */
     @Override
     public native void closeAllSessions();

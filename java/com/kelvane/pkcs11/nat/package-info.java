@@ -1,6 +1,11 @@
 /**
  * The calls of PKCS #11 (Cryptoki, version 2): four classes whose native methods each make one or two calls of a
- * Cryptoki library.
+ * Cryptoki library, and whose other methods put those together for what programs do most.
+ *
+ * <p>The other methods are {@link com.kelvane.pkcs11.nat.NativePKCS11#findSlot findSlot}, {@code findObjects}, those
+ * that take a {@link com.kelvane.pkcs11.Template}, and those that encrypt, decrypt, digest, sign, verify or wrap all of
+ * the data or of a stream. They need no room from the caller, end what they begin, whatever happens, and refuse a key
+ * with handle 0 by {@code CKR_KEY_HANDLE_INVALID} (0x60). What follows is about the native ones.
  *
  * <h2>Handles</h2>
  *
@@ -43,7 +48,8 @@
  * <p>All methods may be called by any threads at once. A library that locks for itself is called without further ado.
  * For any other one, each single call of the library is made under the bridge lock, the monitor of the class
  * {@link com.kelvane.pkcs11.nat.NativePKCS11}, which is one for the whole process. Calls that belong together, such as
- * the start of an operation and its end, are not protected as a whole.
+ * the start of an operation and its end, are not protected as a whole. A session may be closed, and all of a slot's,
+ * only while no other thread is at work in it: some libraries end the process otherwise.
  *
  * <h2>The native library</h2>
  *

@@ -3,10 +3,12 @@ package com.kelvane.tokbridge.test;
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
+import static org.junit.jupiter.api.Assumptions.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.nio.file.*;
+import java.security.Signature;
 import java.util.*;
 import java.util.concurrent.*;
 import java.util.concurrent.atomic.*;
@@ -27,18 +29,13 @@ class RealTokenTest {
         library.libInitialize();
     }
 
-    private NativePKCS11Slot slotLabelled(String label) {
-        return (NativePKCS11Slot) Arrays.stream(library.getSlotList(true))
-            .filter(each -> each.getTokenInfo().getLabel().equals(label)).findFirst().orElseThrow();
-    }
-
     /** A session of a user on a new token. */
     NativePKCS11Session newToken(String module, String label) {
         begin(module);
-        slotLabelled("").initToken("officer", label);
+        library.findSlot("").orElseThrow().initToken("officer", label);
         library.libFinalize();
         begin(module); // SoftHSM moves an initialised token to another slot
-        NativePKCS11Session session = slotLabelled(label).openSession(6, null);
+        NativePKCS11Session session = library.findSlot(label).orElseThrow().openSession(6, null);
         session.login(true, "officer");
         session.initPIN("1234");
         session.logout();
@@ -89,6 +86,21 @@ class RealTokenTest {
         assertEquals("0xb3", raised(session::logout));
         library.libFinalize();
         assertEquals("functionList is null", raised(session::close));
+    }
+
+    /** What the tour does not try: the JDK verifies with the key that the token tells. */
+    @Test
+    void edwardsSignature() throws Throwable {
+        NativePKCS11Session session = newToken(SOFTHSM, "edwards");
+        assumeTrue(Arrays.stream(session.getSlot().getMechanismList()).anyMatch(each -> each == CKM_EDDSA));
+        NativePKCS11KeyPair pair = session.generateKeyPair(CKM_EC_EDWARDS_KEY_PAIR_GEN, null,
+            Template.of(CKA_EC_PARAMS, new byte[] {6, 3, 0x2b, 0x65, 0x70}), Template.of(CKA_SIGN, true));
+        byte[] text = {1, 2, 3};
+        Signature jdk = Signature.getInstance("Ed25519");
+        jdk.initVerify(pair.getPublic().toPublicKey());
+        jdk.update(text);
+        assertTrue(jdk.verify(session.sign(CKM_EDDSA, null, pair.getPrivate(), text)));
+        library.libFinalize();
     }
 
     /** The recovery that users are told of, under load: threads are inside the module when it is finalised. */
@@ -144,8 +156,7 @@ class RealTokenTest {
         try {
             NativePKCS11Session session = newToken(REMOTE, "far away");
             session.encryptInit(CKM_AES_ECB, null,
-                session.generateKey(CKM_AES_KEY_GEN, null, new int[] {CKA_VALUE_LEN, CKA_ENCRYPT},
-                    new Object[] {16, true}));
+                session.generateKey(CKM_AES_KEY_GEN, null, Template.of(CKA_VALUE_LEN, 16, CKA_ENCRYPT, true)));
             assertEquals(16, session.encryptUpdate(new byte[16], 0, 16, new byte[16], 0));
             kill(server);
             for (int i = 0; i < 3; i++) {
@@ -158,7 +169,7 @@ class RealTokenTest {
 
             server = startServer();
             begin(REMOTE);
-            NativePKCS11Session again = slotLabelled("far away").openSession(6, null);
+            NativePKCS11Session again = library.findSlot("far away").orElseThrow().openSession(6, null);
             again.login(false, "1234");
             again.generateRandom(new byte[8], 0, 8);
             library.libFinalize();

@@ -1,0 +1,408 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static com.kelvane.tokbridge.test.Harness.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.io.*;
+import java.security.*;
+import java.security.interfaces.*;
+import java.security.spec.*;
+import java.util.*;
+import java.util.stream.*;
+import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.*;
+
+/** The methods in plain Java: whatever a module answers, the result is exact or an exception, the session free. */
+class ShortFormTest extends SessionFixture {
+    private static final String ACTIVE = "0x" + Integer.toHexString(CKR_OPERATION_ACTIVE);
+    private static final String ENDED = "0x" + Integer.toHexString(CKR_OPERATION_NOT_INITIALIZED);
+    private static final String FAILED = "0x" + Integer.toHexString(CKR_DEVICE_ERROR);
+    private static final String TOO_SMALL = "0x" + Integer.toHexString(CKR_BUFFER_TOO_SMALL);
+    private static final IOException BROKEN = new IOException("broken");
+
+    private final byte[] in = {1, 2, 3, 4, 5};
+    private InputStream source = new ByteArrayInputStream(in);
+    private OutputStream sink = new ByteArrayOutputStream();
+
+    /** A way to an operation: the calls that it makes of the module, and its result in hexadecimal digits. */
+    private final class Form {
+        final List<String> functions;
+        final ThrowingSupplier<Object> call;
+
+        Form(String functions, ThrowingSupplier<Object> call) {
+            this.functions = List.of(functions.split(" "));
+            this.call = call;
+        }
+
+        boolean isStream() {
+            return functions.size() > 2;
+        }
+
+        /** The outcome, from the beginning. */
+        String run() throws Throwable {
+            source = new ByteArrayInputStream(in);
+            sink = new ByteArrayOutputStream();
+            calls();
+            return outcome(() -> {
+                Object result = call.get();
+                return result == null ? hex(((ByteArrayOutputStream) sink).toByteArray())
+                    : result instanceof byte[] ? hex(result) : result;
+            });
+        }
+
+        /** Ended by the last call in parts, and then by one of no data. */
+        void assertEnded(List<String> made) {
+            String whole = functions.get(1).replace("Update", "");
+            String last = made.get(made.size() - 1);
+            assertTrue(names(made).contains(whole + "Final") && (last.startsWith(whole + " session=0x7 in= ")
+                || last.startsWith("C_Verify session=0x7 in=")), functions + ": " + made);
+        }
+    }
+
+    private Form stream(String functions, Executable call) {
+        return new Form(functions, () -> {
+            call.execute();
+            return null;
+        });
+    }
+
+    private List<Form> forms() {
+        return List.of(
+            new Form("C_EncryptInit C_Encrypt", () -> session.encrypt(1, null, key(9), in)),
+            new Form("C_DecryptInit C_Decrypt", () -> session.decrypt(1, null, key(9), in)),
+            new Form("C_DigestInit C_Digest", () -> session.digest(1, null, in)),
+            new Form("C_SignInit C_Sign", () -> session.sign(1, null, key(9), in)),
+            new Form("C_VerifyInit C_Verify", () -> session.verify(1, null, key(9), in, in)),
+            stream("C_EncryptInit C_EncryptUpdate C_EncryptFinal",
+                () -> session.encrypt(1, null, key(9), source, sink)),
+            stream("C_DecryptInit C_DecryptUpdate C_DecryptFinal",
+                () -> session.decrypt(1, null, key(9), source, sink)),
+            new Form("C_DigestInit C_DigestUpdate C_DigestFinal", () -> session.digest(1, null, source)),
+            new Form("C_SignInit C_SignUpdate C_SignFinal", () -> session.sign(1, null, key(9), source)),
+            new Form("C_VerifyInit C_VerifyUpdate C_VerifyFinal", () -> session.verify(1, null, key(9), source, in)));
+    }
+
+    private static List<String> names(List<String> calls) {
+        return calls.stream().map(each -> each.split(" ")[0]).collect(Collectors.toList());
+    }
+
+    /** The functions of a form that have output. */
+    private static List<String> withOutput(Form form) {
+        return form.functions.stream()
+            .filter(each -> each.matches("C_(En|De)crypt(Update|Final)?|C_(Digest|Sign)(Final)?"))
+            .collect(Collectors.toList());
+    }
+
+    @Test
+    void outputOfEveryLength() throws Throwable {
+        for (Form form : forms()) {
+            for (String function : withOutput(form)) {
+                String plain = form.run();
+                assertEquals(form.functions, names(calls()));
+                String replaced = function.matches(".*crypt(Update)?") ? hex(in) : plain.substring(plain.length()
+                    - Map.of("C_EncryptFinal", 2, "C_DecryptFinal", 2).getOrDefault(function, plain.length()));
+                for (int length : new int[] {0, 1, 1029, 1030, 9000, 70_000, 500_000}) {
+                    String output = "ab".repeat(length);
+                    token.always(function, "out=" + output);
+                    assertEquals(plain.replace(replaced, output), form.run(), form.functions + " " + length);
+                    assertEquals(1, Collections.frequency(names(calls()), form.functions.get(0)), "started once");
+                    token.always(function, "");
+                }
+            }
+        }
+        token.always("C_WrapKey", "out=" + "cd".repeat(20_000));
+        assertEquals(20_000, session.wrapKey(1, null, key(8), key(9)).length);
+        byte[] large = bytes(1, 3 << 20);
+        assertArrayEquals(large, session.encrypt(1, null, key(9), large));
+        ByteArrayOutputStream kept = new ByteArrayOutputStream(); // by the token, until the last call
+        token.always("C_DecryptUpdate", "out=").always("C_DecryptFinal", "out=" + hex(large));
+        session.decrypt(1, null, key(9), new ByteArrayInputStream(large), kept);
+        assertArrayEquals(large, kept.toByteArray());
+    }
+
+    @Test
+    void tooLittleRoomForever() throws Throwable {
+        for (Form form : forms()) {
+            for (String function : withOutput(form)) {
+                for (String length : List.of("keep", "2", "0x200000", "0x7fffffff", "0x80000000")) {
+                    token.always(function, "rv=" + TOO_SMALL + " out.length=" + length);
+                    assertEquals(TOO_SMALL, form.run());
+                    List<String> made = calls();
+                    assertTrue(made.size() < 20, "" + made);
+                    made.forEach(each -> assertFalse(each.matches(".*room=(\\d{8,}|[2-9]\\d{6})"), "2 MiB is a lie"));
+                    form.assertEnded(made);
+                    token.always(function, "");
+                }
+            }
+        }
+        token.always("C_WrapKey", "rv=" + TOO_SMALL);
+        assertEquals(TOO_SMALL, raised(() -> session.wrapKey(1, null, key(8), key(9))));
+    }
+
+    /** Some tokens end an operation for want of room: it is begun again, where the data are still there. */
+    @Test
+    void endedForWantOfRoom() throws Throwable {
+        for (Form form : forms()) {
+            String plain = form.run();
+            for (String function : withOutput(form)) {
+                token.answer(function, "rv=" + TOO_SMALL + " out.length=5000").answer(function, "rv=" + ENDED);
+                if (form.isStream()) {
+                    token.answer(function, "rv=" + ENDED);
+                }
+                assertEquals(form.isStream() ? ENDED : plain, form.run(), function);
+                token.reset();
+            }
+        }
+    }
+
+    @Test
+    void everyFailureEndsWhatWasBegun() throws Throwable {
+        for (Form form : forms()) {
+            for (String function : form.functions) {
+                token.answer(function, "rv=" + FAILED);
+                assertEquals(FAILED, form.run(), function);
+                List<String> made = calls();
+                if (function.endsWith("Init") && !function.matches("C_..crypt.*") || function.endsWith("Init")
+                    && form.isStream()) {
+                    assertEquals(List.of(function), names(made));
+                } else {
+                    form.assertEnded(made);
+                }
+            }
+            token.answer(form.functions.get(0), "rv=" + ACTIVE); // an operation of the caller's own goes on
+            assertEquals(ACTIVE, form.run());
+            assertEquals(1, calls().size());
+        }
+    }
+
+    @Test
+    void streamsThatBreak() throws Throwable {
+        InputStream broken = new InputStream() {
+            @Override
+            public int read() throws IOException {
+                throw BROKEN;
+            }
+        };
+        OutputStream full = new OutputStream() {
+            @Override
+            public void write(int b) throws IOException {
+                throw BROKEN;
+            }
+        };
+        for (Form form : forms()) {
+            if (form.isStream()) {
+                source = new SequenceInputStream(new ByteArrayInputStream(in), broken);
+                calls();
+                assertSame(BROKEN, assertThrows(IOException.class, form.call::get));
+                form.assertEnded(calls());
+                source = new ByteArrayInputStream(in);
+                sink = full;
+                if (form.functions.get(1).contains("crypt")) {
+                    assertSame(BROKEN, assertThrows(IOException.class, form.call::get));
+                    form.assertEnded(calls());
+                }
+            }
+        }
+    }
+
+    @Test
+    void signaturesAreRightOrWrong() throws Throwable {
+        for (String function : List.of("C_Verify", "C_VerifyFinal")) {
+            Form form = forms().stream().filter(each -> each.functions.contains(function)).findFirst().orElseThrow();
+            for (String[] each : new String[][] {{"0", "true"}, {"0xc0", "false"}, {"0xc1", "false"}}) {
+                token.answer(function, "rv=" + each[0]);
+                assertEquals(each[1], form.run());
+                assertEquals(form.functions, names(calls()));
+            }
+        }
+    }
+
+    @Test
+    void noObjectIsNoKey() throws Throwable {
+        for (Executable each : List.<Executable>of(() -> session.encrypt(1, null, key(0), in),
+            () -> session.decrypt(1, null, key(0), source, sink), () -> session.sign(1, null, key(0), in),
+            () -> session.verify(1, null, key(0), in, in), () -> session.wrapKey(1, null, key(0), key(9)),
+            () -> session.wrapKey(1, null, key(9), key(0)))) {
+            assertRefused("0x" + Integer.toHexString(CKR_KEY_HANDLE_INVALID), each);
+        }
+        assertRefused("obj is null", () -> session.encrypt(1, null, null, in));
+    }
+
+    /** Keeps the arrays that the calls are made with. */
+    private final class Watched extends NativePKCS11Session {
+        final List<byte[]> seen = new ArrayList<>();
+
+        Watched() {
+            super(ShortFormTest.this.slot, session.getSessionID());
+        }
+
+        @Override
+        public int decryptDoFinalGCM(int mechanism, Object parameter, NativePKCS11Object key, byte[] data, int offset,
+            int length, byte[] out, int outOffset) {
+            seen.add(out);
+            return super.decryptDoFinalGCM(mechanism, parameter, key, data, offset, length, out, outOffset);
+        }
+
+        @Override
+        public int decrypt(byte[] data, int offset, int length, byte[] out, int outOffset) {
+            seen.add(out);
+            return super.decrypt(data, offset, length, out, outOffset);
+        }
+
+        @Override
+        public int decryptUpdate(byte[] data, int offset, int length, byte[] out, int outOffset) {
+            seen.addAll(List.of(data, out));
+            return super.decryptUpdate(data, offset, length, out, outOffset);
+        }
+    }
+
+    @Test
+    void nothingIsLeftInArraysOfOurOwn() throws Throwable {
+        Watched watched = new Watched();
+        token.answer("C_Decrypt", "rv=" + TOO_SMALL + " out=0101 out.length=5000");
+        watched.decrypt(1, null, key(9), in);
+        token.answer("C_DecryptUpdate", "rv=" + FAILED + " out=0101");
+        raised(() -> watched.decrypt(1, null, key(9), source, sink));
+        assertEquals(5, watched.seen.size(), "two rooms in one step, two arrays of a stream, and the room of its end");
+        for (byte[] each : watched.seen) {
+            assertArrayEquals(new byte[each.length], each);
+        }
+    }
+
+    @Test
+    void aSearchEnds() throws Throwable {
+        token.answer("C_FindObjects", "objects=5").answer("C_FindObjects", "objects=6");
+        List<NativePKCS11Object> found = session.findObjects(Template.of(CKA_TOKEN, true));
+        assertEquals(List.of("C_FindObjectsInit", "C_FindObjects", "C_FindObjects", "C_FindObjects",
+            "C_FindObjectsFinal"), names(calls()));
+        assertEquals("0x5 0x6", handleOf(found.get(0)) + " " + handleOf(found.get(1)));
+        calls();
+        token.answer("C_FindObjects", "rv=" + FAILED).answer("C_FindObjectsFinal", "rv=" + ENDED);
+        PKCS11Exception e = assertThrows(PKCS11Exception.class, () -> session.findObjects(Template.of()));
+        assertEquals("CKR_DEVICE_ERROR", e.getName());
+        assertEquals("CKR_OPERATION_NOT_INITIALIZED", ((PKCS11Exception) e.getSuppressed()[0]).getName());
+        assertCalls("C_FindObjectsInit session=0x7 template=[]", "C_FindObjects session=0x7 room=1",
+            "C_FindObjectsFinal session=0x7");
+        token.answer("C_FindObjectsInit", "rv=" + FAILED);
+        assertEquals(FAILED, raised(() -> session.findObjects(Template.of())));
+        assertEquals(1, calls().size());
+    }
+
+    @Test
+    void tokensAreFoundPastSlotsThatCannotTell() throws Throwable {
+        token.always("C_GetSlotList", "slots=1,2,3");
+        String[] label = {"label='first' serialNumber='1'", "rv=0xe1", "label='third' serialNumber='3'"};
+        for (int round = 0; round < 4; round++) {
+            for (String each : label) {
+                token.answer("C_GetTokenInfo", each);
+            }
+            List<Integer> found = (round == 0 ? library.slotsWithTokens()
+                : library.findSlot(List.of("third", "1", "thir").get(round - 1)).stream()).map(PKCS11Slot::getSlotID)
+                .collect(Collectors.toList());
+            assertEquals(List.of(List.of(1, 3), List.of(3), List.of(1), List.of()).get(round), found);
+        }
+        assertThrows(IllegalArgumentException.class, () -> library.findSlot("Token"), "all of them are");
+        assertThrows(NullPointerException.class, () -> library.findSlot(null));
+        Stream<PKCS11Slot> slots = library.slotsWithTokens();
+        finalizeLibrary();
+        assertEquals("functionList is null", raised(() -> slots.forEach(each -> { })));
+    }
+
+    /** A template is the two arrays that it was made of. */
+    @Test
+    void templatesArriveAsArraysDo() {
+        int[] types = {CKA_CLASS, CKA_LABEL};
+        Object[] values = {CKO_DATA, "a"};
+        Template template = Template.of(CKA_CLASS, CKO_DATA).and(CKA_LABEL, "a");
+        Runnable[][] pairs = {
+            {() -> session.createObject(types, values), () -> session.createObject(template)},
+            {() -> session.copy(key(9), types, values), () -> session.copy(key(9), template)},
+            {() -> session.findObjectsInit(types, values), () -> session.findObjectsInit(template)},
+            {() -> session.generateKey(1, null, types, values), () -> session.generateKey(1, null, template)},
+            {() -> session.generateKeyPair(1, null, types, values, null, new Object[0]),
+                () -> session.generateKeyPair(1, null, template, Template.of())},
+            {() -> session.unwrapKey(1, null, key(8), in, 0, 5, types, values),
+                () -> session.unwrapKey(1, null, key(8), in, template)},
+            {() -> session.deriveKey(1, null, key(8), types, values),
+                () -> session.deriveKey(1, null, key(8), template)},
+            {() -> key(9).copy(types, values), () -> key(9).copy(template)},
+            {() -> key(9).setAttributeValues(types, values), () -> key(9).setAttributeValues(template)}};
+        for (Runnable[] pair : pairs) {
+            pair[0].run();
+            List<String> expected = calls();
+            pair[1].run();
+            assertEquals(expected.toString().replace("privateTemplate=null", "privateTemplate=[]"), calls().toString());
+        }
+        NativePKCS11KeyPair pair = session.generateKeyPair(1, null, Template.of(), Template.of());
+        assertEquals(Integer.decode(handleOf(pair.getPublic())) + 1, Integer.decode(handleOf(pair.getPrivate())));
+    }
+
+    private void assertTold(PublicKey expected, int type, String attributes, String name) throws Exception {
+        token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, type) + " " + attributes);
+        assertEquals(expected, key(9).toPublicKey(), name);
+    }
+
+    private static String numberOf(int attribute, int value) {
+        return String.format("0x%x=%02x00000000000000", attribute, value);
+    }
+
+    /** The end of a public key in X.509. */
+    private static byte[] point(PublicKey key, int length) {
+        byte[] encoded = key.getEncoded();
+        return Arrays.copyOfRange(encoded, encoded.length - length, encoded.length);
+    }
+
+    private static PublicKey generate(String algorithm, AlgorithmParameterSpec curve) throws Exception {
+        KeyPairGenerator generator = KeyPairGenerator.getInstance(algorithm);
+        if (curve != null) {
+            generator.initialize(curve);
+        }
+        return generator.generateKeyPair().getPublic();
+    }
+
+    /** Points in an OCTET STRING, in a BIT STRING, and bare, even if a bare one looks like an OCTET STRING. */
+    @Test
+    void publicKeysOfEveryForm() throws Exception {
+        RSAPublicKey rsa = (RSAPublicKey) generate("RSA", null);
+        assertTold(rsa, CKK_RSA, "0x120=" + hex(rsa.getModulus().toByteArray()) + " 0x122=010001", "RSA");
+        Object[][] curves = {{"secp256r1", 65}, {"secp384r1", 97}, {"secp521r1", 133}, {"Ed25519", 32}, {"Ed448", 57}};
+        for (Object[] each : curves) {
+            String curve = (String) each[0];
+            boolean edwards = curve.startsWith("Ed");
+            int length = (int) each[1];
+            AlgorithmParameterSpec spec = edwards ? new NamedParameterSpec(curve) : new ECGenParameterSpec(curve);
+            PublicKey key = generate(edwards ? "EdDSA" : "EC", spec);
+            while (!edwards && length == 65 && point(key, length)[1] != length - 2) {
+                key = generate("EC", spec);
+            }
+            String named = "";
+            if (!edwards) {
+                AlgorithmParameters parameters = AlgorithmParameters.getInstance("EC");
+                parameters.init(spec);
+                named = " 0x180=" + hex(parameters.getEncoded());
+            }
+            String point = hex(point(key, length));
+            for (String form : List.of("", String.format(length < 128 ? "04%02x" : "0481%02x", length),
+                String.format("03%02x00", length + 1))) {
+                if (length < 127 || !form.startsWith("03")) {
+                    assertTold(key, edwards ? CKK_EC_EDWARDS : CKK_EC, named + " 0x181=" + form + point, curve + form);
+                }
+            }
+            for (String wrong : List.of("", "04", point.substring(2), point + "00", "0440" + point + "0000",
+                edwards ? "" : "02" + point.substring(2))) {
+                token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, edwards ? CKK_EC_EDWARDS : CKK_EC) + named
+                    + " 0x181=" + wrong);
+                assertThrows(InvalidKeySpecException.class, key(9)::toPublicKey, curve + wrong);
+            }
+        }
+        for (String unknown : List.of("0x180=06022a03", "0x180=", "0x180=1303502d32")) {
+            token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, CKK_EC) + " " + unknown + " 0x181=04");
+            assertThrows(InvalidKeySpecException.class, key(9)::toPublicKey, unknown);
+        }
+        token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, CKK_AES));
+        assertThrows(InvalidKeySpecException.class, key(9)::toPublicKey);
+    }
+}
