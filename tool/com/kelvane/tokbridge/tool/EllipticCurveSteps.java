@@ -3,19 +3,18 @@ package com.kelvane.tokbridge.tool;
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.CK_ECDH1_DERIVE_PARAMS;
+import com.kelvane.pkcs11.Template;
+import com.kelvane.pkcs11.nat.NativePKCS11KeyPair;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
-import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
 import java.security.GeneralSecurityException;
-import java.security.KeyFactory;
 import java.security.KeyPair;
 import java.security.KeyPairGenerator;
 import java.security.MessageDigest;
 import java.security.PublicKey;
 import java.security.Signature;
 import java.security.spec.ECGenParameterSpec;
-import java.security.spec.X509EncodedKeySpec;
 import java.util.Arrays;
 import javax.crypto.KeyAgreement;
 
@@ -29,8 +28,7 @@ final class EllipticCurveSteps {
 
     private final Tour tour;
     private final Token token;
-    private NativePKCS11Object publicKey;
-    private NativePKCS11Object privateKey;
+    private NativePKCS11KeyPair pair;
     private PublicKey inJdk;
     private KeyPair other;
 
@@ -48,47 +46,41 @@ final class EllipticCurveSteps {
     }
 
     private void generate() throws GeneralSecurityException {
-        NativePKCS11Object[] pair = Keys.pair(token.session(), CKM_EC_KEY_PAIR_GEN,
+        pair = token.session().generateKeyPair(CKM_EC_KEY_PAIR_GEN, null,
             Template.of(CKA_EC_PARAMS, CURVE, CKA_TOKEN, false, CKA_VERIFY, true),
             Template.of(CKA_TOKEN, false, CKA_PRIVATE, true, CKA_SENSITIVE, true, CKA_SIGN, true, CKA_DERIVE, true));
-        publicKey = pair[0];
-        privateKey = pair[1];
-        byte[] wrapped = publicKey.getByteArrayAttributeValue(CKA_EC_POINT);
+        byte[] wrapped = pair.getPublic().getByteArrayAttributeValue(CKA_EC_POINT);
         tour.check("the public key is an uncompressed point in an OCTET STRING",
             wrapped.length == 2 + POINT && wrapped[0] == 0x04 && wrapped[1] == POINT && wrapped[2] == 0x04);
-
-        // In the JDK's encoding (X.509) all keys of the curve begin alike and end with the point.
+        inJdk = pair.getPublic().toPublicKey();
         KeyPairGenerator generator = KeyPairGenerator.getInstance("EC");
         generator.initialize(new ECGenParameterSpec("secp256r1"));
         other = generator.generateKeyPair();
-        byte[] encoded = other.getPublic().getEncoded();
-        ByteBuffer.wrap(encoded, encoded.length - POINT, POINT).put(wrapped, 2, POINT);
-        inJdk = KeyFactory.getInstance("EC").generatePublic(new X509EncodedKeySpec(encoded));
     }
 
     private void sign(NativePKCS11Session session) throws GeneralSecurityException {
         byte[] message = "A message to be signed".getBytes(StandardCharsets.US_ASCII);
         byte[] hash = MessageDigest.getInstance("SHA-256").digest(message);
-        byte[] signature = Keys.sign(session, CKM_ECDSA, null, privateKey, hash);
+        byte[] signature = session.sign(CKM_ECDSA, null, pair.getPrivate(), hash);
         tour.check("the signature is two numbers of 32 bytes", signature.length == 64);
-        tour.check("the token verifies it", Keys.verify(session, CKM_ECDSA, null, publicKey, hash, signature));
+        tour.check("the token verifies it", session.verify(CKM_ECDSA, null, pair.getPublic(), hash, signature));
         Signature jdk = Signature.getInstance("SHA256withECDSAinP1363Format");
         jdk.initVerify(inJdk);
         jdk.update(message);
         tour.check("the JDK (" + jdk.getProvider().getName() + ") verifies it too", jdk.verify(signature));
         hash[0] ^= 1;
         tour.check("for a changed message the token answers false, without an exception",
-            !Keys.verify(session, CKM_ECDSA, null, publicKey, hash, signature));
+            !session.verify(CKM_ECDSA, null, pair.getPublic(), hash, signature));
     }
 
     private void derive(NativePKCS11Session session) throws GeneralSecurityException {
-        // The mechanism takes the point without the OCTET STRING around it.
+        // In the JDK's encoding (X.509) the point is the end. The mechanism takes it without an OCTET STRING around it.
         byte[] encoded = other.getPublic().getEncoded();
         byte[] point = Arrays.copyOfRange(encoded, encoded.length - POINT, encoded.length);
-        Template template = Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_GENERIC_SECRET, CKA_VALUE_LEN, 32,
-            CKA_TOKEN, false, CKA_SENSITIVE, false, CKA_EXTRACTABLE, true);
         NativePKCS11Object secret = session.deriveKey(CKM_ECDH1_DERIVE,
-            new CK_ECDH1_DERIVE_PARAMS(CKD_NULL, null, point), privateKey, template.types, template.values);
+            new CK_ECDH1_DERIVE_PARAMS(CKD_NULL, null, point), pair.getPrivate(), Template.of(
+                CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_GENERIC_SECRET, CKA_VALUE_LEN, 32, CKA_TOKEN, false,
+                CKA_SENSITIVE, false, CKA_EXTRACTABLE, true));
         KeyAgreement agreement = KeyAgreement.getInstance("ECDH");
         agreement.init(other.getPrivate());
         agreement.doPhase(inJdk, true);

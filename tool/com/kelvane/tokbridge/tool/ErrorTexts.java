@@ -34,7 +34,7 @@ final class ErrorTexts {
     /** The row of an exception's message. */
     static Entry find(String message) {
         return ENTRIES.stream().filter(each -> each.error.matcher(message).matches()).findFirst().orElseGet(
-            () -> new Entry("", message.startsWith("CKR_") ? "a code of the module's own, or a rare one"
+            () -> new Entry("", message.startsWith("CKR_") ? "a code of the module's own"
                 : "not in the documentation's page of errors",
                 "look it up in the module's manual, and look at its log"));
     }

@@ -1,7 +1,9 @@
 package com.kelvane.tokbridge.tool;
 
 import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.nat.NativePKCS11;
 import java.io.PrintStream;
+import java.util.stream.Stream;
 
 /** Why the program ends: what failed, why, and what to try. */
 final class Failure extends RuntimeException {
@@ -37,7 +39,7 @@ final class Failure extends RuntimeException {
             return (Failure) e;
         }
         if (e instanceof PKCS11Exception) {
-            return of(e.getStackTrace()[0].getMethodName() + " failed", (PKCS11Exception) e);
+            return of(call(e) + " failed", (PKCS11Exception) e);
         }
         if (e instanceof UnsatisfiedLinkError) {
             return new Failure(Main.FAILED, "tokbridge's own library is not there", e.getMessage(),
@@ -51,6 +53,13 @@ final class Failure extends RuntimeException {
         ErrorTexts.Entry known = ErrorTexts.find(e.getMessage());
         String reason = e.getMessage() + ": " + (e.getCause() != null ? e.getCause().getMessage() : known.cause);
         return new Failure(Main.FAILED, what, reason, known.remedy);
+    }
+
+    /** The method of the library that the tool called. */
+    static String call(Throwable e) {
+        String library = NativePKCS11.class.getPackageName();
+        return Stream.of(e.getStackTrace()).filter(frame -> frame.getClassName().startsWith(library))
+            .reduce((inner, outer) -> outer).map(StackTraceElement::getMethodName).orElse("a call");
     }
 
     void print(PrintStream err) {

@@ -6,6 +6,7 @@ import com.kelvane.pkcs11.CK_GCM_PARAMS;
 import com.kelvane.pkcs11.CK_RSA_PKCS_OAEP_PARAMS;
 import com.kelvane.pkcs11.CK_RSA_PKCS_PSS_PARAMS;
 import com.kelvane.pkcs11.PKCS11Attributes;
+import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.math.BigInteger;
@@ -43,8 +44,8 @@ final class FoundKeys {
             PKCS11Attributes about = key.readAttributes(CKA_KEY_TYPE, CKA_LABEL, CKA_ID, CKA_SIGN, CKA_DECRYPT,
                 CKA_MODULUS, CKA_PUBLIC_EXPONENT);
             String name = name(about);
-            boolean signs = Boolean.TRUE.equals(about.get(CKA_SIGN));
-            if (Integer.valueOf(CKK_RSA).equals(about.get(CKA_KEY_TYPE))) {
+            boolean signs = about.isTrue(CKA_SIGN);
+            if (isOfType(about, CKK_RSA)) {
                 if (signs) {
                     step("RSA signature, PKCS #1 v1.5" + name, CKM_SHA256_RSA_PKCS, session -> rsa(session, key, about,
                         CKM_SHA256_RSA_PKCS, null, "SHA256withRSA", null));
@@ -52,17 +53,16 @@ final class FoundKeys {
                         CKM_SHA256_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32),
                         "RSASSA-PSS", new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1)));
                 }
-                if (Boolean.TRUE.equals(about.get(CKA_DECRYPT))) {
+                if (about.isTrue(CKA_DECRYPT)) {
                     step("RSA decryption, OAEP" + name, CKM_RSA_PKCS_OAEP, session -> oaep(session, key, about));
                 }
-            } else if (signs && Integer.valueOf(CKK_EC).equals(about.get(CKA_KEY_TYPE))) {
+            } else if (signs && isOfType(about, CKK_EC)) {
                 step("ECDSA signature" + name, CKM_ECDSA, session -> ecdsa(session, key, about));
             }
         }
         for (NativePKCS11Object key : find(CKO_SECRET_KEY)) {
             PKCS11Attributes about = key.readAttributes(CKA_KEY_TYPE, CKA_LABEL, CKA_ID, CKA_ENCRYPT, CKA_DECRYPT);
-            if (Integer.valueOf(CKK_AES).equals(about.get(CKA_KEY_TYPE)) && Boolean.TRUE.equals(about.get(CKA_ENCRYPT))
-                && Boolean.TRUE.equals(about.get(CKA_DECRYPT))) {
+            if (isOfType(about, CKK_AES) && about.isTrue(CKA_ENCRYPT) && about.isTrue(CKA_DECRYPT)) {
                 byte[] iv = new byte[16];
                 new SecureRandom().nextBytes(iv);
                 step("AES CBC" + name(about), CKM_AES_CBC_PAD, session -> aes(session, key, CKM_AES_CBC_PAD, iv));
@@ -79,18 +79,22 @@ final class FoundKeys {
     }
 
     private List<NativePKCS11Object> find(int objectClass) {
-        return ListObjects.find(token.session(), Template.of(CKA_CLASS, objectClass, CKA_TOKEN, true));
+        return token.session().findObjects(Template.of(CKA_CLASS, objectClass, CKA_TOKEN, true));
+    }
+
+    private static boolean isOfType(PKCS11Attributes about, int keyType) {
+        return Integer.valueOf(keyType).equals(about.getInteger(CKA_KEY_TYPE));
     }
 
     private static String name(PKCS11Attributes about) {
-        Object label = about.get(CKA_LABEL);
-        return ", key " + (label != null && !"".equals(label) ? "\"" + label + "\""
-            : ListObjects.hex(about.get(CKA_ID)));
+        String label = about.getString(CKA_LABEL);
+        return ", key " + (label != null && !label.isEmpty() ? "\"" + label + "\""
+            : ListObjects.hex(about.getBytes(CKA_ID)));
     }
 
     private void rsa(NativePKCS11Session session, NativePKCS11Object key, PKCS11Attributes about, int mechanism,
         Object parameter, String algorithm, AlgorithmParameterSpec padding) throws Exception {
-        byte[] signature = Keys.sign(session, mechanism, parameter, key, MESSAGE);
+        byte[] signature = session.sign(mechanism, parameter, key, MESSAGE);
         Signature jdk = Signature.getInstance(algorithm);
         if (padding != null) {
             jdk.setParameter(padding);
@@ -104,40 +108,34 @@ final class FoundKeys {
         Cipher jdk = Cipher.getInstance("RSA/ECB/OAEPWithSHA-1AndMGF1Padding");
         jdk.init(Cipher.ENCRYPT_MODE, inJdk(about));
         byte[] data = Arrays.copyOf(MESSAGE, 16);
-        byte[] hidden = jdk.doFinal(data);
-        byte[] shown = new byte[hidden.length];
-        session.decryptInit(CKM_RSA_PKCS_OAEP, new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null), key);
-        int length = session.decrypt(hidden, 0, hidden.length, shown, 0);
-        tour.check("it decrypts what the JDK has encrypted", Arrays.equals(Arrays.copyOf(shown, length), data));
+        byte[] shown = session.decrypt(CKM_RSA_PKCS_OAEP, new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null),
+            key, jdk.doFinal(data));
+        tour.check("it decrypts what the JDK has encrypted", Arrays.equals(shown, data));
     }
 
     /** Private RSA keys tell their modulus, and mostly their public exponent. */
     private static PublicKey inJdk(PKCS11Attributes about) throws Exception {
-        BigInteger exponent = (BigInteger) about.get(CKA_PUBLIC_EXPONENT);
-        return KeyFactory.getInstance("RSA").generatePublic(new RSAPublicKeySpec((BigInteger) about.get(CKA_MODULUS),
+        BigInteger exponent = about.getBigInteger(CKA_PUBLIC_EXPONENT);
+        return KeyFactory.getInstance("RSA").generatePublic(new RSAPublicKeySpec(about.getBigInteger(CKA_MODULUS),
             exponent != null && exponent.signum() > 0 ? exponent : BigInteger.valueOf(65537)));
     }
 
     /** Private keys do not tell their public point: the public key of the same id verifies, if there is one. */
     private void ecdsa(NativePKCS11Session session, NativePKCS11Object key, PKCS11Attributes about) throws Exception {
         byte[] hash = MessageDigest.getInstance("SHA-256").digest(MESSAGE);
-        byte[] signature = Keys.sign(session, CKM_ECDSA, null, key, hash);
+        byte[] signature = session.sign(CKM_ECDSA, null, key, hash);
         tour.check("it gives a signature", signature.length > 0);
-        List<NativePKCS11Object> others = ListObjects.find(session, Template.of(CKA_CLASS, CKO_PUBLIC_KEY, CKA_ID,
-            about.get(CKA_ID)));
+        List<NativePKCS11Object> others = session.findObjects(Template.of(CKA_CLASS, CKO_PUBLIC_KEY, CKA_ID,
+            about.getBytes(CKA_ID)));
         if (!others.isEmpty()) {
-            tour.check("the public key of the same id verifies it", Keys.verify(session, CKM_ECDSA, null, others.get(0),
-                hash, signature));
+            tour.check("the public key of the same id verifies it", session.verify(CKM_ECDSA, null, others.get(0), hash,
+                signature));
         }
     }
 
     private void aes(NativePKCS11Session session, NativePKCS11Object key, int mechanism, Object parameter) {
-        byte[] hidden = new byte[MESSAGE.length + 32];
-        session.encryptInit(mechanism, parameter, key);
-        int length = session.encrypt(MESSAGE, 0, MESSAGE.length, hidden, 0);
-        byte[] shown = new byte[hidden.length];
-        session.decryptInit(mechanism, parameter, key);
-        int back = session.decrypt(hidden, 0, length, shown, 0);
-        tour.check("it decrypts what it has encrypted", Arrays.equals(Arrays.copyOf(shown, back), MESSAGE));
+        byte[] hidden = session.encrypt(mechanism, parameter, key, MESSAGE);
+        tour.check("it decrypts what it has encrypted",
+            Arrays.equals(session.decrypt(mechanism, parameter, key, hidden), MESSAGE));
     }
 }

@@ -2,7 +2,7 @@ package com.kelvane.tokbridge.tool;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
-import com.kelvane.pkcs11.PKCS11Object;
+import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.util.Arrays;
@@ -27,40 +27,15 @@ final class Keys {
         /** Makes an AES-256 key and puts it on the token. */
         Shared(NativePKCS11Session session) {
             byte[] value = random(session, 32);
-            Template template = AES.and(CKA_VALUE, value);
-            onToken = session.createObject(template.types, template.values);
+            onToken = session.createObject(AES.and(CKA_VALUE, value));
             inJdk = new SecretKeySpec(value, "AES");
             Arrays.fill(value, (byte) 0);
         }
-    }
-
-    /** Makes a key pair on the token: the public key, then the private one. */
-    static NativePKCS11Object[] pair(NativePKCS11Session session, int mechanism, Template publicPart,
-        Template privatePart) {
-        PKCS11Object[] pair = session.generateKeyPair(mechanism, null, publicPart.types, publicPart.values,
-            privatePart.types, privatePart.values);
-        return new NativePKCS11Object[] {(NativePKCS11Object) pair[0], (NativePKCS11Object) pair[1]};
     }
 
     static byte[] random(NativePKCS11Session session, int length) {
         byte[] bytes = new byte[length];
         session.generateRandom(bytes, 0, length);
         return bytes;
-    }
-
-    /** Signs data in one step. */
-    static byte[] sign(NativePKCS11Session session, int mechanism, Object parameter, NativePKCS11Object key,
-        byte[] data) {
-        byte[] signature = new byte[512];
-        session.signInit(mechanism, parameter, key);
-        int length = session.sign(data, 0, data.length, signature, 0);
-        return Arrays.copyOf(signature, length);
-    }
-
-    /** Verifies a signature in one step. */
-    static boolean verify(NativePKCS11Session session, int mechanism, Object parameter, NativePKCS11Object key,
-        byte[] data, byte[] signature) {
-        session.verifyInit(mechanism, parameter, key);
-        return session.verify(data, 0, data.length, signature, 0, signature.length);
     }
 }

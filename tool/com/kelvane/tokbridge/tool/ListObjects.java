@@ -5,11 +5,11 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import com.kelvane.pkcs11.PKCS11Attributes;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Slot;
+import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.io.PrintStream;
-import java.math.BigInteger;
 import java.time.ZoneId;
 import java.util.ArrayList;
 import java.util.Date;
@@ -49,7 +49,7 @@ final class ListObjects implements Callable<Integer> {
             List<Map<String, Object>> rows = new ArrayList<>();
             try (NativePKCS11Session session = token.open(slot, false)) {
                 Output.patiently("Reading the objects", () -> {
-                    for (NativePKCS11Object object : find(session, Template.of())) {
+                    for (NativePKCS11Object object : session.findObjects(Template.of())) {
                         rows.add(describe(object));
                     }
                     return null;
@@ -66,35 +66,22 @@ final class ListObjects implements Callable<Integer> {
         return Main.DONE;
     }
 
-    static List<NativePKCS11Object> find(NativePKCS11Session session, Template template) {
-        List<NativePKCS11Object> found = new ArrayList<>();
-        session.findObjectsInit(template.types, template.values);
-        try {
-            for (NativePKCS11Object each = session.findObject(); each != null; each = session.findObject()) {
-                found.add(each);
-            }
-        } finally {
-            session.findObjectsFinal();
-        }
-        return found;
-    }
-
     private static Map<String, Object> describe(NativePKCS11Object object) {
         PKCS11Attributes read = object.readAttributes(CKA_CLASS, CKA_KEY_TYPE, CKA_CERTIFICATE_TYPE, CKA_LABEL, CKA_ID,
             CKA_MODULUS_BITS, CKA_MODULUS, CKA_EC_PARAMS, CKA_VALUE_LEN);
         Map<String, Object> row = new LinkedHashMap<>();
-        row.put("class", name("CKO_", read.get(CKA_CLASS)));
-        row.put("type", read.has(CKA_KEY_TYPE) ? name("CKK_", read.get(CKA_KEY_TYPE))
-            : name("CKC_", read.get(CKA_CERTIFICATE_TYPE)));
+        row.put("class", name("CKO_", read.getInteger(CKA_CLASS)));
+        row.put("type", read.has(CKA_KEY_TYPE) ? name("CKK_", read.getInteger(CKA_KEY_TYPE))
+            : name("CKC_", read.getInteger(CKA_CERTIFICATE_TYPE)));
         row.put("size", size(read));
-        row.put("label", read.get(CKA_LABEL));
-        row.put("id", hex(read.get(CKA_ID)));
+        row.put("label", read.getString(CKA_LABEL));
+        row.put("id", hex(read.getBytes(CKA_ID)));
         row.put("from", day(object, CKA_START_DATE));
         row.put("to", day(object, CKA_END_DATE));
         List<String> uses = new ArrayList<>();
         PKCS11Attributes may = object.readAttributes(USES);
         for (int use : USES) {
-            if (Boolean.TRUE.equals(may.get(use))) {
+            if (may.isTrue(use)) {
                 uses.add(nameOf("CKA_", use).substring(4).toLowerCase());
             }
         }
@@ -104,33 +91,30 @@ final class ListObjects implements Callable<Integer> {
 
     /** The number of bits, or the curve. */
     private static Object size(PKCS11Attributes read) {
-        if (read.get(CKA_MODULUS_BITS) != null) {
-            return read.get(CKA_MODULUS_BITS);
+        if (read.has(CKA_MODULUS_BITS)) {
+            return read.getInteger(CKA_MODULUS_BITS);
         }
-        if (read.get(CKA_MODULUS) != null) {
-            return ((BigInteger) read.get(CKA_MODULUS)).bitLength();
+        if (read.has(CKA_MODULUS)) {
+            return read.getBigInteger(CKA_MODULUS).bitLength();
         }
-        if (read.get(CKA_VALUE_LEN) != null) {
-            return 8 * (Integer) read.get(CKA_VALUE_LEN);
+        if (read.has(CKA_VALUE_LEN)) {
+            return 8 * read.getInteger(CKA_VALUE_LEN);
         }
-        String curve = hex(read.get(CKA_EC_PARAMS));
+        String curve = hex(read.getBytes(CKA_EC_PARAMS));
         return curve == null ? null : CURVES.getOrDefault(curve, curve);
     }
 
     /** The name without its prefix, in small letters: "secret key". */
-    private static String name(String prefix, Object value) {
-        if (value == null) {
-            return null;
-        }
-        return nameOf(prefix, (Integer) value).substring(prefix.length()).toLowerCase().replace('_', ' ');
+    private static String name(String prefix, Integer value) {
+        return value == null ? null : nameOf(prefix, value).substring(prefix.length()).toLowerCase().replace('_', ' ');
     }
 
-    static String hex(Object bytes) {
+    static String hex(byte[] bytes) {
         if (bytes == null) {
             return null;
         }
         StringBuilder hex = new StringBuilder();
-        for (byte each : (byte[]) bytes) {
+        for (byte each : bytes) {
             hex.append(String.format("%02x", each));
         }
         return hex.toString();
@@ -139,7 +123,7 @@ final class ListObjects implements Callable<Integer> {
     /** The day of a date; null where there is none, or the token cannot tell: some fail for those of private keys. */
     private static String day(NativePKCS11Object object, int type) {
         try {
-            Date date = (Date) object.readAttributes(type).get(type);
+            Date date = object.readAttributes(type).getDate(type);
             return date == null ? null : date.toInstant().atZone(ZoneId.systemDefault()).toLocalDate().toString();
         } catch (PKCS11Exception e) {
             if (e.getCode() != CKR_GENERAL_ERROR && e.getCode() != CKR_ATTRIBUTE_VALUE_INVALID) {

@@ -76,8 +76,8 @@ final class NewToken {
     }
 
     private PKCS11Slot findSlot(Predicate<PKCS11TokenInfo> wanted) {
-        return Arrays.stream(module.library().getSlotList(true)).filter(slot -> wanted.test(slot.getTokenInfo()))
-            .findFirst().orElseThrow(() -> new IllegalStateException("no slot has the token looked for"));
+        return module.library().slotsWithTokens().filter(slot -> wanted.test(slot.getTokenInfo())).findFirst()
+            .orElseThrow(() -> new IllegalStateException("no slot has the token looked for"));
     }
 
     /** Eight random digits. */

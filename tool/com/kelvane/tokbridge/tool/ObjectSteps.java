@@ -2,6 +2,7 @@ package com.kelvane.tokbridge.tool;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
+import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.math.BigInteger;
@@ -44,15 +45,14 @@ final class ObjectSteps {
             CKA_APPLICATION, "tokbridge", CKA_VALUE, content);
         NativePKCS11Object data = token.make(session, made);
         tour.check("the object is found by its label",
-            ListObjects.find(session, Template.of(CKA_CLASS, CKO_DATA, CKA_LABEL, label)).equals(List.of(data)));
+            session.findObjects(Template.of(CKA_CLASS, CKO_DATA, CKA_LABEL, label)).equals(List.of(data)));
         tour.check("no object has another label",
-            ListObjects.find(session, Template.of(CKA_LABEL, label + ".")).isEmpty());
+            session.findObjects(Template.of(CKA_LABEL, label + ".")).isEmpty());
         checkAttributes(session, data, made);
 
         data.setAttributeValue(CKA_LABEL, "changed, " + label);
         tour.check("the label is changed", data.getStringAttributeValue(CKA_LABEL).equals("changed, " + label));
-        Template change = Template.of(CKA_LABEL, "copied, " + label, CKA_TOKEN, false);
-        NativePKCS11Object copy = data.copy(change.types, change.values);
+        NativePKCS11Object copy = data.copy(Template.of(CKA_LABEL, "copied, " + label, CKA_TOKEN, false));
         tour.check("the copy has the content and a label of its own",
             Arrays.equals(copy.getByteArrayAttributeValue(CKA_VALUE), content)
                 && copy.getStringAttributeValue(CKA_LABEL).equals("copied, " + label)
@@ -74,7 +74,7 @@ final class ObjectSteps {
         Template withValue = made.and(CKA_VALUE, Keys.random(session, 32));
         NativePKCS11Object key = token.make(session, withValue);
         tour.check("the key is found by class and id",
-            ListObjects.find(session, Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_ID, id)).equals(List.of(key)));
+            session.findObjects(Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_ID, id)).equals(List.of(key)));
         checkAttributes(session, key, made);
         tour.checkRefused("its value cannot be read", () -> key.getByteArrayAttributeValue(CKA_VALUE),
             CKR_ATTRIBUTE_SENSITIVE);
@@ -83,32 +83,17 @@ final class ObjectSteps {
 
     /** Prints the attributes of an object, and checks that they are those it was made with. */
     private void checkAttributes(NativePKCS11Session session, NativePKCS11Object object, Template made) {
-        Object[] read = session.getAttributeValues(object, made.types, made.types.length);
-        Table table = new Table("Attribute", "Class", "Value");
-        boolean equal = read.length == made.types.length;
+        int[] types = made.getTypes();
+        Object[] values = made.getValues();
+        Object[] read = session.getAttributeValues(object, types, types.length);
+        boolean equal = read.length == values.length;
         for (int i = 0; equal && i < read.length; i++) {
-            table.row(nameOf("CKA_", made.types[i]), read[i].getClass().getSimpleName(), text(made.types[i], read[i]));
-            equal = made.values[i] instanceof Date
-                ? day((Date) read[i]).equals(day((Date) made.values[i], ZoneOffset.UTC))
-                : Arrays.deepEquals(new Object[] {read[i]}, new Object[] {made.values[i]});
+            equal = values[i] instanceof Date
+                ? day((Date) read[i]).equals(day((Date) values[i], ZoneOffset.UTC))
+                : Arrays.deepEquals(new Object[] {read[i]}, new Object[] {values[i]});
         }
-        table.print(tour.out());
+        tour.note(object.readAttributes(types).toString());
         tour.check("all attributes are read back as they were set", equal);
-    }
-
-    private static String text(int type, Object value) {
-        if (value instanceof byte[]) {
-            StringBuilder hex = new StringBuilder();
-            for (byte b : (byte[]) value) {
-                hex.append(String.format("%02x", b));
-            }
-            return hex.toString();
-        }
-        if (value instanceof Date) {
-            return day((Date) value).toString();
-        }
-        return type == CKA_CLASS ? nameOf("CKO_", (Integer) value)
-            : type == CKA_KEY_TYPE ? nameOf("CKK_", (Integer) value) : value.toString();
     }
 
     /** The moment that is written to the token as this day: dates are written in UTC. */

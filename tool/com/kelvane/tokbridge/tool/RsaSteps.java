@@ -4,18 +4,17 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.CK_RSA_PKCS_OAEP_PARAMS;
 import com.kelvane.pkcs11.CK_RSA_PKCS_PSS_PARAMS;
-import com.kelvane.pkcs11.nat.NativePKCS11Object;
+import com.kelvane.pkcs11.Template;
+import com.kelvane.pkcs11.nat.NativePKCS11KeyPair;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.math.BigInteger;
 import java.nio.charset.StandardCharsets;
 import java.security.GeneralSecurityException;
-import java.security.KeyFactory;
-import java.security.PublicKey;
 import java.security.Signature;
+import java.security.interfaces.RSAPublicKey;
 import java.security.spec.AlgorithmParameterSpec;
 import java.security.spec.MGF1ParameterSpec;
 import java.security.spec.PSSParameterSpec;
-import java.security.spec.RSAPublicKeySpec;
 import java.util.Arrays;
 import javax.crypto.Cipher;
 
@@ -26,9 +25,8 @@ final class RsaSteps {
 
     private final Tour tour;
     private final Token token;
-    private NativePKCS11Object publicKey;
-    private NativePKCS11Object privateKey;
-    private PublicKey inJdk;
+    private NativePKCS11KeyPair pair;
+    private RSAPublicKey inJdk;
 
     RsaSteps(Tour tour, Token token) {
         this.tour = tour;
@@ -48,28 +46,24 @@ final class RsaSteps {
     }
 
     private void generate() throws Exception {
-        NativePKCS11Object[] pair = Keys.pair(token.session(), CKM_RSA_PKCS_KEY_PAIR_GEN,
+        pair = token.session().generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
             Template.of(CKA_MODULUS_BITS, 2048, CKA_PUBLIC_EXPONENT, BigInteger.valueOf(65537), CKA_TOKEN, false,
                 CKA_VERIFY, true, CKA_ENCRYPT, true),
             Template.of(CKA_TOKEN, false, CKA_PRIVATE, true, CKA_SENSITIVE, true, CKA_SIGN, true, CKA_DECRYPT, true));
-        publicKey = pair[0];
-        privateKey = pair[1];
-        BigInteger modulus = publicKey.getBigIntegerAttributeValue(CKA_MODULUS);
-        BigInteger exponent = publicKey.getBigIntegerAttributeValue(CKA_PUBLIC_EXPONENT);
-        inJdk = KeyFactory.getInstance("RSA").generatePublic(new RSAPublicKeySpec(modulus, exponent));
+        inJdk = (RSAPublicKey) pair.getPublic().toPublicKey();
         tour.check("the modulus has 2048 bits, the exponent is 65537",
-            modulus.bitLength() == 2048 && exponent.intValueExact() == 65537);
+            inJdk.getModulus().bitLength() == 2048 && inJdk.getPublicExponent().intValueExact() == 65537);
         tour.checkRefused("the private exponent cannot be read",
-            () -> privateKey.getBigIntegerAttributeValue(CKA_PRIVATE_EXPONENT), CKR_ATTRIBUTE_SENSITIVE);
+            () -> pair.getPrivate().getBigIntegerAttributeValue(CKA_PRIVATE_EXPONENT), CKR_ATTRIBUTE_SENSITIVE);
     }
 
     private void signatures(NativePKCS11Session session, int mechanism, Object parameter, String algorithm,
         AlgorithmParameterSpec padding) throws GeneralSecurityException {
-        byte[] signature = Keys.sign(session, mechanism, parameter, privateKey, MESSAGE);
+        byte[] signature = session.sign(mechanism, parameter, pair.getPrivate(), MESSAGE);
         tour.check("the token verifies its signature",
-            Keys.verify(session, mechanism, parameter, publicKey, MESSAGE, signature));
+            session.verify(mechanism, parameter, pair.getPublic(), MESSAGE, signature));
         tour.check("for a changed message it answers false, without an exception",
-            !Keys.verify(session, mechanism, parameter, publicKey, CHANGED, signature));
+            !session.verify(mechanism, parameter, pair.getPublic(), CHANGED, signature));
 
         Signature jdk = Signature.getInstance(algorithm);
         if (padding != null) {
@@ -84,21 +78,14 @@ final class RsaSteps {
 
     private void oaep(NativePKCS11Session session) throws GeneralSecurityException {
         Object parameter = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null);
-        byte[] hidden = new byte[256];
-        session.encryptInit(CKM_RSA_PKCS_OAEP, parameter, publicKey);
-        int length = session.encrypt(MESSAGE, 0, MESSAGE.length, hidden, 0);
+        byte[] hidden = session.encrypt(CKM_RSA_PKCS_OAEP, parameter, pair.getPublic(), MESSAGE);
         tour.check("the token decrypts what it has encrypted",
-            Arrays.equals(decrypt(session, parameter, Arrays.copyOf(hidden, length)), MESSAGE));
+            Arrays.equals(session.decrypt(CKM_RSA_PKCS_OAEP, parameter, pair.getPrivate(), hidden), MESSAGE));
 
         Cipher jdk = Cipher.getInstance("RSA/ECB/OAEPWithSHA-1AndMGF1Padding");
         jdk.init(Cipher.ENCRYPT_MODE, inJdk);
+        hidden = jdk.doFinal(MESSAGE);
         tour.check("and what the JDK (" + jdk.getProvider().getName() + ") has encrypted",
-            Arrays.equals(decrypt(session, parameter, jdk.doFinal(MESSAGE)), MESSAGE));
-    }
-
-    private byte[] decrypt(NativePKCS11Session session, Object parameter, byte[] hidden) {
-        byte[] shown = new byte[256];
-        session.decryptInit(CKM_RSA_PKCS_OAEP, parameter, privateKey);
-        return Arrays.copyOf(shown, session.decrypt(hidden, 0, hidden.length, shown, 0));
+            Arrays.equals(session.decrypt(CKM_RSA_PKCS_OAEP, parameter, pair.getPrivate(), hidden), MESSAGE));
     }
 }

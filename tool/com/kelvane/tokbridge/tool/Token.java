@@ -4,6 +4,7 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Slot;
+import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.util.ArrayList;
@@ -11,7 +12,7 @@ import java.util.Arrays;
 import java.util.HashSet;
 import java.util.List;
 import java.util.Set;
-import java.util.TreeSet;
+import java.util.stream.Collectors;
 
 /**
  * A token that steps work on. One session stays open, with the user logged in; it holds the session keys that several
@@ -93,7 +94,7 @@ final class Token {
         if (ended) {
             throw new IllegalStateException("the program ends");
         }
-        NativePKCS11Object object = in.createObject(template.types, template.values);
+        NativePKCS11Object object = in.createObject(template);
         made.add(object);
         return object;
     }
@@ -127,9 +128,8 @@ final class Token {
     }
 
     private Set<Integer> tokenObjects() {
-        Set<Integer> handles = new TreeSet<>();
-        ListObjects.find(session, Template.of(CKA_TOKEN, true)).forEach(each -> handles.add(each.getObjectID()));
-        return handles;
+        return session.findObjects(Template.of(CKA_TOKEN, true)).stream().map(NativePKCS11Object::getObjectID)
+            .collect(Collectors.toSet());
     }
 
     void drawRandom() {

@@ -2,7 +2,6 @@ package com.kelvane.tokbridge.tool;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
-import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Slot;
 import com.kelvane.pkcs11.PKCS11TokenInfo;
 import com.kelvane.pkcs11.nat.NativePKCS11;
@@ -48,9 +47,10 @@ final class TokenChoice {
     PKCS11Slot find(NativePKCS11 library) {
         List<PKCS11Slot> found = new ArrayList<>();
         List<String> there = new ArrayList<>();
-        for (PKCS11Slot slot : Failure.in("the slots cannot be listed", () -> library.getSlotList(true))) {
-            PKCS11TokenInfo token = tokenIn(slot);
-            if (token == null || !token.isInitialized()) {
+        for (PKCS11Slot slot : Failure.in("the slots cannot be listed",
+            () -> library.slotsWithTokens().collect(Collectors.toList()))) {
+            PKCS11TokenInfo token = slot.getTokenInfo();
+            if (!token.isInitialized()) {
                 continue;
             }
             String name = "\"" + token.getLabel() + "\", serial number " + token.getSerialNumber() + ", in " + slot;
@@ -71,15 +71,6 @@ final class TokenChoice {
                 "name one of them with --token, by its serial number if labels are alike");
         }
         return found.get(0);
-    }
-
-    /** What a slot's token tells; null if it has gone or does not answer. */
-    private static PKCS11TokenInfo tokenIn(PKCS11Slot slot) {
-        try {
-            return slot.getTokenInfo();
-        } catch (PKCS11Exception e) {
-            return null;
-        }
     }
 
     /** Opens a session, and logs in if the user wants it. */

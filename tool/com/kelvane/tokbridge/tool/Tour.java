@@ -146,9 +146,8 @@ final class Tour {
     /** Says in a line what went wrong: for a call of the library its name, the code's name and the calling line. */
     static String explain(Throwable e) {
         if (e instanceof PKCS11Exception) {
-            StackTraceElement[] trace = e.getStackTrace();
             String tool = Tour.class.getPackageName();
-            return trace[0].getMethodName() + " raised " + e.getMessage() + Stream.of(trace)
+            return Failure.call(e) + " raised " + e.getMessage() + Stream.of(e.getStackTrace())
                 .filter(frame -> frame.getClassName().startsWith(tool)).findFirst()
                 .map(frame -> " (called in " + frame.getFileName() + ":" + frame.getLineNumber() + ")").orElse("");
         }
