@@ -1,55 +1,58 @@
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
+import com.kelvane.pkcs11.CK_RSA_PKCS_OAEP_PARAMS;
+import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11;
+import com.kelvane.pkcs11.nat.NativePKCS11KeyPair;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.math.BigInteger;
-import java.util.Arrays;
+import java.util.List;
 
 /**
  * Takes an AES key from one token to another: the other token makes an RSA key pair, the public key goes to the first
  * token, which wraps the AES key with it; only the other one can unwrap it. The key is never seen outside.
  */
 public final class MoveKey {
-    private static final int READ_WRITE = CKF_SERIAL_SESSION | CKF_RW_SESSION;
-
     public static void main(String[] arguments) {
-        String module = arguments[0], fromLabel = arguments[1], toLabel = arguments[2], keyLabel = arguments[3];
+        String module = arguments[0], source = arguments[1], target = arguments[2], label = arguments[3];
         try (NativePKCS11 library = new NativePKCS11()) {
             library.load(module);
             library.libInitialize();
-            try (NativePKCS11Session from = open(library, fromLabel); NativePKCS11Session to = open(library, toLabel)) {
-                Object[] pair = to.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
-                    new int[] {CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT, CKA_TOKEN},
-                    new Object[] {3072, BigInteger.valueOf(65537), false},
-                    new int[] {CKA_TOKEN, CKA_PRIVATE, CKA_UNWRAP}, new Object[] {false, true, true});
-                NativePKCS11Object open = (NativePKCS11Object) pair[0], secret = (NativePKCS11Object) pair[1];
-                NativePKCS11Object wrapping = from.createObject(
-                    new int[] {CKA_CLASS, CKA_KEY_TYPE, CKA_TOKEN, CKA_WRAP, CKA_MODULUS, CKA_PUBLIC_EXPONENT},
-                    new Object[] {CKO_PUBLIC_KEY, CKK_RSA, false, true, open.getBigIntegerAttributeValue(CKA_MODULUS),
-                        open.getBigIntegerAttributeValue(CKA_PUBLIC_EXPONENT)});
+            try (NativePKCS11Session from = open(library, source); NativePKCS11Session to = open(library, target)) {
+                List<NativePKCS11Object> keys = from.findObjects(
+                    Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_LABEL, label));
+                if (keys.size() != 1) {
+                    throw new IllegalArgumentException(keys.size() + " secret keys have the label " + label);
+                }
+                NativePKCS11KeyPair pair = to.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null, Template.of(
+                    CKA_MODULUS_BITS, 3072, CKA_PUBLIC_EXPONENT, BigInteger.valueOf(65537), CKA_TOKEN, false),
+                    Template.of(CKA_TOKEN, false, CKA_PRIVATE, true, CKA_UNWRAP, true));
+                NativePKCS11Object wrapping = from.createObject(Template.of(CKA_CLASS, CKO_PUBLIC_KEY,
+                    CKA_KEY_TYPE, CKK_RSA, CKA_TOKEN, false, CKA_WRAP, true,
+                    CKA_MODULUS, pair.getPublic().getBigIntegerAttributeValue(CKA_MODULUS),
+                    CKA_PUBLIC_EXPONENT, pair.getPublic().getBigIntegerAttributeValue(CKA_PUBLIC_EXPONENT)));
 
-                byte[] wrapped = new byte[384]; // as long as the modulus
-                int length = from.wrapKey(CKM_RSA_PKCS, null, wrapping, find(from, keyLabel), wrapped, 0);
-                to.unwrapKey(CKM_RSA_PKCS, null, secret, wrapped, 0, length,
-                    new int[] {CKA_CLASS, CKA_KEY_TYPE, CKA_TOKEN, CKA_LABEL, CKA_SENSITIVE, CKA_ENCRYPT, CKA_DECRYPT},
-                    new Object[] {CKO_SECRET_KEY, CKK_AES, true, keyLabel, true, true, true});
+                // SHA-1 is no weakness here, and what nearly every token knows; some know SHA-256 too.
+                Object oaep = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null);
+                byte[] wrapped = from.wrapKey(CKM_RSA_PKCS_OAEP, oaep, wrapping, keys.get(0));
+                to.unwrapKey(CKM_RSA_PKCS_OAEP, oaep, pair.getPrivate(), wrapped, Template.of(CKA_CLASS, CKO_SECRET_KEY,
+                    CKA_KEY_TYPE, CKK_AES, CKA_TOKEN, true, CKA_LABEL, label, CKA_SENSITIVE, true, CKA_ENCRYPT, true,
+                    CKA_DECRYPT, true));
                 System.out.println("The key is on both tokens.");
             }
         }
     }
 
-    private static NativePKCS11Session open(NativePKCS11 library, String label) {
-        NativePKCS11Session session = Arrays.stream(library.getSlotList(true)).filter(each -> each.getTokenInfo()
-            .getLabel().equals(label)).findFirst().orElseThrow().openSession(READ_WRITE, null);
-        session.login(false, System.getenv("TOKEN_PIN"));
+    private static NativePKCS11Session open(NativePKCS11 library, String token) {
+        String pin = System.getenv("TOKEN_PIN");
+        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+            throw new IllegalStateException("TOKEN_PIN is not set");
+        }
+        NativePKCS11Session session = library.findSlot(token)
+            .orElseThrow(() -> new IllegalArgumentException("there is no token " + token))
+            .openSession(CKF_SERIAL_SESSION | CKF_RW_SESSION, null);
+        session.login(false, pin);
         return session;
-    }
-
-    private static NativePKCS11Object find(NativePKCS11Session session, String label) {
-        session.findObjectsInit(new int[] {CKA_CLASS, CKA_LABEL}, new Object[] {CKO_SECRET_KEY, label});
-        NativePKCS11Object found = session.findObject();
-        session.findObjectsFinal();
-        return found;
     }
 }

@@ -18,12 +18,15 @@ public final class Pool {
     private static final int THREADS = 4, TASKS = 100;
 
     public static void main(String[] arguments) throws Exception {
-        String module = arguments[0], tokenLabel = arguments[1];
+        String module = arguments[0], token = arguments[1], pin = System.getenv("TOKEN_PIN");
+        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+            throw new IllegalStateException("TOKEN_PIN is not set");
+        }
         try (NativePKCS11 library = new NativePKCS11()) {
             library.load(module);
             library.libInitialize();
-            PKCS11Slot slot = Arrays.stream(library.getSlotList(true))
-                .filter(each -> each.getTokenInfo().getLabel().equals(tokenLabel)).findFirst().orElseThrow();
+            PKCS11Slot slot = library.findSlot(token)
+                .orElseThrow(() -> new IllegalArgumentException("there is no token " + token));
             ConcurrentLinkedQueue<NativePKCS11Session> opened = new ConcurrentLinkedQueue<>();
             ThreadLocal<NativePKCS11Session> own = ThreadLocal.withInitial(() -> {
                 NativePKCS11Session session = slot.openSession(CKF_SERIAL_SESSION, null);
@@ -31,12 +34,12 @@ public final class Pool {
                 return session;
             });
             try (NativePKCS11Session first = slot.openSession(CKF_SERIAL_SESSION, null)) {
-                first.login(false, System.getenv("TOKEN_PIN")); // counts for all sessions with the token
+                first.login(false, pin); // counts for all sessions with the token
                 ExecutorService pool = Executors.newFixedThreadPool(THREADS);
                 List<Future<String>> results = new ArrayList<>();
                 for (int i = 0; i < TASKS; i++) {
                     byte[] data = {(byte) i};
-                    results.add(pool.submit(() -> Arrays.toString(digest(own.get(), data))));
+                    results.add(pool.submit(() -> Arrays.toString(own.get().digest(CKM_SHA256, null, data))));
                 }
                 Set<String> distinct = new HashSet<>();
                 for (Future<String> result : results) {
@@ -44,16 +47,8 @@ public final class Pool {
                 }
                 pool.shutdown();
                 System.out.println(distinct.size() + " digests from " + opened.size() + " sessions.");
-                opened.forEach(NativePKCS11Session::close);
-                first.logout();
+                opened.forEach(NativePKCS11Session::close); // when nobody works in them any more
             }
         }
-    }
-
-    private static byte[] digest(NativePKCS11Session session, byte[] data) {
-        byte[] digest = new byte[32];
-        session.digestInit(CKM_SHA256, null);
-        session.digest(data, 0, data.length, digest, 0);
-        return digest;
     }
 }

@@ -3,27 +3,31 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.nat.NativePKCS11;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
-import java.util.Arrays;
 import java.util.function.Consumer;
 
 /** Draws random bytes at each key, also after a session was lost or the module's other end was gone for a while. */
 public final class Recover implements AutoCloseable {
-    private final String module, tokenLabel;
+    private final String module, label, pin;
     private NativePKCS11 library = new NativePKCS11();
     private NativePKCS11Session session;
 
     public static void main(String[] arguments) throws Exception {
         byte[] random = new byte[16];
-        try (Recover token = new Recover(arguments[0], arguments[1])) {
+        String pin = System.getenv("TOKEN_PIN");
+        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+            throw new IllegalStateException("TOKEN_PIN is not set");
+        }
+        try (Recover token = new Recover(arguments[0], arguments[1], pin)) {
             while (System.in.read() >= 0) {
                 token.run(session -> session.generateRandom(random, 0, random.length));
                 System.out.println("drawn");
             }
         }
     }
-    Recover(String module, String tokenLabel) {
+    Recover(String module, String label, String pin) {
         this.module = module;
-        this.tokenLabel = tokenLabel;
+        this.label = label;
+        this.pin = pin;
     }
     /** Does work that may be done twice: nobody knows how far the attempt came that failed. */
     void run(Consumer<NativePKCS11Session> work) throws InterruptedException {
@@ -45,10 +49,9 @@ public final class Recover implements AutoCloseable {
         library = new NativePKCS11(); // objects of the library's former life are of no use any more
         library.load(module);
         library.libInitialize();
-        NativePKCS11Session opened = Arrays.stream(library.getSlotList(true)) // slot ids may have changed
-            .filter(each -> each.getTokenInfo().getLabel().equals(tokenLabel)).findFirst()
+        NativePKCS11Session opened = library.findSlot(label) // slot ids may have changed
             .orElseThrow(() -> new PKCS11Exception(CKR_TOKEN_NOT_PRESENT)).openSession(CKF_SERIAL_SESSION, null);
-        opened.login(false, System.getenv("TOKEN_PIN"));
+        opened.login(false, pin);
         return opened;
     }
     @Override public void close() {

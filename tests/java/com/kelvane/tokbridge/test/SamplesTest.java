@@ -16,6 +16,14 @@ import org.junit.jupiter.api.*;
 
 /** The samples as a user runs them, each in a process of its own, on SoftHSM2. */
 class SamplesTest {
+    /** A certificate of CN=host.example, signed by itself. */
+    private static final String CERTIFICATE =
+        "MIIBRTCB7aADAgECAghvuWsDB1aVFTAKBggqhkjOPQQDAjAXMRUwEwYDVQQDEwxob3N0LmV4YW1wbGUwIBcNMjYx"
+        + "MTIyMDMyODAyWhgPMjEyNjEwMjkwMzI4MDJaMBcxFTATBgNVBAMTDGhvc3QuZXhhbXBsZTBZMBMGByqGSM49AgEG"
+        + "CCqGSM49AwEHA0IABHSUjO/5ODfovQzt349cRkU7ZZi+rGboXK/SvnQ7ICnmIZdRswdvRq9Q74p5fHJ1IWuwNKeh"
+        + "9XRxvlYnHhyoPYajITAfMB0GA1UdDgQWBBR6dyTyUPMnkiwgT5Cg2O8DMsLWOjAKBggqhkjOPQQDAgNHADBEAiA2"
+        + "6Bdd0I1N//+OGiHzcJlR0EdelSAVOpfY8tMUZV/ngAIgQnSFATM4EAfT+kUv4UbCqvgW1zP98b5fQ971H6YNSOY=";
+
     private final Programs programs = new Programs();
     private final String softhsm = RealTokenTest.SOFTHSM;
 
@@ -32,17 +40,27 @@ class SamplesTest {
     @Test
     void keysAndFiles() throws Exception {
         programs.onNewTokens(List.of("first", "second"), session -> {
-            session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
-                new int[] {CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT, CKA_TOKEN, CKA_LABEL},
-                new Object[] {2048, BigInteger.valueOf(65537), true, "key"},
-                new int[] {CKA_TOKEN, CKA_LABEL, CKA_SIGN}, new Object[] {true, "key", true});
-            session.generateKey(CKM_AES_KEY_GEN, null, new int[] {CKA_VALUE_LEN, CKA_TOKEN, CKA_LABEL, CKA_EXTRACTABLE},
-                new Object[] {16, true, "moved", true});
+            session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null, Template.of(CKA_MODULUS_BITS, 2048,
+                CKA_PUBLIC_EXPONENT, BigInteger.valueOf(65537), CKA_TOKEN, true, CKA_LABEL, "key"),
+                Template.of(CKA_TOKEN, true, CKA_LABEL, "key", CKA_SIGN, true));
+            session.generateKey(CKM_AES_KEY_GEN, null,
+                Template.of(CKA_VALUE_LEN, 16, CKA_TOKEN, true, CKA_LABEL, "moved", CKA_EXTRACTABLE, true));
         });
         assertEquals("The JDK verifies the signature.\nexit 0", outcome("Sign", softhsm, "first", "key"));
-        assertTrue(outcome("Sign", softhsm, "first", "none").contains("no key has the label none"));
+        assertTrue(outcome("Sign", softhsm, "first", "none").contains(": 0 objects of this class"));
+        assertTrue(outcome("Sign", softhsm, "none", "key").contains(": there is no token none"));
+        assertTrue(outcome("MoveKey", softhsm, "first", "second", "none").contains(": 0 secret keys have the label"));
         assertEquals("The key is on both tokens.\nexit 0", outcome("MoveKey", softhsm, "first", "second", "moved"));
         assertEquals("100 digests from 4 sessions.\nexit 0", outcome("Pool", softhsm, "first"));
+        Path certificate = Files.write(scratchFile(".crt"), Base64.getDecoder().decode(CERTIFICATE));
+        assertEquals("GCM: a text\nOAEP: a text\nCertificate: CN=host.example\nexit 0",
+            outcome("Recipes", softhsm, "first", certificate.toString()));
+        String request = scratchFile(".csr").toString();
+        assertEquals("The request is in " + request + ".\nexit 0",
+            outcome("Request", softhsm, "first", "tls", "CN=host.example", request));
+        String told = Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "keytool")
+            .toString(), "-printcertreq", "-file", request).redirectErrorStream(true).start()); // which verifies it
+        assertTrue(told.contains("CN=host.example") && told.endsWith("exit 0"), told);
         for (int size : new int[] {0, 1, 16383, 16384, 100_000}) {
             Path plain = scratchFile(".plain"), hidden = scratchFile(".hidden"), shown = scratchFile(".shown");
             byte[] content = new byte[size];
@@ -52,6 +70,23 @@ class SamplesTest {
             assertEquals(size + " bytes became " + padded + " and came back.\nexit 0",
                 outcome("CryptFile", softhsm, "first", plain.toString(), hidden.toString(), shown.toString()));
             assertArrayEquals(content, Files.readAllBytes(shown));
+        }
+    }
+
+    /** A PIN that is not there is never sent: null would mean the token's PIN pad, an empty one costs a try. */
+    @Test
+    void withoutAPIN() throws Exception {
+        for (String sample : List.of("Sign", "CryptFile", "Recover", "Pool", "MoveKey", "Request", "Recipes")) {
+            for (String pin : new String[] {null, ""}) {
+                ProcessBuilder builder = programs.java(System.getProperty("tokbridge.library"), sample, softhsm, "token",
+                    "token", "x", "x");
+                builder.environment().remove("TOKEN_PIN");
+                if (pin != null) {
+                    builder.environment().put("TOKEN_PIN", pin);
+                }
+                String told = Programs.outcome(builder.start());
+                assertTrue(told.contains(": TOKEN_PIN is not set") && !told.endsWith("exit 0"), sample + ": " + told);
+            }
         }
     }
 
@@ -90,10 +125,12 @@ class SamplesTest {
     void theDocumentationQuotesThem() throws Exception {
         Path root = Path.of(System.getProperty("tokbridge.test.docs")).getParent();
         StringBuilder samples = new StringBuilder();
-        for (String name : List.of("Sign", "CryptFile", "Watch", "Recover", "Pool", "MoveKey")) {
-            samples.append(Files.readString(root.resolve("samples/" + name + ".java")));
+        try (DirectoryStream<Path> files = Files.newDirectoryStream(root.resolve("samples"), "*.java")) {
+            for (Path file : files) {
+                samples.append(Files.readString(file));
+            }
         }
-        for (String page : List.of("README.md", "docs/using.md")) {
+        for (String page : List.of("README.md", "docs/using.md", "docs/recipes.md")) {
             List<String> pieces = Pattern.compile("```java\\n(.*?)```", Pattern.DOTALL)
                 .matcher(Files.readString(root.resolve(page))).results()
                 .flatMap(each -> Stream.of(each.group(1).split("// \\.\\.\\.\n"))).collect(Collectors.toList());
