@@ -13,6 +13,7 @@ enum class ValueKind
     date,       ///< java.util.Date, a CK_DATE
     bigInteger, ///< java.math.BigInteger, its big-endian bytes
     numbers,    ///< int[], as many CK_ULONGs
+    attributes, ///< com.kelvane.pkcs11.Template, as many CK_ATTRIBUTEs
 };
 
 /// The kind of an attribute type; unknown for one without a row, vendor-defined types included.

@@ -234,6 +234,42 @@ struct CK_SSL3_KEY_MAT_PARAMS
 
 // Edition 2.11
 
+struct CK_X9_42_DH1_DERIVE_PARAMS
+{
+    CK_ULONG kdf;
+    CK_ULONG ulOtherInfoLen;
+    CK_BYTE_PTR pOtherInfo;
+    CK_ULONG ulPublicDataLen;
+    CK_BYTE_PTR pPublicData;
+};
+
+struct CK_X9_42_DH2_DERIVE_PARAMS
+{
+    CK_ULONG kdf;
+    CK_ULONG ulOtherInfoLen;
+    CK_BYTE_PTR pOtherInfo;
+    CK_ULONG ulPublicDataLen;
+    CK_BYTE_PTR pPublicData;
+    CK_ULONG ulPrivateDataLen;
+    CK_OBJECT_HANDLE hPrivateData;
+    CK_ULONG ulPublicDataLen2;
+    CK_BYTE_PTR pPublicData2;
+};
+
+struct CK_X9_42_MQV_DERIVE_PARAMS
+{
+    CK_ULONG kdf;
+    CK_ULONG ulOtherInfoLen;
+    CK_BYTE_PTR OtherInfo;
+    CK_ULONG ulPublicDataLen;
+    CK_BYTE_PTR PublicData;
+    CK_ULONG ulPrivateDataLen;
+    CK_OBJECT_HANDLE hPrivateData;
+    CK_ULONG ulPublicDataLen2;
+    CK_BYTE_PTR PublicData2;
+    CK_OBJECT_HANDLE publicKey;
+};
+
 struct CK_RSA_PKCS_OAEP_PARAMS
 {
     CK_MECHANISM_TYPE hashAlg;
@@ -331,7 +367,109 @@ struct CK_ECDH_AES_KEY_WRAP_PARAMS
     CK_BYTE_PTR pSharedData;
 };
 
+struct CK_TLS12_MASTER_KEY_DERIVE_PARAMS
+{
+    CK_SSL3_RANDOM_DATA RandomInfo;
+    CK_VERSION_PTR pVersion;
+    CK_MECHANISM_TYPE prfHashMechanism;
+};
+
+struct CK_TLS12_KEY_MAT_PARAMS
+{
+    CK_ULONG ulMacSizeInBits;
+    CK_ULONG ulKeySizeInBits;
+    CK_ULONG ulIVSizeInBits;
+    CK_BBOOL bIsExport;
+    CK_SSL3_RANDOM_DATA RandomInfo;
+    CK_SSL3_KEY_MAT_OUT* pReturnedKeyMaterial;
+    CK_MECHANISM_TYPE prfHashMechanism;
+};
+
+struct CK_TLS_KDF_PARAMS
+{
+    CK_MECHANISM_TYPE prfMechanism;
+    CK_BYTE_PTR pLabel;
+    CK_ULONG ulLabelLength;
+    CK_SSL3_RANDOM_DATA RandomInfo;
+    CK_BYTE_PTR pContextData;
+    CK_ULONG ulContextDataLength;
+};
+
+struct CK_TLS_MAC_PARAMS
+{
+    CK_MECHANISM_TYPE prfHashMechanism;
+    CK_ULONG ulMacLength;
+    CK_ULONG ulServerOrClient;
+};
+
 // Edition 3.0
+
+struct CK_CHACHA20_PARAMS
+{
+    CK_BYTE_PTR pBlockCounter;
+    CK_ULONG blockCounterBits;
+    CK_BYTE_PTR pNonce;
+    CK_ULONG ulNonceBits;
+};
+
+struct CK_SALSA20_PARAMS
+{
+    CK_BYTE_PTR pBlockCounter;
+    CK_BYTE_PTR pNonce;
+    CK_ULONG ulNonceBits;
+};
+
+struct CK_XEDDSA_PARAMS
+{
+    CK_ULONG hash;
+};
+
+struct CK_PRF_DATA_PARAM
+{
+    CK_ULONG type;
+    void* pValue;
+    CK_ULONG ulValueLen;
+};
+
+struct CK_SP800_108_COUNTER_FORMAT
+{
+    CK_BBOOL bLittleEndian;
+    CK_ULONG ulWidthInBits;
+};
+
+struct CK_SP800_108_DKM_LENGTH_FORMAT
+{
+    CK_ULONG dkmLengthMethod;
+    CK_BBOOL bLittleEndian;
+    CK_ULONG ulWidthInBits;
+};
+
+struct CK_DERIVED_KEY
+{
+    CK_ATTRIBUTE* pTemplate;
+    CK_ULONG ulAttributeCount;
+    CK_OBJECT_HANDLE* phKey;
+};
+
+struct CK_SP800_108_KDF_PARAMS
+{
+    CK_MECHANISM_TYPE prfType;
+    CK_ULONG ulNumberOfDataParams;
+    CK_PRF_DATA_PARAM* pDataParams;
+    CK_ULONG ulAdditionalDerivedKeys;
+    CK_DERIVED_KEY* pAdditionalDerivedKeys;
+};
+
+struct CK_SP800_108_FEEDBACK_KDF_PARAMS
+{
+    CK_MECHANISM_TYPE prfType;
+    CK_ULONG ulNumberOfDataParams;
+    CK_PRF_DATA_PARAM* pDataParams;
+    CK_ULONG ulIVLen;
+    CK_BYTE_PTR pIV;
+    CK_ULONG ulAdditionalDerivedKeys;
+    CK_DERIVED_KEY* pAdditionalDerivedKeys;
+};
 
 struct CK_EDDSA_PARAMS
 {
@@ -359,6 +497,31 @@ struct CK_HKDF_PARAMS
     CK_OBJECT_HANDLE hSaltKey;
     CK_BYTE_PTR pInfo;
     CK_ULONG ulInfoLen;
+};
+
+// Edition 3.2
+
+struct CK_SIGN_ADDITIONAL_CONTEXT
+{
+    CK_ULONG hedgeVariant;
+    CK_BYTE_PTR pContext;
+    CK_ULONG ulContextLen;
+};
+
+struct CK_HASH_SIGN_ADDITIONAL_CONTEXT
+{
+    CK_ULONG hedgeVariant;
+    CK_BYTE_PTR pContext;
+    CK_ULONG ulContextLen;
+    CK_MECHANISM_TYPE hash;
+};
+
+struct CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS
+{
+    CK_MECHANISM_TYPE prfHashMechanism;
+    CK_BYTE_PTR pSessionHash;
+    CK_ULONG ulSessionHashLen;
+    CK_VERSION_PTR pVersion;
 };
 
 // ---- The function list ----

@@ -39,7 +39,7 @@ enum class ParameterKind
     gcm = 32,
     oaep = 33,
     pss = 34,
-    // For those that follow null is no parameter.
+    // For those that follow null is no parameter, and a PKCS11RawParameter is taken too.
     aesCtr = 35,
     ccm = 36,
     stringData = 37, ///< what derivationString would be, for the mechanisms that take it
@@ -50,7 +50,23 @@ enum class ParameterKind
     eddsa = 42,
     poly1305 = 43,
     hkdf = 44,
-    raw = 45, ///< a PKCS11RawParameter, whose bytes are the parameter
+    raw = 45,    ///< a PKCS11RawParameter alone, whose bytes are the parameter
+    vector = 46, ///< what iv would be, for the mechanisms that go without one too
+    chaCha20 = 47,
+    salsa20 = 48,
+    xeddsa = 49,
+    signContext = 50,
+    hashSignContext = 51,
+    tls12MasterKeyDerive = 52,
+    tls12ExtendedMasterKeyDerive = 53,
+    tls12KeyMat = 54,
+    tlsMac = 55,
+    tlsKdf = 56,
+    sp800Kdf = 57,
+    sp800FeedbackKdf = 58,
+    x942Dh1 = 59,
+    x942Dh2 = 60,
+    x942Mqv = 61,
 };
 
 /// The kind of a mechanism's parameter; raw for a mechanism without a row.

@@ -23,6 +23,8 @@ extern const ParameterStructure kGCM;
 extern const ParameterStructure kAesCtr;
 extern const ParameterStructure kCcm;
 extern const ParameterStructure kPoly1305;
+extern const ParameterStructure kChaCha20;
+extern const ParameterStructure kSalsa20;
 extern const ParameterStructure kRaw; ///< no structure of its own, one block
 
 // ---- params_derive.cpp ----
@@ -31,21 +33,51 @@ extern const ParameterStructure kKeyHandle;
 extern const ParameterStructure kVersion;
 extern const ParameterStructure kSSL3MasterKeyDerive;
 extern const ParameterStructure kSSL3KeyMat;
-extern const ParameterStructure kSSL3KeyMatOut;
+extern const ParameterStructure kRandomData;
+
+/// Where the structure of kSSL3KeyMatOut, which a token fills, has been placed, with its two IVs behind it.
+struct KeyMaterialPlace
+{
+    CK_ULONG ivSizeInBits;
+    CK_SSL3_KEY_MAT_OUT* place;
+};
+
+extern const ParameterStructure kSSL3KeyMatOut; ///< fills a KeyMaterialPlace that tells the size
+
 extern const ParameterStructure kTLSPRF;
 extern const ParameterStructure kECDH1;
 extern const ParameterStructure kStringData;
 extern const ParameterStructure kDesCbcEncryptData;
 extern const ParameterStructure kAesCbcEncryptData;
 extern const ParameterStructure kHkdf;
+extern const ParameterStructure kX942Dh1;
+extern const ParameterStructure kX942Dh2;
+extern const ParameterStructure kX942Mqv;
 
-// ---- params_rsa_ec.cpp ----
+// ---- params_tls12.cpp ----
+
+extern const ParameterStructure kTls12MasterKeyDerive;
+extern const ParameterStructure kTls12ExtendedMasterKeyDerive;
+extern const ParameterStructure kTls12KeyMat;
+extern const ParameterStructure kTlsMac;
+extern const ParameterStructure kTlsKdf;
+
+// ---- params_sp800.cpp ----
+
+extern const ParameterStructure kSp800Kdf;
+extern const ParameterStructure kSp800FeedbackKdf;
+extern const ParameterStructure kDerivedKey; ///< an element of either's pAdditionalDerivedKeys
+
+// ---- params_sign.cpp ----
 
 extern const ParameterStructure kOAEP;
 extern const ParameterStructure kPSS;
 extern const ParameterStructure kRsaAesKeyWrap;
 extern const ParameterStructure kEcdhAesKeyWrap;
 extern const ParameterStructure kEddsa;
+extern const ParameterStructure kXeddsa;
+extern const ParameterStructure kSignContext;
+extern const ParameterStructure kHashSignContext;
 
 // ---- params_trace.cpp: what is printed of a parameter when debugEnabled() ----
 

@@ -10,8 +10,9 @@
 //     84  the AAD
 //
 // Which structure that is the mechanism's row in the table decides, not the class of the Java object; the class is only
-// checked. A mechanism without a row may have its parameter's bytes as they are, from a PKCS11RawParameter. Everything
-// here runs on the calling thread outside the bridge lock and keeps no state.
+// checked. A mechanism without a row may have its parameter's bytes as they are, from a PKCS11RawParameter, and so may
+// those whose rows came later, for modules that go by another layout. Everything here runs on the calling thread
+// outside the bridge lock and keeps no state.
 #pragma once
 
 #include <array>
@@ -72,17 +73,26 @@ Outcome callWithLabelOrNone(const JavaMechanism& mechanism, const EncodeBuffer& 
 /// for a shorter array and "decodeByteArray(): can't get elements" for none.
 bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded);
 
-/// The keys that a derivation makes besides its own: MAC secrets and keys of client and server.
-using DerivedKeys = std::array<MadeObject, 4>;
+/// The keys that a derivation makes besides its own.
+struct DerivedKeys
+{
+    std::array<MadeObject, 4> material = {};    ///< of SSL3 and TLS: MAC secrets and keys of client and server
+    const CK_DERIVED_KEY* additional = nullptr; ///< of SP 800-108, in the encoded mechanism
+    CK_ULONG count = 0;
+    const EncodeBuffer* encoded = nullptr;
+};
 
-/// Numbers the keys of SSL3 key material, while the call counts; none for any other mechanism. `owner` is as for
-/// numberMade.
+/// Finds and numbers these keys, while the call counts; none for any other mechanism. `owner` is as for numberMade.
 DerivedKeys numberDerivedKeys(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, const JavaMechanism& mechanism,
                               const EncodeBuffer& encoded);
 
+/// Destroys them all, because none reaches Java.
+void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const DerivedKeys& keys);
+
 /// Hands what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
-/// IVs of SSL3 key material (handles are those of `session`), the output of the TLS pseudo-random function; nothing for
-/// any other mechanism. Raises 0x150 for an array longer than its output, "decodeByteArray(): can't get elements", and
-/// for a key that cannot be handed back, which is destroyed again; what can be handed back still is.
+/// IVs of SSL3 and TLS key material (handles are those of `session`), the output of the TLS pseudo-random function, the
+/// additional keys of SP 800-108; nothing for any other mechanism. Raises 0x150 for an array longer than its output,
+/// "decodeByteArray(): can't get elements", and for a key that cannot be handed back, which is destroyed again; what
+/// can be handed back still is.
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
                          const EncodeBuffer& encoded, const DerivedKeys& keys);

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 
 #include <jni.h>
 
@@ -38,7 +39,8 @@ inline bool measures(const ParameterFields* java)
 enum class Null
 {
     refused,
-    none, ///< no parameter; within a structure, zeros
+    none,    ///< no parameter; within a structure, zeros
+    pointer, ///< for what a structure points to: a null pointer
 };
 
 /// A structure, the Java class it is made from, and the function that goes through the fields of both.
@@ -69,14 +71,27 @@ constexpr ParameterStructure describe(const char* className, Null null = Null::r
 bool readStructure(ParameterFields* java, const ParameterStructure& description, void* structure);
 
 /// The same for the object of a field, whose structure lies within the parameter's own. Its blocks go on where the
-/// parameter's end.
+/// parameter's end. *there tells whether there is an object.
 bool readMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
-                void* structure);
+                void* structure, bool* there = nullptr);
 
 /// The same for a structure that the parameter's own points to: it lies among the blocks. The area begins aligned, so
 /// one whose fields need that goes before all blocks.
 bool placeMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
                  void** place);
+
+/// The same for the array of a field, whose structures lie one behind the other, aligned. Null is none of them, a null
+/// element refused.
+bool placeRecords(ParameterFields* java, const char* name, const ParameterStructure& description, void** records,
+                  CK_ULONG* count);
+
+/// The same for an object of any of these classes, or a byte[], whose bytes are placed as they are. Null is a null
+/// pointer; any other object is refused.
+bool placeAny(ParameterFields* java, const char* name, std::initializer_list<const ParameterStructure*> descriptions,
+              void** place, CK_ULONG* size);
+
+/// Takes aligned room in the area. False after raising when there is none.
+bool takeRoom(ParameterFields* java, std::size_t size, void** place);
 
 /// Reads an int field as an unsigned number.
 bool readUlong(ParameterFields* java, const char* name, CK_ULONG* value);

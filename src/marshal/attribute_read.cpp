@@ -1,12 +1,9 @@
 #include "attribute_read.h"
 
-#include <cstdio>
-#include <cstring>
-#include <ctime>
-
 #include "buffers.h"
-#include "platform.h"
 #include "stack_buffer.h"
+#include "template_read.h"
+#include "value_build.h"
 
 namespace {
 
@@ -32,53 +29,6 @@ CK_ULONG fixedSize(ValueKind kind)
     case ValueKind::date: return sizeof(CK_DATE);
     default: return 0;
     }
-}
-
-jboolean booleanOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
-{
-    require(env, length == sizeof(CK_BBOOL), CKR_ATTRIBUTE_VALUE_INVALID);
-    return scratch.bytes[0] != CK_FALSE ? JNI_TRUE : JNI_FALSE;
-}
-
-jint integerOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
-{
-    require(env, length == sizeof(CK_ULONG), CKR_ATTRIBUTE_VALUE_INVALID);
-    CK_ULONG number = 0;
-    std::memcpy(&number, scratch.bytes, sizeof number);
-    return toJava(number);
-}
-
-jobject dateOf(JNIEnv* env, const Scratch& scratch, CK_ULONG length)
-{
-    if (length == 0)
-        return nullptr;
-
-    char text[sizeof(CK_DATE) + 1] = {};
-    std::memcpy(text, scratch.bytes, sizeof(CK_DATE));
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    if (length != sizeof(CK_DATE) ||
-        std::sscanf(text, "%04d%02d%02d", &year, &month, &day) != 3) { // NOLINT(cert-err34-c): at most 4 digits each
-        refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
-        return nullptr;
-    }
-
-    std::tm calendar = {};
-    calendar.tm_year = year - 1900;
-    calendar.tm_mon = month - 1;
-    calendar.tm_mday = day;
-    return newJavaObject(env, "java/util/Date", "(J)V", jlong{localSeconds(calendar)} * 1000);
-}
-
-jobject newBoolean(JNIEnv* env, jboolean value)
-{
-    return newJavaObject(env, "java/lang/Boolean", "(Z)V", value);
-}
-
-jobject newInteger(JNIEnv* env, jint value)
-{
-    return newJavaObject(env, "java/lang/Integer", "(I)V", value);
 }
 
 bool fetchFixed(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, ValueKind kind, Scratch* scratch,
@@ -138,21 +88,8 @@ bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
                   jobject* numbers)
 {
     return fetchOnStack(env, handles, type, room, budget, [env, numbers](unsigned char* bytes, CK_ULONG length) {
-        if (require(env, length % sizeof(CK_ULONG) == 0, CKR_ATTRIBUTE_VALUE_INVALID))
-            *numbers = newIntArray(env, reinterpret_cast<const CK_ULONG*>(bytes), length / sizeof(CK_ULONG),
-                                   "NewIntArray() failed");
+        *numbers = numbersOf(env, bytes, length);
     });
-}
-
-// The first `length` bytes of a pinned array as an array of their own.
-jbyteArray shortened(JNIEnv* env, const jbyte* elements, CK_ULONG length)
-{
-    jbyteArray array = newByteArray(env, length);
-    if (array == nullptr)
-        throwPKCS11Exception(env, 0, "NewByteArray() failed");
-    else
-        env->SetByteArrayRegion(array, 0, toJava(length), elements);
-    return array;
 }
 
 // Reads bytes of an announced length into a new array. Null when there was none to be had; an array whose bytes could
@@ -176,16 +113,11 @@ jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TY
 
     CK_ULONG length = room;
     *fetched = fetchInto(env, handles, type, pinned.data, room, &length);
-    jbyteArray result = *fetched && length < room ? shortened(env, pinned.elements, length) : array;
+    jbyteArray result = *fetched && length < room ? bytesOf(env, pinned.data, length) : array;
     releaseBuffer(env, pinned, *fetched && result == array ? 0 : JNI_ABORT);
     if (result != array)
         env->DeleteLocalRef(array);
     return result;
-}
-
-jobject newBigInteger(JNIEnv* env, jbyteArray magnitude)
-{
-    return newJavaObject(env, "java/math/BigInteger", "(I[B)V", jint{1}, magnitude);
 }
 
 jobject bigIntegerZero(JNIEnv* env)
@@ -218,13 +150,13 @@ Next buildElement(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
     bool fetched = false;
     switch (kind) {
     case ValueKind::boolean: {
-        jboolean value = booleanOf(env, scratch, length);
+        jboolean value = booleanOf(env, scratch.bytes, length);
         keepFirst(env, first);
         *element = newBoolean(env, value);
         break;
     }
     case ValueKind::integer: {
-        jint value = integerOf(env, scratch, length);
+        jint value = integerOf(env, scratch.bytes, length);
         keepFirst(env, first);
         *element = newInteger(env, value);
         break;
@@ -239,7 +171,7 @@ Next buildElement(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
         *element = fetchBytes(env, handles, type, length, &fetched);
         return *element != nullptr ? Next::goOn : Next::end;
     case ValueKind::date:
-        *element = dateOf(env, scratch, length);
+        *element = dateOf(env, scratch.bytes, length);
         return env->ExceptionCheck() == JNI_TRUE ? Next::end : Next::goOn;
     case ValueKind::bigInteger:
         if (length != 0) {
@@ -255,6 +187,7 @@ Next buildElement(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
             break;
         throwPKCS11Exception(env, 0, "alloca() failed");
         return Next::end;
+    case ValueKind::attributes: *element = readTemplate(env, handles, type, length, budget); break;
     case ValueKind::unknown: break;
     }
     return Next::goOn;
@@ -284,7 +217,7 @@ jboolean readBoolean(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYP
 {
     Scratch scratch = {};
     CK_ULONG length = 0;
-    return fetchFixed(env, handles, type, ValueKind::boolean, &scratch, &length) ? booleanOf(env, scratch, length)
+    return fetchFixed(env, handles, type, ValueKind::boolean, &scratch, &length) ? booleanOf(env, scratch.bytes, length)
                                                                                  : JNI_FALSE;
 }
 
@@ -292,7 +225,8 @@ jint readInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE ty
 {
     Scratch scratch = {};
     CK_ULONG length = 0;
-    return fetchFixed(env, handles, type, ValueKind::integer, &scratch, &length) ? integerOf(env, scratch, length) : 0;
+    return fetchFixed(env, handles, type, ValueKind::integer, &scratch, &length) ? integerOf(env, scratch.bytes, length)
+                                                                                 : 0;
 }
 
 jobject readString(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
@@ -324,7 +258,8 @@ jobject readDate(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE ty
 {
     Scratch scratch = {};
     CK_ULONG length = 0;
-    return fetchFixed(env, handles, type, ValueKind::date, &scratch, &length) ? dateOf(env, scratch, length) : nullptr;
+    return fetchFixed(env, handles, type, ValueKind::date, &scratch, &length) ? dateOf(env, scratch.bytes, length)
+                                                                              : nullptr;
 }
 
 jobject readBigInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type)
@@ -368,6 +303,11 @@ jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
     case ValueKind::date: return readDate(env, handles, type);
     case ValueKind::bigInteger: return readBigInteger(env, handles, type);
     case ValueKind::numbers: return readNumbers(env, handles, type);
+    case ValueKind::attributes: {
+        CK_ULONG length = 0;
+        return fetchLength(env, handles, type, &length) ? readTemplate(env, handles, type, length, StackBudget{})
+                                                        : nullptr;
+    }
     case ValueKind::unknown: break;
     }
     return nullptr;

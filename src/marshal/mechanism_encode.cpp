@@ -12,38 +12,53 @@ const ParameterStructure* descriptionOf(ParameterKind kind)
     using enum ParameterKind;
     switch (kind) {
         // clang-format off
-    case keyHandle:             return &kKeyHandle;
-    case rc2:                   return &kRC2;
-    case rc2Cbc:                return &kRC2CBC;
-    case rc2MacGeneral:         return &kRC2MacGeneral;
-    case rc5:                   return &kRC5;
-    case rc5Cbc:                return &kRC5CBC;
-    case rc5MacGeneral:         return &kRC5MacGeneral;
-    case pbe:                   return &kPBE;
-    case version:               return &kVersion;
+    case keyHandle:                    return &kKeyHandle;
+    case rc2:                          return &kRC2;
+    case rc2Cbc:                       return &kRC2CBC;
+    case rc2MacGeneral:                return &kRC2MacGeneral;
+    case rc5:                          return &kRC5;
+    case rc5Cbc:                       return &kRC5CBC;
+    case rc5MacGeneral:                return &kRC5MacGeneral;
+    case pbe:                          return &kPBE;
+    case version:                      return &kVersion;
     case ssl3MasterKeyDerive:
     case tlsMasterKeyDerive:
     case ssl3MasterKeyDeriveDh:
-    case tlsMasterKeyDeriveDh:  return &kSSL3MasterKeyDerive;
+    case tlsMasterKeyDeriveDh:         return &kSSL3MasterKeyDerive;
     case ssl3KeyAndMacDerive:
-    case tlsKeyAndMacDerive:    return &kSSL3KeyMat;
-    case tlsPrf:                return &kTLSPRF;
-    case ecdh1Derive:           return &kECDH1;
-    case gcm:                   return &kGCM;
-    case oaep:                  return &kOAEP;
-    case pss:                   return &kPSS;
-    case aesCtr:                return &kAesCtr;
-    case ccm:                   return &kCcm;
-    case stringData:            return &kStringData;
-    case aesCbcEncryptData:     return &kAesCbcEncryptData;
-    case desCbcEncryptData:     return &kDesCbcEncryptData;
-    case rsaAesKeyWrap:         return &kRsaAesKeyWrap;
-    case ecdhAesKeyWrap:        return &kEcdhAesKeyWrap;
-    case eddsa:                 return &kEddsa;
-    case poly1305:              return &kPoly1305;
-    case hkdf:                  return &kHkdf;
-    case raw:                   return &kRaw;
-    default:                    return nullptr;
+    case tlsKeyAndMacDerive:           return &kSSL3KeyMat;
+    case tlsPrf:                       return &kTLSPRF;
+    case ecdh1Derive:                  return &kECDH1;
+    case gcm:                          return &kGCM;
+    case oaep:                         return &kOAEP;
+    case pss:                          return &kPSS;
+    case aesCtr:                       return &kAesCtr;
+    case ccm:                          return &kCcm;
+    case stringData:                   return &kStringData;
+    case aesCbcEncryptData:            return &kAesCbcEncryptData;
+    case desCbcEncryptData:            return &kDesCbcEncryptData;
+    case rsaAesKeyWrap:                return &kRsaAesKeyWrap;
+    case ecdhAesKeyWrap:               return &kEcdhAesKeyWrap;
+    case eddsa:                        return &kEddsa;
+    case poly1305:                     return &kPoly1305;
+    case hkdf:                         return &kHkdf;
+    case raw:                          return &kRaw;
+    case chaCha20:                     return &kChaCha20;
+    case salsa20:                      return &kSalsa20;
+    case xeddsa:                       return &kXeddsa;
+    case signContext:                  return &kSignContext;
+    case hashSignContext:              return &kHashSignContext;
+    case tls12MasterKeyDerive:         return &kTls12MasterKeyDerive;
+    case tls12ExtendedMasterKeyDerive: return &kTls12ExtendedMasterKeyDerive;
+    case tls12KeyMat:                  return &kTls12KeyMat;
+    case tlsMac:                       return &kTlsMac;
+    case tlsKdf:                       return &kTlsKdf;
+    case sp800Kdf:                     return &kSp800Kdf;
+    case sp800FeedbackKdf:             return &kSp800FeedbackKdf;
+    case x942Dh1:                      return &kX942Dh1;
+    case x942Dh2:                      return &kX942Dh2;
+    case x942Mqv:                      return &kX942Mqv;
+    default:                           return nullptr;
         // clang-format on
     }
 }
@@ -83,6 +98,7 @@ bool measureParameter(JNIEnv* env, JavaMechanism* mechanism, std::size_t* size)
     case ParameterKind::extract: *size = sizeof(CK_ULONG); return true;
     case ParameterKind::iv:
     case ParameterKind::tokenIv:
+    case ParameterKind::vector:
         mechanism->parameterClass = classIfInstance(env, mechanism->parameter, "[B");
         if (mechanism->parameterClass == nullptr)
             return env->ExceptionCheck() != JNI_TRUE;
@@ -91,6 +107,12 @@ bool measureParameter(JNIEnv* env, JavaMechanism* mechanism, std::size_t* size)
     case ParameterKind::publicValue: return encodedValueSize(env, ValueKind::bigInteger, mechanism->parameter, size);
     default: return true; // takes none, or is refused
     }
+}
+
+// Whether a parameter that is not of its kind's class may be a PKCS11RawParameter.
+bool takesBytesToo(const JavaMechanism& mechanism)
+{
+    return mechanism.parameterClass == nullptr && mechanism.kind >= ParameterKind::aesCtr;
 }
 
 // A mechanism without a parameter: the pointer is null, and an object is refused.
@@ -116,9 +138,11 @@ bool encodeStructure(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const ParameterStru
     return done;
 }
 
-// An initialisation vector; none is one of no bytes.
+// An initialisation vector; none is one of no bytes, or no parameter.
 bool encodeVector(JNIEnv* env, const JavaMechanism& java, CK_MECHANISM* mechanism)
 {
+    if (java.kind == ParameterKind::vector && java.parameter == nullptr)
+        return encodeNone(env, nullptr, mechanism);
     if (java.parameterClass != nullptr)
         return copyByteArray(env, static_cast<jbyteArray>(java.parameter), mechanism->pParameter,
                              &mechanism->ulParameterLen);
@@ -139,7 +163,8 @@ bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism
     case macGeneral:
     case extract: return encodeInteger(env, java.parameter, dest, len, kWrongParameter);
     case iv:
-    case tokenIv: return encodeVector(env, java, mechanism);
+    case tokenIv:
+    case vector: return encodeVector(env, java, mechanism);
     case publicValue: return encodeBigInteger(env, java.parameter, dest, len, kWrongParameter);
     case derivationString:
     case keaDerive:
@@ -169,6 +194,10 @@ JavaMechanism measureMechanism(JNIEnv* env, jint mechanism, jobject parameter)
     std::size_t size = 0;
     if (parameter != nullptr)
         measured.failed = !measureParameter(env, &measured, &size);
+    if (parameter != nullptr && !measured.failed && takesBytesToo(measured)) {
+        measured.kind = ParameterKind::raw;
+        measured.failed = !measureParameter(env, &measured, &size);
+    }
     measured.size = addSize(measured.size, size);
     return measured;
 }

@@ -14,6 +14,7 @@ namespace {
 constexpr CK_ULONG kTokenInitVector = 20;
 
 constexpr const char* kObjectSignature = "Lcom/kelvane/pkcs11/PKCS11Object;";
+constexpr const char* kNativeObjectSignature = "Lcom/kelvane/pkcs11/nat/NativePKCS11Object;";
 constexpr const char* kVersionSignature = "Lcom/kelvane/pkcs11/CK_VERSION;";
 constexpr const char* kKeyMatOutSignature = "Lcom/kelvane/pkcs11/CK_SSL3_KEY_MAT_OUT;";
 
@@ -77,13 +78,13 @@ bool setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
 }
 
 // A failure here leaves the fields that follow to be set all the same.
-void setKey(const ParameterFields& fields, const char* name, jobject session, const SessionHandles& handles,
-            const MadeObject& made)
+void setKey(const ParameterFields& fields, const char* name, const char* signature, jobject session,
+            const SessionHandles& handles, const MadeObject& made)
 {
     JNIEnv* env = fields.env;
     jthrowable first = setPendingAside(env);
     jobject key = newObjectFor(env, session, made);
-    jfieldID field = key != nullptr ? env->GetFieldID(fields.type, name, kObjectSignature) : nullptr;
+    jfieldID field = key != nullptr ? env->GetFieldID(fields.type, name, signature) : nullptr;
     if (field != nullptr)
         env->SetObjectField(fields.object, field, key);
     else
@@ -92,13 +93,15 @@ void setKey(const ParameterFields& fields, const char* name, jobject session, co
     restorePending(env, first);
 }
 
-void returnSSL3Version(const ParameterFields& fields, const EncodeBuffer& encoded)
+// Hands the version that a token has written back to a field of the parameter.
+template <typename Params>
+void returnVersion(const ParameterFields& fields, const EncodeBuffer& encoded, const char* name)
 {
-    const auto* derive = paramsIn<CK_SSL3_MASTER_KEY_DERIVE_PARAMS>(encoded);
+    const auto* derive = paramsIn<Params>(encoded);
     ParameterFields version;
     if (derive == nullptr || derive->pVersion == nullptr ||
         !require(fields.env, liesIn(encoded, derive->pVersion, sizeof(CK_VERSION)), CKR_BUFFER_TOO_SMALL) ||
-        !openMember(fields, "version", kVersionSignature, kVersion, &version))
+        !openMember(fields, name, kVersionSignature, kVersion, &version))
         return;
 
     if (setByte(version, "major", derive->pVersion->major))
@@ -106,29 +109,39 @@ void returnSSL3Version(const ParameterFields& fields, const EncodeBuffer& encode
 }
 
 // What the module wrote beside the parameter; false when there is none, or when it has moved it out of reach.
+template <typename Params>
 bool readKeyMaterial(const EncodeBuffer& encoded, CK_SSL3_KEY_MAT_OUT* material)
 {
-    const auto* params = paramsIn<CK_SSL3_KEY_MAT_PARAMS>(encoded);
+    const auto* params = paramsIn<Params>(encoded);
     bool there = params != nullptr && liesIn(encoded, params->pReturnedKeyMaterial, sizeof *material);
     if (there)
         std::memcpy(material, params->pReturnedKeyMaterial, sizeof *material); // it lies unaligned
     return there;
 }
 
-void returnSSL3KeyMatOut(const ParameterFields& fields, jobject session, const SessionHandles& handles,
-                         const EncodeBuffer& encoded, const DerivedKeys& keys)
+bool readKeyMaterial(ParameterKind kind, const EncodeBuffer& encoded, CK_SSL3_KEY_MAT_OUT* material)
+{
+    switch (kind) {
+    case ParameterKind::ssl3KeyAndMacDerive:
+    case ParameterKind::tlsKeyAndMacDerive: return readKeyMaterial<CK_SSL3_KEY_MAT_PARAMS>(encoded, material);
+    case ParameterKind::tls12KeyMat: return readKeyMaterial<CK_TLS12_KEY_MAT_PARAMS>(encoded, material);
+    default: return false;
+    }
+}
+
+void returnKeyMaterial(const ParameterFields& fields, ParameterKind kind, const char* name, jobject session,
+                       const SessionHandles& handles, const EncodeBuffer& encoded, const DerivedKeys& keys)
 {
     JNIEnv* env = fields.env;
     CK_SSL3_KEY_MAT_OUT material = {};
     if (mechanismIn(encoded)->pParameter == nullptr ||
-        !require(env, readKeyMaterial(encoded, &material), CKR_BUFFER_TOO_SMALL))
+        !require(env, readKeyMaterial(kind, encoded, &material), CKR_BUFFER_TOO_SMALL))
         return;
 
     ParameterFields out;
-    if (!openMember(fields, "returnedKeyMaterial", kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
+    if (!openMember(fields, name, kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
         // Another thread has taken the object away since it was encoded: there is nobody to hand the keys to.
-        for (const MadeObject& key : keys)
-            discardObject(env, handles, key);
+        discardDerivedKeys(env, handles, keys);
         refuse(env, CKR_MECHANISM_PARAM_INVALID);
         return;
     }
@@ -139,7 +152,61 @@ void returnSSL3KeyMatOut(const ParameterFields& fields, jobject session, const S
     restorePending(env, first);
     constexpr std::array<const char*, 4> names = {"clientMacSecret", "serverMacSecret", "clientKey", "serverKey"};
     for (std::size_t i = 0; i < names.size(); ++i)
-        setKey(out, names[i], session, handles, keys[i]);
+        setKey(out, names[i], kObjectSignature, session, handles, keys.material[i]);
+}
+
+// One of the additional keys of a derivation, which the encoder has placed; null when the module has moved it.
+MadeObject* additionalKey(const DerivedKeys& keys, CK_ULONG index)
+{
+    CK_OBJECT_HANDLE* handle = keys.additional[index].phKey;
+    bool there = liesIn(*keys.encoded, handle, sizeof(MadeObject)) &&
+                 reinterpret_cast<std::uintptr_t>(handle) % alignof(MadeObject) == 0;
+    return there ? reinterpret_cast<MadeObject*>(handle) : nullptr;
+}
+
+// The additional keys of a derivation; none when the module has moved them out of reach.
+template <typename Params>
+void findAdditionalKeys(const EncodeBuffer& encoded, DerivedKeys* keys)
+{
+    const auto* params = paramsIn<Params>(encoded);
+    if (params == nullptr || !liesIn(encoded, params->pAdditionalDerivedKeys,
+                                     arraySize(params->ulAdditionalDerivedKeys, sizeof(CK_DERIVED_KEY))))
+        return;
+    keys->additional = params->pAdditionalDerivedKeys;
+    keys->count = params->ulAdditionalDerivedKeys;
+    keys->encoded = &encoded;
+}
+
+// Sets the keys of an array whose elements own them; a key that has lost its owner meanwhile is destroyed again.
+void returnAdditionalKeys(const ParameterFields& fields, jobject session, const SessionHandles& handles,
+                          const DerivedKeys& keys)
+{
+    JNIEnv* env = fields.env;
+    if (keys.count == 0)
+        return;
+    jobject value = nullptr;
+    bool read = readObjectField(env, fields.object, fields.type, "pAdditionalDerivedKeys",
+                                "[Lcom/kelvane/pkcs11/CK_DERIVED_KEY;", &value);
+    auto* array = static_cast<jobjectArray>(value);
+    jsize length = read && array != nullptr ? env->GetArrayLength(array) : 0;
+    for (CK_ULONG i = 0; i < keys.count; ++i) {
+        MadeObject* made = additionalKey(keys, i);
+        if (made == nullptr)
+            continue;
+        jthrowable first = setPendingAside(env);
+        jobject owner = i < fromJava(length) ? env->GetObjectArrayElement(array, toJava(i)) : nullptr;
+        ParameterFields key = {env, nullptr, owner, classIfInstance(env, owner, kDerivedKey.className), nullptr, 0, 0};
+        if (key.type != nullptr) {
+            setKey(key, "phKey", kNativeObjectSignature, session, handles, *made);
+        } else {
+            discardObject(env, handles, *made);
+            refuse(env, CKR_MECHANISM_PARAM_INVALID);
+        }
+        env->DeleteLocalRef(key.type);
+        env->DeleteLocalRef(owner);
+        restorePending(env, first);
+    }
+    env->DeleteLocalRef(array);
 }
 
 void returnTLSPRFOutput(const ParameterFields& fields, const EncodeBuffer& encoded)
@@ -173,18 +240,32 @@ DerivedKeys numberDerivedKeys(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner
 {
     DerivedKeys keys = {};
     CK_SSL3_KEY_MAT_OUT material = {};
-    bool some =
-        mechanism.kind == ParameterKind::ssl3KeyAndMacDerive || mechanism.kind == ParameterKind::tlsKeyAndMacDerive;
-    if (!some || !readKeyMaterial(encoded, &material))
-        return keys;
-
-    keys[0].handle = material.hClientMacSecret;
-    keys[1].handle = material.hServerMacSecret;
-    keys[2].handle = material.hClientKey;
-    keys[3].handle = material.hServerKey;
-    for (MadeObject& key : keys)
-        numberMade(list, owner, &key);
+    if (readKeyMaterial(mechanism.kind, encoded, &material)) {
+        keys.material[0].handle = material.hClientMacSecret;
+        keys.material[1].handle = material.hServerMacSecret;
+        keys.material[2].handle = material.hClientKey;
+        keys.material[3].handle = material.hServerKey;
+        for (MadeObject& key : keys.material)
+            numberMade(list, owner, &key);
+    }
+    if (mechanism.kind == ParameterKind::sp800Kdf)
+        findAdditionalKeys<CK_SP800_108_KDF_PARAMS>(encoded, &keys);
+    if (mechanism.kind == ParameterKind::sp800FeedbackKdf)
+        findAdditionalKeys<CK_SP800_108_FEEDBACK_KDF_PARAMS>(encoded, &keys);
+    // By now the module may have moved their templates: nobody knows what they belong to.
+    for (CK_ULONG i = 0; i < keys.count; ++i)
+        if (MadeObject* made = additionalKey(keys, i))
+            numberMade(list, 0, made);
     return keys;
+}
+
+void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const DerivedKeys& keys)
+{
+    for (const MadeObject& key : keys.material)
+        discardObject(env, session, key);
+    for (CK_ULONG i = 0; i < keys.count; ++i)
+        if (const MadeObject* key = additionalKey(keys, i))
+            discardObject(env, session, *key);
 }
 
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
@@ -193,10 +274,23 @@ void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject se
     ParameterFields fields = fieldsOf(env, mechanism);
     switch (mechanism.kind) {
     case ParameterKind::ssl3MasterKeyDerive:
-    case ParameterKind::tlsMasterKeyDerive: returnSSL3Version(fields, encoded); break;
+    case ParameterKind::tlsMasterKeyDerive:
+        returnVersion<CK_SSL3_MASTER_KEY_DERIVE_PARAMS>(fields, encoded, "version");
+        break;
+    case ParameterKind::tls12MasterKeyDerive:
+        returnVersion<CK_TLS12_MASTER_KEY_DERIVE_PARAMS>(fields, encoded, "pVersion");
+        break;
+    case ParameterKind::tls12ExtendedMasterKeyDerive:
+        returnVersion<CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS>(fields, encoded, "pVersion");
+        break;
     case ParameterKind::ssl3KeyAndMacDerive:
-    case ParameterKind::tlsKeyAndMacDerive: returnSSL3KeyMatOut(fields, session, handles, encoded, keys); break;
+    case ParameterKind::tlsKeyAndMacDerive:
+        returnKeyMaterial(fields, mechanism.kind, "returnedKeyMaterial", session, handles, encoded, keys);
+        break;
+    case ParameterKind::tls12KeyMat:
+        returnKeyMaterial(fields, mechanism.kind, "pReturnedKeyMaterial", session, handles, encoded, keys);
+        break;
     case ParameterKind::tlsPrf: returnTLSPRFOutput(fields, encoded); break;
-    default: break;
+    default: returnAdditionalKeys(fields, session, handles, keys); break;
     }
 }

@@ -1,7 +1,9 @@
 #include "parameter_fields.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <limits>
 
 #include "frame.h"
 #include "values.h"
@@ -51,7 +53,7 @@ bool readStructure(ParameterFields* java, const ParameterStructure& description,
 }
 
 bool readMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
-                void* structure)
+                void* structure, bool* there)
 {
     std::array<char, 96> signature;
     std::snprintf(signature.data(), signature.size(), "L%s;", description.className);
@@ -60,10 +62,13 @@ bool readMember(ParameterFields* java, const char* name, const ParameterStructur
     if (!readObjectField(java->env, java->object, java->type, name, signature.data(), &member.object))
         return false;
 
-    bool done = (member.object == nullptr && null == Null::none) || readStructure(&member, description, structure);
+    bool absent = member.object == nullptr && null != Null::refused;
+    bool done = absent || readStructure(&member, description, structure);
     java->env->DeleteLocalRef(member.type);
     java->env->DeleteLocalRef(member.object);
     java->used = member.used;
+    if (there != nullptr)
+        *there = !absent;
     return done;
 }
 
@@ -77,10 +82,116 @@ bool placeMember(ParameterFields* java, const char* name, const ParameterStructu
 
     java->used += size;
     MeasuredStructure measured;
-    if (measures(java))
-        return readMember(java, name, description, null, &measured);
-    *place = java->area + offset;
-    return readMember(java, name, description, null, *place);
+    bool there = false;
+    *place = measures(java) ? static_cast<void*>(&measured) : java->area + offset;
+    bool done = readMember(java, name, description, null, *place, &there);
+    if (measures(java) || (null == Null::pointer && !there))
+        *place = nullptr;
+    return done;
+}
+
+bool takeRoom(ParameterFields* java, std::size_t size, void** place)
+{
+    // Where a CK_ULONG has 32 bits a size may be beyond it: such a one is more than any area holds.
+    constexpr std::size_t largest = std::numeric_limits<CK_ULONG>::max();
+    auto room = static_cast<CK_ULONG>(std::min(size, largest));
+    constexpr CK_ULONG alignment = alignof(std::max_align_t);
+    auto start = reinterpret_cast<std::uintptr_t>(java->area) + java->used;
+    java->used += measures(java) ? alignment - 1 : static_cast<CK_ULONG>(-start % alignment);
+    if (!demandInside(java, java->used, room))
+        return false;
+    *place = measures(java) ? nullptr : java->area + java->used;
+    java->used = static_cast<CK_ULONG>(std::min(addSize(java->used, room), largest));
+    return true;
+}
+
+bool placeRecords(ParameterFields* java, const char* name, const ParameterStructure& description, void** records,
+                  CK_ULONG* count)
+{
+    std::array<char, 96> signature;
+    std::snprintf(signature.data(), signature.size(), "[L%s;", description.className);
+    jobject value = nullptr;
+    if (!readObjectField(java->env, java->object, java->type, name, signature.data(), &value))
+        return false;
+
+    auto* array = static_cast<jobjectArray>(value);
+    jsize length = array != nullptr ? java->env->GetArrayLength(array) : 0;
+    *count = fromJava(length);
+    bool done = takeRoom(java, arraySize(*count, description.size), records);
+    for (jsize i = 0; done && i < length; ++i) {
+        MeasuredStructure measured;
+        auto* record = static_cast<CK_BYTE_PTR>(*records);
+        ParameterFields element = *java;
+        element.object = java->env->GetObjectArrayElement(array, i);
+        element.type = nullptr;
+        done = readStructure(&element, description,
+                             measures(java) ? static_cast<void*>(&measured) : record + fromJava(i) * description.size);
+        java->env->DeleteLocalRef(element.type);
+        java->env->DeleteLocalRef(element.object);
+        java->used = element.used;
+    }
+    if (length == 0)
+        *records = nullptr;
+    java->env->DeleteLocalRef(array);
+    return done;
+}
+
+namespace {
+
+// The description whose class an object is of; its class stays in `type`. Null when there is none, or with the virtual
+// machine's error pending.
+const ParameterStructure* descriptionOf(ParameterFields* java,
+                                        std::initializer_list<const ParameterStructure*> descriptions)
+{
+    for (const ParameterStructure* each : descriptions) {
+        java->type = classIfInstance(java->env, java->object, each->className);
+        if (java->type != nullptr)
+            return each;
+        if (java->env->ExceptionCheck() == JNI_TRUE)
+            return nullptr;
+    }
+    return nullptr;
+}
+
+// Places an object that is none of a structure: a byte[], or what is refused.
+bool placeBytes(ParameterFields* java, jobject value, void** place, CK_ULONG* size)
+{
+    if (java->env->ExceptionCheck() == JNI_TRUE || !isInstance(java->env, value, "[B")) {
+        demand(java, false);
+        java->env->DeleteLocalRef(value);
+        return false;
+    }
+    CK_BYTE_PTR block = nullptr;
+    *size = java->areaSize - java->used;
+    bool placed = placeArray(java, static_cast<jbyteArray>(value), java->used, &block, size);
+    *place = block;
+    java->used += *size;
+    return placed;
+}
+
+} // namespace
+
+bool placeAny(ParameterFields* java, const char* name, std::initializer_list<const ParameterStructure*> descriptions,
+              void** place, CK_ULONG* size)
+{
+    *place = nullptr;
+    *size = 0;
+    ParameterFields member = *java;
+    if (!readObjectField(java->env, java->object, java->type, name, "Ljava/lang/Object;", &member.object))
+        return false;
+    if (member.object == nullptr)
+        return true;
+    const ParameterStructure* description = descriptionOf(&member, descriptions);
+    if (description == nullptr)
+        return placeBytes(java, member.object, place, size);
+
+    MeasuredStructure measured;
+    *size = static_cast<CK_ULONG>(description->size);
+    bool done = takeRoom(&member, *size, place) && description->fields(&member, measures(java) ? &measured : *place);
+    java->used = member.used;
+    java->env->DeleteLocalRef(member.type);
+    java->env->DeleteLocalRef(member.object);
+    return done;
 }
 
 bool readUlong(ParameterFields* java, const char* name, CK_ULONG* value)

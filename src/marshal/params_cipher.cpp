@@ -85,6 +85,27 @@ bool poly1305Fields(ParameterFields* java, CK_SALSA20_CHACHA20_POLY1305_PARAMS* 
            placeBlockOrNull(java, "pAAD", &poly1305->pAAD, &poly1305->ulAADLen);
 }
 
+// Modules know the counter and the nonce by their numbers of bits.
+bool chaCha20Fields(ParameterFields* java, CK_CHACHA20_PARAMS* chaCha20)
+{
+    bool done = placeBlockOrNull(java, "pBlockCounter", &chaCha20->pBlockCounter, &chaCha20->blockCounterBits) &&
+                placeBlockOrNull(java, "pNonce", &chaCha20->pNonce, &chaCha20->ulNonceBits);
+    chaCha20->blockCounterBits *= 8;
+    chaCha20->ulNonceBits *= 8;
+    return done;
+}
+
+bool salsa20Fields(ParameterFields* java, CK_SALSA20_PARAMS* salsa20)
+{
+    constexpr CK_ULONG kCounterSize = 8; // which the structure does not tell
+    CK_ULONG counterSize = 0;
+    bool done = placeBlockOrNull(java, "pBlockCounter", &salsa20->pBlockCounter, &counterSize) &&
+                demand(java, counterSize == kCounterSize) &&
+                placeBlockOrNull(java, "pNonce", &salsa20->pNonce, &salsa20->ulNonceBits);
+    salsa20->ulNonceBits *= 8;
+    return done;
+}
+
 bool rawFields(ParameterFields* java, void* /*unused*/)
 {
     CK_BYTE_PTR start = nullptr;
@@ -110,4 +131,8 @@ constexpr ParameterStructure kAesCtr =
 constexpr ParameterStructure kCcm = describe<CK_CCM_PARAMS, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", Null::none);
 constexpr ParameterStructure kPoly1305 = describe<CK_SALSA20_CHACHA20_POLY1305_PARAMS, poly1305Fields>(
     "com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
+constexpr ParameterStructure kChaCha20 =
+    describe<CK_CHACHA20_PARAMS, chaCha20Fields>("com/kelvane/pkcs11/CK_CHACHA20_PARAMS", Null::none);
+constexpr ParameterStructure kSalsa20 =
+    describe<CK_SALSA20_PARAMS, salsa20Fields>("com/kelvane/pkcs11/CK_SALSA20_PARAMS", Null::none);
 constexpr ParameterStructure kRaw = {"com/kelvane/pkcs11/PKCS11RawParameter", 0, Null::none, rawFields};

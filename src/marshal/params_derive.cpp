@@ -25,9 +25,6 @@ bool randomDataFields(ParameterFields* java, CK_SSL3_RANDOM_DATA* random)
            placeBlock(java, "serverRandom", &random->pServerRandom, &random->ulServerRandomLen);
 }
 
-constexpr ParameterStructure kRandomData =
-    describe<CK_SSL3_RANDOM_DATA, randomDataFields>("com/kelvane/pkcs11/CK_SSL3_RANDOM_DATA");
-
 bool masterKeyDeriveFields(ParameterFields* java, CK_SSL3_MASTER_KEY_DERIVE_PARAMS* derive)
 {
     void* version = nullptr;
@@ -37,8 +34,8 @@ bool masterKeyDeriveFields(ParameterFields* java, CK_SSL3_MASTER_KEY_DERIVE_PARA
     return done;
 }
 
-// The structure that the token fills, with its two IV areas behind it. It lies unaligned behind the random bytes.
-bool keyMatOutFields(ParameterFields* java, CK_SSL3_KEY_MAT_PARAMS* material)
+// The structure lies unaligned behind the random bytes.
+bool keyMatOutFields(ParameterFields* java, KeyMaterialPlace* material)
 {
     CK_SSL3_KEY_MAT_OUT out = {};
     if (measures(java)) {
@@ -46,27 +43,31 @@ bool keyMatOutFields(ParameterFields* java, CK_SSL3_KEY_MAT_PARAMS* material)
         return placeBlock(java, "ivClient", &out.pIVClient, nullptr) &&
                placeBlock(java, "ivServer", &out.pIVServer, nullptr);
     }
-    CK_ULONG ivSizeInBits = material->ulIVSizeInBits;
-    CK_ULONG ivBytes = ivSizeInBits / 8 + (ivSizeInBits % 8 != 0 ? 1 : 0);
+    CK_ULONG ivBytes = material->ivSizeInBits / 8 + (material->ivSizeInBits % 8 != 0 ? 1 : 0);
     if (!demandInside(java, java->used, sizeof out + 2 * ivBytes))
         return false;
 
     CK_BYTE_PTR place = java->area + java->used;
     out.pIVClient = place + sizeof out;
-    out.pIVServer = out.pIVClient + (ivSizeInBits >> 3);
+    out.pIVServer = out.pIVClient + (material->ivSizeInBits >> 3);
     std::memcpy(place, &out, sizeof out);
-    material->pReturnedKeyMaterial = reinterpret_cast<CK_SSL3_KEY_MAT_OUT*>(place);
+    material->place = reinterpret_cast<CK_SSL3_KEY_MAT_OUT*>(place);
     return true;
 }
 
 bool keyMatFields(ParameterFields* java, CK_SSL3_KEY_MAT_PARAMS* material)
 {
-    return readUlong(java, "macSizeInBits", &material->ulMacSizeInBits) &&
-           readUlong(java, "keySizeInBits", &material->ulKeySizeInBits) &&
-           readUlong(java, "ivSizeInBits", &material->ulIVSizeInBits) &&
-           readByte(java, "exportable", &material->bIsExport) &&
-           readMember(java, "randomData", kRandomData, Null::refused, &material->RandomInfo) &&
-           readMember(java, "returnedKeyMaterial", kSSL3KeyMatOut, Null::refused, material);
+    if (!readUlong(java, "macSizeInBits", &material->ulMacSizeInBits) ||
+        !readUlong(java, "keySizeInBits", &material->ulKeySizeInBits) ||
+        !readUlong(java, "ivSizeInBits", &material->ulIVSizeInBits) ||
+        !readByte(java, "exportable", &material->bIsExport) ||
+        !readMember(java, "randomData", kRandomData, Null::refused, &material->RandomInfo))
+        return false;
+
+    KeyMaterialPlace out = {material->ulIVSizeInBits, nullptr};
+    bool done = readMember(java, "returnedKeyMaterial", kSSL3KeyMatOut, Null::refused, &out);
+    material->pReturnedKeyMaterial = out.place;
+    return done;
 }
 
 // The output's room and, behind it, the word with its length.
@@ -142,6 +143,34 @@ bool hkdfFields(ParameterFields* java, CK_HKDF_PARAMS* hkdf)
            placeBlockOrNull(java, "pInfo", &hkdf->pInfo, &hkdf->ulInfoLen);
 }
 
+bool x942Dh1Fields(ParameterFields* java, CK_X9_42_DH1_DERIVE_PARAMS* derive)
+{
+    return readUlong(java, "kdf", &derive->kdf) &&
+           placeBlockOrNull(java, "pOtherInfo", &derive->pOtherInfo, &derive->ulOtherInfoLen) &&
+           placeBlockOrNull(java, "pPublicData", &derive->pPublicData, &derive->ulPublicDataLen);
+}
+
+bool x942Dh2Fields(ParameterFields* java, CK_X9_42_DH2_DERIVE_PARAMS* derive)
+{
+    return readUlong(java, "kdf", &derive->kdf) &&
+           placeBlockOrNull(java, "pOtherInfo", &derive->pOtherInfo, &derive->ulOtherInfoLen) &&
+           placeBlockOrNull(java, "pPublicData", &derive->pPublicData, &derive->ulPublicDataLen) &&
+           readUlong(java, "ulPrivateDataLen", &derive->ulPrivateDataLen) &&
+           readMember(java, "hPrivateData", kKeyHandle, Null::refused, &derive->hPrivateData) &&
+           placeBlockOrNull(java, "pPublicData2", &derive->pPublicData2, &derive->ulPublicDataLen2);
+}
+
+bool x942MqvFields(ParameterFields* java, CK_X9_42_MQV_DERIVE_PARAMS* derive)
+{
+    return readUlong(java, "kdf", &derive->kdf) &&
+           placeBlockOrNull(java, "OtherInfo", &derive->OtherInfo, &derive->ulOtherInfoLen) &&
+           placeBlockOrNull(java, "PublicData", &derive->PublicData, &derive->ulPublicDataLen) &&
+           readUlong(java, "ulPrivateDataLen", &derive->ulPrivateDataLen) &&
+           readMember(java, "hPrivateData", kKeyHandle, Null::refused, &derive->hPrivateData) &&
+           placeBlockOrNull(java, "PublicData2", &derive->PublicData2, &derive->ulPublicDataLen2) &&
+           readMember(java, "publicKey", kKeyHandle, Null::refused, &derive->publicKey);
+}
+
 } // namespace
 
 constexpr ParameterStructure kKeyHandle =
@@ -151,8 +180,10 @@ constexpr ParameterStructure kSSL3MasterKeyDerive = describe<CK_SSL3_MASTER_KEY_
     "com/kelvane/pkcs11/CK_SSL3_MASTER_KEY_DERIVE_PARAMS");
 constexpr ParameterStructure kSSL3KeyMat =
     describe<CK_SSL3_KEY_MAT_PARAMS, keyMatFields>("com/kelvane/pkcs11/CK_SSL3_KEY_MAT_PARAMS");
+constexpr ParameterStructure kRandomData =
+    describe<CK_SSL3_RANDOM_DATA, randomDataFields>("com/kelvane/pkcs11/CK_SSL3_RANDOM_DATA");
 constexpr ParameterStructure kSSL3KeyMatOut =
-    describe<CK_SSL3_KEY_MAT_PARAMS, keyMatOutFields>("com/kelvane/pkcs11/CK_SSL3_KEY_MAT_OUT");
+    describe<KeyMaterialPlace, keyMatOutFields>("com/kelvane/pkcs11/CK_SSL3_KEY_MAT_OUT");
 constexpr ParameterStructure kTLSPRF =
     describe<CK_TLS_PRF_PARAMS, tlsPRFFields>("com/kelvane/pkcs11/CK_TLS_PRF_PARAMS");
 constexpr ParameterStructure kECDH1 =
@@ -165,3 +196,9 @@ constexpr ParameterStructure kAesCbcEncryptData = describe<CK_AES_CBC_ENCRYPT_DA
     "com/kelvane/pkcs11/CK_AES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
 constexpr ParameterStructure kHkdf =
     describe<CK_HKDF_PARAMS, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", Null::none);
+constexpr ParameterStructure kX942Dh1 =
+    describe<CK_X9_42_DH1_DERIVE_PARAMS, x942Dh1Fields>("com/kelvane/pkcs11/CK_X9_42_DH1_DERIVE_PARAMS", Null::none);
+constexpr ParameterStructure kX942Dh2 =
+    describe<CK_X9_42_DH2_DERIVE_PARAMS, x942Dh2Fields>("com/kelvane/pkcs11/CK_X9_42_DH2_DERIVE_PARAMS", Null::none);
+constexpr ParameterStructure kX942Mqv =
+    describe<CK_X9_42_MQV_DERIVE_PARAMS, x942MqvFields>("com/kelvane/pkcs11/CK_X9_42_MQV_DERIVE_PARAMS", Null::none);

@@ -189,9 +189,12 @@ bool encodeInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV 
     return env->ExceptionCheck() != JNI_TRUE && store(env, &number, sizeof number, dest, len);
 }
 
-bool encodeAttributeValue(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
+namespace {
+
+// Encodes a value at attr->pValue. attr->ulValueLen holds the room on entry and the bytes written on success.
+bool encodePlainValue(JNIEnv* env, jobject value, ValueKind kind, CK_ATTRIBUTE* attr)
 {
-    switch (attributeKind(attr->type)) {
+    switch (kind) {
     case ValueKind::boolean: return encodeBoolean(env, value, attr);
     case ValueKind::integer:
         return encodeInteger(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
@@ -201,7 +204,33 @@ bool encodeAttributeValue(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     case ValueKind::date: return encodeDate(env, value, attr);
     case ValueKind::bigInteger: return encodeMagnitude(env, value, attr);
     case ValueKind::numbers: return encodeNumbers(env, value, attr);
-    case ValueKind::unknown: break;
+    default: return refuse(env, CKR_ATTRIBUTE_TYPE_INVALID);
     }
-    return refuse(env, CKR_ATTRIBUTE_TYPE_INVALID);
+}
+
+bool encodeNestedTemplate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr, EncodeArea* area)
+{
+    CK_ATTRIBUTE* entries = nullptr;
+    CK_ULONG count = 0;
+    if (!encodeTemplateObject(env, value, true, &entries, &count, area))
+        return false;
+    attr->pValue = entries;
+    attr->ulValueLen = static_cast<CK_ULONG>(count * sizeof(CK_ATTRIBUTE));
+    return true;
+}
+
+} // namespace
+
+bool encodeAttributeValue(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr, EncodeArea* area)
+{
+    ValueKind kind = attributeKind(attr->type);
+    if (kind == ValueKind::attributes)
+        return encodeNestedTemplate(env, value, attr, area);
+
+    attr->pValue = area->cursor;
+    attr->ulValueLen = static_cast<CK_ULONG>(area->end - area->cursor);
+    if (!encodePlainValue(env, value, kind, attr))
+        return false;
+    area->cursor += attr->ulValueLen;
+    return true;
 }

@@ -1,4 +1,5 @@
 #include "frame.h"
+#include "template_arrays.h"
 #include "values.h"
 
 namespace {
@@ -46,6 +47,7 @@ bool encodedValueSize(JNIEnv* env, ValueKind kind, jobject value, std::size_t* s
     case ValueKind::integer: *size = sizeof(CK_ULONG); return true;
     case ValueKind::date: *size = sizeof(CK_DATE); return true;
     case ValueKind::numbers: return arrayValueSize(env, value, "[I", sizeof(CK_ULONG), size);
+    case ValueKind::attributes: return templateObjectSize(env, value, true, size);
     case ValueKind::string:
         own = testInstance(env, value, "java/lang/String");
         if (own == Instance::yes)
@@ -79,34 +81,90 @@ bool elementSize(JNIEnv* env, ValueKind kind, jobjectArray values, jsize index, 
 
 } // namespace
 
+Instance openArrays(JNIEnv* env, jintArray types, jobjectArray values, TemplateArrays* arrays)
+{
+    Instance are = testInstance(env, types, "[I");
+    if (are == Instance::yes)
+        are = testInstance(env, values, "[Ljava/lang/Object;");
+    if (are != Instance::yes)
+        return are;
+    arrays->length = env->GetArrayLength(types);
+    if (arrays->length != env->GetArrayLength(values))
+        return Instance::no;
+
+    arrays->types = types;
+    arrays->values = values;
+    arrays->typeElements = env->GetIntArrayElements(types, nullptr);
+    return Instance::yes;
+}
+
+Instance openTemplateObject(JNIEnv* env, jobject value, TemplateArrays* arrays)
+{
+    jclass type = classIfInstance(env, value, "com/kelvane/pkcs11/Template");
+    if (type == nullptr)
+        return value != nullptr && env->ExceptionCheck() == JNI_TRUE ? Instance::failed : Instance::no;
+
+    jobject types = nullptr;
+    jobject values = nullptr;
+    bool read = readObjectField(env, value, type, "types", "[I", &types) &&
+                readObjectField(env, value, type, "values", "[Ljava/lang/Object;", &values);
+    Instance are = read ? openArrays(env, static_cast<jintArray>(types), static_cast<jobjectArray>(values), arrays)
+                        : Instance::failed;
+    if (are != Instance::yes)
+        closeTemplateObject(env, {static_cast<jintArray>(types), static_cast<jobjectArray>(values)});
+    env->DeleteLocalRef(type);
+    return are;
+}
+
+void closeTemplateObject(JNIEnv* env, const TemplateArrays& arrays)
+{
+    closeArrays(env, arrays);
+    env->DeleteLocalRef(arrays.types);
+    env->DeleteLocalRef(arrays.values);
+}
+
+void closeArrays(JNIEnv* env, const TemplateArrays& arrays)
+{
+    if (arrays.typeElements != nullptr)
+        env->ReleaseIntArrayElements(arrays.types, arrays.typeElements, JNI_ABORT);
+}
+
+bool measureArrays(JNIEnv* env, const TemplateArrays& arrays, std::size_t* size)
+{
+    *size = arraySize(fromJava(arrays.length), sizeof(CK_ATTRIBUTE));
+    for (jsize i = 0; arrays.typeElements != nullptr && i < arrays.length; ++i) {
+        ValueKind kind = attributeKind(fromJava(arrays.typeElements[i]));
+        std::size_t of = 0;
+        bool tooDeep = arrays.nested && kind == ValueKind::attributes;
+        if (!tooDeep && !elementSize(env, kind, arrays.values, i, &of))
+            return false;
+        *size = addSize(*size, of);
+    }
+    return true;
+}
+
 std::size_t openTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTemplate* opened)
 {
     if (types == nullptr || values == nullptr)
         return 0;
-    opened->types = types;
-    opened->values = values;
 
-    Instance arrays = testInstance(env, types, "[I");
-    if (arrays == Instance::yes)
-        arrays = testInstance(env, values, "[Ljava/lang/Object;");
-    opened->state = arrays == Instance::failed ? EncodedTemplate::failed : EncodedTemplate::inconsistent;
-    if (arrays != Instance::yes)
-        return 0;
-    opened->length = env->GetArrayLength(types);
-    if (opened->length != env->GetArrayLength(values))
-        return 0;
-    opened->state = EncodedTemplate::open;
-    opened->typeElements = env->GetIntArrayElements(types, nullptr);
+    std::size_t size = 0;
+    Instance arrays = openArrays(env, types, values, &opened->arrays);
+    bool measured = arrays == Instance::yes && measureArrays(env, opened->arrays, &size);
+    opened->state = measured                 ? EncodedTemplate::open
+                    : arrays == Instance::no ? EncodedTemplate::inconsistent
+                                             : EncodedTemplate::failed;
+    return size;
+}
 
-    std::size_t total = arraySize(fromJava(opened->length), sizeof(CK_ATTRIBUTE));
-    for (jsize i = 0; opened->typeElements != nullptr && i < opened->length; ++i) {
-        ValueKind kind = attributeKind(fromJava(opened->typeElements[i]));
-        std::size_t size = 0;
-        if (!elementSize(env, kind, values, i, &size)) {
-            opened->state = EncodedTemplate::failed;
-            break;
-        }
-        total = addSize(total, size);
-    }
-    return total;
+bool templateObjectSize(JNIEnv* env, jobject value, bool nested, std::size_t* size)
+{
+    *size = 0;
+    TemplateArrays arrays;
+    arrays.nested = nested;
+    Instance is = openTemplateObject(env, value, &arrays);
+    bool measured = is != Instance::failed && (is == Instance::no || measureArrays(env, arrays, size));
+    closeTemplateObject(env, arrays);
+    *size = addSize(*size, is == Instance::yes ? alignof(CK_ATTRIBUTE) - 1 : 0);
+    return measured;
 }

@@ -64,8 +64,9 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Object_setAttributeValue(JNIEnv* en
     StackBudget budget;
     EncodeBuffer buffer;
     RESERVE_STACK(budget, buffer, size);
-    CK_ATTRIBUTE attribute = {fromJava(type), buffer.bytes, static_cast<CK_ULONG>(buffer.size)};
-    if (encodeAttributeValue(env, value, &attribute))
+    EncodeArea area = areaIn(buffer);
+    CK_ATTRIBUTE attribute = {fromJava(type), nullptr, 0};
+    if (encodeAttributeValue(env, value, &attribute, &area))
         storeObjectAttributes(env, object, &attribute, 1);
 }
 

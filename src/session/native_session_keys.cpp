@@ -213,9 +213,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
         }
         return rv;
     });
-    const auto& [clientMac, serverMac, clientKey, serverKey] = others;
-    if (!checkMade(env, handles, outcome, {&key, &clientMac, &serverMac, &clientKey, &serverKey}))
+    if (!checkMade(env, handles, outcome, {&key})) {
+        if (outcome.rv == CKR_OK)
+            discardDerivedKeys(env, handles, others);
         return nullptr;
+    }
 
     returnDerivedOutput(env, measured, session, handles, encoded, others);
     if (debugEnabled())

@@ -470,7 +470,27 @@ Ref keyMaterial(Ref material)
     return with(with(made, "randomData", random()), "returnedKeyMaterial", material);
 }
 
-// CKM_CHACHA20_POLY1305 and CKM_HKDF_DERIVE, which the header lacks.
+Ref tls12KeyMaterial()
+{
+    Ref made = parameter("CK_TLS12_KEY_MAT_PARAMS", "ulMacSizeInBits=160 ulKeySizeInBits=128 ulIVSizeInBits=64"
+                                                    " bIsExport=z1 prfHashMechanism=592");
+    return with(with(made, "RandomInfo", random()), "pReturnedKeyMaterial", keyMaterialOut());
+}
+
+// Feedback mode with one piece of data and one more key, whose template is empty.
+Ref feedbackKdf()
+{
+    Ref data = parameter("CK_PRF_DATA_PARAM", "type=4"), more = parameter("CK_DERIVED_KEY", "");
+    data.object->fields["pValue:Ljava/lang/Object;"] = bytes("abc");
+    more.object->fields["pTemplate:Lcom/kelvane/pkcs11/Template;"] = 0;
+    Ref made = parameter("CK_SP800_108_FEEDBACK_KDF_PARAMS", "prfType=593 pIV='defgh'");
+    for (const auto& [field, element] : {std::pair{"pDataParams", data}, std::pair{"pAdditionalDerivedKeys", more}}) {
+        Ref array = newObjects({element});
+        array.object->type = "[L" + element.object->type + ";";
+        made = with(made, field, array);
+    }
+    return made;
+}
 
 std::vector<Parameter> parameters()
 {
@@ -553,6 +573,20 @@ std::vector<Parameter> parameters()
         {CKM_HKDF_DERIVE, with(parameter("CK_HKDF_PARAMS", hkdf), "hSaltKey", key),
             "38 0:b1 1:b1 2:u592 6:u4 10:p38 18:u3 22:u2147483657 26:p41 34:u5 38:x6162636465666768",
             "64 0:b1 1:b1 8:u592 16:u4 24:p64 32:u3 40:u2147483657 48:p67 56:u5 64:x6162636465666768"},
+        {CKM_HASH_ML_DSA, parameter("CK_HASH_SIGN_ADDITIONAL_CONTEXT", "hedgeVariant=1 pContext='abc' hash=592"),
+            "20 0:u1 4:p20 12:u3 16:u592 20:x616263", "32 0:u1 8:p32 16:u3 24:u592 32:x616263"},
+        {CKM_CHACHA20, parameter("CK_CHACHA20_PARAMS", "pBlockCounter='abcd' pNonce='efghijkl'"),
+            "24 0:p24 8:u32 12:p28 20:u64 24:x6162636465666768", "32 0:p32 8:u32 16:p36 24:u64 32:x6162636465666768"},
+        {CKM_TLS12_KEY_AND_MAC_DERIVE, tls12KeyMaterial(),
+            "49 0:u160 4:u128 8:u64 12:b1 13:p49 21:u3 25:p52 33:u5 37:p57 45:u592 49:x6162636465666768"
+            " 57:u0 61:u0 65:u0 69:u0 73:p89 81:p97",
+            "80 0:u160 8:u128 16:u64 24:b1 32:p80 40:u3 48:p83 56:u5 64:p88 72:u592 80:x6162636465666768"
+            " 88:u0 96:u0 104:u0 112:u0 120:p136 128:p144"},
+        {CKM_SP800_108_FEEDBACK_KDF, feedbackKdf(),
+            "40 0:u593 4:u1 8:p48 16:u5 20:p124 28:u1 32:p80 48:u4 52:p64 60:u3 64:x616263"
+            " 80:p- 88:u0 92:p112 112:u0 124:x6465666768",
+            "56 0:u593 8:u1 16:p56 24:u5 32:p136 40:u1 48:p88 56:u4 64:p80 72:u3 80:x616263"
+            " 88:p- 96:u0 104:p120 120:u0 136:x6465666768"},
         {kNegative, parameter("PKCS11RawParameter", "bytes='abc'"), "3 0:x616263", "3 0:x616263"},
         // clang-format on
     };

@@ -51,7 +51,9 @@ struct Row
 //   area             pointer to room for as many bits as the named field says
 //   output           pointer to room for as many bytes as the CK_ULONG says to which the named field leads
 //   length           pointer to a CK_ULONG
-//   record           pointer to the record that holds the fields after it
+//   template         pointer to as many attributes as the named field says
+//   bits             pointer to as many bits as the named field says
+//   record           pointer to the record that holds the fields after it, up to a "^"
 // clang-format off
 const auto& rows = *new std::vector<Row>{
     {"CK_OBJECT_HANDLE", {CKM_CONCATENATE_BASE_AND_KEY}, "key:handle"},
@@ -87,6 +89,38 @@ const auto& rows = *new std::vector<Row>{
     {"CK_KEY_DERIVATION_STRING_DATA", {CKM_AES_ECB_ENCRYPT_DATA}, "pData:data(ulLen) ulLen"},
     {"CK_DES_CBC_ENCRYPT_DATA_PARAMS", {CKM_DES3_CBC_ENCRYPT_DATA}, "iv:bytes(8) pData:data(length) length"},
     {"CK_AES_CBC_ENCRYPT_DATA_PARAMS", {CKM_AES_CBC_ENCRYPT_DATA}, "iv:bytes(16) pData:data(length) length"},
+    {"CK_X9_42_DH1_DERIVE_PARAMS", {},
+     "kdf:code ulOtherInfoLen pOtherInfo:data(ulOtherInfoLen) ulPublicDataLen pPublicData:data(ulPublicDataLen)"},
+    {"CK_X9_42_DH2_DERIVE_PARAMS", {},
+     "kdf:code ulOtherInfoLen pOtherInfo:data(ulOtherInfoLen) ulPublicDataLen pPublicData:data(ulPublicDataLen)"
+     " ulPrivateDataLen hPrivateData:handle ulPublicDataLen2 pPublicData2:data(ulPublicDataLen2)"},
+    {"CK_X9_42_MQV_DERIVE_PARAMS", {},
+     "kdf:code ulOtherInfoLen OtherInfo:data(ulOtherInfoLen) ulPublicDataLen PublicData:data(ulPublicDataLen)"
+     " ulPrivateDataLen hPrivateData:handle ulPublicDataLen2 PublicData2:data(ulPublicDataLen2) publicKey:handle"},
+    {"CK_TLS12_MASTER_KEY_DERIVE_PARAMS", {}, "pClientRandom:data(ulClientRandomLen) ulClientRandomLen"
+     " pServerRandom:data(ulServerRandomLen) ulServerRandomLen pVersion:data(2) prfHashMechanism:code"},
+    {"CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS", {},
+     "prfHashMechanism:code pSessionHash:data(ulSessionHashLen) ulSessionHashLen pVersion:data(2)"},
+    {"CK_TLS12_KEY_MAT_PARAMS", {}, "ulMacSizeInBits ulKeySizeInBits ulIVSizeInBits bIsExport:bytes(1)"
+     " pClientRandom:data(ulClientRandomLen) ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen"
+     " pReturnedKeyMaterial:record hClientMacSecret:handle hServerMacSecret:handle hClientKey:handle hServerKey:handle"
+     " pIVClient:area(ulIVSizeInBits) pIVServer:area(ulIVSizeInBits) ^ prfHashMechanism:code"},
+    {"CK_TLS_MAC_PARAMS", {}, "prfHashMechanism:code ulMacLength ulServerOrClient"},
+    {"CK_TLS_KDF_PARAMS", {}, "prfMechanism:code pLabel:data(ulLabelLength) ulLabelLength"
+     " pClientRandom:data(ulClientRandomLen) ulClientRandomLen pServerRandom:data(ulServerRandomLen) ulServerRandomLen"
+     " pContextData:data(ulContextDataLength) ulContextDataLength"},
+    {"CK_CHACHA20_PARAMS", {},
+     "pBlockCounter:bits(blockCounterBits) blockCounterBits pNonce:bits(ulNonceBits) ulNonceBits"},
+    {"CK_SALSA20_PARAMS", {}, "pBlockCounter:data(8) pNonce:bits(ulNonceBits) ulNonceBits"},
+    {"CK_XEDDSA_PARAMS", {}, "hash:code"},
+    {"CK_SP800_108_KDF_PARAMS", {}, "prfType:code ulNumberOfDataParams pDataParams:record type"
+     " pValue:data(ulValueLen) ulValueLen ^ ulAdditionalDerivedKeys pAdditionalDerivedKeys:record"
+     " pTemplate:template(ulAttributeCount) ulAttributeCount phKey:data(8)"},
+    {"CK_SP800_108_FEEDBACK_KDF_PARAMS", {}, "prfType:code ulNumberOfDataParams pDataParams:record type"
+     " pValue:data(ulValueLen) ulValueLen ^ ulIVLen pIV:data(ulIVLen) ulAdditionalDerivedKeys"
+     " pAdditionalDerivedKeys:record pTemplate:template(ulAttributeCount) ulAttributeCount phKey:data(8)"},
+    {"CK_SIGN_ADDITIONAL_CONTEXT", {}, "hedgeVariant pContext:data(ulContextLen) ulContextLen"},
+    {"CK_HASH_SIGN_ADDITIONAL_CONTEXT", {}, "hedgeVariant pContext:data(ulContextLen) ulContextLen hash:code"},
     {"CK_RSA_AES_KEY_WRAP_PARAMS", {CKM_RSA_AES_KEY_WRAP}, "ulAESKeyBits pOAEPParams:record hashAlg:code mgf:code"
      " source:code pSourceData:data(ulSourceDataLen) ulSourceDataLen"},
     {"CK_ECDH_AES_KEY_WRAP_PARAMS", {CKM_ECDH_AES_KEY_WRAP},
@@ -117,9 +151,15 @@ Layout parse(const Row& row)
     Layout layout;
     const Field* record = nullptr;
     std::size_t end = 0;
+    std::size_t outerEnd = 0;
     std::size_t alignment = 1;
     std::istringstream words(row.fields);
     for (std::string word; words >> word;) {
+        if (word == "^") {
+            record = nullptr;
+            end = outerEnd;
+            continue;
+        }
         char name[32] = "";
         char kind[32] = "number";
         char extent[32] = "";
@@ -134,6 +174,7 @@ Layout parse(const Row& row)
             layout.size = (end + alignment - 1) / alignment * alignment;
         if (field.kind == "record") {
             record = &field;
+            outerEnd = end;
             end = 0;
         }
     }
@@ -170,7 +211,7 @@ CK_ULONG roomBehind(const Field& field, const Layout& layout, char* structure)
         if (each.name == field.extent && field.kind == "output")
             return load<const void*>(at) == nullptr ? 0 : load<CK_ULONG>(load<const void*>(at));
         if (each.name == field.extent)
-            return load<CK_ULONG>(at) / (field.kind == "area" ? 8 : 1);
+            return load<CK_ULONG>(at) / (field.kind == "area" || field.kind == "bits" ? 8 : 1);
     }
     return field.bytes();
 }
@@ -188,8 +229,10 @@ std::string show(const Field& field, const Layout& layout, const char* at, char*
     const auto* target = load<const char*>(at);
     if (field.kind == "pointer")
         return target == nullptr ? "null" : "set";
+    if (field.kind == "template")
+        return showTemplate(load<const CK_ATTRIBUTE*>(at), roomBehind(field, layout, structure), false);
     std::string text = place(target, structure);
-    if (target != nullptr && field.kind == "data")
+    if (target != nullptr && (field.kind == "data" || field.kind == "bits"))
         text += ":" + hex(target, roomBehind(field, layout, structure));
     if (target != nullptr && field.kind == "length")
         text += ":" + std::to_string(load<CK_ULONG>(target));
@@ -271,10 +314,46 @@ std::string place(const void* pointer, const void* base)
     return text;
 }
 
-std::string structureOf(const CK_MECHANISM& mechanism)
+std::string showBytes(const void* bytes, CK_ULONG length)
 {
+    if (bytes == nullptr)
+        return length == 0 ? "null" : "null/" + std::to_string(length);
+    return hex(bytes, length);
+}
+
+bool holdsTemplate(CK_ATTRIBUTE_TYPE type)
+{
+    return type == CKA_WRAP_TEMPLATE || type == CKA_UNWRAP_TEMPLATE || type == CKA_DERIVE_TEMPLATE ||
+           type == CKA_ENCAPSULATE_TEMPLATE || type == CKA_DECAPSULATE_TEMPLATE;
+}
+
+std::string showTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count, bool query)
+{
+    if (attributes == nullptr)
+        return showBytes(nullptr, count);
+    std::string text;
+    for (CK_ULONG i = 0; i < count; ++i) {
+        const CK_ATTRIBUTE& each = attributes[i];
+        text += (i == 0 ? "" : " ") + code(each.type);
+        if (query || each.pValue == nullptr)
+            text += (each.pValue == nullptr ? "@null/" : "@room/") + std::to_string(each.ulValueLen);
+        else if (holdsTemplate(each.type))
+            text += "@" + place(each.pValue, attributes) + ":" +
+                    showTemplate(static_cast<const CK_ATTRIBUTE*>(each.pValue), each.ulValueLen / sizeof(CK_ATTRIBUTE),
+                                 false);
+        else
+            text += "@" + place(each.pValue, attributes) + ":" + hex(each.pValue, each.ulValueLen);
+    }
+    return "[" + text + "]";
+}
+
+std::string structureOf(const CK_MECHANISM& mechanism, const Values& values)
+{
+    const std::string* asked = find(values, "as");
     const auto row = std::find_if(rows.begin(), rows.end(), [&](const Row& each) {
-        return std::find(each.mechanisms.begin(), each.mechanisms.end(), mechanism.mechanism) != each.mechanisms.end();
+        return asked != nullptr ? each.name == *asked
+                                : std::find(each.mechanisms.begin(), each.mechanisms.end(), mechanism.mechanism) !=
+                                      each.mechanisms.end();
     });
     const bool fits = row != rows.end() && mechanism.pParameter != nullptr;
     return fits && mechanism.ulParameterLen == parse(*row).size ? row->name : "";

@@ -32,8 +32,18 @@ std::string code(CK_ULONG value);
 /// Where a pointer leads, as a distance from `base`: "+24", or "null".
 std::string place(const void* pointer, const void* base);
 
-/// The name of the structure that a mechanism's parameter is; empty when there is none or its size is another one's.
-std::string structureOf(const CK_MECHANISM& mechanism);
+/// Bytes, or "null", and the length that goes with null if it is not 0.
+std::string showBytes(const void* bytes, CK_ULONG length);
+
+/// Whether an attribute's value is a template itself.
+bool holdsTemplate(CK_ATTRIBUTE_TYPE type);
+
+/// "[type@place:value ...]"; of a query the room of each instead of the value.
+std::string showTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count, bool query);
+
+/// The name of the structure that a mechanism's parameter is, or that the values name as "as"; empty when there is none
+/// or its size is another one's.
+std::string structureOf(const CK_MECHANISM& mechanism, const Values& values);
 
 /// "NAME{field=value ...}". Pointers are shown as their distance from the structure's start and what they lead to.
 std::string describe(const std::string& name, const void* structure);

@@ -221,34 +221,11 @@ T* pointer(Word word)
     return reinterpret_cast<T*>(word);
 }
 
-std::string showBytes(const void* bytes, CK_ULONG length)
-{
-    if (bytes == nullptr)
-        return length == 0 ? "null" : "null/" + std::to_string(length);
-    return hex(bytes, length);
-}
-
-std::string showTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count, bool query)
-{
-    if (attributes == nullptr)
-        return showBytes(nullptr, count);
-    std::string text;
-    for (CK_ULONG i = 0; i < count; ++i) {
-        const CK_ATTRIBUTE& each = attributes[i];
-        text += (i == 0 ? "" : " ") + code(each.type);
-        if (query || each.pValue == nullptr)
-            text += (each.pValue == nullptr ? "@null/" : "@room/") + std::to_string(each.ulValueLen);
-        else
-            text += "@" + place(each.pValue, attributes) + ":" + hex(each.pValue, each.ulValueLen);
-    }
-    return "[" + text + "]";
-}
-
-std::string showMechanism(const CK_MECHANISM& mechanism)
+std::string showMechanism(const CK_MECHANISM& mechanism, const Values& values)
 {
     const auto& [type, bytes, length] = mechanism;
     const std::string text = code(type) + " parameter=" + place(bytes, &mechanism);
-    const std::string structure = structureOf(mechanism);
+    const std::string structure = structureOf(mechanism, values);
     if (!structure.empty())
         return text + " " + describe(structure, bytes);
     return text + "/" + std::to_string(length) + (bytes == nullptr ? "" : ":" + hex(bytes, length));
@@ -281,7 +258,7 @@ void show(Call& call, const Argument& argument)
     } else if (argument.is({"template", "query"})) {
         shown = showTemplate(pointer<const CK_ATTRIBUTE>(words[0]), words[1], kind == "query");
     } else if (kind == "mechanism") {
-        shown = null ? "null" : showMechanism(*pointer<const CK_MECHANISM>(words[0]));
+        shown = null ? "null" : showMechanism(*pointer<const CK_MECHANISM>(words[0]), *call.values);
     } else if (argument.is({"out", "list"})) {
         label = "room";
         shown = null || words[1] == 0 ? "null" : std::to_string(*pointer<const CK_ULONG>(words[1]));
@@ -340,6 +317,29 @@ void putOutput(Call& call, const Argument& argument)
         *length = number(*call.values, name + ".length", count);
 }
 
+void putAttributes(Call& call, CK_ATTRIBUTE* attributes, CK_ULONG count);
+
+/// A template that is a value, as "type:value,type:value": its size, or its types with what their rooms take.
+void putTemplate(Call& call, CK_ATTRIBUTE& attribute, std::string text)
+{
+    std::replace(text.begin(), text.end(), ':', '=');
+    std::replace(text.begin(), text.end(), ',', ' ');
+    const Values within = parseValues(text);
+    const CK_ULONG size = within.size() * sizeof(CK_ATTRIBUTE);
+    auto* entry = static_cast<CK_ATTRIBUTE*>(attribute.pValue);
+    if (entry != nullptr && attribute.ulValueLen < size) {
+        call.rv = CKR_BUFFER_TOO_SMALL;
+        return;
+    }
+    attribute.ulValueLen = number(*call.values, code(attribute.type) + ".length", size);
+    for (auto it = within.begin(); entry != nullptr && it != within.end(); ++it, ++entry) {
+        entry->type = std::strtoul(it->first.c_str(), nullptr, 0);
+        Call one{&within};
+        putAttributes(one, entry, 1);
+        call.rv = call.rv == CKR_OK ? one.rv : call.rv;
+    }
+}
+
 void putAttributes(Call& call, CK_ATTRIBUTE* attributes, CK_ULONG count)
 {
     for (CK_ULONG i = 0; attributes != nullptr && i < count; ++i) {
@@ -347,6 +347,10 @@ void putAttributes(Call& call, CK_ATTRIBUTE* attributes, CK_ULONG count)
         const std::string name = code(each.type);
         if (untouched(call, name))
             continue;
+        if (const std::string* text = find(*call.values, name); text != nullptr && holdsTemplate(each.type)) {
+            putTemplate(call, each, *text);
+            continue;
+        }
         CK_ULONG length = each.ulValueLen;
         const Word output[] = {Word(each.pValue), Word(&length)};
         Call one{call.values, call.failing};
@@ -360,7 +364,7 @@ void putAttributes(Call& call, CK_ATTRIBUTE* attributes, CK_ULONG count)
 
 void putParameter(Call& call, const CK_MECHANISM& mechanism)
 {
-    const std::string structure = structureOf(mechanism);
+    const std::string structure = structureOf(mechanism, *call.values);
     const std::string* flat = find(*call.values, "parameter");
     if (!structure.empty()) {
         fill(structure, mechanism.pParameter, *call.values);
@@ -418,7 +422,7 @@ CK_RV run(const char* name, const std::vector<Word>& words)
     std::unique_lock<std::mutex> hold(guard);
     Function& function = functions.at(name);
     const std::vector<Argument> arguments = argumentsOf(function, words);
-    Call call;
+    Call call{&function.standing};
     for (const Argument& each : arguments)
         show(call, each);
     calls += name + call.text + "\n";

@@ -28,7 +28,9 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
 /// hexadecimal bytes, 'text', or numbers divided by commas for a list. `rv=` is the code to return.
 ///
 ///   answer NAME WORDS        queues the answer to one call; `out.length=5` reports another length, `=keep`
-///                            none; `scribble=1` writes over all input; `pIv.pointer=0` moves a parameter's pointer
+///                            none; `scribble=1` writes over all input; `pIv.pointer=0` moves a parameter's pointer;
+///                            `as=CK_GCM_PARAMS` says what a mechanism's parameter is; a template that is a value is
+///                            `0x40000211=0x1:01,0x3:6162`
 ///   always NAME WORDS        answers every call that finds the queue empty
 ///   hold NAME N              keeps callers inside, after letting N of them through
 ///   release NAME             lets them go

@@ -1003,6 +1003,20 @@ public final class PKCS11Constants {
         CKP_SLH_DSA_SHA2_256F = 0x0000000b,
         CKP_SLH_DSA_SHAKE_256F = 0x0000000c;
 
+    /** Pieces of data of a derivation by SP 800-108, the types of {@link CK_PRF_DATA_PARAM}. */
+    public static final int
+        CK_SP800_108_ITERATION_VARIABLE = 0x00000001,
+        CK_SP800_108_COUNTER = 0x00000002,
+        CK_SP800_108_OPTIONAL_COUNTER = 0x00000002,
+        CK_SP800_108_DKM_LENGTH = 0x00000003,
+        CK_SP800_108_BYTE_ARRAY = 0x00000004,
+        CK_SP800_108_KEY_HANDLE = 0x00000005;
+
+    /** What the length of all derived keys is, for {@link CK_SP800_108_DKM_LENGTH_FORMAT}. */
+    public static final int
+        CK_SP800_108_DKM_LENGTH_SUM_OF_KEYS = 0x00000001,
+        CK_SP800_108_DKM_LENGTH_SUM_OF_SEGMENTS = 0x00000002;
+
     /** Notifications to a session. */
     public static final int
         CKN_SURRENDER = 0x00000000,

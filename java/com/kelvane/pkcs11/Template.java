@@ -12,8 +12,11 @@ import java.util.stream.IntStream;
  * }</pre>
  *
  * <p>It is checked when it is built, so that a mistake is told with the attribute's name before any call; what the
- * token makes of it is told by the call. A template does not change. Values that are arrays are kept by reference and
- * not copied, so that a secret can be wiped by its owner once the template is no longer used.
+ * token makes of it is told by the call. One that is read as the value of an attribute, {@code CKA_WRAP_TEMPLATE} for
+ * example, is as the token has it: a value of an attribute that is not in the table is its bytes.
+ *
+ * <p>A template does not change. Values that are arrays are kept by reference and not copied, so that a secret can be
+ * wiped by its owner once the template is no longer used.
  */
 public final class Template {
     /** The attribute types, each once. */
@@ -22,8 +25,14 @@ public final class Template {
     /** Their values, of the classes that their kinds allow. */
     private final Object[] values;
 
-    /** Checks and keeps attributes; the arrays are nobody else's. */
+    /** Keeps attributes; the arrays are nobody else's. The native library reads an object's templates into one. */
     private Template(int[] types, Object[] values) {
+        this.types = types;
+        this.values = values;
+    }
+
+    /** Checks attributes first. */
+    private static Template checked(int[] types, Object[] values) {
         for (int i = 0; i < types.length; i++) {
             AttributeKinds.check(types[i], values[i]);
             for (int j = 0; j < i; j++) {
@@ -32,8 +41,7 @@ public final class Template {
                 }
             }
         }
-        this.types = types;
-        this.values = values;
+        return new Template(types, values);
     }
 
     /**
@@ -60,7 +68,7 @@ public final class Template {
             }
             values[i] = typesAndValues[2 * i + 1];
         }
-        return new Template(types, values);
+        return checked(types, values);
     }
 
     /**
@@ -76,7 +84,7 @@ public final class Template {
         Object[] allValues = Arrays.copyOf(values, allTypes.length);
         System.arraycopy(more.types, 0, allTypes, types.length, more.types.length);
         System.arraycopy(more.values, 0, allValues, types.length, more.types.length);
-        return new Template(allTypes, allValues);
+        return checked(allTypes, allValues);
     }
 
     /**

@@ -32,95 +32,179 @@ class MechanismTest extends SessionFixture {
         return raised.isEmpty() ? made.get(0).replaceAll(".* parameter=", "") : raised;
     }
 
-    /** The values of every kind, without the names of their fields and the distances of what they lead to. */
-    @Test
-    void everyKindOfParameter() throws Throwable {
+    /** The same as the named structure: its values, without their names and the distances of what they lead to. */
+    private String values(String structure, int mechanism, Object parameter) throws Throwable {
+        token.always("C_DigestInit", "as=" + structure);
+        return encode(mechanism, parameter).replaceAll(" CK_\\w+|\\w+=|\\+\\d+:?", "");
+    }
+
+    private static final byte[] IV16 = bytes(1, 16);
+    private static final String HEX8 = "0102030405060708", HEX16 = HEX8 + "090a0b0c0d0e0f10";
+    private static final CK_RSA_PKCS_OAEP_PARAMS OAEP = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, 2, bytes(1, 3));
+
+    /** A parameter of every class that the table names, and what the module receives. */
+    private Map<String, Object[]> examples() {
         NativePKCS11Object key = key(0x80000009);
-        byte[] iv16 = bytes(1, 16);
-        String hex8 = "0102030405060708";
-        String hex16 = hex8 + "090a0b0c0d0e0f10";
-        CK_RSA_PKCS_OAEP_PARAMS oaep = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, 2, bytes(1, 3));
+        CK_PRF_DATA_PARAM[] data = {new CK_PRF_DATA_PARAM(CK_SP800_108_BYTE_ARRAY, bytes(1, 3))};
+        CK_DERIVED_KEY[] keys = {new CK_DERIVED_KEY(Template.of(CKA_TOKEN, true), null)};
+        Object[][] rows = {{"Integer", 0x80000008, "/8:0800008000000000"}, {"byte[]", IV16, "/16:" + HEX16},
+            {"byte[], filled by the token", bytes(1, 2), "/2:0102"}, {"BigInteger", new BigInteger("128"), "/1:80"},
+            {"NativePKCS11Object", key, "{0x80000009}"}, {"PKCS11MechPar_RC2", new PKCS11MechPar_RC2(-1), "{4294967295}"},
+            {"PKCS11MechPar_RC2_CBC", new PKCS11MechPar_RC2_CBC(5, bytes(1, 8)), "{5 " + HEX8 + "}"},
+            {"PKCS11MechPar_RC2_GENMAC", new PKCS11MechPar_RC2_GENMAC(5, 4), "{5 4}"},
+            {"PKCS11MechPar_RC5", new PKCS11MechPar_RC5(4, 12), "{4 12}"},
+            {"PKCS11MechPar_RC5_CBC", new PKCS11MechPar_RC5_CBC(4, 12, bytes(1, 40)),
+                "{4 12 " + hex(bytes(1, 40)) + " 40}"},
+            {"PKCS11MechPar_RC5_GENMAC", new PKCS11MechPar_RC5_GENMAC(4, 12, 8), "{4 12 8}"},
+            {"PKCS11MechPar_PBE", new PKCS11MechPar_PBE(bytes(1, 5), bytes(9, 4), 1000),
+                "{0000000000000000 0102030405 5 090a0b0c 4 1000}"},
+            {"CK_VERSION", new CK_VERSION(3, 0xff), "{03 ff}"},
+            {"CK_GCM_PARAMS", new CK_GCM_PARAMS(bytes(1, 8), bytes(0x50, 3), 128), "{" + HEX8 + " 8 64 505152 3 128}"},
+            {"CK_SSL3_MASTER_KEY_DERIVE_PARAMS",
+                new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 1)), "{101112 3 2021222324 5 0301}"},
+            {"CK_SSL3_KEY_MAT_PARAMS", new CK_SSL3_KEY_MAT_PARAMS(128, 256, 64, true, random()),
+                "{128 256 64 01 101112 3 2021222324 5  0x0 0x0 0x0 0x0  }"},
+            {"CK_TLS_PRF_PARAMS", new CK_TLS_PRF_PARAMS(bytes(1, 3), bytes(7, 2), 12), "{010203 3 0708 2  12}"},
+            {"CK_ECDH1_DERIVE_PARAMS", new CK_ECDH1_DERIVE_PARAMS(2, bytes(1, 3), bytes(0x40, 5)),
+                "{0x2 3 010203 5 4041424344}"},
+            {"CK_RSA_PKCS_OAEP_PARAMS", OAEP, "{0x220 0x2 0x1 010203 3}"},
+            {"CK_RSA_PKCS_PSS_PARAMS", new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA224, CKG_MGF1_SHA224, 28), "{0x255 0x5 28}"},
+            {"CK_AES_CTR_PARAMS", new CK_AES_CTR_PARAMS(32, IV16), "{32 " + HEX16 + "}"},
+            {"CK_CCM_PARAMS", new CK_CCM_PARAMS(99, bytes(1, 3), bytes(0x50, 2), 8), "{99 010203 3 5051 2 8}"},
+            {"CK_KEY_DERIVATION_STRING_DATA", new CK_KEY_DERIVATION_STRING_DATA(bytes(1, 3)), "{010203 3}"},
+            {"CK_DES_CBC_ENCRYPT_DATA_PARAMS", new CK_DES_CBC_ENCRYPT_DATA_PARAMS(bytes(1, 8), bytes(9, 3)),
+                "{" + HEX8 + " 090a0b 3}"},
+            {"CK_AES_CBC_ENCRYPT_DATA_PARAMS", new CK_AES_CBC_ENCRYPT_DATA_PARAMS(IV16, bytes(9, 3)),
+                "{" + HEX16 + " 090a0b 3}"},
+            {"CK_RSA_AES_KEY_WRAP_PARAMS", new CK_RSA_AES_KEY_WRAP_PARAMS(256, OAEP), "{256  0x220 0x2 0x1 010203 3}"},
+            {"CK_ECDH_AES_KEY_WRAP_PARAMS", new CK_ECDH_AES_KEY_WRAP_PARAMS(192, CKD_SHA256_KDF, bytes(1, 3)),
+                "{192 0x6 3 010203}"},
+            {"CK_EDDSA_PARAMS", new CK_EDDSA_PARAMS(true, bytes(1, 3)), "{01 3 010203}"},
+            {"CK_SALSA20_CHACHA20_POLY1305_PARAMS", new CK_SALSA20_CHACHA20_POLY1305_PARAMS(bytes(1, 3),
+                bytes(0x50, 2)), "{010203 3 5051 2}"},
+            {"CK_HKDF_PARAMS", new CK_HKDF_PARAMS(false, true, CKM_SHA256, CKF_HKDF_SALT_KEY, bytes(1, 3), key,
+                bytes(7, 2)), "{00 01 0x250 4 010203 3 0x80000009 0708 2}"},
+            {"CK_X9_42_DH1_DERIVE_PARAMS", new CK_X9_42_DH1_DERIVE_PARAMS(3, bytes(1, 3), bytes(9, 2)),
+                "{0x3 3 010203 2 090a}"},
+            {"CK_X9_42_DH2_DERIVE_PARAMS", new CK_X9_42_DH2_DERIVE_PARAMS(3, bytes(1, 3), bytes(9, 2), 20, key,
+                bytes(4, 1)), "{0x3 3 010203 2 090a 20 0x80000009 1 04}"},
+            {"CK_X9_42_MQV_DERIVE_PARAMS", new CK_X9_42_MQV_DERIVE_PARAMS(3, bytes(1, 3), bytes(9, 2), 20, key,
+                bytes(4, 1), key(6)), "{0x3 3 010203 2 090a 20 0x80000009 1 04 0x6}"},
+            {"CK_TLS12_MASTER_KEY_DERIVE_PARAMS", new CK_TLS12_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 3),
+                CKM_SHA256), "{101112 3 2021222324 5 0303 0x250}"},
+            {"CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS", new CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS(CKM_SHA384,
+                bytes(1, 3), new CK_VERSION(3, 3)), "{0x260 010203 3 0303}"},
+            {"CK_TLS12_KEY_MAT_PARAMS", new CK_TLS12_KEY_MAT_PARAMS(128, 256, 64, true, random(), CKM_SHA256),
+                "{128 256 64 01 101112 3 2021222324 5  0x0 0x0 0x0 0x0   0x250}"},
+            {"CK_TLS_MAC_PARAMS", new CK_TLS_MAC_PARAMS(CKM_SHA256, 12, 2), "{0x250 12 2}"},
+            {"CK_TLS_KDF_PARAMS", new CK_TLS_KDF_PARAMS(CKM_SHA256, bytes(1, 3), random(), bytes(7, 2)),
+                "{0x250 010203 3 101112 3 2021222324 5 0708 2}"},
+            {"CK_CHACHA20_PARAMS", new CK_CHACHA20_PARAMS(bytes(1, 4), bytes(9, 12)),
+                "{01020304 32 " + hex(bytes(9, 12)) + " 96}"},
+            {"CK_SALSA20_PARAMS", new CK_SALSA20_PARAMS(bytes(1, 8), bytes(9, 3)), "{" + HEX8 + " 090a0b 24}"},
+            {"CK_XEDDSA_PARAMS", new CK_XEDDSA_PARAMS(CKM_SHA512), "{0x270}"},
+            {"CK_SP800_108_KDF_PARAMS", new CK_SP800_108_KDF_PARAMS(CKM_SHA256_HMAC, data, keys),
+                "{0x251 1  4 010203 3 1  [0x1@01] 1 0000000000000000}"},
+            {"CK_SP800_108_FEEDBACK_KDF_PARAMS", new CK_SP800_108_FEEDBACK_KDF_PARAMS(CKM_AES_CMAC, data, bytes(5, 2),
+                keys), "{0x108a 1  4 010203 3 2 0506 1  [0x1@01] 1 0000000000000000}"},
+            {"CK_SIGN_ADDITIONAL_CONTEXT", new CK_SIGN_ADDITIONAL_CONTEXT(CKH_DETERMINISTIC_REQUIRED, bytes(1, 3)),
+                "{2 010203 3}"},
+            {"CK_HASH_SIGN_ADDITIONAL_CONTEXT", new CK_HASH_SIGN_ADDITIONAL_CONTEXT(CKH_HEDGE_REQUIRED, bytes(1, 3),
+                CKM_SHA3_256), "{1 010203 3 0x2b0}"}};
+        return Stream.of(rows).collect(Collectors.toMap(row -> (String) row[0], row -> row));
+    }
+
+    /** Values that a class allows besides: none, short, long, and what is refused. */
+    @Test
+    void parametersAtTheirEdges() throws Throwable {
         Object[][] rows = {
-            {CKM_SHA256, new byte[1], REFUSED}, {CKM_DES_MAC_GENERAL, 0x80000008, "/8:0800008000000000"},
-            {CKM_EXTRACT_KEY_FROM_KEY, 8, "/8:0800000000000000"}, {CKM_AES_CBC, iv16, "/16:" + hex16},
-            {CKM_DES_CBC, new byte[0], "/0:"}, {CKM_SKIPJACK_ECB64, bytes(1, 2), "/2:0102"},
-            {CKM_DH_PKCS_DERIVE, new BigInteger("128"), "/1:80"}, {CKM_DH_PKCS_DERIVE, BigInteger.ZERO, "/1:00"},
-            {CKM_CONCATENATE_BASE_AND_KEY, key, "{0x80000009}"},
-            {CKM_RC2_ECB, new PKCS11MechPar_RC2(-1), "{4294967295}"},
+            {CKM_SHA256, new byte[1], REFUSED}, {CKM_DES_CBC, new byte[0], "/0:"}, {CKM_AES_XTS, new byte[0], "/0:"},
+            {CKM_DH_PKCS_DERIVE, BigInteger.ZERO, "/1:00"},
             {CKM_RC2_ECB, new PKCS11MechPar_RC2_CBC(1, null), "{1}"},
-            {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, bytes(1, 8)), "{5 " + hex8 + "}"},
             {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, bytes(1, 3)), "{5 0102030000000000}"},
             {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, null), "{5 0000000000000000}"},
             {CKM_RC2_CBC, new PKCS11MechPar_RC2_CBC(5, new byte[9]), REFUSED},
             {CKM_RC2_CBC, new PKCS11MechPar_RC2(5), REFUSED},
-            {CKM_RC2_MAC_GENERAL, new PKCS11MechPar_RC2_GENMAC(5, 4), "{5 4}"},
-            {CKM_RC5_ECB, new PKCS11MechPar_RC5(4, 12), "{4 12}"},
-            {CKM_RC5_CBC, new PKCS11MechPar_RC5_CBC(4, 12, bytes(1, 40)), "{4 12 " + hex(bytes(1, 40)) + " 40}"},
             {CKM_RC5_CBC, new PKCS11MechPar_RC5_CBC(4, 12, null), "{4 12  0}"},
-            {CKM_RC5_MAC_GENERAL, new PKCS11MechPar_RC5_GENMAC(4, 12, 8), "{4 12 8}"},
-            {CKM_PBE_MD2_DES_CBC, new PKCS11MechPar_PBE(bytes(1, 5), bytes(9, 4), 1000),
-                "{0000000000000000 0102030405 5 090a0b0c 4 1000}"},
-            {CKM_SSL3_PRE_MASTER_KEY_GEN, new CK_VERSION(3, 0xff), "{03 ff}"},
-            {CKM_AES_GCM, new CK_GCM_PARAMS(bytes(1, 8), bytes(0x50, 3), 128), "{" + hex8 + " 8 64 505152 3 128}"},
-            {CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 1)),
-                "{101112 3 2021222324 5 0301}"},
             {CKM_TLS_MASTER_KEY_DERIVE_DH,
                 new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(new CK_SSL3_RANDOM_DATA(null, null), null), "{ 0  0 0000}"},
-            {CKM_TLS_KEY_AND_MAC_DERIVE, new CK_SSL3_KEY_MAT_PARAMS(128, 256, 64, true, random()),
-                "{128 256 64 01 101112 3 2021222324 5  0x0 0x0 0x0 0x0  }"},
-            {CKM_TLS_PRF, new CK_TLS_PRF_PARAMS(bytes(1, 3), bytes(7, 2), 12), "{010203 3 0708 2  12}"},
-            {CKM_ECDH1_DERIVE, new CK_ECDH1_DERIVE_PARAMS(2, bytes(1, 3), bytes(0x40, 5)),
-                "{0x2 3 010203 5 4041424344}"},
             {CKM_ECDH1_COFACTOR_DERIVE, new CK_ECDH1_DERIVE_PARAMS(1, null, bytes(0x40, 5)),
                 "{0x1 0 null 5 4041424344}"},
-            {CKM_RSA_PKCS_OAEP, oaep, "{0x220 0x2 0x1 010203 3}"},
             {CKM_RSA_PKCS_OAEP, new CK_RSA_PKCS_OAEP_PARAMS(0x80000220, 1, null), "{0x80000220 0x1 0x1  0}"},
-            {CKM_SHA224_RSA_PKCS_PSS, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA224, CKG_MGF1_SHA224, 28), "{0x255 0x5 28}"},
-            {CKM_AES_CTR, new CK_AES_CTR_PARAMS(32, iv16), "{32 " + hex16 + "}"},
             {CKM_AES_CTR, new CK_AES_CTR_PARAMS(32, bytes(1, 15)), REFUSED},
-            {CKM_AES_CCM, new CK_CCM_PARAMS(99, bytes(1, 3), bytes(0x50, 2), 8), "{99 010203 3 5051 2 8}"},
-            {CKM_AES_ECB_ENCRYPT_DATA, new CK_KEY_DERIVATION_STRING_DATA(bytes(1, 3)), "{010203 3}"},
-            {CKM_DES3_CBC_ENCRYPT_DATA, new CK_DES_CBC_ENCRYPT_DATA_PARAMS(bytes(1, 8), bytes(9, 3)),
-                "{" + hex8 + " 090a0b 3}"},
-            {CKM_DES3_CBC_ENCRYPT_DATA, new CK_DES_CBC_ENCRYPT_DATA_PARAMS(iv16, bytes(9, 3)), REFUSED},
-            {CKM_AES_CBC_ENCRYPT_DATA, new CK_AES_CBC_ENCRYPT_DATA_PARAMS(iv16, bytes(9, 3)),
-                "{" + hex16 + " 090a0b 3}"},
+            {CKM_DES3_CBC_ENCRYPT_DATA, new CK_DES_CBC_ENCRYPT_DATA_PARAMS(IV16, bytes(9, 3)), REFUSED},
             {CKM_AES_CBC_ENCRYPT_DATA, new CK_AES_CBC_ENCRYPT_DATA_PARAMS(null, bytes(9, 3)), REFUSED},
-            {CKM_RSA_AES_KEY_WRAP, new CK_RSA_AES_KEY_WRAP_PARAMS(256, oaep), "{256  0x220 0x2 0x1 010203 3}"},
             {CKM_RSA_AES_KEY_WRAP, new CK_RSA_AES_KEY_WRAP_PARAMS(256, null), REFUSED},
-            {CKM_ECDH_AES_KEY_WRAP, new CK_ECDH_AES_KEY_WRAP_PARAMS(192, CKD_SHA256_KDF, bytes(1, 3)),
-                "{192 0x6 3 010203}"},
-            {CKM_EDDSA, new CK_EDDSA_PARAMS(true, bytes(1, 3)), "{01 3 010203}"},
-            {CKM_CHACHA20_POLY1305, new CK_SALSA20_CHACHA20_POLY1305_PARAMS(bytes(1, 3), bytes(0x50, 2)),
-                "{010203 3 5051 2}"},
-            {CKM_HKDF_DERIVE, new CK_HKDF_PARAMS(false, true, CKM_SHA256, CKF_HKDF_SALT_KEY, bytes(1, 3), key,
-                bytes(7, 2)), "{00 01 0x250 4 010203 3 0x80000009 0708 2}"},
             {CKM_HKDF_DERIVE, new CK_HKDF_PARAMS(true, false, CKM_SHA256, CKF_HKDF_SALT_NULL, null, null, null),
                 "{01 00 0x250 1 null 0 0x0 null 0}"},
+            {CKM_ML_DSA, new CK_SIGN_ADDITIONAL_CONTEXT(), "{0 null 0}"},
+            {CKM_CHACHA20, new CK_CHACHA20_PARAMS(), "{null 0 null 0}"},
+            {CKM_SALSA20, new CK_SALSA20_PARAMS(bytes(1, 7), null), REFUSED},
+            {CKM_TLS12_MASTER_KEY_DERIVE_DH, new CK_TLS12_MASTER_KEY_DERIVE_PARAMS(random(), null, 1),
+                "{101112 3 2021222324 5 null 0x1}"},
+            {CKM_TLS12_MASTER_KEY_DERIVE, new CK_TLS12_MASTER_KEY_DERIVE_PARAMS(null, null, 1), REFUSED},
+            {CKM_TLS12_KEY_AND_MAC_DERIVE, with(new CK_TLS12_KEY_MAT_PARAMS(1, 1, 8, false, random(), 1),
+                "pReturnedKeyMaterial", null), REFUSED},
+            {CKM_X9_42_MQV_DERIVE, new CK_X9_42_MQV_DERIVE_PARAMS(1, null, null, 1, null, null, null), REFUSED},
+            {CKM_SP800_108_COUNTER_KDF, new CK_SP800_108_KDF_PARAMS(), "{0x0 0 null 0 null}"},
+            {CKM_SP800_108_COUNTER_KDF, prfData("text"), REFUSED}, {CKM_SP800_108_COUNTER_KDF, prfData(null),
+                "{0x1 1  2 null 0 0 null}"},
+            {CKM_SP800_108_COUNTER_KDF, prfData(new CK_SP800_108_COUNTER_FORMAT(true, 16)),
+                "{0x1 1  2 01" + "00".repeat(7) + "1000000000000000 16 0 null}"},
+            {CKM_SP800_108_COUNTER_KDF, prfData(new CK_SP800_108_DKM_LENGTH_FORMAT(2, true, 16)),
+                "{0x1 1  2 020000000000000001" + "00".repeat(7) + "1000000000000000 24 0 null}"},
+            {CKM_SP800_108_COUNTER_KDF, new CK_SP800_108_KDF_PARAMS(1, new CK_PRF_DATA_PARAM[1], null), REFUSED},
+            {CKM_SP800_108_COUNTER_KDF, new CK_SP800_108_KDF_PARAMS(1, null, new CK_DERIVED_KEY[1]), REFUSED},
             {CKM_VENDOR_DEFINED + 0x1234, new PKCS11RawParameter(bytes(1, 3)), "/3:010203"},
             {CKM_SHA256, new PKCS11RawParameter(null), "/0:"}, {CKM_AES_ECB, new PKCS11RawParameter(null), REFUSED},
-            {CKM_AES_CBC, new PKCS11RawParameter(iv16), REFUSED}};
+            {CKM_AES_CBC, new PKCS11RawParameter(IV16), REFUSED},
+            {CKM_AES_KEY_WRAP, new PKCS11RawParameter(bytes(1, 3)), "/3:010203"},
+            {CKM_ML_DSA, new PKCS11RawParameter(bytes(1, 3)), "/3:010203"}};
+        Map<Integer, String> kinds = documented("mechanisms.md");
         for (Object[] row : rows) {
-            assertEquals(row[2], encode((int) row[0], row[1]).replaceAll(" CK_\\w+|\\w+=|\\+\\d+:?", ""),
-                "0x" + Integer.toHexString((int) row[0]));
+            String structure = structureOf(kinds.getOrDefault(row[0], ""));
+            assertEquals(row[2], values(structure, (int) row[0], row[1]), nameOf("CKM_", (int) row[0]));
         }
     }
 
-    /** The documented table against the library: what each mechanism says to no parameter, and to a wrong one. */
+    private static CK_SP800_108_KDF_PARAMS prfData(Object value) {
+        return new CK_SP800_108_KDF_PARAMS(1, new CK_PRF_DATA_PARAM[] {new CK_PRF_DATA_PARAM(2, value)}, null);
+    }
+
+    /** The structure that the module finds, of the parameter that the table names. */
+    private static String structureOf(String kind) {
+        String name = kind.replace(" or none", "");
+        return name.startsWith("PKCS11MechPar") ? name.replace("PKCS11MechPar", "CK").replace("GENMAC", "MAC_GENERAL")
+            + "_PARAMS" : name.equals("NativePKCS11Object") ? "CK_OBJECT_HANDLE" : name;
+    }
+
+    /** The documented table against the library: what each mechanism says to its parameter, to none, and to others. */
     @Test
     void everyMechanismOfTheTable() throws Throwable {
+        Map<String, Object[]> examples = examples();
         Map<Integer, String> kinds = documented("mechanisms.md");
-        assertEquals(172 + 61, kinds.size());
+        assertEquals(172 + 115, kinds.size());
         for (int type : kinds.keySet()) {
             String kind = kinds.get(type);
             String none = kind.endsWith("none") ? "null/0"
                 : kind.startsWith("byte[]") || kind.equals("BigInteger") ? "+24/0:"
                 : kind.equals("not encoded") ? NOT_ENCODED : kind.equals("refused") ? UNKNOWN : REFUSED;
-            boolean always = none.equals(NOT_ENCODED) || none.equals(UNKNOWN);
-            String name = "0x" + Integer.toHexString(type) + " " + kind;
+            String always = none.equals(NOT_ENCODED) || none.equals(UNKNOWN) ? none : REFUSED;
+            String name = nameOf("CKM_", type) + " " + kind;
             assertEquals(none, encode(type, null), name);
+            Object[] right = examples.get(kind.replace(" or none", ""));
+            assertEquals(right == null, Set.of("none", "not encoded", "refused").contains(kind), name);
+            for (Object[] each : examples.values()) {
+                String expected = each == right ? (String) each[2] : always;
+                boolean larger = kind.equals("PKCS11MechPar_RC2") || kind.equals("PKCS11MechPar_RC5"); // than its base
+                if (!larger || each == right || !((String) each[0]).startsWith(kind)) {
+                    boolean same = each[1] instanceof byte[] && kind.startsWith("byte[]");
+                    assertEquals(same ? "/" + ((byte[]) each[1]).length + ":" + hex((byte[]) each[1]) : expected,
+                        values(structureOf(kind), type, each[1]), name + "/" + each[0]);
+                }
+            }
             for (Object wrong : new Object[] {new Object(), "text", new CK_VERSION[0], new long[1]}) {
-                assertEquals(always ? none : REFUSED, encode(type, wrong), name);
+                assertEquals(always, encode(type, wrong), name);
             }
         }
     }
@@ -162,36 +246,52 @@ class MechanismTest extends SessionFixture {
         assertEquals("no space for encoded mechanism / parameter!", encode(CKM_AES_CBC, new byte[64 << 20]));
     }
 
+    /** The mechanisms of the table with one parameter class, less those whose names end so. */
+    private static List<Integer> taking(String kind, String except) throws Exception {
+        return documented("mechanisms.md").entrySet().stream().filter(row -> row.getValue().replace(" or none", "")
+            .equals(kind) && !nameOf("CKM_", row.getKey()).endsWith(except)).map(Map.Entry::getKey)
+            .collect(Collectors.toList());
+    }
+
+    /** For every mechanism of a class, not for one alone. */
     @Test
     void whatTheTokenWritesComesBack() throws Throwable {
         NativePKCS11Object key = key(9);
-        byte[] iv = new byte[22];
-        token.answer("C_EncryptInit", "parameter=" + "a1".repeat(22));
-        session.encryptInit(CKM_SKIPJACK_CBC64, iv, key);
-        assertEquals("a1".repeat(20) + "0000", String.format("%044x", new BigInteger(1, iv)));
-        assertEquals("0x150", raised(() -> session.encryptInit(CKM_SKIPJACK_CBC64, new byte[19], key)));
-        assertEquals("decodeByteArray(): can't get elements",
-            raised(() -> session.encryptInit(CKM_SKIPJACK_CBC64, null, key)));
-        assertEquals("", raised(() -> session.decryptInit(CKM_SKIPJACK_CBC64, new byte[1], key)));
-
-        PKCS11MechPar_PBE pbe = new PKCS11MechPar_PBE(bytes(1, 1), bytes(2, 1), 1);
-        token.answer("C_GenerateKey", "pInitVector=b1b2b3b4b5b6b7b8");
-        session.generateKey(CKM_PBE_MD2_DES_CBC, pbe, null, null);
-        assertEquals("b1b2b3b4b5b6b7b8", String.format("%x", new BigInteger(1, pbe.iv)));
-        Object[][] refused = {{new byte[7], "0x150"}, {null, "decodeByteArray(): can't get elements"}};
-        for (Object[] each : refused) {
-            pbe.iv = (byte[]) each[0];
-            calls();
-            assertEquals(each[1], raised(() -> session.generateKey(CKM_PBE_MD2_DES_CBC, pbe, null, null)));
-            assertTrue(calls().get(1).startsWith("C_DestroyObject"), "a key that Java never sees is not left behind");
+        for (int mechanism : taking("byte[], filled by the token", "-")) {
+            byte[] iv = new byte[22];
+            token.answer("C_EncryptInit", "parameter=" + "a1".repeat(22));
+            session.encryptInit(mechanism, iv, key);
+            assertEquals("a1".repeat(20) + "0000", String.format("%044x", new BigInteger(1, iv)));
+            assertEquals("0x150", raised(() -> session.encryptInit(mechanism, new byte[19], key)));
+            assertEquals("decodeByteArray(): can't get elements",
+                raised(() -> session.encryptInit(mechanism, null, key)));
+            assertEquals("", raised(() -> session.decryptInit(mechanism, new byte[1], key)));
         }
-
-        CK_VERSION version = new CK_VERSION(3, 0);
-        for (int mechanism : new int[] {CKM_SSL3_MASTER_KEY_DERIVE, CKM_TLS_MASTER_KEY_DERIVE,
-            CKM_SSL3_MASTER_KEY_DERIVE_DH, CKM_TLS_MASTER_KEY_DERIVE_DH}) {
-            token.answer("C_DeriveKey", "pVersion=0" + (mechanism & 7) + "09");
-            session.deriveKey(mechanism, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), version), key, null, null);
-            assertEquals((mechanism & 2) == 0 ? mechanism & 7 : 5, version.major);
+        for (int mechanism : taking("PKCS11MechPar_PBE", "-")) {
+            PKCS11MechPar_PBE pbe = new PKCS11MechPar_PBE(bytes(1, 1), bytes(2, 1), 1);
+            token.answer("C_GenerateKey", "as=CK_PBE_PARAMS pInitVector=b1b2b3b4b5b6b7b8");
+            session.generateKey(mechanism, pbe, null, null);
+            assertEquals("b1b2b3b4b5b6b7b8", String.format("%x", new BigInteger(1, pbe.iv)));
+            Object[][] refused = {{new byte[7], "0x150"}, {null, "decodeByteArray(): can't get elements"}};
+            for (Object[] each : refused) {
+                pbe.iv = (byte[]) each[0];
+                calls();
+                assertEquals(each[1], raised(() -> session.generateKey(mechanism, pbe, null, null)));
+                assertTrue(calls().get(1).startsWith("C_DestroyObject"), "a key that Java never sees is not left behind");
+            }
+        }
+        for (String kind : List.of("CK_SSL3_MASTER_KEY_DERIVE_PARAMS", "CK_TLS12_MASTER_KEY_DERIVE_PARAMS",
+            "CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS")) {
+            for (int mechanism : taking(kind, "-")) {
+                CK_VERSION version = new CK_VERSION(3, 0);
+                Object parameter = kind.contains("SSL3") ? new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), version)
+                    : kind.contains("EXT") ? new CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS(1, null, version)
+                    : new CK_TLS12_MASTER_KEY_DERIVE_PARAMS(random(), version, 1);
+                token.answer("C_DeriveKey", "as=" + kind + " pVersion=0709");
+                session.deriveKey(mechanism, parameter, key, null, null);
+                boolean back = !kind.contains("SSL3") || taking(kind, "_DH").contains(mechanism);
+                assertEquals(back ? "7.9" : "3.0", version.major + "." + version.minor, nameOf("CKM_", mechanism));
+            }
         }
         token.answer("C_DeriveKey", "");
         session.deriveKey(CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random(), null), key, null,
@@ -201,16 +301,34 @@ class MechanismTest extends SessionFixture {
         token.answer("C_DeriveKey", "pOutput=c1c2c3c4");
         session.deriveKey(CKM_TLS_PRF, prf, key, null, null);
         assertArrayEquals(bytes(0xc1, 4), prf.output);
+    }
 
-        CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 16, false, random());
-        token.answer("C_DeriveKey", "pIVClient=d1d2 pIVServer=e1e2 hClientMacSecret=21 hServerMacSecret=22"
-            + " hClientKey=0x1000000000 hServerKey=24 key=5");
-        calls();
-        session.deriveKey(CKM_SSL3_KEY_AND_MAC_DERIVE, material, key, null, null);
-        CK_SSL3_KEY_MAT_OUT out = material.returnedKeyMaterial;
-        assertEquals("[-47, -46][-31, -30]", Arrays.toString(out.ivClient) + Arrays.toString(out.ivServer));
-        assertEquals("[0x15, 0x16, 0x1000000000, 0x18]", Stream.of(out.clientMacSecret, out.serverMacSecret,
-            out.clientKey, out.serverKey).map(this::handleOf).collect(Collectors.toList()).toString());
+    /** Every key that a derivation makes reaches Java, whichever mechanism it is; 36-bit handles too. */
+    @Test
+    void everyKeyThatIsMadeComesBack() throws Throwable {
+        String keys = " hClientMacSecret=21 hServerMacSecret=22 hClientKey=0x1000000000 hServerKey=24 key=5";
+        for (String kind : List.of("CK_SSL3_KEY_MAT_PARAMS", "CK_TLS12_KEY_MAT_PARAMS")) {
+            for (int mechanism : taking(kind, "-")) {
+                CK_TLS12_KEY_MAT_PARAMS tls12 = new CK_TLS12_KEY_MAT_PARAMS(1, 1, 16, false, random(), 1);
+                CK_SSL3_KEY_MAT_PARAMS ssl3 = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 16, false, random());
+                boolean old = kind.contains("SSL3");
+                token.answer("C_DeriveKey", "as=" + kind + " pIVClient=d1d2 pIVServer=e1e2" + keys);
+                session.deriveKey(mechanism, old ? ssl3 : tls12, key(9), null, null);
+                CK_SSL3_KEY_MAT_OUT out = old ? ssl3.returnedKeyMaterial : tls12.pReturnedKeyMaterial;
+                assertEquals("[-47, -46][-31, -30]", Arrays.toString(out.ivClient) + Arrays.toString(out.ivServer));
+                assertEquals("[0x15, 0x16, 0x1000000000, 0x18]", Stream.of(out.clientMacSecret, out.serverMacSecret,
+                    out.clientKey, out.serverKey).map(this::handleOf).collect(Collectors.toList()).toString());
+            }
+        }
+        for (String kind : List.of("CK_SP800_108_KDF_PARAMS", "CK_SP800_108_FEEDBACK_KDF_PARAMS")) {
+            for (int mechanism : taking(kind, "-")) {
+                CK_DERIVED_KEY[] more = {new CK_DERIVED_KEY(Template.of(CKA_TOKEN, true), null)};
+                token.answer("C_DeriveKey", "as=" + kind + " phKey=1700000000000000");
+                session.deriveKey(mechanism, kind.contains("FEEDBACK") ? new CK_SP800_108_FEEDBACK_KDF_PARAMS(1, null,
+                    null, more) : new CK_SP800_108_KDF_PARAMS(1, null, more), key(9), null, null);
+                assertEquals("0x17", handleOf(more[0].phKey));
+            }
+        }
     }
 
     /** Tools read these texts: they stay as they are, to the byte. */
@@ -234,17 +352,24 @@ class MechanismTest extends SessionFixture {
         }
     }
 
-    /** Another thread takes the object away that the derived keys were to go into: they are destroyed again. */
+    /** Another thread takes the objects away that the derived keys were to go into: they are destroyed again. */
     @Test
-    void keyMaterialThatNobodyTakes() throws Throwable {
+    void keysThatNobodyTakes() throws Throwable {
         CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 16, false, random());
-        token.answer("C_DeriveKey", "hClientMacSecret=21 hServerMacSecret=22 hClientKey=23 key=5");
-        Harness.Background deriving = token.hold("C_DeriveKey", 0, () -> assertEquals("0x71",
-            raised(() -> session.deriveKey(CKM_SSL3_KEY_AND_MAC_DERIVE, material, key(9), null, null))));
-        material.returnedKeyMaterial = null;
-        token.release("C_DeriveKey", deriving);
-        String destroyed = "C_DestroyObject session=0x7 object=";
-        assertEquals(List.of(destroyed + "0x15", destroyed + "0x16", destroyed + "0x17", destroyed + "0x5"),
-            calls().subList(1, 5));
+        CK_SP800_108_KDF_PARAMS kdf = new CK_SP800_108_KDF_PARAMS(1, null, new CK_DERIVED_KEY[] {new CK_DERIVED_KEY()});
+        Object[][] rows = {{CKM_SSL3_KEY_AND_MAC_DERIVE, material, "hClientMacSecret=0x15 hServerMacSecret=0x16"
+            + " hClientKey=0x17", (Runnable) () -> material.returnedKeyMaterial = null, List.of("0x15", "0x16", "0x17")},
+            {CKM_SP800_108_COUNTER_KDF, kdf, "as=CK_SP800_108_KDF_PARAMS phKey=1500000000000000",
+                (Runnable) () -> kdf.pAdditionalDerivedKeys[0] = null, List.of("0x15")}};
+        for (Object[] row : rows) {
+            token.answer("C_DeriveKey", row[2] + " key=5");
+            Harness.Background deriving = token.hold("C_DeriveKey", 0, () -> assertEquals("0x71",
+                raised(() -> session.deriveKey((int) row[0], row[1], key(9), null, null))));
+            ((Runnable) row[3]).run();
+            token.release("C_DeriveKey", deriving);
+            assertEquals(Stream.concat(((List<?>) row[4]).stream(), Stream.of("0x5"))
+                .map(each -> "C_DestroyObject session=0x7 object=" + each).collect(Collectors.toList()),
+                calls().stream().filter(each -> each.startsWith("C_Destroy")).collect(Collectors.toList()));
+        }
     }
 }

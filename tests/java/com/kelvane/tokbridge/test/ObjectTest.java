@@ -9,6 +9,7 @@ import com.kelvane.pkcs11.nat.*;
 import java.lang.reflect.Field;
 import java.math.*;
 import java.util.*;
+import java.util.stream.*;
 import org.junit.jupiter.api.*;
 
 /** Templates as a module receives them, objects made, found and changed with them, and attributes read back. */
@@ -65,35 +66,41 @@ class ObjectTest extends SessionFixture {
         }
     }
 
-    /** The documented table against the library: which values every attribute takes, and what it is read as. */
+    /** The documented table against the library: which values every attribute takes, to the byte, and what it reads. */
     @Test
     void everyAttributeOfTheTable() throws Throwable {
-        Object[] values = {true, 1, "label", new byte[1], new Date(0), BigInteger.ONE, new int[1], null, new Object(),
-            key(9), 'x', new Integer[0], new long[1]};
+        Object[] values = {true, 1, "label", new byte[1], new Date(0), BigInteger.ONE, new int[1], null,
+            Template.of(TOKEN, true), new Object(), key(9), 'x', new Integer[0], new long[1]};
+        String[] bytes = {"01", "0100000000000000", hex("label"), "00", hex("19700101"), "01", "0000000000000000", "",
+            "[0x1@+24:01]"};
         Map<String, String> taken = Map.of("Boolean", "0", "Integer", "1", "String", "237", "byte[]", "37", "Date",
-            "47", "BigInteger", "357", "int[]", "67"); // the places of the values that it takes
+            "47", "BigInteger", "357", "int[]", "67", "Template", "78"); // the places of the values that it takes
         Map<Integer, String> rows = documented("attributes.md");
         Set<Integer> shown = Set.of(CKA_ID, CKA_SERIAL_NUMBER, CKA_EC_PARAMS, CKA_PUBLIC_EXPONENT);
         byte[] secret = {0x12, 0x34, 0x56, 0x78}; // 305419896
-        assertEquals(54 + 17, rows.size());
+        assertEquals(54 + 103, rows.size());
         for (int type : rows.keySet()) {
             String kind = rows.get(type);
             String name = nameOf("CKA_", type) + " " + kind;
             for (int i = 0; i < values.length; i++) {
                 Object value = values[i];
-                String expected = taken.get(kind).contains("" + i) && i < 8 ? "" : "0x13";
-                assertEquals(expected, raised(() -> key(9).setAttributeValue(type, value)), name + "/" + i);
-                assertEquals(expected.isEmpty() ? 1 : 0, calls().size());
-                assertEquals(expected.isEmpty() ? "" : nameOf("CKA_", type) + " takes ", refusal(type, value));
+                boolean takes = i < bytes.length && taken.get(kind).contains("" + i);
+                assertEquals(takes ? "" : "0x13", raised(() -> key(9).setAttributeValue(type, value)), name + "/" + i);
+                assertEquals(takes ? List.of(bytes[i]) : List.of(), calls().stream().map(each ->
+                    each.replaceAll(".* template=\\[\\w+@([-+]\\d+:|null/0)|]$", "")).collect(Collectors.toList()), name + "/" + i);
+                assertEquals(takes ? "" : nameOf("CKA_", type) + " takes ", refusal(type, value));
             }
             if (kind.equals("byte[]") || kind.equals("BigInteger")) {
                 String text = Template.of(type, kind.equals("byte[]") ? secret : new BigInteger(secret)).toString();
                 assertEquals(shown.contains(type), text.contains(hex(secret)) || text.contains("305419896"), text);
             }
-            token.always("C_GetAttributeValue", "0x" + Integer.toHexString(type) + "="
-                + Map.of("Boolean", "01", "Date", "'20240229'").getOrDefault(kind, "0100000000000000"));
-            assertEquals(kind, key(9).getAttributeValue(type).getClass().getSimpleName(), name);
-            calls();
+            String stored = Map.of("Boolean", "01", "Date", hex("20240229"), "String", "6162").getOrDefault(kind, "0100000000000000");
+            boolean template = kind.equals("Template");
+            token.always("C_GetAttributeValue", "0x" + Integer.toHexString(type) + "=" + (template ? "0x1:01" : stored));
+            Object read = key(9).getAttributeValue(type);
+            assertEquals(kind, read.getClass().getSimpleName(), name);
+            key(9).setAttributeValue(type, read);
+            assertTrue(calls().toString().contains(template ? ":[0x1@+24:01]]" : ":" + stored + "]"), name);
         }
         for (Object[] wrong : new Object[][] {{TOKEN}, {"label", 1}, {null, 1}, {TOKEN, true, TOKEN, true}}) {
             assertThrows(IllegalArgumentException.class, () -> Template.of(wrong));
@@ -232,6 +239,45 @@ class ObjectTest extends SessionFixture {
             answer("rv=0 0x110=" + wrong);
             assertEquals("0x13", raised(() -> key(9).getDateAttributeValue(START)), wrong);
         }
+    }
+
+    /** Templates that are values: aligned, with values behind them, and no deeper; what is read may be of any type. */
+    @Test
+    void templatesWithinTemplates() throws Throwable {
+        Template inner = Template.of(LABEL, "abc", CLASS, 4, VALUE, null);
+        assertEquals("@+24:[0x3@+72:616263 0x0@+75:0400000000000000 0x11@+83:]", encoded(CKA_WRAP_TEMPLATE, inner));
+        session.findObjectsInit(new int[] {LABEL, CKA_UNWRAP_TEMPLATE}, new Object[] {"a", Template.of(TOKEN, true)});
+        assertCalls("C_FindObjectsInit session=0x7 template=[0x3@+48:61 0x40000212@+56:[0x1@+24:01]]");
+        Object[][] refused = {{Template.of(CKA_DERIVE_TEMPLATE, inner), "0x13"}, {new Object[0], "0x13"}};
+        for (Object[] each : refused) {
+            assertRefused((String) each[1], () -> encoded(CKA_WRAP_TEMPLATE, each[0]));
+        }
+        assertEquals("CKA_WRAP_TEMPLATE takes ", refusal(CKA_WRAP_TEMPLATE, Template.of(CKA_WRAP_TEMPLATE, null).and(
+            CKA_DERIVE_TEMPLATE, inner)));
+
+        String[][] rows = { // what the module answers, what becomes of it
+            {"0x40000211=0x0:0400000000000000,0x1:01,0x3:6162,0x110:3230323430323239,0x120:ff01,0x80000001:0708,"
+                + "0x40000600:8210000000000000", "[CKA_CLASS=CKO_SECRET_KEY, CKA_TOKEN=true, CKA_START_DATE=DAY, "
+                + "CKA_MODULUS=16 bits, CKA_LABEL=\"ab\", CKA_ALLOWED_MECHANISMS=[CKM_AES_CBC], "
+                + "CKA_0x80000001=2 bytes]"},
+            {"0x40000211=", "[]"}, {"0x40000211=0x3:,0x120:,0x110:", "[CKA_START_DATE=null, CKA_MODULUS=null, "
+                + "CKA_LABEL=null]"}, {"0x40000211=0x1:0101", "0x13"}, {"0x40000211=0x0:01", "0x13"},
+            {"0x40000211=0x1:01 0x40000211.length=25", "0x13"}, {"0x40000211=0x1:01 rv=0x11", "0x11"},
+            {"0x40000211= 0x40000211.length=0x3000000", "alloca() failed"},
+            {"0x40000211= 0x40000211.length=0xfffffffffffffff0", "alloca() failed"}};
+        for (String[] row : rows) {
+            token.always("C_GetAttributeValue", row[0]);
+            String date = String.valueOf(new Date(1709164800000L));
+            Harness.withEnvironment("TZ", "UTC0", () -> {
+                assertEquals(row[1].replace("DAY", date), outcome(() -> key(9).getAttributeValue(CKA_WRAP_TEMPLATE)));
+                assertEquals(row[1].replace("DAY", date),
+                    outcome(() -> session.getAttributeValues(key(9), new int[] {CKA_WRAP_TEMPLATE}, 1)[0]));
+            });
+        }
+        answer("0x40000211=0x3:6162", "0x40000211=0x3:6162", "0x40000211=0x3:616263");
+        assertEquals("0x150", outcome(() -> key(9).getAttributeValue(CKA_WRAP_TEMPLATE)), "it has grown");
+        answer("0x40000211=0x3:6162", "0x40000211=0x3:6162", "0x40000211=0x3:61");
+        assertEquals("[CKA_LABEL=\"a\"]", outcome(() -> key(9).getAttributeValue(CKA_WRAP_TEMPLATE)));
     }
 
     /** A module may announce one length and answer another; what it claims beyond the room is not believed. */

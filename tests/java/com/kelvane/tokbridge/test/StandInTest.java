@@ -186,10 +186,14 @@ class StandInTest extends SessionFixture {
     @Test
     void aPoolWhoseTokenIsPulled() throws Throwable {
         List<NativePKCS11Session> pool = new ArrayList<>();
+        String removed = "0x" + Integer.toHexString(CKR_DEVICE_REMOVED);
+        token.always("C_CloseSession", "rv=" + removed);
         for (int i = 0; i < 16; i++) {
             pool.add(open("0x7f00000000" + i % 8 + "0"));
+            if (i < 4) {
+                assertEquals(removed, raised(pool.get(i)::close));
+            }
         }
-        token.always("C_CloseSession", "rv=0x" + Integer.toHexString(CKR_DEVICE_REMOVED));
         for (NativePKCS11Session old : pool.subList(0, 8)) {
             assertEquals("", sessionOf(old));
             assertRefused(SESSION_INVALID, old::close);

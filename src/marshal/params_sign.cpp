@@ -1,4 +1,4 @@
-// Parameters of the RSA paddings, of key wrapping with RSA or ECDH, and of EdDSA.
+// Parameters of signatures, of the RSA paddings, and of key wrapping with RSA or ECDH.
 
 #include "frame.h"
 #include "mechanism_params.h"
@@ -53,6 +53,24 @@ bool eddsaFields(ParameterFields* java, CK_EDDSA_PARAMS* eddsa)
            placeBlockOrNull(java, "pContextData", &eddsa->pContextData, &eddsa->ulContextDataLen);
 }
 
+bool xeddsaFields(ParameterFields* java, CK_XEDDSA_PARAMS* xeddsa)
+{
+    return readUlong(java, "hash", &xeddsa->hash);
+}
+
+bool signContextFields(ParameterFields* java, CK_SIGN_ADDITIONAL_CONTEXT* sign)
+{
+    return readUlong(java, "hedgeVariant", &sign->hedgeVariant) &&
+           placeBlockOrNull(java, "pContext", &sign->pContext, &sign->ulContextLen);
+}
+
+bool hashSignContextFields(ParameterFields* java, CK_HASH_SIGN_ADDITIONAL_CONTEXT* sign)
+{
+    return readUlong(java, "hedgeVariant", &sign->hedgeVariant) &&
+           placeBlockOrNull(java, "pContext", &sign->pContext, &sign->ulContextLen) &&
+           readUlong(java, "hash", &sign->hash);
+}
+
 } // namespace
 
 constexpr ParameterStructure kOAEP =
@@ -65,3 +83,9 @@ constexpr ParameterStructure kEcdhAesKeyWrap = describe<CK_ECDH_AES_KEY_WRAP_PAR
     "com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", Null::none);
 constexpr ParameterStructure kEddsa =
     describe<CK_EDDSA_PARAMS, eddsaFields>("com/kelvane/pkcs11/CK_EDDSA_PARAMS", Null::none);
+constexpr ParameterStructure kXeddsa =
+    describe<CK_XEDDSA_PARAMS, xeddsaFields>("com/kelvane/pkcs11/CK_XEDDSA_PARAMS", Null::none);
+constexpr ParameterStructure kSignContext = describe<CK_SIGN_ADDITIONAL_CONTEXT, signContextFields>(
+    "com/kelvane/pkcs11/CK_SIGN_ADDITIONAL_CONTEXT", Null::none);
+constexpr ParameterStructure kHashSignContext = describe<CK_HASH_SIGN_ADDITIONAL_CONTEXT, hashSignContextFields>(
+    "com/kelvane/pkcs11/CK_HASH_SIGN_ADDITIONAL_CONTEXT", Null::none);

@@ -1,0 +1,25 @@
+// The bytes of attribute values as Java values. A length that no value of the kind has raises 0x13.
+#pragma once
+
+#include <jni.h>
+
+#include "attribute_kinds.h"
+
+/// Whether the first byte is not 0, and the number; what was read also after raising.
+jboolean booleanOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
+jint integerOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
+
+/// Midnight of the day in the local zone of the process; null without an exception for length 0. `bytes` has room for a
+/// CK_DATE whatever the length.
+jobject dateOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
+
+/// The CK_ULONGs as an int[].
+jobject numbersOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
+
+/// A copy of the bytes. Raises "NewByteArray() failed".
+jbyteArray bytesOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
+
+/// A Boolean, an Integer, and a BigInteger of unsigned bytes.
+jobject newBoolean(JNIEnv* env, jboolean value);
+jobject newInteger(JNIEnv* env, jint value);
+jobject newBigInteger(JNIEnv* env, jbyteArray magnitude);

@@ -1,0 +1,38 @@
+package com.kelvane.pkcs11;
+
+/**
+ * The parameter of {@code CKM_SP800_108_COUNTER_KDF} and {@code CKM_SP800_108_DOUBLE_PIPELINE_KDF}
+ * ({@code CK_SP800_108_KDF_PARAMS}).
+ *
+ * <p>The arrays are kept by reference. The additional keys come back in the elements of theirs; all else is only read.
+ */
+public class CK_SP800_108_KDF_PARAMS {
+    /** The pseudo-random function, a mechanism type: {@code CKM_SHA256_HMAC}, {@code CKM_AES_CMAC}, ... */
+    public int prfType;
+
+    /** The data for it, piece by piece. */
+    public CK_PRF_DATA_PARAM[] pDataParams;
+
+    /** Keys to be derived besides the one that {@code deriveKey} returns; null if there are none. */
+    public CK_DERIVED_KEY[] pAdditionalDerivedKeys;
+
+    /** Builds the parameter with all fields 0 and null. */
+    public CK_SP800_108_KDF_PARAMS() {
+    }
+
+    /**
+     * Builds the parameter.
+     *
+     * @param prfType the pseudo-random function, a mechanism type: {@code CKM_SHA256_HMAC},
+     *     {@code CKM_AES_CMAC}, ...
+     * @param pDataParams the data for it, piece by piece
+     * @param pAdditionalDerivedKeys keys to be derived besides the one that {@code deriveKey} returns, or
+     *     null
+     */
+    public CK_SP800_108_KDF_PARAMS(int prfType, CK_PRF_DATA_PARAM[] pDataParams, CK_DERIVED_KEY[]
+        pAdditionalDerivedKeys) {
+        this.prfType = prfType;
+        this.pDataParams = pDataParams;
+        this.pAdditionalDerivedKeys = pAdditionalDerivedKeys;
+    }
+}

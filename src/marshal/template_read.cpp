@@ -1,0 +1,126 @@
+#include "template_read.h"
+
+#include "buffers.h"
+#include "value_build.h"
+
+namespace {
+
+// What stands behind each value: a text's terminator, and what a date is read from.
+constexpr CK_ULONG kSpare = 16;
+
+// An entry as the token announced it: what it says of it later is measured against this.
+struct Announced
+{
+    CK_ATTRIBUTE_TYPE type;
+    std::size_t offset; // of its value
+    CK_ULONG room;
+};
+
+// Calls the module for the template itself, which it fills as it does the template of a call.
+bool fetchEntries(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ATTRIBUTE* entries,
+                  CK_ULONG count)
+{
+    CK_ATTRIBUTE whole = {type, entries, count * CK_ULONG{sizeof(CK_ATTRIBUTE)}};
+    return fetchAttributes(env, handles, &whole, 1) &&
+           require(env, whole.ulValueLen == count * sizeof(CK_ATTRIBUTE), CKR_ATTRIBUTE_VALUE_INVALID);
+}
+
+jobject buildValue(JNIEnv* env, ValueKind kind, unsigned char* bytes, CK_ULONG length)
+{
+    switch (kind) {
+    case ValueKind::boolean: {
+        jboolean flag = booleanOf(env, bytes, length);
+        return env->ExceptionCheck() == JNI_TRUE ? nullptr : newBoolean(env, flag);
+    }
+    case ValueKind::integer: {
+        jint number = integerOf(env, bytes, length);
+        return env->ExceptionCheck() == JNI_TRUE ? nullptr : newInteger(env, number);
+    }
+    case ValueKind::date: return dateOf(env, bytes, length);
+    case ValueKind::numbers: return numbersOf(env, bytes, length);
+    case ValueKind::string: return length != 0 ? newStringFromBytes(env, bytes, length, false) : nullptr;
+    case ValueKind::bigInteger: {
+        jbyteArray magnitude = length != 0 ? bytesOf(env, bytes, length) : nullptr;
+        jobject number = magnitude != nullptr ? newBigInteger(env, magnitude) : nullptr;
+        env->DeleteLocalRef(magnitude);
+        return number;
+    }
+    case ValueKind::bytes:
+    case ValueKind::unknown: return bytesOf(env, bytes, length);
+    case ValueKind::attributes: break;
+    }
+    return nullptr;
+}
+
+bool buildEntry(JNIEnv* env, const CK_ATTRIBUTE& entry, const Announced& announced, unsigned char* values,
+                jintArray types, jobjectArray results, jsize index)
+{
+    if (!require(env, entry.ulValueLen <= announced.room, CKR_BUFFER_TOO_SMALL))
+        return false;
+    jint type = toJava(announced.type);
+    env->SetIntArrayRegion(types, index, 1, &type);
+    jobject value = buildValue(env, attributeKind(announced.type), values + announced.offset, entry.ulValueLen);
+    return value != nullptr ? storeElement(env, results, index, value) : env->ExceptionCheck() != JNI_TRUE;
+}
+
+jobject buildTemplate(JNIEnv* env, const CK_ATTRIBUTE* entries, const Announced* announced, unsigned char* values,
+                      jsize count)
+{
+    jintArray types = env->NewIntArray(count);
+    jclass object = types != nullptr ? env->FindClass("java/lang/Object") : nullptr;
+    jobjectArray results = object != nullptr ? env->NewObjectArray(count, object, nullptr) : nullptr;
+    if (results == nullptr)
+        return nullptr;
+
+    for (jsize i = 0; i < count; ++i) {
+        if (!buildEntry(env, entries[i], announced[i], values, types, results, i))
+            return nullptr;
+    }
+    return newJavaObject(env, "com/kelvane/pkcs11/Template", "([I[Ljava/lang/Object;)V", types, results);
+}
+
+// The second step, once the types and lengths of the entries are known: all values with one call.
+jobject readEntryValues(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ATTRIBUTE* entries,
+                        Announced* announced, CK_ULONG count, StackBudget budget)
+{
+    std::size_t size = 0;
+    for (CK_ULONG i = 0; i < count; ++i) {
+        announced[i] = {entries[i].type, size, entries[i].ulValueLen};
+        size = addSize(size, reservedSize(addSize(entries[i].ulValueLen, kSpare)));
+    }
+    EncodeBuffer values;
+    RESERVE_STACK(budget, values, size);
+    if (values.bytes == nullptr) {
+        throwPKCS11Exception(env, 0, "alloca() failed");
+        return nullptr;
+    }
+
+    for (CK_ULONG i = 0; i < count; ++i)
+        entries[i] = {announced[i].type, announced[i].room != 0 ? values.bytes + announced[i].offset : nullptr,
+                      announced[i].room};
+    if (count != 0 && !fetchEntries(env, handles, type, entries, count))
+        return nullptr;
+    return buildTemplate(env, entries, announced, values.bytes, static_cast<jsize>(count));
+}
+
+} // namespace
+
+jobject readTemplate(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG length,
+                     StackBudget budget)
+{
+    CK_ULONG count = length / sizeof(CK_ATTRIBUTE);
+    if (!require(env, length % sizeof(CK_ATTRIBUTE) == 0, CKR_ATTRIBUTE_VALUE_INVALID))
+        return nullptr;
+    EncodeBuffer shape;
+    RESERVE_STACK(budget, shape, arraySize(count, sizeof(CK_ATTRIBUTE) + sizeof(Announced)));
+    if (shape.bytes == nullptr) {
+        throwPKCS11Exception(env, 0, "alloca() failed");
+        return nullptr;
+    }
+
+    auto* announced = reinterpret_cast<Announced*>(shape.bytes);
+    auto* entries = reinterpret_cast<CK_ATTRIBUTE*>(announced + count);
+    if (count != 0 && !fetchEntries(env, handles, type, entries, count))
+        return nullptr;
+    return readEntryValues(env, handles, type, entries, announced, count, budget);
+}
