@@ -66,17 +66,19 @@ bool buildEntry(JNIEnv* env, const CK_ATTRIBUTE& entry, const Announced& announc
 jobject buildTemplate(JNIEnv* env, const CK_ATTRIBUTE* entries, const Announced* announced, unsigned char* values,
                       jsize count)
 {
-    jintArray types = env->NewIntArray(count);
-    jclass object = types != nullptr ? env->FindClass("java/lang/Object") : nullptr;
-    jobjectArray results = object != nullptr ? env->NewObjectArray(count, object, nullptr) : nullptr;
-    if (results == nullptr)
-        return nullptr;
+    jclass object = env->FindClass("java/lang/Object");
+    jintArray types = object != nullptr ? env->NewIntArray(count) : nullptr;
+    jobjectArray results = types != nullptr ? env->NewObjectArray(count, object, nullptr) : nullptr;
+    bool built = results != nullptr;
+    for (jsize i = 0; built && i < count; ++i)
+        built = buildEntry(env, entries[i], announced[i], values, types, results, i);
 
-    for (jsize i = 0; i < count; ++i) {
-        if (!buildEntry(env, entries[i], announced[i], values, types, results, i))
-            return nullptr;
-    }
-    return newJavaObject(env, "com/kelvane/pkcs11/Template", "([I[Ljava/lang/Object;)V", types, results);
+    jobject made =
+        built ? newJavaObject(env, "com/kelvane/pkcs11/Template", "([I[Ljava/lang/Object;)V", types, results) : nullptr;
+    env->DeleteLocalRef(results);
+    env->DeleteLocalRef(types);
+    env->DeleteLocalRef(object);
+    return made;
 }
 
 // The second step, once the types and lengths of the entries are known: all values with one call.

@@ -104,9 +104,11 @@ Instance openTemplateObject(JNIEnv* env, jobject value, TemplateArrays* arrays)
     if (type == nullptr)
         return value != nullptr && env->ExceptionCheck() == JNI_TRUE ? Instance::failed : Instance::no;
 
+    // Templates in templates in records hold more references than a native method may without asking.
+    constexpr jint more = 16;
     jobject types = nullptr;
     jobject values = nullptr;
-    bool read = readObjectField(env, value, type, "types", "[I", &types) &&
+    bool read = env->EnsureLocalCapacity(more) == JNI_OK && readObjectField(env, value, type, "types", "[I", &types) &&
                 readObjectField(env, value, type, "values", "[Ljava/lang/Object;", &values);
     Instance are = read ? openArrays(env, static_cast<jintArray>(types), static_cast<jobjectArray>(values), arrays)
                         : Instance::failed;
@@ -132,7 +134,9 @@ void closeArrays(JNIEnv* env, const TemplateArrays& arrays)
 bool measureArrays(JNIEnv* env, const TemplateArrays& arrays, std::size_t* size)
 {
     *size = arraySize(fromJava(arrays.length), sizeof(CK_ATTRIBUTE));
-    for (jsize i = 0; arrays.typeElements != nullptr && i < arrays.length; ++i) {
+    if (arrays.typeElements == nullptr)
+        return env->ExceptionCheck() != JNI_TRUE;
+    for (jsize i = 0; i < arrays.length; ++i) {
         ValueKind kind = attributeKind(fromJava(arrays.typeElements[i]));
         std::size_t of = 0;
         bool tooDeep = arrays.nested && kind == ValueKind::attributes;

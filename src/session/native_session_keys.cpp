@@ -83,13 +83,15 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
 
     MadeObject publicKey;
     MadeObject privateKey;
+    CK_SESSION_HANDLE publicOwner = ownerOf(handles, publicAttributes.entries, publicAttributes.count);
+    CK_SESSION_HANDLE privateOwner = ownerOf(handles, privateAttributes.entries, privateAttributes.count);
     Outcome outcome = guarded(env, handles.list, [&] {
         CK_RV rv = callModule(handles.list, &CK_FUNCTION_LIST::C_GenerateKeyPair, handles.session, mechanismIn(encoded),
                               publicAttributes.entries, publicAttributes.count, privateAttributes.entries,
                               privateAttributes.count, &publicKey.handle, &privateKey.handle);
         if (rv == CKR_OK) {
-            numberMade(handles.list, ownerOf(handles, publicAttributes.entries, publicAttributes.count), &publicKey);
-            numberMade(handles.list, ownerOf(handles, privateAttributes.entries, privateAttributes.count), &privateKey);
+            numberMade(handles.list, publicOwner, &publicKey);
+            numberMade(handles.list, privateOwner, &privateKey);
         }
         return rv;
     });

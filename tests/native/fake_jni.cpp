@@ -1,5 +1,6 @@
 #include "fake_jni.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -9,25 +10,99 @@ Fake fake;
 
 namespace {
 
-Object* raw(void* reference) { return static_cast<Object*>(reference); }
+constexpr int kLocalReferences = 16; // that a native method may hold at once without asking for more
 
-// What must not be asked with an exception pending goes through this function or the next.
+struct Reference
+{
+    Object* object;
+    bool isArgument;
+    bool isLive = true;
+};
+
+// An array's elements as they are handed out.
+struct Pin
+{
+    Object* array;
+    bool inPlace;
+    std::string before;
+};
+
+std::deque<Reference> references;
+int localReferences = 0;
+int mostReferences = 0;
+std::map<const void*, Pin> pins;
+
+void complain(const std::string& of)
+{
+    if (fake.strict) {
+        std::fprintf(stderr, "%s\n", of.c_str());
+        std::abort();
+    }
+    if (fake.complaints.find(of.substr(0, of.find(':'))) == std::string::npos)
+        fake.complaints += " " + of;
+}
+
+template <typename T>
+T give(Object* object)
+{
+    if (object == nullptr)
+        return nullptr;
+    references.push_back({object, false});
+    if (++localReferences > mostReferences) {
+        std::string held;
+        for (const Reference& each : references)
+            held += !each.isArgument && each.isLive ? " " + each.object->type : "";
+        complain("too many references:" + held);
+    }
+    return reinterpret_cast<T>(&references.back());
+}
+
+Object* raw(void* reference)
+{
+    if (reference == nullptr)
+        return nullptr;
+    auto* given = static_cast<Reference*>(reference);
+    if (!given->isLive)
+        complain("a reference used that was given back");
+    return given->object;
+}
+
+// What must not be asked with an exception pending goes through this function.
 Object* object(void* reference)
 {
     if (fake.pending != nullptr)
-        fake.complaints += " JNI used with an exception pending";
+        complain("JNI used with an exception pending");
+    if (fake.meddling)
+        fake.meddling();
     return raw(reference);
 }
 
-// Classes, and the IDs of fields and methods, are Objects: one for each name.
-Ref named(const std::string& name)
+void raise(const char* error)
 {
-    static std::map<std::string, Object*> known;
-    Object*& found = known[name];
-    if (found == nullptr)
-        found = make(name).object;
-    return {object(found)};
+    if (fake.pending == nullptr)
+        fake.pending = make(error).object;
 }
+
+// Whether a call fails, of those that can.
+bool fails(bool always = true)
+{
+    if (++fake.calls != fake.failing)
+        return false;
+    if (always || fake.failsWithError)
+        raise("java/lang/OutOfMemoryError");
+    return true;
+}
+
+// Classes, and the IDs of fields and methods, are Objects: one for each name.
+Object* named(const std::string& name)
+{
+    static std::map<std::string, Object> known;
+    Object& found = known[name];
+    found.type = name;
+    return &found;
+}
+
+const std::string& nameOf(void* id) { return static_cast<Object*>(id)->type; }
 
 bool isKindOf(const std::string& type, const std::string& wanted)
 {
@@ -38,36 +113,47 @@ bool isKindOf(const std::string& type, const std::string& wanted)
 
 int64_t& fieldOf(jobject of, void* id)
 {
-    auto found = object(of)->fields.find(raw(id)->type);
-    if (found != raw(of)->fields.end())
+    Object* owner = object(of);
+    auto found = owner->fields.find(nameOf(id));
+    if (found != owner->fields.end())
         return found->second;
-    fake.complaints += " no field " + raw(of)->type + "." + raw(id)->type;
-    return raw(of)->fields[raw(id)->type];
+    complain("no field " + owner->type + "." + nameOf(id));
+    return owner->fields[nameOf(id)];
 }
 
-Object*& elementOf(jobjectArray array, jsize i) { return object(array)->elements.at(static_cast<std::size_t>(i)); }
-
+// Hands elements out in memory of exactly their size, and a String's with its terminator.
 template <typename T>
-T* pin(jobject of, jboolean* isCopy)
+T* pin(jobject of, jboolean* isCopy, std::size_t terminator = 0)
 {
-    const std::string& bytes = object(of)->bytes;
-    auto* copy = static_cast<char*>(std::malloc(bytes.size() + 1));
-    std::memcpy(copy, bytes.c_str(), bytes.size() + 1);
+    Object* array = object(of);
+    if (fails(false))
+        return nullptr;
+    std::size_t size = array->bytes.size() + terminator;
+    auto* elements = static_cast<char*>(std::malloc(std::max<std::size_t>(size, 1)));
+    std::memcpy(elements, array->bytes.c_str(), size);
     if (isCopy != nullptr)
-        *isCopy = JNI_TRUE;
-    ++fake.pins;
-    return reinterpret_cast<T*>(copy);
+        *isCopy = fake.inPlace ? JNI_FALSE : JNI_TRUE;
+    pins[elements] = {array, fake.inPlace, array->bytes};
+    return reinterpret_cast<T*>(elements);
 }
 
-void unpin(jobject of, const void* copy, jint mode)
+void unpin(jobject of, const void* elements, jint mode)
 {
-    const std::string_view held(static_cast<const char*>(copy), raw(of)->bytes.size());
-    if (mode != JNI_ABORT)
-        std::memcpy(raw(of)->bytes.data(), copy, raw(of)->bytes.size());
-    else if (!fake.secret.empty() && held.find(fake.secret) != std::string_view::npos)
-        fake.complaints += " a copy of the secret in the heap";
-    std::free(const_cast<void*>(copy));
-    --fake.pins;
+    auto found = pins.find(elements);
+    if (found == pins.end() || found->second.array != raw(of)) {
+        complain("a release of what is not pinned");
+        return;
+    }
+    const Pin& pinned = found->second;
+    std::string_view held(static_cast<const char*>(elements), pinned.before.size());
+    if (pinned.inPlace && mode == JNI_ABORT && !pinned.array->isNew && held != pinned.before)
+        complain("an array changed that was only read");
+    if (!pinned.inPlace && !fake.secret.empty() && held.find(fake.secret) != std::string_view::npos)
+        complain("a copy of the secret in the heap");
+    if (pinned.inPlace || mode != JNI_ABORT)
+        pinned.array->bytes = held;
+    std::free(const_cast<void*>(elements));
+    pins.erase(found);
 }
 
 jsize lengthOf(jobject of)
@@ -78,49 +164,144 @@ jsize lengthOf(jobject of)
                                                       : array->elements.size());
 }
 
-jobject newObject(JNIEnv*, jclass type, jmethodID constructor, va_list arguments)
+// An object as its constructor's arguments make it; those of the handle chain and exceptions have fields too.
+Object* construct(const std::string& name, const std::string& constructor, va_list arguments)
 {
-    const std::string& name = object(type)->type;
-    Ref made = make(name);
+    Object* made = make(name).object;
     std::string text;
-    for (const char* c = raw(constructor)->type.c_str() + std::strlen("<init>:("); *c != ')'; ++c) {
+    for (const char* c = constructor.c_str() + std::strlen("<init>:("); *c != ')'; ++c) {
         text += text.empty() ? "" : ",";
         char number[24];
         if (*c == 'I' || *c == 'Z') {
-            std::snprintf(number, sizeof number, "0x%x", static_cast<unsigned>(va_arg(arguments, int)));
+            int value = va_arg(arguments, int);
+            std::snprintf(number, sizeof number, "0x%x", static_cast<unsigned>(value));
             text += number;
+            made->fields["number"] = value;
+        } else if (*c == 'J') {
+            text += std::to_string(va_arg(arguments, jlong));
         } else {
-            text += *c == 'J' ? std::to_string(va_arg(arguments, jlong)) : show({va_arg(arguments, Object*)});
+            Object* value = raw(va_arg(arguments, void*));
+            text += show({value});
+            made->fields["object"] = address({value});
         }
         c += *c == '[' ? 1 : 0;
         c = *c == 'L' ? std::strchr(c, ';') : c;
     }
-    made.object->text = name.substr(name.rfind('/') + 1) + "(" + text + ")";
+    made->text = name.substr(name.rfind('/') + 1) + "(" + text + ")";
     return made;
+}
+
+jobject newObject(JNIEnv*, jclass type, jmethodID constructor, va_list arguments)
+{
+    const std::string& name = object(type)->type;
+    return fails() ? nullptr : give<jobject>(construct(name, nameOf(constructor), arguments));
 }
 
 template <typename T>
 T callGetter(JNIEnv*, jobject of, jmethodID id, va_list)
 {
-    return (T)fieldOf(of, id); // a number or a reference
+    int64_t value = fieldOf(of, id);
+    if (fails())
+        return T{};
+    if constexpr (std::is_pointer_v<T>)
+        return give<T>(reinterpret_cast<Object*>(value));
+    else
+        return static_cast<T>(value);
 }
 
 template <typename T>
 T getField(JNIEnv*, jobject of, jfieldID id)
 {
-    return (T)fieldOf(of, id); // a number or a reference
+    if constexpr (std::is_pointer_v<T>)
+        return give<T>(reinterpret_cast<Object*>(fieldOf(of, id)));
+    else
+        return static_cast<T>(fieldOf(of, id));
 }
 
 template <typename T>
 void setField(JNIEnv*, jobject of, jfieldID id, T value)
 {
-    fieldOf(of, id) = (int64_t)value; // a number or a reference
+    if constexpr (std::is_pointer_v<T>) {
+        fake.put.push_back(raw(value));
+        fieldOf(of, id) = address({raw(value)});
+    } else {
+        fieldOf(of, id) = value;
+    }
 }
 
 template <typename T>
-T getID(JNIEnv*, jclass, const char* name, const char* signature)
+T getID(JNIEnv*, jclass type, const char* name, const char* signature)
 {
-    return named(std::string(name) + ":" + signature);
+    object(type);
+    return fails() ? nullptr : reinterpret_cast<T>(named(std::string(name) + ":" + signature));
+}
+
+jclass findClass(JNIEnv*, const char* name)
+{
+    Object* type = named(name);
+    if (fake.pending != nullptr)
+        complain("JNI used with an exception pending");
+    if (name == fake.missingClass)
+        raise("java/lang/NoClassDefFoundError");
+    return name == fake.missingClass || fails() ? nullptr : give<jclass>(type);
+}
+
+jint changeMonitor(jobject of, int by)
+{
+    if (by > 0)
+        object(of);
+    bool failed = fails(false);
+    fake.monitor += failed && by > 0 ? 0 : by; // a monitor that is not left is left all the same: the answer is a lie
+    if (fake.monitor < 0)
+        complain("a monitor left that is not held");
+    return failed ? JNI_ERR : JNI_OK;
+}
+
+jobject elementOf(jobjectArray array, jsize i)
+{
+    std::vector<Object*>& elements = object(array)->elements;
+    if (i < 0 || static_cast<std::size_t>(i) >= elements.size()) {
+        raise("java/lang/ArrayIndexOutOfBoundsException");
+        return nullptr;
+    }
+    return fails() ? nullptr : give<jobject>(elements[static_cast<std::size_t>(i)]);
+}
+
+// The stretch of an array that a copy is made from or to.
+char* region(jarray of, jsize start, jsize length, std::size_t width)
+{
+    std::string& bytes = object(of)->bytes;
+    if (start < 0 || length < 0 ||
+        (static_cast<std::size_t>(start) + static_cast<std::size_t>(length)) * width > bytes.size())
+        std::abort();
+    return bytes.data() + static_cast<std::size_t>(start) * width;
+}
+
+// An array of so many elements, each one that it makes; none of more than the heap holds.
+template <typename T, typename Make>
+T newArray(jsize length, Make make)
+{
+    constexpr jsize heap = 1 << 22;
+    object(nullptr);
+    if (length < 0 || length > heap)
+        raise("java/lang/OutOfMemoryError");
+    if (length < 0 || length > heap || fails())
+        return nullptr;
+    Object* made = make(static_cast<std::size_t>(length)).object;
+    made->isNew = true;
+    return give<T>(made);
+}
+
+void dropReference(void* reference)
+{
+    if (reference == nullptr)
+        return;
+    auto* given = static_cast<Reference*>(reference);
+    if (given->isArgument || !given->isLive)
+        complain("a reference given back that is not held");
+    else
+        --localReferences;
+    given->isLive = given->isArgument;
 }
 
 void unexpected()
@@ -136,15 +317,10 @@ JNINativeInterface_ functions()
     for (std::size_t i = 0; i < sizeof table / sizeof *entries; ++i)
         entries[i] = unexpected;
 
-    table.FindClass = [](JNIEnv*, const char* name) -> jclass {
-        if (name != fake.missingClass)
-            return named(name);
-        fake.pending = make("java/lang/NoClassDefFoundError").object;
-        return nullptr;
-    };
-    table.GetObjectClass = [](JNIEnv*, jobject of) -> jclass { return named(raw(of)->type); };
+    table.FindClass = findClass;
+    table.GetObjectClass = [](JNIEnv*, jobject of) { return give<jclass>(named(object(of)->type)); };
     table.IsInstanceOf = [](JNIEnv*, jobject of, jclass type) -> jboolean {
-        return isKindOf(object(of)->type, raw(type)->type);
+        return of == nullptr || isKindOf(object(of)->type, raw(type)->type);
     };
     table.GetFieldID = getID<jfieldID>;
     table.GetMethodID = getID<jmethodID>;
@@ -168,46 +344,61 @@ JNINativeInterface_ functions()
     table.GetByteArrayElements = [](JNIEnv*, jbyteArray of, jboolean* isCopy) { return pin<jbyte>(of, isCopy); };
     table.GetIntArrayElements = [](JNIEnv*, jintArray of, jboolean* isCopy) { return pin<jint>(of, isCopy); };
     table.GetStringUTFChars = [](JNIEnv*, jstring of, jboolean* isCopy) -> const char* {
-        return pin<char>(of, isCopy);
+        return pin<char>(of, isCopy, 1);
     };
     table.GetStringUTFLength = [](JNIEnv*, jstring of) { return static_cast<jsize>(object(of)->bytes.size()); };
-    table.ReleaseByteArrayElements = [](JNIEnv*, jbyteArray of, jbyte* copy, jint mode) { unpin(of, copy, mode); };
-    table.ReleaseIntArrayElements = [](JNIEnv*, jintArray of, jint* copy, jint mode) { unpin(of, copy, mode); };
-    table.ReleaseStringUTFChars = [](JNIEnv*, jstring of, const char* copy) { unpin(of, copy, JNI_ABORT); };
+    table.ReleaseByteArrayElements = [](JNIEnv*, jbyteArray of, jbyte* at, jint mode) { unpin(of, at, mode); };
+    table.ReleaseIntArrayElements = [](JNIEnv*, jintArray of, jint* at, jint mode) { unpin(of, at, mode); };
+    table.ReleaseStringUTFChars = [](JNIEnv*, jstring of, const char* at) { unpin(of, at, JNI_ABORT); };
     table.GetIntArrayRegion = [](JNIEnv*, jintArray of, jsize start, jsize length, jint* numbers) {
-        auto at = static_cast<std::size_t>(start) * sizeof *numbers;
-        std::memcpy(numbers, object(of)->bytes.data() + at, static_cast<std::size_t>(length) * sizeof *numbers);
+        std::memcpy(numbers, region(of, start, length, sizeof(jint)), static_cast<std::size_t>(length) * sizeof(jint));
+    };
+    table.SetIntArrayRegion = [](JNIEnv*, jintArray of, jsize start, jsize length, const jint* numbers) {
+        std::memcpy(region(of, start, length, sizeof(jint)), numbers, static_cast<std::size_t>(length) * sizeof(jint));
     };
     table.SetByteArrayRegion = [](JNIEnv*, jbyteArray of, jsize start, jsize length, const jbyte* bytes) {
-        std::memcpy(object(of)->bytes.data() + start, bytes, static_cast<std::size_t>(length));
+        std::memcpy(region(of, start, length, 1), bytes, static_cast<std::size_t>(length));
     };
-    table.GetObjectArrayElement = [](JNIEnv*, jobjectArray of, jsize i) -> jobject { return Ref{elementOf(of, i)}; };
+    table.GetObjectArrayElement = [](JNIEnv*, jobjectArray of, jsize i) { return elementOf(of, i); };
     table.SetObjectArrayElement = [](JNIEnv*, jobjectArray of, jsize i, jobject value) {
-        elementOf(of, i) = raw(value);
+        Object* array = object(of);
+        if (!fails())
+            array->elements.at(static_cast<std::size_t>(i)) = raw(value);
     };
-    table.NewByteArray = [](JNIEnv*, jsize length) -> jbyteArray {
-        return newBytes(std::string(static_cast<std::size_t>(length), 0));
+    table.NewByteArray = [](JNIEnv*, jsize length) {
+        return newArray<jbyteArray>(length, [](std::size_t count) { return newBytes(std::string(count, 0)); });
     };
-    table.NewIntArray = [](JNIEnv*, jsize length) -> jintArray {
-        return newInts(std::vector<jint>(static_cast<std::size_t>(length)));
+    table.NewIntArray = [](JNIEnv*, jsize length) {
+        return newArray<jintArray>(length, [](std::size_t count) { return newInts(std::vector<jint>(count)); });
     };
-    table.NewObjectArray = [](JNIEnv*, jsize length, jclass, jobject) -> jobjectArray {
-        return newObjects(std::vector<Ref>(static_cast<std::size_t>(length)));
+    table.NewObjectArray = [](JNIEnv*, jsize length, jclass, jobject) {
+        return newArray<jobjectArray>(length, [](std::size_t count) { return newObjects(std::vector<Ref>(count)); });
     };
-    table.NewStringUTF = [](JNIEnv*, const char* text) -> jstring { return newString(text); };
+    table.NewStringUTF = [](JNIEnv*, const char* text) {
+        return newArray<jstring>(0, [text](std::size_t) { return newString(text); });
+    };
 
     table.ExceptionCheck = [](JNIEnv*) -> jboolean { return fake.pending != nullptr; };
-    table.ExceptionOccurred = [](JNIEnv*) -> jthrowable { return Ref{fake.pending}; };
+    table.ExceptionOccurred = [](JNIEnv*) { return give<jthrowable>(fake.pending); };
     table.ExceptionClear = [](JNIEnv*) { fake.pending = nullptr; };
+    table.ExceptionDescribe = [](JNIEnv*) { fake.pending = nullptr; };
     table.Throw = [](JNIEnv*, jthrowable exception) -> jint {
-        fake.pending = object(exception);
-        return 0;
+        Object* thrown = object(exception);
+        if (fails(false))
+            return JNI_ERR;
+        fake.pending = thrown;
+        return JNI_OK;
     };
-    table.MonitorEnter = [](JNIEnv*, jobject of) -> jint {
-        return object(of) != nullptr && ++fake.monitor != 0 ? 0 : -1;
+    table.MonitorEnter = [](JNIEnv*, jobject of) { return changeMonitor(of, 1); };
+    table.MonitorExit = [](JNIEnv*, jobject of) { return changeMonitor(of, -1); };
+    table.EnsureLocalCapacity = [](JNIEnv*, jint more) -> jint {
+        object(nullptr);
+        if (fails())
+            return JNI_ERR;
+        mostReferences = std::max(mostReferences, localReferences + int{more});
+        return JNI_OK;
     };
-    table.MonitorExit = [](JNIEnv*, jobject) -> jint { return --fake.monitor < 0 ? -1 : 0; };
-    table.DeleteLocalRef = [](JNIEnv*, jobject) {};
+    table.DeleteLocalRef = [](JNIEnv*, jobject reference) { dropReference(reference); };
     return table;
 }
 
@@ -218,10 +409,50 @@ JNIEnv machine = {&kFunctions};
 
 JNIEnv* const env = &machine;
 
+void* Ref::reference() const
+{
+    if (object == nullptr)
+        return nullptr;
+    references.push_back({object, true});
+    return &references.back();
+}
+
+void startOfCall()
+{
+    fake.complaints.clear();
+    fake.pending = nullptr;
+    fake.calls = 0;
+    fake.monitor = 0;
+    fake.put.clear();
+    references.clear();
+    localReferences = 0;
+    mostReferences = kLocalReferences;
+}
+
+void endOfCall(int pinned)
+{
+    if (static_cast<int>(pins.size()) > pinned)
+        complain("pins=" + std::to_string(pins.size()));
+    if (fake.monitor != 0)
+        complain("monitor=" + std::to_string(fake.monitor));
+    for (const auto& [elements, pin] : pins)
+        std::free(const_cast<void*>(elements));
+    pins.clear();
+}
+
+void forgetObjects()
+{
+    references.clear();
+    fake.objects.clear();
+}
+
 Ref make(std::string_view type, std::map<std::string, int64_t> fields, std::string_view bytes)
 {
-    fake.objects.push_back({std::string(type), std::move(fields), std::string(bytes), {}, ""});
-    return {&fake.objects.back()};
+    Object& made = fake.objects.emplace_back();
+    made.type = type;
+    made.fields = std::move(fields);
+    made.bytes = bytes;
+    return {&made};
 }
 
 Ref newString(std::string_view text) { return make("java/lang/String", {}, text); }
@@ -243,6 +474,8 @@ Ref newObjects(const std::vector<Ref>& values)
 
 int64_t address(Ref object) { return reinterpret_cast<int64_t>(object.object); }
 
+Ref returned(jobject result) { return {raw(result)}; }
+
 std::string hex(std::string_view bytes)
 {
     std::string digits;
@@ -259,8 +492,8 @@ std::string show(Ref of)
     const Object* shown = of.object;
     if (shown == nullptr)
         return "null";
-    if (!shown->fields.empty() || !shown->text.empty())
-        return shown->fields.empty() ? shown->text : "@";
+    if (!shown->text.empty() || !shown->fields.empty())
+        return shown->text.empty() ? "@" : shown->text;
     if (shown->type == "java/lang/String")
         return "'" + shown->bytes + "'";
 

@@ -1,10 +1,10 @@
 // A virtual machine just large enough for the library, on one thread at a time: objects with fields and contents, one
-// pending exception, one monitor. What Get*Elements and GetStringUTFChars hand out are copies from malloc. It is strict
-// in what a real one lets pass: see Fake::complaints.
+// pending exception, one monitor. It is strict in what a real one lets pass: see Fake::complaints.
 #pragma once
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -19,9 +19,11 @@ struct Object
     std::string bytes;                     ///< a String's modified UTF-8, the elements of a byte[] or int[]
     std::vector<Object*> elements;         ///< of an Object[]
     std::string text;                      ///< of an object that the library has made: "Class(arguments)"
+    bool isNew = false;                    ///< an array that the library has made, whatever becomes of it
 };
 
-/// An Object as whatever reference type a call wants.
+/// An Object as whatever reference type a call wants. Each conversion is a reference of its own, as a call's argument
+/// is, which the library must not give back.
 struct Ref
 {
     Object* object = nullptr;
@@ -29,23 +31,46 @@ struct Ref
     template <typename T>
     operator T*() const
     {
-        return reinterpret_cast<T*>(object);
+        return static_cast<T*>(reference());
     }
+
+private:
+    void* reference() const;
 };
 
+/// How the machine behaves, and what it has seen since a test last looked.
 struct Fake
 {
-    std::deque<Object> objects; ///< they live as long as the program
+    std::deque<Object> objects; ///< they live until forgetObjects
+
+    bool inPlace = false;           ///< arrays are handed out as they are, and not as copies
+    int failing = 0;                ///< the call that fails of those that can, counted from 1; 0 for none
+    bool failsWithError = true;     ///< whether it leaves an exception pending, where it need not
+    bool strict = false;            ///< a complaint ends the process where it arises
+    std::string missingClass;       ///< not on the class path
+    std::string secret;             ///< what no copy may hold when it is freed
+    std::function<void()> meddling; ///< what another thread does between two looks at Java's objects
+
     Object* pending = nullptr;
-    int pins = 0;             ///< copies not yet given back
     int monitor = 0;          ///< how often it is held
-    std::string missingClass; ///< not on the class path
-    std::string secret;       ///< what no copy may hold when it is freed, unless Java gets it back
-    std::string complaints;   ///< JNI used with an exception pending, fields that an object does not have, secrets
+    int calls = 0;            ///< of functions that can fail
+    std::vector<Object*> put; ///< objects that the library has put into fields
+    std::string complaints;   ///< what a real machine may not forgive, or what is lost: JNI used with an exception
+                            ///< pending, references used when given back or given back twice, too many of them, fields
+                            ///< that an object does not have, releases of what is not pinned, arrays changed that were
+                            ///< only read, secrets
 };
 
 extern Fake fake;
 extern JNIEnv* const env;
+
+/// Begins a call: no references, nothing pinned. endOfCall adds what is left behind to the complaints: more than so
+/// many pinned arrays, a monitor.
+void startOfCall();
+void endOfCall(int pinned);
+
+/// Forgets all objects.
+void forgetObjects();
 
 Ref make(std::string_view type, std::map<std::string, int64_t> fields = {}, std::string_view bytes = {});
 Ref newString(std::string_view text);
@@ -54,6 +79,10 @@ Ref newInts(const std::vector<jint>& values);
 Ref newObjects(const std::vector<Ref>& values);
 
 int64_t address(Ref object);
+
+/// The object that a native method has returned.
+Ref returned(jobject result);
+
 std::string hex(std::string_view bytes);
 
 /// 'a String', the digits of a byte[] or int[], {the elements}, Class(0xint,long,...), or @ for an object with fields.

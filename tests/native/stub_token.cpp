@@ -2,8 +2,10 @@
 
 #include <cstring>
 #include <sstream>
+#include <string_view>
 
 #include "fake_jni.h"
+#include "function_arguments.h"
 
 StubToken token;
 
@@ -16,38 +18,13 @@ constexpr std::size_t kPointerAt = packed ? 4 : 8;
 constexpr std::size_t kLengthAt = packed ? 12 : 16;
 constexpr std::size_t kEntrySize = packed ? 16 : 24;
 
+#define FUNCTION(name, arguments) {#name, arguments},
+constexpr std::pair<const char*, const char*> kFunctions[] = {CRYPTOKI_FUNCTIONS(FUNCTION)};
+constexpr std::size_t kFunctionCount = std::size(kFunctions);
+static_assert(kFunctionCount == 68);
+
 constexpr U kTooSmall = 0x150;
 constexpr U kCannotLock = 0xA;
-
-// The functions in the order of the list, and their arguments: n a number, b a byte, z a pointer that should be null,
-// i bytes in and their length, o bytes out and where their length is, O the same for numbers, t a template and its
-// number of entries, g such a one to be filled, m a mechanism, r the place of a handle, s an information structure,
-// l a label, a the arguments of C_Initialize, f those of C_FindObjects.
-constexpr std::pair<const char*, const char*> kFunctions[] = {
-    // clang-format off
-    {"C_Initialize", "a"}, {"C_Finalize", "z"}, {"C_GetInfo", "s"}, {"C_GetFunctionList", "z"},
-    {"C_GetSlotList", "bO"}, {"C_GetSlotInfo", "ns"}, {"C_GetTokenInfo", "ns"}, {"C_GetMechanismList", "nO"},
-    {"C_GetMechanismInfo", "nns"}, {"C_InitToken", "nil"}, {"C_InitPIN", "ni"}, {"C_SetPIN", "nii"},
-    {"C_OpenSession", "nnzzr"}, {"C_CloseSession", "n"}, {"C_CloseAllSessions", "n"}, {"C_GetSessionInfo", "ns"},
-    {"C_GetOperationState", "no"}, {"C_SetOperationState", "ninn"}, {"C_Login", "nni"}, {"C_Logout", "n"},
-    {"C_CreateObject", "ntr"}, {"C_CopyObject", "nntr"}, {"C_DestroyObject", "nn"}, {"C_GetObjectSize", "nnr"},
-    {"C_GetAttributeValue", "nng"}, {"C_SetAttributeValue", "nnt"}, {"C_FindObjectsInit", "nt"},
-    {"C_FindObjects", "nf"}, {"C_FindObjectsFinal", "n"}, {"C_EncryptInit", "nmn"}, {"C_Encrypt", "nio"},
-    {"C_EncryptUpdate", "nio"}, {"C_EncryptFinal", "no"}, {"C_DecryptInit", "nmn"}, {"C_Decrypt", "nio"},
-    {"C_DecryptUpdate", "nio"}, {"C_DecryptFinal", "no"}, {"C_DigestInit", "nm"}, {"C_Digest", "nio"},
-    {"C_DigestUpdate", "ni"}, {"C_DigestKey", "nn"}, {"C_DigestFinal", "no"}, {"C_SignInit", "nmn"},
-    {"C_Sign", "nio"}, {"C_SignUpdate", "ni"}, {"C_SignFinal", "no"}, {"C_SignRecoverInit", "nmn"},
-    {"C_SignRecover", "nio"}, {"C_VerifyInit", "nmn"}, {"C_Verify", "nii"}, {"C_VerifyUpdate", "ni"},
-    {"C_VerifyFinal", "ni"}, {"C_VerifyRecoverInit", "nmn"}, {"C_VerifyRecover", "nio"},
-    {"C_DigestEncryptUpdate", "nio"}, {"C_DecryptDigestUpdate", "nio"}, {"C_SignEncryptUpdate", "nio"},
-    {"C_DecryptVerifyUpdate", "nio"}, {"C_GenerateKey", "nmtr"}, {"C_GenerateKeyPair", "nmttrr"},
-    {"C_WrapKey", "nmnno"}, {"C_UnwrapKey", "nmnitr"}, {"C_DeriveKey", "nmntr"}, {"C_SeedRandom", "ni"},
-    {"C_GenerateRandom", "ni"}, {"C_GetFunctionStatus", "n"}, {"C_CancelFunction", "n"},
-    {"C_WaitForSlotEvent", "nrz"},
-    // clang-format on
-};
-constexpr std::size_t kFunctionCount = 68;
-static_assert(std::size(kFunctions) == kFunctionCount);
 
 template <typename T>
 T at(const void* memory, std::size_t offset)
@@ -124,15 +101,36 @@ std::string takeMechanism(const char* mechanism)
     std::string text = token.layout.empty() ? bytesAt(parameter, length) : shownBy(token.layout, parameter, length);
     for (const auto& [offset, bytes] : token.returned)
         std::memcpy(parameter + offset, bytes.data(), bytes.size());
+    for (const auto& [offset, distance] : token.moved) {
+        char* target = parameter + distance;
+        std::memcpy(parameter + offset, &target, sizeof target);
+    }
     return " {" + text + "}";
 }
 
 U outputLength(char argument) { return static_cast<U>(token.answer.size() / (argument == 'O' ? sizeof(U) : 1)); }
 
+// Keeps account of a call: what it has made, beginning with that handle, or what it was asked to end.
+void note(std::string_view name, U rv, U first, U last)
+{
+    constexpr std::string_view makers =
+        "C_OpenSession C_CreateObject C_CopyObject C_GenerateKeyPair C_UnwrapKey C_DeriveKey";
+    if (name == "C_CloseSession" || name == "C_DestroyObject")
+        token.ended.push_back(last);
+    if (rv != 0 || makers.find(name) == std::string_view::npos)
+        return;
+    for (U handle = first; handle < token.handle; ++handle)
+        token.made.push_back(handle);
+    if (name == "C_DeriveKey")
+        token.made.insert(token.made.end(), token.more.begin(), token.more.end());
+}
+
 U carryOut(const char* name, const char* arguments, const uint64_t* word)
 {
     std::string text = (token.log.empty() ? "" : "; ") + std::string(name);
     U refused = 0;
+    U last = 0;
+    const U first = token.handle;
     if (fake.monitor != token.monitor)
         text += " monitor=" + std::to_string(fake.monitor);
     for (; *arguments != 0; ++arguments, ++word) {
@@ -140,11 +138,16 @@ U carryOut(const char* name, const char* arguments, const uint64_t* word)
         auto* result = reinterpret_cast<U*>(*word);
         auto value = static_cast<U>(*word); // the upper half of a CK_ULONG of 4 bytes is rubbish
         switch (*arguments) {
-        case 'n': text += " " + number(value); break;
+        case 'n': text += " " + number(last = value); break;
         case 'b': text += " " + number(value & 0xFF); break;
         case 'z': text += pointer == nullptr ? "" : " not-null"; break;
-        case 'i': text += " " + bytesAt(pointer, static_cast<U>(*++word)); break;
-        case 't': text += showTemplate(pointer, static_cast<U>(*++word)); break;
+        case 'i':
+        case 'x': text += " " + bytesAt(pointer, static_cast<U>(*++word)); break;
+        case 't':
+            text += showTemplate(pointer, static_cast<U>(*++word));
+            if (token.spoils && pointer != nullptr)
+                std::memset(pointer, 0, kEntrySize * static_cast<U>(*word));
+            break;
         case 'g': text += fillTemplate(pointer, static_cast<U>(*++word)); break;
         case 'm': text += takeMechanism(pointer); break;
         case 's': std::memcpy(pointer, token.answer.data(), token.answer.size()); break;
@@ -171,7 +174,9 @@ U carryOut(const char* name, const char* arguments, const uint64_t* word)
         }
     }
     token.log += text;
-    return token.rv != 0 ? token.rv : refused;
+    U rv = token.rv != 0 ? token.rv : refused;
+    note(name, rv, first, last);
+    return rv;
 }
 
 template <std::size_t index>

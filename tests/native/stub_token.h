@@ -16,15 +16,20 @@ struct StubToken
     unsigned long rv = 0;                              ///< of every call
     bool canLock = true;                               ///< whether C_Initialize accepts locking by the system
     int monitor = 0;                                   ///< how often a call must find it held
+    bool spoils = false;                               ///< whether it wipes the templates that it has read
     std::string answer;                                ///< the bytes of output and of information structures
     std::map<unsigned long, std::string> attributes;   ///< the values of any object
     std::string layout;                                ///< how to show a mechanism's parameter, see below
     std::vector<std::pair<int, std::string>> returned; ///< what the token writes into it, and where
+    std::vector<std::pair<int, int>> moved;            ///< pointers in it, and where the token makes them lead
+    std::vector<unsigned long> more;                   ///< handles among what it writes
 
     // What the calls were: "C_Name argument argument", divided by "; ", with numbers in hexadecimal.
     std::string log;
     unsigned long mechanism = 0;
-    unsigned long handle = 0x11; ///< the next one that a call hands out
+    unsigned long handle = 0x11;      ///< the next one that a call hands out
+    std::vector<unsigned long> made;  ///< sessions and objects that calls have made
+    std::vector<unsigned long> ended; ///< those that it was asked to end
 };
 
 extern StubToken token;
