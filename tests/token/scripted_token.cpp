@@ -516,7 +516,7 @@ std::string steer(const std::string& command)
         changed.notify_all();
     } else if (verb == "await") {
         const auto arrived = [&] { return function.inside >= std::stoi(rest); };
-        return changed.wait_for(hold, std::chrono::seconds(5), arrived) ? "" : "error: too few callers in " + name;
+        return changed.wait_for(hold, std::chrono::seconds(20), arrived) ? "" : "error: too few callers in " + name;
     } else {
         return "error: no verb " + verb;
     }

@@ -34,7 +34,7 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
 ///   always NAME WORDS        answers every call that finds the queue empty
 ///   hold NAME N              keeps callers inside, after letting N of them through
 ///   release NAME             lets them go
-///   await NAME N             waits until N callers are inside, for a few seconds
+///   await NAME N             waits until N callers are inside, for some seconds
 ///   least-stack              the least bytes of stack that a call has found left
 ///   most-inside              how many callers were inside the module at once
 ///   missing NAME             puts null into the function list

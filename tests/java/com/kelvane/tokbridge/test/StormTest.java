@@ -172,21 +172,44 @@ class StormTest {
         assertFinalised();
     }
 
-    /** What the module keeps for ever is not waited for for ever, nor in the library's next life. */
-    @Test
-    void someCallsAreNotWaitedFor() throws Throwable {
-        begin();
-        Background waiting = held("C_WaitForSlotEvent", () -> holder.waitForSlotEvent(true));
+    /** How long the last holder takes to finalise, in seconds. */
+    private double finalised() {
+        long start = System.nanoTime();
         holder.libFinalize();
         assertFinalised();
+        return (System.nanoTime() - start) / 1e9;
+    }
+
+    private static void assertTook(double least, double most, double seconds) {
+        assertTrue(seconds >= least && seconds < most, seconds + " s, not " + least + " to " + most);
+    }
+
+    /** What the module keeps for ever is not waited for for ever, nor in the library's next life; what ends is. */
+    @Test
+    void howLongTheLastHolderWaits() throws Throwable {
+        begin();
+        module.calls();
+        assertTook(0, 2, finalised());
+        begin();
+        Background waiting = held("C_WaitForSlotEvent", () -> holder.waitForSlotEvent(true));
+        assertTook(0, 2, finalised());
         module.release("C_WaitForSlotEvent", waiting);
 
         begin();
-        Background hanging = held("C_Logout", session::logout);
-        holder.libFinalize(); // some seconds later
-        assertFinalised();
+        Background lasting = held("C_Logout", session::logout);
+        Background releasing = start(() -> {
+            Thread.sleep(2500);
+            module.release("C_Logout", lasting);
+        });
+        assertTook(2, 4.5, finalised());
+        releasing.finish();
+
         begin();
-        holder.libFinalize();
+        Background hanging = held("C_Logout", session::logout);
+        assertTook(4.5, 8, finalised());
+        begin();
+        module.calls();
+        assertTook(0, 2, finalised());
         begin();
         module.release("C_Logout", hanging);
         Background inside = held("C_Logout", session::logout);
