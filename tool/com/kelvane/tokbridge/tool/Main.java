@@ -43,23 +43,30 @@ public final class Main {
     public static void main(String[] arguments) {
         // So that there is a console only where there is a terminal, and a PIN is never asked for on anything else.
         System.setProperty("jdk.console", "java.base");
-        int status = new CommandLine(new Main()).setUsageHelpAutoWidth(true)
+        CommandLine line = new CommandLine(new Main()).setUsageHelpAutoWidth(true)
             .setParameterExceptionHandler((e, given) -> {
                 System.err.println("tokbridge: " + e.getMessage());
                 System.err.println("  Try: " + e.getCommandLine().getCommandSpec().qualifiedName() + " --help");
                 return USAGE;
             })
-            .setExecutionExceptionHandler((e, line, parsed) -> {
-                Failure failure = Failure.of(e);
-                failure.print(System.err);
-                return failure.status;
-            })
-            .execute(arguments);
+            .setExecutionExceptionHandler((e, given, parsed) -> report(e));
+        int status;
+        try {
+            status = line.execute(arguments);
+        } catch (Error e) { // a missing native library for one: the handler is for exceptions alone
+            status = report(e);
+        }
         if (System.out.checkError()) {
             new Failure(FAILED, "the output could not be written", "where it goes to takes no more",
                 "look at the disk's space, or at the program that reads it").print(System.err);
             status = FAILED;
         }
         System.exit(status);
+    }
+
+    private static int report(Throwable e) {
+        Failure failure = Failure.of(e);
+        failure.print(System.err);
+        return failure.status;
     }
 }

@@ -16,7 +16,7 @@ import java.util.stream.IntStream;
 final class ModuleSteps {
     private final Tour tour;
     private final String path;
-    private NativePKCS11 library;
+    private final NativePKCS11 library = new NativePKCS11();
 
     ModuleSteps(Tour tour, String path) {
         this.tour = tour;
@@ -43,7 +43,6 @@ final class ModuleSteps {
     }
 
     private void start() {
-        library = new NativePKCS11();
         library.load(path);
         library.libInitialize();
     }

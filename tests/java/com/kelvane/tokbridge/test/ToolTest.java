@@ -131,6 +131,12 @@ class ToolTest {
             run("info", "--module", ""));
         assertMatches(".*no such file.*exit 3", run("info", "--module", "/none.so"));
         assertMatches(".*not in the current folder.*exit 3", run("info", "--module", "none.so"));
+        for (String command : List.of("info", "objects", "check", "quickstart")) {
+            ProcessBuilder lost = tool(command);
+            lost.command().replaceAll(each -> each.replaceAll("(-Dtokbridge.library=).*", "$1/none.so"));
+            assertMatches("tokbridge: tokbridge's own library is not there\n  Why: [^\n]*/none.so[^\n]*\n  Try: [^\n]*"
+                + "-Dtokbridge.library[^\n]*\nexit 3", Programs.outcome(lost.start()));
+        }
         Path text = Files.writeString(programs.directory.resolve("text.so"), "no module");
         assertMatches("tokbridge: the module \"text.so\" cannot be loaded\n  Why: LoadLibrary[^\n]*not an ELF file"
             + "[^\n]*\n  Try: [^\n]*ldd[^\n]*\nexit 3", Programs.outcome(tool("info", "--module", "text.so")
