@@ -13,7 +13,7 @@ work=$(mktemp -d)
 
 copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
 mkdir "$copy"
-for part in CMakeLists.txt cmake docs include src java tool packaging; do
+for part in CMakeLists.txt README.md CHANGELOG.md cmake docs include src java samples tool packaging; do
     cp -R "$here/../../$part" "$copy"
 done
 export LC_ALL=C JAVA_TOOL_OPTIONS=-Dseen=yes
@@ -40,6 +40,16 @@ export SOFTHSM2_CONF="$work/softhsm2.conf"
     cat "$work/log"
     exit 1
 }
+# The pages that its messages name.
+documents=$installed/share/doc/tokbridge
+grep -oh 'docs/[a-z]*\.md' "$documents/docs/errors.md" | while read -r page; do [ -f "$documents/$page" ]; done
+# With a prefix that the first configuration did not have, and with a directory for libraries apart.
+cmake -B build -DCMAKE_INSTALL_PREFIX=/usr >"$work/log"
+DESTDIR="$work/debian" cmake --install build >"$work/log"
+[ -f "$work"/debian/usr/lib/*/jni/libtokbridge.so ]
+cmake -B build -DCMAKE_INSTALL_PREFIX="$work/apart" -DCMAKE_INSTALL_LIBDIR="$work/lib" >"$work/log"
+cmake --install build >"$work/log"
+"$work/apart/bin/tokbridge" info --module "$softhsm" >"$work/log"
 
 jar=$installed/share/java/tokbridge.jar
 library=-Dtokbridge.library=$(find "$installed" -name libtokbridge.so)
