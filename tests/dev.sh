@@ -1,0 +1,55 @@
+#!/bin/sh
+# dev.sh
+# Asks ./dev what it does where nothing is installed, and where all is. The machine is made up: dpkg's list of packages,
+# a JDK that only gives back what it reads, and programs that would change something.
+set -eu
+work=
+trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
+trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
+work=$(mktemp -d)
+dev=$(dirname "$0")/../dev
+
+mkdir -p "$work/dpkg/info" "$work/jdk/bin" "$work/jdk/include" "$work/a, copy"
+touch "$work/dpkg/status" "$work/jdk/include/jni.h"
+# program NAME TEXT - found before the machine's own.
+program() {
+    printf '#!/bin/sh\n%s\n' "$2" >"$work/jdk/bin/$1"
+    chmod +x "$work/jdk/bin/$1"
+}
+program javac 'echo javac 17'
+program jar false
+program java cat
+program cmake 'echo ninja: no work to do.'
+program sudo 'exec "$@"'
+program apt-get 'echo E: changed >&2; exit 1'
+export PATH="$work/jdk/bin:$PATH" DPKG_ADMINDIR="$work/dpkg"
+unset JAVA_HOME
+cp "$dev" "$work/a, copy"
+
+# Help wants nothing.
+"$work/a, copy/dev" quickstart --help >"$work/told"
+
+# What it would install is all that it wants, held or not, and there for another architecture too.
+"$work/a, copy/dev" setup >"$work/told" 2>&1 && exit 1
+wanted=$(sed -n 's/.*apt-get install//p' "$work/told")
+[ -n "$wanted" ]
+for package in $wanted; do
+    for architecture in $(dpkg --print-architecture) other; do
+        printf 'Package: %s\nStatus: hold ok installed\nArchitecture: %s\nMulti-Arch: same\nVersion: 1\nMaintainer: x\nDescription: x\n\n' \
+            "$package" "$architecture" >>"$work/dpkg/status"
+    done
+done
+"$work/a, copy/dev" setup
+
+# The tool has the caller's input, and its output alone.
+[ "$(echo typed | "$work/a, copy/dev" tool)" = typed ]
+
+JAVA_HOME=/none "$work/a, copy/dev" setup 2>&1 | grep -q 'JAVA_HOME=/none is no JDK'
+
+# A path that would not do.
+for character in '&' "'" '^' '<' '>' '|' '#' '	'; do
+    mkdir "$work/a${character}b"
+    cp "$dev" "$work/a${character}b"
+    "$work/a${character}b/dev" setup 2>"$work/told" && exit 1
+    grep -q 'use another directory' "$work/told"
+done
