@@ -1,25 +1,35 @@
 #!/bin/sh
 # check.sh DIRECTORY JDK
-# Installs the Debian packages of a directory in a bare root of this Debian, from the mirror that this machine's apt has,
-# and uses them there: the tool, and an application with nothing but the class path. The root goes when it has passed.
+# Uses the Maven layout and the Debian packages of a directory as others do. Maven builds an application with one
+# dependency. A bare root of this Debian, from the mirror that this machine's apt has, installs the packages, and runs
+# there the tool and the application with nothing but the class path: first with the packages, then, when they are gone,
+# with Maven's jar, also where the temporary directory does not serve. The root goes when it has passed.
 set -eu
 work=
 trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
 trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
 work=$(mktemp -d)
-export WORK="$work"
-chmod 755 "$work"
+export WORK="$work/root"
+mkdir -p "$WORK" "$work/project/src/main/java"
+chmod 755 "$work" "$WORK"
 
-cp "$1"/*.deb "$work"
-"$2/bin/javac" --release 11 -cp "$1/tokbridge.jar" -d "$work" "$(dirname "$0")/app/App.java"
-cat >"$work/inside.sh" <<'INSIDE'
+here=$(dirname "$0")
+cp "$here/pom.xml" "$work/project"
+cp -R "$here/app" "$work/project/src/main/java"
+JAVA_HOME=$2 mvn -o -B -q -Dstyle.color=never -f "$work/project" -Dlayout="$1/maven" -Dmaven.repo.local="$work/repository" \
+    -Daether.offline.protocols=file compile
+cp -R "$work/project/target/classes/app" "$WORK"
+cp "$work"/repository/com/kelvane/tokbridge/*/tokbridge-*.jar "$WORK/maven.jar"
+
+cp "$1"/*.deb "$WORK"
+cat >"$WORK/inside.sh" <<'INSIDE'
 set -eu
-cd /opt/work
-DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends ./*.deb softhsm2 >/dev/null 2>apt || { cat apt; exit 1; }
+cd /opt/root
+DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends ./*.deb softhsm2 mount >/dev/null 2>apt || { cat apt; exit 1; }
 softhsm=/usr/lib/softhsm/libsofthsm2.so
 mkdir tokens
-printf 'directories.tokendir = /opt/work/tokens\n' >softhsm2.conf
-export SOFTHSM2_CONF=/opt/work/softhsm2.conf
+printf 'directories.tokendir = /opt/root/tokens\n' >softhsm2.conf
+export SOFTHSM2_CONF=/opt/root/softhsm2.conf
 tokbridge quickstart | grep '^All checks of'
 tokbridge info --module $softhsm | grep 'quickstart'
 bash -n /usr/share/bash-completion/completions/tokbridge
@@ -28,12 +38,25 @@ zcat /usr/share/man/man1/tokbridge.1.gz | grep -q '^\.Nm tokbridge'
 apt-get remove -y -qq libtokbridge-jni >/dev/null
 left=$(find /usr -name '*tokbridge*' ! -path '/usr/share/doc/*')
 [ -z "$left" ] || { echo "left behind: $left"; exit 1; }
+
+java -cp maven.jar:. app.App $softhsm
+# refused MOUNT-OPTION REASON - in a temporary directory that is mounted so.
+refused() {
+    mount -t tmpfs -o "$1" tmpfs /mnt
+    ! java -Djava.io.tmpdir=/mnt -cp maven.jar:. app.App $softhsm 2>told || exit 1
+    [ -z "$(ls /mnt)" ]
+    umount /mnt
+    grep -q "java.io.tmpdir = /mnt.* $2.*-Djava.io.tmpdir=" told || { cat told; exit 1; }
+}
+refused noexec 'mounted noexec'
+refused size=64k 'No space left'
+refused ro 'Read-only'
 INSIDE
 
 apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' \
     >"$work/sources"
 # shellcheck disable=SC2016 # the hooks are mmdebstrap's to expand
-env -u JAVA_HOME mmdebstrap --quiet --variant=apt --customize-hook='cp -r "$WORK" "$1/opt/work"' \
-    --customize-hook='chroot "$1" sh /opt/work/inside.sh' \
+env -u JAVA_HOME mmdebstrap --quiet --variant=apt --customize-hook='cp -r "$WORK" "$1/opt/root"' \
+    --customize-hook='chroot "$1" sh /opt/root/inside.sh' \
     "$(awk '{ print $3; exit }' "$work/sources")" /dev/null - <"$work/sources"
-echo "The packages work in a bare root."
+echo "The packages work in a bare root, and the Maven layout by itself."

@@ -9,10 +9,10 @@ import java.util.Arrays;
 /** Loads the native library that carries out the native methods of this package. */
 final class NativeLibrary {
     /** System property with the absolute path of the library's file. */
-    private static final String PROPERTY = "tokbridge.library";
+    static final String PROPERTY = "tokbridge.library";
 
-    /** Name of the library, looked for in {@code java.library.path} when the property is unset. */
-    private static final String NAME = "tokbridge";
+    /** Name of the library, looked for in {@code java.library.path}, then in the jar, when the property is unset. */
+    static final String NAME = "tokbridge";
 
     /** How much of a file tells what machine it is for: up to its field e_machine. */
     private static final int ELF_HEADER = 20;
@@ -84,10 +84,7 @@ final class NativeLibrary {
         }
     }
 
-    /**
-     * Loads the library. A file named by the property is the only one tried: falling back to another would hide that it
-     * is missing.
-     */
+    /** Loads the library; returns why not, if it could not be loaded. */
     private static UnsatisfiedLinkError load() {
         String file = System.getProperty(PROPERTY);
         try {
@@ -97,14 +94,28 @@ final class NativeLibrary {
                 System.loadLibrary(NAME);
             }
             return null;
-        } catch (UnsatisfiedLinkError | IllegalCallerException reason) { // the latter where native access is denied
-            String path = System.mapLibraryName(NAME) + " in java.library.path = "
-                + System.getProperty("java.library.path");
-            UnsatisfiedLinkError failure = new UnsatisfiedLinkError("cannot load the native library: " + (file != null
-                ? "tried " + PROPERTY + " = " + file + ", therefore not " + path
-                : PROPERTY + " is unset, tried " + path) + ": " + reason.getMessage());
-            failure.initCause(reason);
-            return failure;
+        } catch (IllegalCallerException denied) {
+            return failure(denied.getMessage(), denied);
+        } catch (UnsatisfiedLinkError missing) {
+            String reason = missing.getMessage();
+            if (reason.contains("another classloader")) {
+                reason += "; let one class loader load the jar, a parent of those that use it";
+            }
+            if (file != null) { // falling back to another would hide that it is missing
+                return failure("tried " + PROPERTY + " = " + file + ", therefore no other: " + reason, missing);
+            }
+            try {
+                PackedLibrary.load();
+                return null;
+            } catch (UnsatisfiedLinkError unusable) {
+                return failure(unusable.getMessage() + " (" + PROPERTY + " is unset, and " + reason + ")", unusable);
+            }
         }
+    }
+
+    private static UnsatisfiedLinkError failure(String reason, Throwable cause) {
+        UnsatisfiedLinkError failure = new UnsatisfiedLinkError("cannot load the native library: " + reason);
+        failure.initCause(cause);
+        return failure;
     }
 }

@@ -1,0 +1,111 @@
+package com.kelvane.tokbridge.test;
+
+import static org.junit.jupiter.api.Assertions.*;
+
+import java.io.*;
+import java.net.*;
+import java.nio.file.*;
+import java.nio.file.attribute.*;
+import java.util.*;
+import java.util.stream.*;
+import org.junit.jupiter.api.*;
+
+/** The library that comes with the classes: how it is loaded, what may be in its way, and that nothing of it stays. */
+class JarTest {
+    private final Path temporary = Files.createTempDirectory("jar");
+
+    JarTest() throws IOException { }
+
+    /** Runs a program of this class where no library is named, and none is in the path. */
+    private String run(Class<?> program, String property) throws Exception {
+        return Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+            "--enable-native-access=ALL-UNNAMED", "-Djava.library.path=/none", "-Djava.io.tmpdir=" + temporary,
+            "-D" + property, "-cp", System.getProperty("java.class.path") + File.pathSeparator
+                + System.getProperty("tokbridge.test.packed"), program.getName()).redirectErrorStream(true)
+            .directory(temporary.toFile()).start());
+    }
+
+    private Set<String> left() throws IOException {
+        try (Stream<Path> found = Files.walk(temporary)) {
+            return found.map(each -> temporary.relativize(each).toString()).collect(Collectors.toCollection(TreeSet::new));
+        }
+    }
+
+    /** Builds the first object, and tells its error. */
+    static final class First {
+        public static void main(String[] arguments) {
+            try {
+                new com.kelvane.pkcs11.nat.NativePKCS11();
+            } catch (UnsatisfiedLinkError e) {
+                System.out.println(e.getMessage());
+            }
+        }
+    }
+
+    @Test
+    void itIsLoadedOrSaysWhatToSet() throws Exception {
+        Path open = Files.createDirectory(temporary.resolve("open"));
+        Files.setPosixFilePermissions(open, PosixFilePermissions.fromString("rwxrwxrwx"));
+        Path below = Files.createDirectory(open.resolve("below"));
+        Set<String> before = left();
+        String[][] outcomes = {{"java.io.tmpdir=" + temporary, ""}, {"java.io.tmpdir=.", ""},
+            {"java.io.tmpdir=none", "cannot write to java.io.tmpdir = none .*: -Djava.io.tmpdir=.*\n"},
+            {"java.io.tmpdir=" + open, "another user .* " + open + "; .*: -Djava.io.tmpdir=.*\n"},
+            {"java.io.tmpdir=" + below, "another user .* " + open + "; .*: -Djava.io.tmpdir=.*\n"},
+            {"os.arch=pdp11", "the jar has no library for linux-pdp11.*: -Dtokbridge.library=.*\n"}};
+        for (String[] each : outcomes) {
+            String told = run(First.class, each[0]);
+            assertTrue(told.matches("(cannot load the native library: )?" + each[1] + "exit 0"), told);
+        }
+        assertEquals(before, left());
+    }
+
+    /** Loads it in two class loaders. The second one's directory gets a second file, so that it cannot be removed. */
+    static final class Twice {
+        public static void main(String[] arguments) throws Exception {
+            List<URL> path = new ArrayList<>();
+            for (String each : System.getProperty("java.class.path").split(File.pathSeparator)) {
+                path.add(Path.of(each).toUri().toURL());
+            }
+            for (boolean keep : new boolean[] {false, true}) {
+                ClassLoader loader = new URLClassLoader(path.toArray(new URL[0]), ClassLoader.getPlatformClassLoader()) {
+                    @Override
+                    public InputStream getResourceAsStream(String name) {
+                        return new FilterInputStream(super.getResourceAsStream(name)) {
+                            @Override
+                            public int read(byte[] to, int offset, int length) throws IOException {
+                                for (File each : new File(System.getProperty("java.io.tmpdir")).listFiles()) {
+                                    if (keep && each.getName().startsWith("tokbridge-" + ProcessHandle.current().pid())) {
+                                        new File(each, "kept").createNewFile();
+                                    }
+                                }
+                                return super.read(to, offset, length);
+                            }
+                        };
+                    }
+                };
+                Class.forName("com.kelvane.pkcs11.nat.NativePKCS11", true, loader).getConstructor().newInstance();
+            }
+        }
+    }
+
+    /** Where the system keeps a loaded file, the next process removes what those before it left, and nothing else. */
+    @Test
+    void whatEarlierProcessesLeftIsRemoved() throws Exception {
+        Process ended = new ProcessBuilder("true").start();
+        ended.waitFor();
+        for (String each : List.of(ended.pid() + "-1", ProcessHandle.current().pid() + "-1", "x", "elsewhere")) {
+            Files.createFile(Files.createDirectory(temporary.resolve("tokbridge-" + each))
+                .resolve(System.mapLibraryName("tokbridge")));
+        }
+        Files.createSymbolicLink(temporary.resolve("tokbridge-" + ended.pid() + "-2"),
+            temporary.resolve("tokbridge-elsewhere"));
+        Set<String> expected = left();
+        expected.removeIf(each -> each.startsWith("tokbridge-" + ended.pid() + "-1"));
+        assertEquals("exit 0", run(Twice.class, "unused="));
+        Set<String> left = left();
+        String kept = left.stream().filter(each -> each.endsWith("/kept")).findFirst().orElseThrow();
+        expected.addAll(List.of(kept, kept.replace("/kept", "")));
+        assertEquals(expected, left);
+    }
+}
