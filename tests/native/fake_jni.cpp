@@ -164,6 +164,13 @@ jsize lengthOf(jobject of)
                                                       : array->elements.size());
 }
 
+std::string number(unsigned value)
+{
+    char digits[16];
+    std::snprintf(digits, sizeof digits, "0x%x", value);
+    return digits;
+}
+
 // An object as its constructor's arguments make it; those of the handle chain and exceptions have fields too.
 Object* construct(const std::string& name, const std::string& constructor, va_list arguments)
 {
@@ -171,11 +178,9 @@ Object* construct(const std::string& name, const std::string& constructor, va_li
     std::string text;
     for (const char* c = constructor.c_str() + std::strlen("<init>:("); *c != ')'; ++c) {
         text += text.empty() ? "" : ",";
-        char number[24];
         if (*c == 'I' || *c == 'Z') {
             int value = va_arg(arguments, int);
-            std::snprintf(number, sizeof number, "0x%x", static_cast<unsigned>(value));
-            text += number;
+            text += number(static_cast<unsigned>(value));
             made->fields["number"] = value;
         } else if (*c == 'J') {
             text += std::to_string(va_arg(arguments, jlong));
@@ -496,9 +501,17 @@ std::string show(Ref of)
         return shown->text.empty() ? "@" : shown->text;
     if (shown->type == "java/lang/String")
         return "'" + shown->bytes + "'";
+    if (shown->type == "[B")
+        return hex(shown->bytes);
 
     std::string text;
     for (Object* element : shown->elements)
         text += (text.empty() ? "" : " ") + show({element});
-    return shown->type.size() == 2 ? hex(shown->bytes) : "{" + text + "}";
+    if (shown->type == "[I") {
+        std::vector<unsigned> numbers(shown->bytes.size() / sizeof(jint));
+        std::memcpy(numbers.data(), shown->bytes.data(), shown->bytes.size());
+        for (unsigned each : numbers)
+            text += (text.empty() ? "" : " ") + number(each);
+    }
+    return "{" + text + "}";
 }

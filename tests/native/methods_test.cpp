@@ -61,7 +61,7 @@ std::vector<Row> rowsOfEveryMethod()
             field("slot", 64) + field("maker", 32) + ulongBytes(7) + versions},
         {"C_GetTokenInfo 5 -> PKCS11TokenInfo('label','maker','model','1',0x40,0x1,0x2,0x3,0x4,0x5,0x6,0x7,0x8,0x9,"
             "0xa,0x214,0x301,'2024022900000000')", CALL(SLOT(getTokenInfo)()), tokenInfo + versions + "2024022900000000"},
-        {"C_GetMechanismList 5 room=0; C_GetMechanismList 5 room=4 -> 010000000200000003000080",
+        {"C_GetMechanismList 5 room=0; C_GetMechanismList 5 room=4 -> {0x1 0x2 0x80000003}",
             CALL(SLOT(getMechanismList)()), three + ulongBytes(2)},
         {"C_GetMechanismInfo 5 80000005 -> PKCS11MechanismInfo(0x1,0x2,0x80000003)",
             CALL(SLOT(getMechanismInfo)(kNegative)), three},

@@ -8,7 +8,11 @@
 #include <utility>
 #include <vector>
 
-constexpr bool packed = sizeof(long) == 4;
+#ifdef _WIN32
+constexpr bool packed = true;
+#else
+constexpr bool packed = false;
+#endif
 
 struct StubToken
 {
