@@ -9,7 +9,7 @@ __attribute__((noinline)) std::string callBelow(const std::function<std::string(
 {
     volatile char between[4096];
     between[0] = 0;
-    return call() + std::string(between[0], ' ');
+    return call() + std::string(static_cast<std::size_t>(between[0]), ' ');
 }
 
 __attribute__((noinline, no_sanitize("address"))) bool isOnStackBelow(const std::string& secret)

@@ -88,9 +88,18 @@ final class PackedLibrary {
             System.load(library.toString());
         } catch (UnsatisfiedLinkError e) {
             boolean mayRun = library.toFile().setExecutable(true) && Files.isExecutable(library);
-            throw new UnsatisfiedLinkError(mayRun ? e.getMessage() + INSTEAD
-                : "no file may be run in " + TEMPORARY + " = " + library.getParent().getParent() + ", which is mounted noexec"
-                    + ELSEWHERE);
+            throw new UnsatisfiedLinkError(!mayRun ? "no file may be run in " + TEMPORARY + " = "
+                + library.getParent().getParent() + ", which is mounted noexec" + ELSEWHERE
+                : runsOnMusl() ? "the C library of this system is musl, and the jar's library is for glibc" + INSTEAD
+                : e.getMessage() + INSTEAD);
+        }
+    }
+
+    private static boolean runsOnMusl() {
+        try {
+            return Files.readString(Path.of("/proc/self/maps")).contains("/ld-musl-");
+        } catch (IOException e) {
+            return false;
         }
     }
 

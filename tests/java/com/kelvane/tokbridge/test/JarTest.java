@@ -4,6 +4,8 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import java.io.*;
 import java.net.*;
+import java.nio.channels.*;
+import java.nio.charset.*;
 import java.nio.file.*;
 import java.nio.file.attribute.*;
 import java.util.*;
@@ -21,7 +23,7 @@ class JarTest {
         return Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
             "--enable-native-access=ALL-UNNAMED", "-Djava.library.path=/none", "-Djava.io.tmpdir=" + temporary,
             "-D" + property, "-cp", System.getProperty("java.class.path") + File.pathSeparator
-                + System.getProperty("tokbridge.test.packed"), program.getName()).redirectErrorStream(true)
+                + System.getProperty("tokbridge.test.packed") + File.pathSeparator + temporary, program.getName()).redirectError(ProcessBuilder.Redirect.INHERIT)
             .directory(temporary.toFile()).start());
     }
 
@@ -42,19 +44,36 @@ class JarTest {
         }
     }
 
+    /** The same where the C library is musl, as far as one sees. */
+    static final class OnMusl {
+        public static void main(String[] arguments) throws IOException {
+            try (FileChannel library = FileChannel.open(Path.of("ld-musl-x86_64.so.1"))) {
+                library.map(FileChannel.MapMode.READ_ONLY, 0, 1);
+            }
+            First.main(arguments);
+        }
+    }
+
     @Test
     void itIsLoadedOrSaysWhatToSet() throws Exception {
         Path open = Files.createDirectory(temporary.resolve("open"));
         Files.setPosixFilePermissions(open, PosixFilePermissions.fromString("rwxrwxrwx"));
         Path below = Files.createDirectory(open.resolve("below"));
+        Path broken = Files.createDirectories(temporary.resolve("com/kelvane/pkcs11/nat/linux-broken"));
+        String lacking = Files.readString(Path.of(System.getProperty("tokbridge.library")), StandardCharsets.ISO_8859_1)
+            .replace("libc.so.6", "libx.so.6");
+        Files.writeString(broken.resolve(System.mapLibraryName("tokbridge")), lacking, StandardCharsets.ISO_8859_1);
+        Files.writeString(temporary.resolve("ld-musl-x86_64.so.1"), "musl");
         Set<String> before = left();
         String[][] outcomes = {{"java.io.tmpdir=" + temporary, ""}, {"java.io.tmpdir=.", ""},
             {"java.io.tmpdir=none", "cannot write to java.io.tmpdir = none .*: -Djava.io.tmpdir=.*\n"},
             {"java.io.tmpdir=" + open, "another user .* " + open + "; .*: -Djava.io.tmpdir=.*\n"},
             {"java.io.tmpdir=" + below, "another user .* " + open + "; .*: -Djava.io.tmpdir=.*\n"},
-            {"os.arch=pdp11", "the jar has no library for linux-pdp11.*: -Dtokbridge.library=.*\n"}};
+            {"os.arch=pdp11", "the jar has no library for linux-pdp11.*: -Dtokbridge.library=.*\n"},
+            {"os.arch=broken", ".*libx.so.6: cannot open.*: -Dtokbridge.library=.*\n"},
+            {"os.arch=broken", "the C library of this system is musl.*: -Dtokbridge.library=.*\n", "musl"}};
         for (String[] each : outcomes) {
-            String told = run(First.class, each[0]);
+            String told = run(each.length == 3 ? OnMusl.class : First.class, each[0]);
             assertTrue(told.matches("(cannot load the native library: )?" + each[1] + "exit 0"), told);
         }
         assertEquals(before, left());
