@@ -76,10 +76,10 @@ void testFailedLoads(const char* debugOutput)
         {withNul,
          packed ? "system error 123" : withNul + ": cannot open shared object file: No such file or directory"}};
     std::string expected;
-    for (const auto& [path, reason] : rows) {
-        checkCall(" -> 0 PKCS11Exception('LoadLibrary(\"" + path + "\") failed')",
-                  [&path = path] { return LIBRARY(loadPKCS11Library)(newString(path)); });
-        expected += "tokbridge:  " + reason + "\n";
+    for (const auto& row : rows) {
+        checkCall(" -> 0 PKCS11Exception('LoadLibrary(\"" + row.first + "\") failed')",
+                  [&row] { return LIBRARY(loadPKCS11Library)(newString(row.first)); });
+        expected += "tokbridge:  " + row.second + "\n";
     }
     std::ostringstream written;
     written << std::ifstream(debugOutput).rdbuf();
