@@ -2,6 +2,7 @@ package com.kelvane.pkcs11.nat;
 
 import java.io.IOException;
 import java.io.InputStream;
+import java.nio.file.DirectoryIteratorException;
 import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.LinkOption;
@@ -170,9 +171,9 @@ final class PackedLibrary {
     }
 
     /** Removes what the system kept of this user's processes that have ended. */
-    private static void removeOthers(Path own) throws IOException {
-        UserPrincipal user = Files.getOwner(own);
+    private static void removeOthers(Path own) {
         try (DirectoryStream<Path> others = Files.newDirectoryStream(own.getParent(), NativeLibrary.NAME + "-*")) {
+            UserPrincipal user = Files.getOwner(own);
             for (Path each : others) {
                 Matcher name = DIRECTORY.matcher(each.getFileName().toString());
                 if (name.matches() && ProcessHandle.of(Long.parseLong(name.group(1))).isEmpty()
@@ -181,6 +182,8 @@ final class PackedLibrary {
                     remove(each);
                 }
             }
+        } catch (IOException | DirectoryIteratorException e) {
+            return; // the next process tries again
         }
     }
 }
