@@ -1,4 +1,5 @@
-# Toolchain: Linux on another PROCESSOR, aarch64 or s390x for example, with Debian's cross compiler, programs run by qemu.
+# Toolchain: Linux on another PROCESSOR, aarch64 or s390x for example, with Debian's cross compiler, programs run by
+# qemu.
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES PROCESSOR)
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR ${PROCESSOR})

@@ -35,10 +35,10 @@ wanted=$(sed -n 's/.*apt-get install//p' "$work/told")
 [ -n "$wanted" ]
 for package in $wanted; do
     for architecture in $(dpkg --print-architecture) other; do
-        printf 'Package: %s\nStatus: hold ok installed\nArchitecture: %s\nMulti-Arch: same\nVersion: 1\nMaintainer: x\nDescription: x\n\n' \
-            "$package" "$architecture" >>"$work/dpkg/status"
+        printf '%s\n' "Package: $package" "Architecture: $architecture" 'Status: hold ok installed' 'Version: 1' \
+            'Multi-Arch: same' 'Maintainer: x' 'Description: x' ''
     done
-done
+done >"$work/dpkg/status"
 "$work/a, copy/dev" setup
 
 # The tool has the caller's input, and its output alone.

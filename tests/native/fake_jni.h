@@ -85,5 +85,6 @@ Ref returned(jobject result);
 
 std::string hex(std::string_view bytes);
 
-/// 'a String', the digits of a byte[], {the elements}, {0xint 0xint}, Class(0xint,long,...), or @ for an object with fields.
+/// 'a String', the digits of a byte[], {the elements}, {0xint 0xint}, Class(0xint,long,...), or @ for an object with
+/// fields.
 std::string show(Ref object);

@@ -16,8 +16,8 @@ chmod 755 "$work" "$WORK"
 here=$(dirname "$0")
 cp "$here/pom.xml" "$work/project"
 cp -R "$here/app" "$work/project/src/main/java"
-JAVA_HOME=$2 mvn -o -B -q -Dstyle.color=never -f "$work/project" -Dlayout="$1/maven" -Dmaven.repo.local="$work/repository" \
-    -Daether.offline.protocols=file compile
+JAVA_HOME=$2 mvn -o -B -q -f "$work/project" -Dlayout="$1/maven" -Dmaven.repo.local="$work/repository" \
+    -Daether.offline.protocols=file compile >"$work/mvn" || { cat "$work/mvn"; exit 1; }
 cp -R "$work/project/target/classes/app" "$WORK"
 cp "$work"/repository/com/kelvane/tokbridge/*/tokbridge-*.jar "$WORK/maven.jar"
 
@@ -25,7 +25,8 @@ cp "$1"/*.deb "$WORK"
 cat >"$WORK/inside.sh" <<'INSIDE'
 set -eu
 cd /opt/root
-DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends ./*.deb softhsm2 mount >/dev/null 2>apt || { cat apt; exit 1; }
+export DEBIAN_FRONTEND=noninteractive
+apt-get install -y -qq --no-install-recommends ./*.deb softhsm2 mount >apt 2>&1 || { cat apt; exit 1; }
 softhsm=/usr/lib/softhsm/libsofthsm2.so
 mkdir tokens
 printf 'directories.tokendir = /opt/root/tokens\n' >softhsm2.conf

@@ -29,7 +29,7 @@ import java.util.regex.Pattern;
 final class PackedLibrary {
     private static final String TEMPORARY = "java.io.tmpdir";
     private static final String ELSEWHERE = "; name another directory: -D" + TEMPORARY + "=/a/directory";
-    private static final String INSTEAD = "; build one and name it: -D" + NativeLibrary.PROPERTY + "=/path/of/the/library";
+    private static final String INSTEAD = "; build one and name it: -D" + NativeLibrary.PROPERTY + "=/path/of/library";
 
     /** A directory's name: that of the library, its process, and what makes it the only one. */
     private static final Pattern DIRECTORY = Pattern.compile(NativeLibrary.NAME + "-(\\d{1,18})-.*");
@@ -67,7 +67,8 @@ final class PackedLibrary {
                 }
             }
         } catch (IOException | IllegalArgumentException e) {
-            throw new UnsatisfiedLinkError("cannot write to " + TEMPORARY + " = " + parent + " (" + e + ")" + ELSEWHERE);
+            throw new UnsatisfiedLinkError("cannot write to " + TEMPORARY + " = " + parent + " (" + e + ")"
+                + ELSEWHERE);
         }
     }
 
@@ -81,8 +82,8 @@ final class PackedLibrary {
     private static void load(InputStream packed, Path library) throws IOException {
         Path unsafe = replaceable(library.getParent());
         if (unsafe != null) {
-            throw new UnsatisfiedLinkError("another user could put a file of his own in the library's place, by the owner"
-                + " or the rights of " + unsafe + ELSEWHERE);
+            throw new UnsatisfiedLinkError("another user could put a file of his own in the library's place, by the"
+                + " owner or the rights of " + unsafe + ELSEWHERE);
         }
         Files.copy(packed, library);
         try {
@@ -129,12 +130,14 @@ final class PackedLibrary {
                 }
             };
         }
-        return Files.createTempDirectory(parent, NativeLibrary.NAME + "-" + ProcessHandle.current().pid() + "-", rights);
+        String name = NativeLibrary.NAME + "-" + ProcessHandle.current().pid() + "-";
+        return Files.createTempDirectory(parent, name, rights);
     }
 
     /**
-     * Looks for a directory on the way to this one where another user could put something else in the place of the next.
-     * Trusted are the user and the system's own, and a group that is named like the owner, which has no other member.
+     * Looks for a directory on the way to this one where another user could put something else in the place of the
+     * next. Trusted are the user and the system's own, and a group that is named like the owner, which has no other
+     * member.
      *
      * @return that directory; null if there is none, or on a system without such rights
      */

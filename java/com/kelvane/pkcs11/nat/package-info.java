@@ -54,10 +54,10 @@
  * <h2>The native library</h2>
  *
  * <p>It is loaded with the first of these classes: from the absolute path in the system property
- * {@code tokbridge.library}, or, if that is unset, by the name {@code tokbridge} from {@code java.library.path}, or else
- * from the jar, if that brings it: through a directory in {@code java.io.tmpdir}. An {@code UnsatisfiedLinkError} tells
- * why it cannot be loaded, and what to set; it is raised by the constructors, the same at every use, since the library is
- * tried once. If the environment variable {@code PKCS11DEBUG} is set, to
+ * {@code tokbridge.library}, or, if that is unset, by the name {@code tokbridge} from {@code java.library.path}, or
+ * else from the jar, if that brings it: through a directory in {@code java.io.tmpdir}. An {@code UnsatisfiedLinkError}
+ * tells why it cannot be loaded, and what to set; it is raised by the constructors, the same at every use, since the
+ * library is tried once. If the environment variable {@code PKCS11DEBUG} is set, to
  * whatever value, some calls print what they do to standard output; it is looked at in every call.
  */
 package com.kelvane.pkcs11.nat;

@@ -20,16 +20,18 @@ class JarTest {
 
     /** Runs a program of this class where no library is named, and none is in the path. */
     private String run(Class<?> program, String property) throws Exception {
+        String path = String.join(File.pathSeparator, System.getProperty("java.class.path"),
+            System.getProperty("tokbridge.test.packed"), temporary.toString());
         return Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
             "--enable-native-access=ALL-UNNAMED", "-Djava.library.path=/none", "-Djava.io.tmpdir=" + temporary,
-            "-D" + property, "-cp", System.getProperty("java.class.path") + File.pathSeparator
-                + System.getProperty("tokbridge.test.packed") + File.pathSeparator + temporary, program.getName()).redirectError(ProcessBuilder.Redirect.INHERIT)
+            "-D" + property, "-cp", path, program.getName()).redirectError(ProcessBuilder.Redirect.INHERIT)
             .directory(temporary.toFile()).start());
     }
 
     private Set<String> left() throws IOException {
         try (Stream<Path> found = Files.walk(temporary)) {
-            return found.map(each -> temporary.relativize(each).toString()).collect(Collectors.toCollection(TreeSet::new));
+            return found.map(each -> temporary.relativize(each).toString())
+                .collect(Collectors.toCollection(TreeSet::new));
         }
     }
 
@@ -86,15 +88,17 @@ class JarTest {
             for (String each : System.getProperty("java.class.path").split(File.pathSeparator)) {
                 path.add(Path.of(each).toUri().toURL());
             }
+            String own = "tokbridge-" + ProcessHandle.current().pid() + "-";
             for (boolean keep : new boolean[] {false, true}) {
-                ClassLoader loader = new URLClassLoader(path.toArray(new URL[0]), ClassLoader.getPlatformClassLoader()) {
+                ClassLoader parent = ClassLoader.getPlatformClassLoader();
+                ClassLoader loader = new URLClassLoader(path.toArray(new URL[0]), parent) {
                     @Override
                     public InputStream getResourceAsStream(String name) {
                         return new FilterInputStream(super.getResourceAsStream(name)) {
                             @Override
                             public int read(byte[] to, int offset, int length) throws IOException {
                                 for (File each : new File(System.getProperty("java.io.tmpdir")).listFiles()) {
-                                    if (keep && each.getName().startsWith("tokbridge-" + ProcessHandle.current().pid())) {
+                                    if (keep && each.getName().startsWith(own)) {
                                         new File(each, "kept").createNewFile();
                                     }
                                 }
