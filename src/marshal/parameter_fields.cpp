@@ -95,7 +95,7 @@ bool takeRoom(ParameterFields* java, std::size_t size, void** place)
     // Where a CK_ULONG has 32 bits a size may be beyond it: such a one is more than any area holds.
     constexpr std::size_t largest = std::numeric_limits<CK_ULONG>::max();
     auto room = static_cast<CK_ULONG>(std::min(size, largest));
-    constexpr CK_ULONG alignment = alignof(std::max_align_t);
+    constexpr CK_ULONG alignment = 16; // everywhere, so that a parameter lies the same on every processor
     auto start = reinterpret_cast<std::uintptr_t>(java->area) + java->used;
     java->used += measures(java) ? alignment - 1 : static_cast<CK_ULONG>(-start % alignment);
     if (!demandInside(java, java->used, room))
