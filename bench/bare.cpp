@@ -8,7 +8,7 @@
 #include <cstring>
 #include <vector>
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 #include <dlfcn.h>
 #include <jni.h>
 

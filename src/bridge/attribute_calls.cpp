@@ -1,5 +1,5 @@
-#include "frame.h"
-#include "guarded_call.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
 
 bool fetchAttributes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE* attributes, CK_ULONG count)
 {

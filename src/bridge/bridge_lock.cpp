@@ -1,5 +1,5 @@
-#include "frame.h"
-#include "guarded_call.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // both layouts: a Unix build, where a CK_ULONG has 8 bytes and members are aligned, and a Windows one, packed to 1 byte
 // around a CK_ULONG of 4. A compiler that lays them out otherwise does not get as far as a module.
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 namespace {
 

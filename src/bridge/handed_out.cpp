@@ -1,4 +1,4 @@
-#include "handed_out.h"
+#include "bridge/handed_out.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "library_table.h"
+#include "bridge/library_table.h"
 
 #include <array>
 #include <atomic>

@@ -7,11 +7,11 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "buffers.h"
-#include "frame.h"
-#include "guarded_call.h"
-#include "platform.h"
-#include "stack_buffer.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
+#include "bridge/platform.h"
+#include "bridge/stack_buffer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform.h"
+#include "bridge/platform.h"
 
 #include <dlfcn.h>
 #include <pthread.h>

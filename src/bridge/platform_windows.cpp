@@ -1,6 +1,6 @@
 #include <windows.h>
 
-#include "platform.h"
+#include "bridge/platform.h"
 
 #include <array>
 #include <cstdio>

@@ -1,5 +1,5 @@
-#include "frame.h"
-#include "stand_ins.h"
+#include "bridge/frame.h"
+#include "bridge/stand_ins.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "stack_buffer.h"
+#include "bridge/stack_buffer.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "stand_ins.h"
+#include "bridge/stand_ins.h"
 
 #include <array>
 #include <chrono>
@@ -6,8 +6,8 @@
 #include <thread>
 #include <utility>
 
-#include "mapped_table.h"
-#include "platform.h"
+#include "bridge/mapped_table.h"
+#include "bridge/platform.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "attribute_kinds.h"
+#include "marshal/attribute_kinds.h"
 
 #include <iterator>
 
-#include "sorted_rows.h"
+#include "marshal/sorted_rows.h"
 
 namespace {
 

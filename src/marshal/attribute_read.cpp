@@ -1,9 +1,9 @@
-#include "attribute_read.h"
+#include "marshal/attribute_read.h"
 
-#include "buffers.h"
-#include "stack_buffer.h"
-#include "template_read.h"
-#include "value_build.h"
+#include "bridge/buffers.h"
+#include "bridge/stack_buffer.h"
+#include "marshal/template_read.h"
+#include "marshal/value_build.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "frame.h"
-#include "mechanism_kinds.h"
-#include "mechanism_params.h"
-#include "mechanisms.h"
-#include "values.h"
+#include "bridge/frame.h"
+#include "marshal/mechanism_kinds.h"
+#include "marshal/mechanism_params.h"
+#include "marshal/mechanisms.h"
+#include "marshal/values.h"
 
 namespace {
 

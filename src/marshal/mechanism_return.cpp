@@ -3,11 +3,11 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "buffers.h"
-#include "frame.h"
-#include "mechanism_kinds.h"
-#include "mechanism_params.h"
-#include "mechanisms.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "marshal/mechanism_kinds.h"
+#include "marshal/mechanism_params.h"
+#include "marshal/mechanisms.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
-#include "attribute_read.h"
-#include "frame.h"
+#include "bridge/frame.h"
+#include "marshal/attribute_read.h"
 
 namespace {
 

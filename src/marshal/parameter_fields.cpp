@@ -1,12 +1,12 @@
-#include "parameter_fields.h"
+#include "marshal/parameter_fields.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <limits>
 
-#include "frame.h"
-#include "values.h"
+#include "bridge/frame.h"
+#include "marshal/values.h"
 
 namespace {
 

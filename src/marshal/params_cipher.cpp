@@ -1,6 +1,6 @@
 // Parameters of ciphers and password-based key generation, and those that are any mechanism's.
 
-#include "mechanism_params.h"
+#include "marshal/mechanism_params.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "frame.h"
-#include "mechanism_params.h"
+#include "bridge/frame.h"
+#include "marshal/mechanism_params.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Parameters of signatures, of the RSA paddings, and of key wrapping with RSA or ECDH.
 
-#include "frame.h"
-#include "mechanism_params.h"
+#include "bridge/frame.h"
+#include "marshal/mechanism_params.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Parameters of the derivations of SP 800-108: data that is put together from pieces, and more keys than one.
 
-#include "handed_out.h"
-#include "mechanism_params.h"
-#include "values.h"
+#include "bridge/handed_out.h"
+#include "marshal/mechanism_params.h"
+#include "marshal/values.h"
 
 namespace {
 

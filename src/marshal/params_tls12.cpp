@@ -1,6 +1,6 @@
 // Parameters of TLS 1.2. Their fields in Java have the standard's names.
 
-#include "mechanism_params.h"
+#include "marshal/mechanism_params.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "template_read.h"
+#include "marshal/template_read.h"
 
-#include "buffers.h"
-#include "value_build.h"
+#include "bridge/buffers.h"
+#include "marshal/value_build.h"
 
 namespace {
 

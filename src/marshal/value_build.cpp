@@ -1,12 +1,12 @@
-#include "value_build.h"
+#include "marshal/value_build.h"
 
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 
-#include "buffers.h"
-#include "frame.h"
-#include "platform.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "bridge/platform.h"
 
 jboolean booleanOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length)
 {

@@ -1,13 +1,13 @@
-#include "values.h"
+#include "marshal/values.h"
 
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 
-#include "attribute_kinds.h"
-#include "buffers.h"
-#include "frame.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "marshal/attribute_kinds.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "frame.h"
-#include "template_arrays.h"
-#include "values.h"
+#include "bridge/frame.h"
+#include "marshal/template_arrays.h"
+#include "marshal/values.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "crypt_calls.h"
+#include "session/crypt_calls.h"
 
-#include "mechanisms.h"
-#include "stack_buffer.h"
+#include "bridge/stack_buffer.h"
+#include "marshal/mechanisms.h"
 
 namespace {
 

@@ -3,12 +3,12 @@
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 
-#include "attribute_kinds.h"
-#include "frame.h"
-#include "guarded_call.h"
-#include "session_calls.h"
-#include "stack_buffer.h"
-#include "values.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
+#include "bridge/stack_buffer.h"
+#include "marshal/attribute_kinds.h"
+#include "marshal/values.h"
+#include "session/session_calls.h"
 
 namespace {
 

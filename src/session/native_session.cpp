@@ -3,11 +3,11 @@
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
-#include "buffers.h"
-#include "frame.h"
-#include "guarded_call.h"
-#include "pin_buffer.h"
-#include "session_calls.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
+#include "marshal/pin_buffer.h"
+#include "session/session_calls.h"
 
 namespace {
 

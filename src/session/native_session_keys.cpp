@@ -2,11 +2,11 @@
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
-#include "buffers.h"
-#include "frame.h"
-#include "mechanisms.h"
-#include "stack_buffer.h"
-#include "values.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "bridge/stack_buffer.h"
+#include "marshal/mechanisms.h"
+#include "marshal/values.h"
 
 namespace {
 

@@ -3,11 +3,11 @@
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
-#include "frame.h"
-#include "handed_out.h"
-#include "session_calls.h"
-#include "stack_buffer.h"
-#include "values.h"
+#include "bridge/frame.h"
+#include "bridge/handed_out.h"
+#include "bridge/stack_buffer.h"
+#include "marshal/values.h"
+#include "session/session_calls.h"
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_createObject(JNIEnv* env, jobject session, jintArray types,
                                                                      jobjectArray values)

@@ -1,6 +1,6 @@
-#include "session_calls.h"
+#include "session/session_calls.h"
 
-#include "handed_out.h"
+#include "bridge/handed_out.h"
 
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function)
 {

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "buffers.h"
-#include "frame.h"
-#include "guarded_call.h"
-#include "stack_buffer.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
+#include "bridge/stack_buffer.h"
 
 namespace {
 

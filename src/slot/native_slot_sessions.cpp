@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <array>
 
-#include "frame.h"
-#include "handed_out.h"
-#include "pin_buffer.h"
+#include "bridge/frame.h"
+#include "bridge/handed_out.h"
+#include "marshal/pin_buffer.h"
 
 namespace {
 

@@ -14,12 +14,12 @@
 #include <utility>
 #include <vector>
 
+#include "bridge/cryptoki.h" // for the names of numbers alone
 #include "check.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
-#include "cryptoki.h" // for the names of numbers alone
 #include "fake_jni.h"
 #include "stub_token.h"
 

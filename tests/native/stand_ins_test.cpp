@@ -8,8 +8,8 @@
 #include <set>
 #include <vector>
 
+#include "bridge/stand_ins.h"
 #include "check.h"
-#include "stand_ins.h"
 
 namespace {
 

@@ -8,11 +8,11 @@
 #include <string>
 #include <utility>
 
+#include "bridge/cryptoki.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
-#include "cryptoki.h"
 
 /// Every Java object: what its int field holds, the next link of the handle chain, and for a library its list.
 struct Thing

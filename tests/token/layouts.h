@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 /// An answer's words, "name=value" each. Byte values are kept as hexadecimal digits.
 using Values = std::map<std::string, std::string, std::less<>>;

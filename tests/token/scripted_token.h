@@ -1,7 +1,7 @@
 // What a library file of the scripted token exports: a Cryptoki module, and the door by which a test steers it.
 #pragma once
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 #define EXPORTED __attribute__((visibility("default")))
 

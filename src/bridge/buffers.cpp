@@ -1,7 +1,7 @@
-#include "buffers.h"
+#include "bridge/buffers.h"
 
-#include "frame.h"
-#include "platform.h"
+#include "bridge/frame.h"
+#include "bridge/platform.h"
 
 namespace {
 

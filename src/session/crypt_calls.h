@@ -10,10 +10,10 @@
 // session first, then pin the input, then the output; they raise as those steps do and return 0.
 #pragma once
 
-#include "buffers.h"
-#include "frame.h"
-#include "guarded_call.h"
-#include "stack_buffer.h"
+#include "bridge/buffers.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
+#include "bridge/stack_buffer.h"
 
 /// A stretch of an input array as Java passes it.
 struct InputBytes

@@ -4,8 +4,8 @@
 // A new one needs its description here and a line in descriptionOf (mechanism_encode.cpp).
 #pragma once
 
-#include "cryptoki.h"
-#include "parameter_fields.h"
+#include "bridge/cryptoki.h"
+#include "marshal/parameter_fields.h"
 
 /// The length of the initialisation vector that a token makes for a password-based mechanism.
 constexpr CK_ULONG kPBEInitVector = 8;

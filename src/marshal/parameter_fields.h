@@ -14,7 +14,7 @@
 
 #include <jni.h>
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 constexpr CK_RV kWrongParameter = CKR_MECHANISM_PARAM_INVALID;
 

@@ -9,8 +9,8 @@
 
 #include <jni.h>
 
-#include "attribute_kinds.h"
-#include "frame.h"
+#include "bridge/frame.h"
+#include "marshal/attribute_kinds.h"
 
 jboolean readBoolean(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
 jint readInteger(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);

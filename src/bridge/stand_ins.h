@@ -32,7 +32,7 @@
 
 #include <jni.h>
 
-#include "java_numbers.h"
+#include "bridge/java_numbers.h"
 
 namespace stand_in {
 

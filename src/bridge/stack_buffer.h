@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform.h"
+#include "bridge/platform.h"
 
 /// What one native call has reserved so far. Lives in the native method.
 struct StackBudget

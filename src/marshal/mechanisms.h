@@ -19,12 +19,12 @@
 
 #include <jni.h>
 
-#include "cryptoki.h"
-#include "frame.h"
-#include "guarded_call.h"
-#include "handed_out.h"
-#include "mechanism_kinds.h"
-#include "stack_buffer.h"
+#include "bridge/cryptoki.h"
+#include "bridge/frame.h"
+#include "bridge/guarded_call.h"
+#include "bridge/handed_out.h"
+#include "bridge/stack_buffer.h"
+#include "marshal/mechanism_kinds.h"
 
 /// A mechanism as Java passes it, and what measuring it has found: each is looked up once in a native call.
 struct JavaMechanism

@@ -8,7 +8,7 @@
 
 #include <jni.h>
 
-#include "java_numbers.h"
+#include "bridge/java_numbers.h"
 
 // ---- Raising ----
 

@@ -15,7 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform.h"
+#include "bridge/platform.h"
 
 template <typename Row>
 struct MappedTable

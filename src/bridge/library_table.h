@@ -11,7 +11,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 /// What the row of a library says about it.
 struct LibraryState

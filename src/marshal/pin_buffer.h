@@ -4,8 +4,8 @@
 
 #include <array>
 
-#include "buffers.h"
-#include "platform.h"
+#include "bridge/buffers.h"
+#include "bridge/platform.h"
 
 struct PinBuffer
 {

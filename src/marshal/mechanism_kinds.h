@@ -1,7 +1,7 @@
 // Which parameter each mechanism takes.
 #pragma once
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 /// What a mechanism's parameter is made of. 20 and 27 are not in use.
 enum class ParameterKind

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 /// A Java int as an unsigned Cryptoki value: 0x80000001 stays 0x80000001, whatever the width of CK_ULONG.
 inline CK_ULONG fromJava(std::int32_t value)

@@ -1,8 +1,8 @@
 // Calls that several native methods of sessions and objects share.
 #pragma once
 
-#include "frame.h"
-#include "values.h"
+#include "bridge/frame.h"
+#include "marshal/values.h"
 
 /// A call that takes the session alone, as C_Logout does.
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function);

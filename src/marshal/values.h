@@ -17,9 +17,9 @@
 
 #include <jni.h>
 
-#include "attribute_kinds.h"
-#include "cryptoki.h"
-#include "stack_buffer.h"
+#include "bridge/cryptoki.h"
+#include "bridge/stack_buffer.h"
+#include "marshal/attribute_kinds.h"
 
 /// An upper bound of the bytes that a Java value takes encoded as an attribute of that kind: 0 for null and for a value
 /// that is not of its kind. False when the virtual machine's error is pending.

@@ -3,8 +3,8 @@
 
 #include <jni.h>
 
-#include "frame.h"
-#include "stack_buffer.h"
+#include "bridge/frame.h"
+#include "bridge/stack_buffer.h"
 
 /// Reads a template of an announced length in bytes: its types and their lengths with one call, their values with
 /// another. A value of a type without a row is a byte[]; of a date, a text or a number that is empty, null; of a

@@ -3,7 +3,7 @@
 
 #include <jni.h>
 
-#include "attribute_kinds.h"
+#include "marshal/attribute_kinds.h"
 
 /// Whether the first byte is not 0, and the number; what was read also after raising.
 jboolean booleanOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);

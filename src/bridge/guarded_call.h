@@ -7,9 +7,9 @@
 
 #include <jni.h>
 
-#include "cryptoki.h"
-#include "library_table.h"
-#include "stand_ins.h"
+#include "bridge/cryptoki.h"
+#include "bridge/library_table.h"
+#include "bridge/stand_ins.h"
 
 /// What lock has taken, for unlock to give back.
 struct Held
@@ -39,7 +39,7 @@ bool checkResult(JNIEnv* env, Outcome outcome);
 
 /// Calls a function of a module; one that it left null answers CKR_FUNCTION_NOT_SUPPORTED.
 template <typename Function, typename... Args>
-CK_RV callModule(CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
+CK_RV callModule(CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
 {
     Function entry = list->*function;
     return entry != nullptr ? entry(args...) : CKR_FUNCTION_NOT_SUPPORTED;
@@ -63,14 +63,14 @@ Outcome guarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Work work)
 
 /// Makes one Cryptoki call, guarded.
 template <typename Function, typename... Args>
-Outcome callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
+Outcome callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
 {
     return guarded(env, list, [=] { return callModule(list, function, args...); });
 }
 
 /// The same for a call that C_Finalize itself ends: nobody waits for it.
 template <typename Function, typename... Args>
-Outcome callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
+Outcome callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::*function, Args... args)
 {
     if (needsBridgeLock(list))
         return callGuarded(env, list, function, args...);

@@ -3,8 +3,8 @@
 
 #include <jni.h>
 
-#include "frame.h"
-#include "values.h"
+#include "bridge/frame.h"
+#include "marshal/values.h"
 
 /// Looks at two arrays and pins the types. No when they are of other classes or of unequal lengths; yes even when the
 /// types could not be pinned, `typeElements` is null then.

@@ -1,7 +1,7 @@
 // Which kind of value each attribute type carries.
 #pragma once
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 enum class ValueKind
 {

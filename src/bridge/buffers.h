@@ -11,7 +11,7 @@
 
 #include <jni.h>
 
-#include "cryptoki.h"
+#include "bridge/cryptoki.h"
 
 /// A pinned byte array and the stretch of it that a call works on.
 struct PinnedBytes
