@@ -1,4 +1,5 @@
-#include "bridge/frame.h"
+#include "bridge/attribute_calls.h"
+
 #include "bridge/guarded_call.h"
 
 bool fetchAttributes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE* attributes, CK_ULONG count)

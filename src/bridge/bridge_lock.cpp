@@ -1,5 +1,7 @@
-#include "bridge/frame.h"
-#include "bridge/guarded_call.h"
+#include "bridge/bridge_lock.h"
+
+#include "bridge/diagnostics.h"
+#include "bridge/exception.h"
 
 namespace {
 

@@ -1,6 +1,8 @@
 #include "bridge/buffers.h"
 
-#include "bridge/frame.h"
+#include "bridge/exception.h"
+#include "bridge/fields.h"
+#include "bridge/java_numbers.h"
 #include "bridge/platform.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "bridge/frame.h"
+#include "bridge/diagnostics.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -1,7 +1,10 @@
-#include "bridge/frame.h"
+#include "bridge/exception.h"
 
 #include <array>
 #include <cstdio>
+
+#include "bridge/diagnostics.h"
+#include "bridge/java_numbers.h"
 
 namespace {
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "bridge/exception.h"
+#include "bridge/java_objects.h"
+
 Outcome endSession(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE handle, jint number)
 {
     return callEnding(env, {Ending::session, list, handle, number}, [list](CK_SESSION_HANDLE session) {

@@ -6,8 +6,8 @@
 
 #include <jni.h>
 
-#include "bridge/frame.h"
 #include "bridge/guarded_call.h"
+#include "bridge/resolve.h"
 
 // ---- Ends ----
 
@@ -34,7 +34,7 @@ void numberMade(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, MadeObject* 
 /// Makes the call that makes an object, whose handle is the last argument, and numbers it while the call counts.
 template <typename Function, typename... Args>
 Outcome callMaking(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, MadeObject* made,
-                   Function CK_FUNCTION_LIST::*function, Args... args)
+                   Function CK_FUNCTION_LIST::* function, Args... args)
 {
     return guarded(env, list, [=] {
         CK_RV rv = callModule(list, function, args..., &made->handle);

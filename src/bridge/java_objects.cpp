@@ -1,6 +1,8 @@
-#include "bridge/frame.h"
+#include "bridge/java_objects.h"
 
 #include <cstdarg>
+
+#include "bridge/fields.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The process-wide table of loaded Cryptoki libraries: one row per distinct function list, at most 20.
 //
-// Threads: only a caller that holds the bridge lock (frame.h) may change the table. Reading needs no lock: a reader
-// that meets a change in progress looks again, so it never takes one library's flags for another's.
+// Threads: only a caller that holds the bridge lock (bridge_lock.h) may change the table. Reading needs no lock: a
+// reader that meets a change in progress looks again, so it never takes one library's flags for another's.
 //
 // Calls into a library that locks for itself are made without the bridge lock and counted, so that the last holder to
 // go can wait for those in progress before it finalises the library. A library's life has a count of its own, in which

@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "bridge/buffers.h"
+#include "bridge/diagnostics.h"
 #include "bridge/frame.h"
-#include "bridge/guarded_call.h"
 #include "bridge/platform.h"
 #include "bridge/stack_buffer.h"
 

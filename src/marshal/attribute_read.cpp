@@ -1,6 +1,10 @@
 #include "marshal/attribute_read.h"
 
+#include "bridge/attribute_calls.h"
 #include "bridge/buffers.h"
+#include "bridge/exception.h"
+#include "bridge/java_numbers.h"
+#include "bridge/java_objects.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/template_read.h"
 #include "marshal/value_build.h"

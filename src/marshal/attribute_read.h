@@ -9,7 +9,7 @@
 
 #include <jni.h>
 
-#include "bridge/frame.h"
+#include "bridge/resolve.h"
 #include "marshal/attribute_kinds.h"
 
 jboolean readBoolean(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);

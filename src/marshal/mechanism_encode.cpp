@@ -1,4 +1,6 @@
-#include "bridge/frame.h"
+#include "bridge/exception.h"
+#include "bridge/fields.h"
+#include "bridge/java_numbers.h"
 #include "marshal/mechanism_kinds.h"
 #include "marshal/mechanism_params.h"
 #include "marshal/mechanisms.h"

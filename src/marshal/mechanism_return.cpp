@@ -4,7 +4,10 @@
 #include <initializer_list>
 
 #include "bridge/buffers.h"
-#include "bridge/frame.h"
+#include "bridge/exception.h"
+#include "bridge/fields.h"
+#include "bridge/java_numbers.h"
+#include "bridge/resolve.h"
 #include "marshal/mechanism_kinds.h"
 #include "marshal/mechanism_params.h"
 #include "marshal/mechanisms.h"

@@ -19,10 +19,10 @@
 
 #include <jni.h>
 
+#include "bridge/bridge_lock.h"
 #include "bridge/cryptoki.h"
-#include "bridge/frame.h"
-#include "bridge/guarded_call.h"
 #include "bridge/handed_out.h"
+#include "bridge/resolve.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/mechanism_kinds.h"
 

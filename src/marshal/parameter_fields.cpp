@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <limits>
 
-#include "bridge/frame.h"
+#include "bridge/exception.h"
+#include "bridge/fields.h"
+#include "bridge/java_numbers.h"
 #include "marshal/values.h"
 
 namespace {

@@ -1,8 +1,12 @@
 // Parameters of key derivation.
 
+#include <cstdint>
 #include <cstring>
 
-#include "bridge/frame.h"
+#include "bridge/diagnostics.h"
+#include "bridge/exception.h"
+#include "bridge/fields.h"
+#include "bridge/resolve.h"
 #include "marshal/mechanism_params.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // Parameters of signatures, of the RSA paddings, and of key wrapping with RSA or ECDH.
 
-#include "bridge/frame.h"
+#include "bridge/diagnostics.h"
 #include "marshal/mechanism_params.h"
 
 namespace {

@@ -1,5 +1,6 @@
 // Parameters of the derivations of SP 800-108: data that is put together from pieces, and more keys than one.
 
+#include "bridge/fields.h"
 #include "bridge/handed_out.h"
 #include "marshal/mechanism_params.h"
 #include "marshal/values.h"

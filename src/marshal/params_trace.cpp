@@ -1,7 +1,8 @@
 // The traces of the ECDH1, OAEP and PSS parameters under PKCS11DEBUG. The texts are what tools and people read them by:
 // they stay as they are, odd ones included.
 
-#include "bridge/frame.h"
+#include "bridge/diagnostics.h"
+#include "bridge/java_numbers.h"
 #include "marshal/mechanism_params.h"
 
 namespace {

@@ -8,7 +8,7 @@
 
 /// The places of a table's rows in the order of their keys; rows of one key stay in the table's order.
 template <typename Row, std::size_t count, typename Key>
-constexpr std::array<std::uint16_t, count> sortedRows(const Row (&rows)[count], Key Row::*key)
+constexpr std::array<std::uint16_t, count> sortedRows(const Row (&rows)[count], Key Row::* key)
 {
     std::array<std::uint16_t, count> places = {};
     for (std::size_t i = 0; i < count; ++i)
@@ -21,7 +21,7 @@ constexpr std::array<std::uint16_t, count> sortedRows(const Row (&rows)[count], 
 
 /// The first row of the table with a key, or null.
 template <typename Row, std::size_t count, typename Key>
-const Row* findRow(const Row (&rows)[count], const std::array<std::uint16_t, count>& sorted, Key Row::*key, Key wanted)
+const Row* findRow(const Row (&rows)[count], const std::array<std::uint16_t, count>& sorted, Key Row::* key, Key wanted)
 {
     const auto* place = std::lower_bound(sorted.begin(), sorted.end(), wanted,
                                          [&rows, key](std::uint16_t row, Key value) { return rows[row].*key < value; });

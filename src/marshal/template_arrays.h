@@ -3,7 +3,7 @@
 
 #include <jni.h>
 
-#include "bridge/frame.h"
+#include "bridge/fields.h"
 #include "marshal/values.h"
 
 /// Looks at two arrays and pins the types. No when they are of other classes or of unequal lengths; yes even when the

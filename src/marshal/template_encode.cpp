@@ -1,4 +1,6 @@
-#include "bridge/frame.h"
+#include "bridge/exception.h"
+#include "bridge/fields.h"
+#include "bridge/java_numbers.h"
 #include "marshal/template_arrays.h"
 #include "marshal/values.h"
 

@@ -1,6 +1,10 @@
 #include "marshal/template_read.h"
 
+#include "bridge/attribute_calls.h"
 #include "bridge/buffers.h"
+#include "bridge/exception.h"
+#include "bridge/java_numbers.h"
+#include "bridge/java_objects.h"
 #include "marshal/value_build.h"
 
 namespace {

@@ -3,7 +3,7 @@
 
 #include <jni.h>
 
-#include "bridge/frame.h"
+#include "bridge/resolve.h"
 #include "bridge/stack_buffer.h"
 
 /// Reads a template of an announced length in bytes: its types and their lengths with one call, their values with

@@ -5,7 +5,9 @@
 #include <ctime>
 
 #include "bridge/buffers.h"
-#include "bridge/frame.h"
+#include "bridge/exception.h"
+#include "bridge/java_numbers.h"
+#include "bridge/java_objects.h"
 #include "bridge/platform.h"
 
 jboolean booleanOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length)

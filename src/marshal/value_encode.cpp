@@ -6,7 +6,9 @@
 #include <cstring>
 
 #include "bridge/buffers.h"
-#include "bridge/frame.h"
+#include "bridge/exception.h"
+#include "bridge/fields.h"
+#include "bridge/java_numbers.h"
 #include "marshal/attribute_kinds.h"
 
 namespace {

@@ -1,4 +1,5 @@
-#include "bridge/frame.h"
+#include "bridge/fields.h"
+#include "bridge/java_numbers.h"
 #include "marshal/template_arrays.h"
 #include "marshal/values.h"
 

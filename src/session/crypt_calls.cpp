@@ -1,5 +1,6 @@
 #include "session/crypt_calls.h"
 
+#include "bridge/frame.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/mechanisms.h"
 

@@ -11,8 +11,6 @@
 #pragma once
 
 #include "bridge/buffers.h"
-#include "bridge/frame.h"
-#include "bridge/guarded_call.h"
 #include "bridge/stack_buffer.h"
 
 /// A stretch of an input array as Java passes it.

@@ -3,8 +3,8 @@
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 
+#include "bridge/attribute_calls.h"
 #include "bridge/frame.h"
-#include "bridge/guarded_call.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/attribute_kinds.h"
 #include "marshal/values.h"

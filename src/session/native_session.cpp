@@ -5,7 +5,6 @@
 
 #include "bridge/buffers.h"
 #include "bridge/frame.h"
-#include "bridge/guarded_call.h"
 #include "marshal/pin_buffer.h"
 #include "session/session_calls.h"
 

@@ -2,6 +2,7 @@
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
+#include "bridge/diagnostics.h"
 #include "session/crypt_calls.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
 #include "bridge/buffers.h"
+#include "bridge/diagnostics.h"
 #include "bridge/frame.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/mechanisms.h"

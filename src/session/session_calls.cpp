@@ -1,5 +1,6 @@
 #include "session/session_calls.h"
 
+#include "bridge/frame.h"
 #include "bridge/handed_out.h"
 
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function)

@@ -1,7 +1,7 @@
 // Calls that several native methods of sessions and objects share.
 #pragma once
 
-#include "bridge/frame.h"
+#include "bridge/resolve.h"
 #include "marshal/values.h"
 
 /// A call that takes the session alone, as C_Logout does.

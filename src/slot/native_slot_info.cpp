@@ -6,7 +6,6 @@
 
 #include "bridge/buffers.h"
 #include "bridge/frame.h"
-#include "bridge/guarded_call.h"
 #include "bridge/stack_buffer.h"
 
 namespace {

@@ -145,7 +145,8 @@ template <auto member>
 struct Watched;
 
 template <typename Result, typename... Args, Result (JNICALL* Table::*member)(JNIEnv*, Args...)>
-requires(!std::is_void_v<Result>) struct Watched<member>
+    requires(!std::is_void_v<Result>)
+struct Watched<member>
 {
     static inline std::string name;
     static inline Result failure = {};

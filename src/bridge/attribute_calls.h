@@ -1,0 +1,13 @@
+// The two calls that read and change attributes, for whoever has the entries ready.
+#pragma once
+
+#include <jni.h>
+
+#include "bridge/cryptoki.h"
+#include "bridge/resolve.h"
+
+/// One C_GetAttributeValue for `count` entries. Raises what is not CKR_OK.
+bool fetchAttributes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE* attributes, CK_ULONG count);
+
+/// Resolves a NativePKCS11Object and makes one C_SetAttributeValue for `count` entries. Raises what is not CKR_OK.
+bool storeObjectAttributes(JNIEnv* env, jobject object, CK_ATTRIBUTE* attributes, CK_ULONG count);
