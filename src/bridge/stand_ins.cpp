@@ -6,74 +6,17 @@
 #include <thread>
 #include <utility>
 
-#include "bridge/mapped_table.h"
 #include "bridge/platform.h"
+#include "bridge/stand_in_table.h"
 
 namespace {
 
-using stand_in::Range;
-
-// What one number stands for, and its place in the tree of a library: slots, their sessions, and the objects that end
-// with these. It means something while no call is ending it, or a node above it.
-struct Node
-{
-    CK_ULONG handle;
-    std::uint64_t since;  // the turn in which it was made
-    std::uint32_t number; // by which the table finds it; 0 where the row is free
-    std::uint32_t enders; // calls in progress that end it
-    std::uint32_t owner;  // numbers of other nodes, 0 for none
-    std::uint32_t firstMember;
-    std::uint32_t next; // among the members of one owner, or the buried
-    std::uint32_t previous;
-    Ending::Kind kind;
-
-    bool isFree() const
-    {
-        return number == 0;
-    }
-
-    std::uint32_t hash() const;
-};
-
-// The way from a handle to its nodes; more than one when a search has met what was withdrawn.
-struct HandleRow
-{
-    std::uint32_t handleHash;
-    std::uint32_t number;
-
-    bool isFree() const
-    {
-        return number == 0;
-    }
-
-    std::uint32_t hash() const
-    {
-        return handleHash;
-    }
-};
-
-} // namespace
-
-struct StandInTable
-{
-    std::uint64_t born; // in this turn; tickets from before are another life's
-    MappedTable<Node> nodes;
-    MappedTable<HandleRow> byHandle;
-    std::uint32_t count[Ending::slot + 1]; // of nodes, by their kind
-    std::uint64_t enders;                  // of all nodes together
-    std::uint32_t lastSlot;                // the number given to a slot last, which Java never sees
-    std::uint32_t buried;                  // a node out of use whose members wait to be given up; more follow by `next`
-};
-
-namespace {
+using namespace stand_in;
 
 // So many nodes are given up before others get the table. A lock goes to who asks next, not to who has waited, and who
 // waits needs some time to wake up: so one who has much to do stands back for as long.
 constexpr int kAtOnce = 250;
 constexpr std::chrono::microseconds kStandBack{20};
-
-// Counts on with every call that ends something, so that one can tell what was there before it.
-std::atomic<std::uint64_t> turns = 1;
 
 using Lock = std::lock_guard<std::mutex>;
 
@@ -129,59 +72,7 @@ bool makeTable(CK_FUNCTION_LIST_PTR list)
     return true;
 }
 
-// ---- Finding nodes ----
-
-std::uint32_t hashOf(std::uint64_t key)
-{
-    return static_cast<std::uint32_t>((key * 0x9E3779B97F4A7C15) >> 32);
-}
-
-std::uint32_t hashOf(Ending::Kind kind, CK_ULONG handle)
-{
-    return hashOf(std::uint64_t{handle} * 4 + kind);
-}
-
-Node* nodeOf(StandInTable& table, std::uint32_t number)
-{
-    return table.nodes.find(hashOf(number), [number](const Node& node) { return node.number == number; });
-}
-
-// A node of a handle for which a test holds, or null.
-template <typename Test>
-Node* findNode(StandInTable& table, Ending::Kind kind, CK_ULONG handle, Test test)
-{
-    Node* found = nullptr;
-    std::uint32_t hash = hashOf(kind, handle);
-    table.byHandle.find(hash, [&](const HandleRow& row) {
-        if (row.handleHash != hash)
-            return false;
-        Node* node = nodeOf(table, row.number);
-        bool wanted = node->kind == kind && node->handle == handle && test(*node);
-        found = wanted ? node : nullptr;
-        return wanted;
-    });
-    return found;
-}
-
-template <typename Action>
-void forNodes(StandInTable& table, Ending::Kind kind, CK_ULONG handle, Action action)
-{
-    findNode(table, kind, handle, [&action](Node& node) { return action(node), false; });
-}
-
-bool isInUse(StandInTable& table, const Node& node)
-{
-    if (table.enders == 0)
-        return true;
-    return node.enders == 0 && (node.owner == 0 || isInUse(table, *nodeOf(table, node.owner)));
-}
-
-Node* findInUse(StandInTable& table, Ending::Kind kind, CK_ULONG handle)
-{
-    return findNode(table, kind, handle, [&table](const Node& node) { return isInUse(table, node); });
-}
-
-// ---- Adding nodes ----
+// ---- Drawing numbers ----
 
 Range& numbersOf(Ending::Kind kind)
 {
@@ -222,99 +113,12 @@ std::uint32_t drawNumber(Ending::Kind kind)
     return 0;
 }
 
-void joinMembers(StandInTable& table, Node& node)
-{
-    Node* owner = node.owner != 0 ? nodeOf(table, node.owner) : nullptr;
-    if (owner == nullptr)
-        return;
-    node.next = owner->firstMember;
-    owner->firstMember = node.number;
-    if (node.next != 0)
-        nodeOf(table, node.next)->previous = node.number;
-}
-
-// Adds a node that is in use. False without memory.
-bool addNode(StandInTable& table, Ending::Kind kind, std::uint32_t number, CK_ULONG handle, std::uint32_t owner)
-{
-    Node node = {handle, turns.load(), number, 0, owner, 0, 0, 0, kind};
-    HandleRow row = {hashOf(kind, handle), number};
-    if (nodeOf(table, number) != nullptr || !table.byHandle.add(row))
-        return false;
-    if (!table.nodes.add(node)) {
-        table.byHandle.remove(
-            table.byHandle.find(row.hash(), [number](const HandleRow& each) { return each.number == number; }));
-        return false;
-    }
-    joinMembers(table, *nodeOf(table, number));
-    ++table.count[kind];
-    return true;
-}
-
-// ---- Giving nodes up ----
-
-void leaveMembers(StandInTable& table, const Node& node)
-{
-    if (node.previous != 0)
-        nodeOf(table, node.previous)->next = node.next;
-    else if (node.owner != 0)
-        nodeOf(table, node.owner)->firstMember = node.next;
-    if (node.next != 0)
-        nodeOf(table, node.next)->previous = node.previous;
-}
-
-void removeNode(StandInTable& table, Node* node)
-{
-    --table.count[node->kind];
-    table.enders -= node->enders;
-    table.nodes.remove(node);
-}
-
-// Takes a node out of use for good. One with members stays until they are given up.
-void bury(StandInTable& table, Node* node)
-{
-    std::uint32_t number = node->number;
-    leaveMembers(table, *node);
-    table.byHandle.remove(table.byHandle.find(hashOf(node->kind, node->handle),
-                                              [number](const HandleRow& row) { return row.number == number; }));
-    if (node->firstMember == 0) {
-        removeNode(table, node);
-        return;
-    }
-    table.enders += 1 - node->enders;
-    node->enders = 1; // for good
-    node->owner = 0;
-    node->next = table.buried;
-    table.buried = number;
-}
-
-// Gives up some of what is buried. False when nothing is left.
-bool giveUpSome(StandInTable& table)
-{
-    for (int i = 0; i < kAtOnce && table.buried != 0; ++i) {
-        Node* first = nodeOf(table, table.buried);
-        if (first->firstMember != 0) {
-            bury(table, nodeOf(table, first->firstMember));
-        } else {
-            table.buried = first->next;
-            removeNode(table, first);
-        }
-    }
-    return table.buried != 0;
-}
-
-template <typename Test>
-void buryAll(StandInTable& table, Ending::Kind kind, CK_ULONG handle, Test test)
-{
-    while (Node* node = findNode(table, kind, handle, test))
-        bury(table, node);
-}
+// ---- Giving numbers and taking them ----
 
 bool any(const Node& /*unused*/)
 {
     return true;
 }
-
-// ---- Numbers ----
 
 // Has a number drawn and added, or another one found instead: add(table, number) is false without memory.
 template <typename Add>
@@ -325,17 +129,6 @@ bool numberHandle(CK_FUNCTION_LIST_PTR list, Ending::Kind kind, jint* number, Ad
                 withTable(list, [&](StandInTable& table) { return add(table, &given); });
     *number = static_cast<jint>(given);
     return done;
-}
-
-// The number of a slot that is in use; 0 without memory.
-std::uint32_t numberOfSlot(StandInTable& table, CK_SLOT_ID slot)
-{
-    if (Node* node = findInUse(table, Ending::slot, slot))
-        return node->number;
-    do
-        table.lastSlot = table.lastSlot + 1 < stand_in::kFirst ? table.lastSlot + 1 : 1;
-    while (nodeOf(table, table.lastSlot) != nullptr);
-    return addNode(table, Ending::slot, table.lastSlot, slot, 0) ? table.lastSlot : 0;
 }
 
 // Takes all nodes of the ending's handle out of use.
@@ -353,11 +146,6 @@ bool ends(Ending::Kind kind, CK_RV rv)
 }
 
 } // namespace
-
-std::uint32_t Node::hash() const
-{
-    return hashOf(number);
-}
 
 bool stand_in::numberSession(CK_FUNCTION_LIST_PTR list, CK_SLOT_ID slot, CK_SESSION_HANDLE handle, jint* number)
 {
@@ -444,7 +232,7 @@ void settle(const Ending& ending, CK_RV rv)
 
 void giveUpMembers(CK_FUNCTION_LIST_PTR list)
 {
-    while (withTable(list, giveUpSome))
+    while (withTable(list, [](StandInTable& table) { return giveUpSome(table, kAtOnce); }))
         std::this_thread::sleep_for(kStandBack);
 }
 

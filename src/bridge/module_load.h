@@ -1,0 +1,12 @@
+// A module on its way into the process.
+#pragma once
+
+#include <jni.h>
+
+#include "bridge/cryptoki.h"
+
+/// Loads a module, which stays in the process for good, and asks it for its function list. Raises
+/// "GetStringUTFChars() failed", "copyStringBytes(): buffer too small for string!" for a path of more than 256 bytes,
+/// and what the module is not: to be loaded (the system's reason is printed when debugEnabled()), a Cryptoki library,
+/// or one of major version 2. A path of 256 bytes ends the process. Null after raising.
+CK_FUNCTION_LIST_PTR loadModule(JNIEnv* env, jstring path);
