@@ -161,11 +161,16 @@ std::vector<Row> rowsOfEveryMethod()
     return rows;
 }
 
+std::string firstCall(const std::string& expected)
+{
+    return expected.substr(0, std::min(expected.find("; "), expected.find(" -> ")));
+}
+
 } // namespace
 
 // Every row as it stands, and with each of its JNI calls failing; then with a module that cannot lock, every call of
-// which must be made holding the monitor, and that wipes what it was given; then with one that refuses everything. What
-// is left behind is told by each outcome.
+// which must be made holding the monitor, and that wipes what it was given; then with one that refuses everything,
+// after which it is asked for nothing more, whatever it has written. What is left behind is told by each outcome.
 void testEveryMethod()
 {
     token.attributes = {{CKA_TOKEN, "\1"}, {CKA_CLASS, ulongBytes(0x80000005)}, {CKA_LABEL, "key "},
@@ -184,10 +189,11 @@ void testEveryMethod()
                 fake.failsWithError = !fake.failsWithError;
                 checkFailures(row.call, row.expected.find("pins=1") != std::string::npos ? " pins=1" : "");
                 std::string found = outcome(row.call);
+                bool pinned = row.expected.find("pins=1") != std::string::npos;
                 bool asExpected = rv == CKR_OK ? found == row.expected
-                                               : found.find("PKCS11Exception(0x30)") != std::string::npos &&
-                                                     (found.find("pins=") == std::string::npos ||
-                                                      row.expected.find("pins=1") != std::string::npos);
+                                               : found.find(firstCall(row.expected) + " -> ") == 0 &&
+                                                     found.find("PKCS11Exception(0x30)") != std::string::npos &&
+                                                     (pinned || found.find("pins=") == std::string::npos);
                 check(row.expected, asExpected ? row.expected : found);
             }
             token.rv = CKR_OK;
