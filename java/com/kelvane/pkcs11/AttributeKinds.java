@@ -100,6 +100,11 @@ final class AttributeKinds {
         }
     }
 
+    /** Tells whether values of an attribute are read as text. */
+    static boolean isText(int type) {
+        return CLASSES.getOrDefault(type, List.of(byte[].class)).get(0) == String.class;
+    }
+
     /** Names an attribute and shows its value: of bytes and big integers, which may be secret, the size only. */
     static String text(int type, Object value) {
         return nameOf("CKA_", type) + "=" + (value instanceof Integer ? number(type, (Integer) value)

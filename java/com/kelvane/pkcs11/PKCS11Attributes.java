@@ -1,6 +1,7 @@
 package com.kelvane.pkcs11;
 
 import java.math.BigInteger;
+import java.nio.charset.StandardCharsets;
 import java.util.Date;
 import java.util.LinkedHashMap;
 import java.util.LinkedHashSet;
@@ -14,6 +15,9 @@ import java.util.stream.Stream;
  * to itself. {@link PKCS11Object#readAttributes} reads them.
  */
 public final class PKCS11Attributes {
+    /** What the library says of a length that no array has: modules tell -1 for an attribute that is absent. */
+    private static final String NO_LENGTH = "NewByteArray() failed";
+
     /** The values by their types; null for one that is empty. */
     private final Map<Integer, Object> values = new LinkedHashMap<>();
 
@@ -33,7 +37,7 @@ public final class PKCS11Attributes {
             } catch (PKCS11Exception e) {
                 if (e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_SENSITIVE) {
                     read.sensitive.add(type);
-                } else if (e.getCode() != PKCS11Constants.CKR_ATTRIBUTE_TYPE_INVALID) {
+                } else if (!isAbout(e)) {
                     throw e;
                 }
             }
@@ -41,15 +45,22 @@ public final class PKCS11Attributes {
         return read;
     }
 
-    /** Reads one attribute, as bytes where its kind is not known. */
+    /** Tells whether this is about one attribute, which the object lacks or has in a form that is none. */
+    private static boolean isAbout(PKCS11Exception e) {
+        return e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_TYPE_INVALID
+            || e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_VALUE_INVALID || NO_LENGTH.equals(e.getMessage());
+    }
+
+    /** Reads one attribute, as bytes where its kind is not known or the value is long. */
     private static Object value(PKCS11Object object, int type) {
         try {
             return object.getAttributeValue(type);
         } catch (PKCS11Exception e) {
-            if (e.getCode() != PKCS11Constants.CKR_ATTRIBUTE_TYPE_INVALID) {
+            if (e.hasCode() && e.getCode() != PKCS11Constants.CKR_ATTRIBUTE_TYPE_INVALID) {
                 throw e;
             }
-            return object.getByteArrayAttributeValue(type); // refused in the same way where the object lacks it
+            byte[] bytes = object.getByteArrayAttributeValue(type); // refused in the same way where the object lacks it
+            return AttributeKinds.isText(type) ? new String(bytes, StandardCharsets.UTF_8) : bytes;
         }
     }
 
@@ -78,7 +89,7 @@ public final class PKCS11Attributes {
      *
      * @param type the attribute type
      * @return the value, as {@link PKCS11Object#getAttributeValue} returns it, or a {@code byte[]} for a type that is
-     *     not in the table of kinds; null for an attribute that is absent or sensitive, and for an empty date
+     *     not in the table of kinds or has more numbers than the thread's stack holds; null for an attribute that is absent or sensitive, and for an empty date
      */
     public Object get(int type) {
         return values.get(type);

@@ -321,6 +321,22 @@ class ObjectTest extends SessionFixture {
         assertEquals("0xb3", raised(() -> key(9).readAttributes(TOKEN, LABEL)));
     }
 
+    /** CKR_OK with a length that is none, or that the kind does not allow; a long text is read all the same. */
+    @Test
+    void badAttributesAreAbsent() throws Throwable {
+        int[] types = {CLASS, TOKEN, START, VALUE, MODULUS, CKA_APPLICATION, CKA_ALLOWED_MECHANISMS, 0x80000001, LABEL};
+        StringBuilder lengths = new StringBuilder("rv=0 0x3=" + "78".repeat(1 << 20));
+        for (int i = 0; i < 8; i++) {
+            lengths.append(String.format(" 0x%x.length=0xffffffffffffffff", types[i]));
+        }
+        token.always("C_GetAttributeValue", lengths.toString());
+        PKCS11Attributes read = key(9).readAttributes(types);
+        assertEquals("x".repeat(1 << 20), read.getString(LABEL));
+        assertEquals(0, Arrays.stream(types, 0, 8).filter(type -> read.has(type) || read.isSensitive(type)).count());
+        token.always("C_GetAttributeValue", "rv=0 0x0=01 0x1= 0x110='20242'");
+        assertEquals("[]", key(9).readAttributes(CLASS, TOKEN, START).toString());
+    }
+
     @Test
     void severalAttributesAtOnce() throws Throwable {
         int[] types = {TOKEN, CLASS, LABEL, 0x80000001, VALUE, START, MODULUS, TOKEN};
