@@ -37,7 +37,7 @@ public final class PKCS11Attributes {
             } catch (PKCS11Exception e) {
                 if (e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_SENSITIVE) {
                     read.sensitive.add(type);
-                } else if (!isAbout(e)) {
+                } else if (!isAbout(e) && !answers(object)) {
                     throw e;
                 }
             }
@@ -49,6 +49,16 @@ public final class PKCS11Attributes {
     private static boolean isAbout(PKCS11Exception e) {
         return e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_TYPE_INVALID
             || e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_VALUE_INVALID || NO_LENGTH.equals(e.getMessage());
+    }
+
+    /** Tells whether an object can be asked at all: then a failure was about the attribute, whatever its code. */
+    private static boolean answers(PKCS11Object object) {
+        try {
+            object.getByteArrayAttributeValue(PKCS11Constants.CKA_CLASS);
+            return true;
+        } catch (PKCS11Exception e) {
+            return false;
+        }
     }
 
     /** Reads one attribute, as bytes where its kind is not known or the value is long. */
@@ -89,7 +99,8 @@ public final class PKCS11Attributes {
      *
      * @param type the attribute type
      * @return the value, as {@link PKCS11Object#getAttributeValue} returns it, or a {@code byte[]} for a type that is
-     *     not in the table of kinds or has more numbers than the thread's stack holds; null for an attribute that is absent or sensitive, and for an empty date
+     *     not in the table of kinds or has more numbers than the thread's stack holds; null for an attribute that is
+     *     absent or sensitive, and for an empty date
      */
     public Object get(int type) {
         return values.get(type);

@@ -100,12 +100,11 @@ public interface PKCS11Object {
     /**
      * Reads several attributes, each by calls of its own ({@code C_GetAttributeValue}), so that one which the object
      * lacks or the token keeps to itself does not hide the others. Absent is also what a token tells in a form that is
-     * none: with a length that no array has, or one that the kind of the attribute does not allow.
+     * none, with a length that no array has for example, and what it fails to tell while it tells the object's class.
      *
      * @param types the attribute types, of which any may be unknown here
      * @return what there is
-     * @throws PKCS11Exception with a code of the library that is not about an attribute, for example
-     *     {@code CKR_SESSION_HANDLE_INVALID}; with a text that is not about one, "functionList is null" for example
+     * @throws PKCS11Exception if the object cannot be asked at all, with {@code CKR_SESSION_HANDLE_INVALID} for example
      */
     default PKCS11Attributes readAttributes(int... types) {
         return PKCS11Attributes.read(this, types);

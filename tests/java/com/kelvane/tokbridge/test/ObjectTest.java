@@ -317,7 +317,10 @@ class ObjectTest extends SessionFixture {
         assertNull(read.getInteger(CLASS));
         assertThrows(IllegalArgumentException.class, () -> read.getString(TOKEN));
         assertFalse(read.has(LABEL) || read.has(CLASS) || read.has(VALUE) || read.isSensitive(CLASS));
-        answer("", "rv=0xb3");
+        answer("rv=0x5", "", "", "");
+        assertEquals("[CKA_TOKEN=true]", key(9).readAttributes(LABEL, TOKEN).toString(), "0x5 is about one");
+        answer("");
+        token.always("C_GetAttributeValue", "rv=0xb3");
         assertEquals("0xb3", raised(() -> key(9).readAttributes(TOKEN, LABEL)));
     }
 
