@@ -42,6 +42,8 @@ done >"$work/dpkg/status"
 "$work/a, copy/dev" setup
 
 # The tool has the caller's input, and its output alone.
+mkdir -p "$work/a, copy/build/release/tool"
+cp "$work/jdk/bin/java" "$work/a, copy/build/release/tool/tokbridge"
 [ "$(echo typed | "$work/a, copy/dev" tool)" = typed ]
 
 JAVA_HOME=/none "$work/a, copy/dev" setup 2>&1 | grep -q 'JAVA_HOME=/none is no JDK'

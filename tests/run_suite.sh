@@ -3,10 +3,9 @@
 # Runs a Java program of the tests and fails with it, or when the JVM has complained about a use of JNI, or when memory
 # was lost that the library had asked for. The JVM's own output goes to SCRATCH/vm.log, the sanitizers' to
 # SCRATCH/asan.*; the files of the tests are in SCRATCH too. Tokens and sockets, which want short and simple paths, are
-# in a temporary directory that goes at the end. With a module's path in SERVED, p11-kit serves that module on a socket
-# meanwhile.
+# in a temporary directory that goes at the end.
 set -eu
-unset PKCS11DEBUG JAVA_TOOL_OPTIONS JDK_JAVA_OPTIONS _JAVA_OPTIONS CLASSPATH
+unset PKCS11DEBUG PKCS11_MODULE JAVA_TOOL_OPTIONS JDK_JAVA_OPTIONS _JAVA_OPTIONS CLASSPATH
 export LC_ALL=C.UTF-8
 scratch=$1
 shift
@@ -15,11 +14,9 @@ rm -rf "$scratch"
 mkdir -p "$scratch"
 [ -z "${ASAN_OPTIONS:-}" ] || export ASAN_OPTIONS="$ASAN_OPTIONS:log_path=\"$scratch/asan\""
 
-server=
 short=
 clean() {
     trap '' HUP INT PIPE TERM
-    [ -z "$server" ] || kill "$server" 2>/dev/null || :
     [ -z "$short" ] || rm -rf "$short"
 }
 trap clean EXIT
@@ -32,16 +29,6 @@ mkdir "$short/tokens"
 printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' "$short/tokens" \
     >"$short/softhsm2.conf"
 export SOFTHSM2_CONF="$short/softhsm2.conf"
-
-if [ -n "${SERVED:-}" ]; then
-    env -u LD_PRELOAD p11-kit server -f -n "$short/socket" --provider "$SERVED" pkcs11: >"$scratch/server.log" 2>&1 &
-    server=$!
-    until [ -S "$short/socket" ]; do
-        kill -0 "$server" # it has not ended
-        sleep 0.1
-    done
-    export P11_KIT_SERVER_ADDRESS="unix:path=$short/socket"
-fi
 
 java=$1
 shift

@@ -28,34 +28,68 @@ final class Description {
         told.put("version", PKCS11Version.toString(info.getLibraryVersion()));
         told.put("maker", info.getManufacturerID());
         told.put("cryptoki", PKCS11Version.toString(info.getCryptokiVersion()));
-        told.put("bridge", info.getNativeVersion());
         return told;
+    }
+
+    /** A slot's number, as it is written everywhere. */
+    static String id(PKCS11Slot slot) {
+        return "0x" + Integer.toHexString(slot.getSlotID());
     }
 
     static Map<String, Object> slot(PKCS11Slot slot) {
         PKCS11SlotInfo info = slot.getInfo();
         Map<String, Object> told = new LinkedHashMap<>();
-        told.put("slot", "0x" + Integer.toHexString(slot.getSlotID()));
-        told.put("description", info.getSlotDescription());
-        told.put("maker", info.getManufacturerID());
+        told.put("slot", id(slot));
+        told.put("description", text(info.getSlotDescription()));
+        told.put("maker", text(info.getManufacturerID()));
         told.put("tokenPresent", info.isTokenPresent());
         return told;
+    }
+
+    /** A slot in a line of a list, with nothing of its token yet. */
+    static Map<String, Object> inShort(PKCS11Slot slot) {
+        Map<String, Object> told = new LinkedHashMap<>();
+        told.put("slot", id(slot));
+        told.put("token", null);
+        told.put("model", null);
+        told.put("serialNumber", null);
+        told.put("state", null);
+        return told;
+    }
+
+    /** Adds a slot's token to such a line; false if there is none. */
+    static boolean state(PKCS11Slot slot, Map<String, Object> told) {
+        if (!slot.getInfo().isTokenPresent()) {
+            told.put("state", "empty");
+            return false;
+        }
+        PKCS11TokenInfo token = slot.getTokenInfo();
+        told.put("token", text(token.getLabel()));
+        told.put("model", text(token.getModel()));
+        told.put("serialNumber", text(token.getSerialNumber()));
+        told.put("state", (token.isInitialized() ? "" : "not initialised, ") + "PIN " + pin(token));
+        return true;
+    }
+
+    private static String pin(PKCS11TokenInfo token) {
+        return (token.isUserPinInitialized() ? "set" : "not set") + (token.isUserPinLocked() ? ", locked"
+            : token.isUserPinFinalTry() ? ", one try left"
+            : token.isUserPinCountLow() ? ", a wrong one was tried" : "");
     }
 
     static Map<String, Object> token(PKCS11Slot slot) {
         PKCS11TokenInfo token = slot.getTokenInfo();
         Map<String, Object> told = new LinkedHashMap<>();
-        told.put("token", token.isInitialized() ? token.getLabel() : null);
+        told.put("token", text(token.getLabel()));
         told.put("initialised", token.isInitialized());
-        told.put("model", token.getManufacturerID() + " " + token.getModel());
-        told.put("serialNumber", token.getSerialNumber());
+        told.put("model", text((token.getManufacturerID() + " " + token.getModel()).strip()));
+        told.put("serialNumber", text(token.getSerialNumber()));
         told.put("hardware", PKCS11Version.toString(token.getHardwareVersion()));
         told.put("firmware", PKCS11Version.toString(token.getFirmwareVersion()));
-        told.put("pinBytes", Integer.toUnsignedString(token.getMinPinLen()) + " to "
-            + Integer.toUnsignedString(token.getMaxPinLen()));
-        told.put("pin", (token.isUserPinInitialized() ? "set" : "not set") + (token.isUserPinLocked() ? ", locked"
-            : token.isUserPinFinalTry() ? ", one try left"
-            : token.isUserPinCountLow() ? ", a wrong one was tried" : ""));
+        told.put("mostSessions", most(token.getMaxSessionCount()));
+        told.put("mostToWrite", most(token.getMaxRwSessionCount()));
+        told.put("pinBytes", number(token.getMinPinLen()) + " to " + number(token.getMaxPinLen()));
+        told.put("pin", pin(token));
         told.put("loginRequired", token.isLoginRequired());
         told.put("writeProtected", token.isWriteProtected());
         return told;
@@ -79,6 +113,15 @@ final class Description {
 
     private static Object number(int value) {
         return value == CK_UNAVAILABLE_INFORMATION ? "not told" : Integer.toUnsignedLong(value);
+    }
+
+    private static Object most(int value) {
+        return value == CK_EFFECTIVELY_INFINITE ? "any number" : number(value);
+    }
+
+    /** A text; null where it is empty. */
+    private static String text(String told) {
+        return told.isEmpty() ? null : told;
     }
 
     private static List<String> uses(PKCS11MechanismInfo info) {

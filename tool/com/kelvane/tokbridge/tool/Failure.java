@@ -2,7 +2,8 @@ package com.kelvane.tokbridge.tool;
 
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.nat.NativePKCS11;
-import java.io.PrintStream;
+import java.util.LinkedHashMap;
+import java.util.Map;
 import java.util.stream.Stream;
 
 /** Why the program ends: what failed, why, and what to try. */
@@ -10,8 +11,8 @@ final class Failure extends RuntimeException {
     private static final long serialVersionUID = 1L;
 
     final int status;
-    private final String reason;
-    private final String remedy;
+    final String reason;
+    final String remedy;
 
     Failure(int status, String what, String reason, String remedy) {
         super(what);
@@ -62,9 +63,21 @@ final class Failure extends RuntimeException {
             .reduce((inner, outer) -> outer).map(StackTraceElement::getMethodName).orElse("a call");
     }
 
-    void print(PrintStream err) {
-        err.println("tokbridge: " + Table.oneLine(getMessage()));
-        err.println("  Why: " + Table.oneLine(reason));
-        err.println("  Try: " + Table.oneLine(remedy));
+    /** Tells it: people on standard error, machines as JSON where they read the results. */
+    void print(boolean json) {
+        if (json) {
+            Map<String, Object> told = new LinkedHashMap<>();
+            told.put("error", getMessage());
+            told.put("why", reason);
+            told.put("try", remedy);
+            told.put("status", status);
+            System.out.println(Output.json(told));
+            return;
+        }
+        System.err.println("tokbridge: " + Table.oneLine(getMessage()));
+        if (reason != null) {
+            System.err.println("  Why: " + Table.oneLine(reason));
+        }
+        System.err.println("  Try: " + Table.oneLine(remedy));
     }
 }

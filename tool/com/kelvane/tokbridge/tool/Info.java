@@ -14,10 +14,14 @@ import picocli.CommandLine.Mixin;
 
 /** The command info: describes a module. */
 @Command(name = "info", mixinStandardHelpOptions = true, sortOptions = false, description = "Describes a module: the "
-    + "library, its slots, tokens and mechanisms. No session is opened, nobody is logged in, nothing is changed.")
+    + "library and its slots; of a token that is named, or the only one, also what it tells and its mechanisms. No "
+    + "session is opened, nobody is logged in, nothing is changed.")
 final class Info implements Callable<Integer> {
     @Mixin
     private ModuleChoice module;
+
+    @Mixin
+    private TokenChoice token;
 
     @Mixin
     private Output output;
@@ -28,45 +32,54 @@ final class Info implements Callable<Integer> {
         int status = Main.DONE;
         try (NativePKCS11 library = module.open()) {
             Map<String, Object> told = new LinkedHashMap<>();
+            told.put("tool", "tokbridge " + Main.Version.text());
             told.put("module", module.path());
             told.putAll(Description.library(library));
             Table.of(told).print(out);
-            List<Object> slots = new ArrayList<>();
-            told.put("slots", slots);
+            List<Map<String, Object>> slots = new ArrayList<>();
+            List<PKCS11Slot> withToken = new ArrayList<>();
             for (PKCS11Slot slot : Failure.in("the slots cannot be listed", () -> library.getSlotList(false))) {
-                Map<String, Object> described = new LinkedHashMap<>();
+                Map<String, Object> described = Description.inShort(slot);
                 slots.add(described);
                 try {
-                    describe(slot, described, out);
+                    if (Description.state(slot, described)) {
+                        withToken.add(slot);
+                    }
                 } catch (PKCS11Exception e) { // the other slots may answer
-                    Failure failure = Failure.of(e);
-                    failure.print(System.err);
-                    described.put("error", e.getMessage());
-                    status = failure.status;
+                    described.put("state", e.getMessage());
+                    status = Main.FAILED;
                 }
+            }
+            told.put("slots", slots);
+            if (!slots.isEmpty()) {
+                out.println();
+                Table.of(slots).print(out);
+            }
+            if (token.isNamed() || withToken.size() == 1) {
+                told.put("token", describe(token.isNamed() ? token.find(library) : withToken.get(0), out));
+            } else {
+                out.println();
+                Table.line(out, withToken.isEmpty() ? "No slot has a token."
+                    : "More is told of one that --token or --slot names.");
             }
             output.result(told);
         }
         return status;
     }
 
-    private static void describe(PKCS11Slot slot, Map<String, Object> described, PrintStream out) {
-        described.putAll(Description.slot(slot));
-        boolean present = Boolean.TRUE.equals(described.get("tokenPresent"));
-        if (present) {
-            described.putAll(Description.token(slot));
-        }
+    private static Map<String, Object> describe(PKCS11Slot slot, PrintStream out) {
+        Map<String, Object> described = Description.slot(slot);
+        described.putAll(Description.token(slot));
         out.println();
         Table.of(described).print(out);
-        if (present) {
-            List<Map<String, Object>> mechanisms = Output.patiently("Asking for mechanisms",
-                () -> Description.mechanisms(slot));
-            described.put("mechanisms", mechanisms);
-            out.println("\n     " + mechanisms.size() + " mechanisms of " + slot
-                + "; key sizes in bits or bytes, as each one counts");
-            if (!mechanisms.isEmpty()) {
-                Table.of(mechanisms).print(out);
-            }
+        List<Map<String, Object>> mechanisms = Output.patiently("Asking for mechanisms",
+            () -> Description.mechanisms(slot));
+        described.put("mechanisms", mechanisms);
+        out.println();
+        Table.line(out, mechanisms.size() + " mechanisms; key sizes in bits or bytes, as each one counts");
+        if (!mechanisms.isEmpty()) {
+            Table.of(mechanisms).print(out);
         }
+        return described;
     }
 }

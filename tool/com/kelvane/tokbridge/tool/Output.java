@@ -6,14 +6,15 @@ import java.util.Iterator;
 import java.util.List;
 import java.util.Map;
 import java.util.concurrent.TimeUnit;
-import java.util.function.Supplier;
 import picocli.CommandLine.Option;
 
-/** Where results go: as text for people, or as one JSON value for machines. */
+/** Where results go: as text for people, or as JSON for machines. */
 final class Output {
+    static final String JSON = "--json";
     private static final int NARROWEST = 40;
 
-    @Option(names = "--json", description = "Print one JSON value instead of text.")
+    @Option(names = JSON, description = "Print JSON instead of text, errors too: one value; what is tried as one "
+        + "object a line, as it comes.")
     private boolean json;
 
     /** Where text for people goes: nowhere when machines read. */
@@ -21,13 +22,17 @@ final class Output {
         return json ? new PrintStream(PrintStream.nullOutputStream()) : System.out;
     }
 
-    /** Prints the result, if machines read. */
+    /** Prints a result, if machines read. */
     void result(Object value) {
         if (json) {
-            StringBuilder written = new StringBuilder();
-            write(value, written);
-            System.out.println(written);
+            System.out.println(json(value));
         }
+    }
+
+    static String json(Object value) {
+        StringBuilder written = new StringBuilder();
+        write(value, written);
+        return written.toString();
     }
 
     /** Whether somebody looks on. */
@@ -50,8 +55,13 @@ final class Output {
         }
     }
 
+    /** Something that may take long. */
+    interface Work<T, E extends Exception> {
+        T get() throws E;
+    }
+
     /** Does something; when it takes longer than a second and somebody looks on, a line says so meanwhile. */
-    static <T> T patiently(String what, Supplier<T> work) {
+    static <T, E extends Exception> T patiently(String what, Work<T, E> work) throws E {
         if (!onTerminal()) {
             return work.get();
         }

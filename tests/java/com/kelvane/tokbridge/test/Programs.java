@@ -50,15 +50,19 @@ final class Programs {
         return RealTokenTest.startServer(socket, configuration.toString());
     }
 
-    /** A program with its output and errors together; classes of the tool are there too. */
+    /** A Java program of the class path, with its output and errors together. */
     ProcessBuilder java(String library, String program, String... arguments) {
-        List<String> command = new ArrayList<>(List.of(
-            Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+        return command(List.of(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
             "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + library, "-cp",
-            System.getProperty("java.class.path") + File.pathSeparator + System.getProperty("tokbridge.test.tool"),
-            program));
+            System.getProperty("java.class.path"), program), arguments);
+    }
+
+    /** A command with its output and errors together. */
+    ProcessBuilder command(List<String> words, String... arguments) {
+        List<String> command = new ArrayList<>(words);
         command.addAll(List.of(arguments));
         ProcessBuilder builder = new ProcessBuilder(command).redirectErrorStream(true);
+        builder.environment().put("JAVA_HOME", System.getProperty("java.home"));
         builder.environment().put("SOFTHSM2_CONF", configuration.toString());
         builder.environment().put("P11_KIT_SERVER_ADDRESS", "unix:path=" + socket);
         builder.environment().put("TOKEN_PIN", "1234");

@@ -12,6 +12,7 @@ import java.lang.reflect.*;
 import java.math.*;
 import java.nio.charset.*;
 import java.nio.file.*;
+import java.security.*;
 import java.util.*;
 import java.util.regex.*;
 import java.util.stream.*;
@@ -20,18 +21,22 @@ import org.junit.jupiter.api.*;
 /** The command tokbridge in processes of its own, on SoftHSM2; and the page of errors, from which it speaks. */
 class ToolTest {
     private static final Path DOCS = Path.of(System.getProperty("tokbridge.test.docs"));
+    private static final String TOOL = System.getProperty("tokbridge.test.tool");
     private static final byte[] SECRET = "a secret's bytes".getBytes(StandardCharsets.US_ASCII);
+    private static final String PIN = "--pin-env=TOKEN_PIN";
     private final Programs programs = new Programs();
 
     @BeforeAll
     static void thereIsATool() {
-        assumeFalse(System.getProperty("tokbridge.test.tool").isEmpty());
+        assumeFalse(TOOL.isEmpty());
     }
 
     private ProcessBuilder tool(String... arguments) {
-        ProcessBuilder builder = programs.java(System.getProperty("tokbridge.library"),
-            "com.kelvane.tokbridge.tool.Main", arguments);
-        builder.environment().put("PKCS11_MODULE", SOFTHSM);
+        return with("PKCS11_MODULE", SOFTHSM, programs.command(List.of(TOOL), arguments));
+    }
+
+    private static ProcessBuilder with(String variable, String value, ProcessBuilder builder) {
+        builder.environment().put(variable, value);
         return builder;
     }
 
@@ -43,25 +48,60 @@ class ToolTest {
         assertTrue(Pattern.compile(pattern, Pattern.DOTALL).matcher(told).matches(), told);
     }
 
-    /** Two tokens; on the first a key pair of each kind, and an AES key whose value could be read. */
-    private void makeTokens() {
-        programs.onNewTokens(List.of("keys", "empty"), session -> {
-            if (!session.getSlot().getTokenInfo().getLabel().equals("keys")) {
+    /**
+     * Two tokens, the second one empty. On the first RSA keys with an id, key pairs of an elliptic curve with a label
+     * only, with an id of which there are two, and with nothing, an AES key whose value could be read, a key for
+     * nothing, and a certificate that has the id of an RSA key.
+     *
+     * @return their serial numbers
+     */
+    private List<String> makeTokens() {
+        List<String> serials = new ArrayList<>();
+        programs.onNewTokens(List.of("t\u00f6ken", "t\u00f6ken 2"), session -> {
+            serials.add(session.getSlot().getTokenInfo().getSerialNumber());
+            if (serials.size() == 2) {
                 return;
             }
-            int[] types = {CKA_TOKEN, CKA_LABEL, CKA_ID, CKA_SIGN, CKA_DECRYPT};
             for (int bits : new int[] {512, 2048}) {
-                session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null, new int[] {CKA_MODULUS_BITS, CKA_TOKEN},
-                    new Object[] {bits, true}, types, new Object[] {true, "rsa" + bits, new byte[] {1}, true, true});
+                pair(session, CKM_RSA_PKCS_KEY_PAIR_GEN, Template.of(CKA_MODULUS_BITS, bits),
+                    Template.of(CKA_LABEL, "rsa" + bits, CKA_ID, new byte[] {(byte) (bits / 512)}, CKA_DECRYPT, true));
             }
-            byte[] curve = {0x06, 0x08, 0x2a, (byte) 0x86, 0x48, (byte) 0xce, 0x3d, 0x03, 0x01, 0x07};
-            session.generateKeyPair(CKM_EC_KEY_PAIR_GEN, null, new int[] {CKA_EC_PARAMS, CKA_TOKEN, CKA_ID},
-                new Object[] {curve, true, new byte[] {2}}, new int[] {CKA_TOKEN, CKA_LABEL, CKA_ID, CKA_SIGN},
-                new Object[] {true, "ec", new byte[] {2}, true});
-            session.createObject(new int[] {CKA_CLASS, CKA_KEY_TYPE, CKA_TOKEN, CKA_LABEL, CKA_VALUE, CKA_SENSITIVE,
-                CKA_EXTRACTABLE, CKA_ENCRYPT, CKA_DECRYPT}, new Object[] {CKO_SECRET_KEY, CKK_AES, true,
-                    "a\"\u00e9\n", SECRET, false, true, true, true});
+            Template curve = Template.of(CKA_EC_PARAMS, new byte[] {0x06, 0x08, 0x2a, (byte) 0x86, 0x48, (byte) 0xce,
+                0x3d, 0x03, 0x01, 0x07});
+            for (String name : List.of("by label", "twice", "twice", "")) {
+                Template named = name.equals("by label") ? Template.of(CKA_LABEL, name)
+                    : name.isEmpty() ? Template.of() : Template.of(CKA_LABEL, name, CKA_ID, new byte[] {9});
+                int[] types = named.getTypes();
+                Object[] same = IntStream.range(0, types.length)
+                    .mapToObj(i -> Stream.of(types[i], named.getValues()[i])).flatMap(each -> each).toArray();
+                pair(session, CKM_EC_KEY_PAIR_GEN, curve.and(same), named);
+            }
+            session.createObject(Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_AES, CKA_TOKEN, true,
+                CKA_LABEL, "a\"\u00e9\n", CKA_VALUE, SECRET, CKA_SENSITIVE, false, CKA_EXTRACTABLE, true, CKA_ENCRYPT,
+                true, CKA_DECRYPT, true));
+            session.createObject(Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_GENERIC_SECRET, CKA_TOKEN,
+                true, CKA_LABEL, "idle", CKA_VALUE, SECRET, CKA_SIGN, false, CKA_VERIFY, false, CKA_ENCRYPT, false,
+                CKA_WRAP, false));
+            session.createObject(Template.of(CKA_CLASS, CKO_CERTIFICATE, CKA_CERTIFICATE_TYPE, CKC_X_509, CKA_TOKEN,
+                true, CKA_ID, new byte[] {4}, CKA_SUBJECT, SECRET, CKA_VALUE, certificate()));
         });
+        return serials;
+    }
+
+    private static void pair(NativePKCS11Session session, int mechanism, Template open, Template secret) {
+        session.generateKeyPair(mechanism, null, open.and(CKA_TOKEN, true),
+            secret.and(CKA_TOKEN, true, CKA_SIGN, true));
+    }
+
+    /** Any one that the JDK has. */
+    private static byte[] certificate() {
+        try {
+            KeyStore store = KeyStore.getInstance(Path.of(System.getProperty("java.home"), "lib", "security", "cacerts")
+                .toFile(), "changeit".toCharArray());
+            return store.getCertificate(store.aliases().nextElement()).getEncoded();
+        } catch (GeneralSecurityException | IOException e) {
+            throw new IllegalStateException(e);
+        }
     }
 
     /** The objects' files of all tokens, and hashes of their contents. */
@@ -76,79 +116,168 @@ class ToolTest {
         }
     }
 
-    /** Whether a text is one JSON value: its innermost parts are taken away until one is left. */
+    /** Whether a text is JSON values, one a line: their innermost parts are taken away until one is left of each. */
     private static boolean isJson(String text) {
-        String rest = text.trim().replaceAll("\"([^\"\\\\\\p{Cntrl}]|\\\\[\"\\\\/bfnrt]|\\\\u[0-9a-f]{4})*\"", "s")
+        String rest = text.replaceAll("\"([^\"\\\\\\p{Cntrl}]|\\\\[\"\\\\/bfnrt]|\\\\u[0-9a-f]{4})*\"", "s")
             .replaceAll("-?\\d+(\\.\\d+)?|true|false|null", "v");
         for (String before = ""; !before.equals(rest);) {
             before = rest;
             rest = rest.replaceAll("\\[([sv](,[sv])*)?\\]|\\{(s:[sv](,s:[sv])*)?\\}", "v");
         }
-        return rest.equals("v");
+        return rest.matches("(v\n)+exit \\d+") || rest.matches("(v\n)+exit v");
     }
 
     @Test
     void whatIsOnATokenAndWhetherItWorks() throws Exception {
         makeTokens();
         Map<String, Integer> before = objects();
-        String listed = run("objects", "--token", "keys", "--pin-env", "TOKEN_PIN");
-        assertMatches(".* private key +rsa +2048 +rsa2048 +01 .* private key +ec +P-256 +ec +02 .*sign.*"
-            + " secret key +aes +128 +a\"\u00e9\\? .*7 objects\nexit 0", sorted(listed));
+        String listed = run("objects", "--token", "t\u00f6ken", PIN);
+        for (String row : List.of("private key +rsa +rsa2048 +04 +2048 .*no +no +decrypt, sign.*",
+            "private key +ec +by label +- +P-256 .*", "secret key +aes +a\"\u00e9\\? +- +128 +- +- +no +yes +.*",
+            "certificate +x 509 +04 .*CN=.* (19|20)\\d\\d-\\d\\d-\\d\\d +20\\d\\d-.* yes", "15 objects")) {
+            assertTrue(Pattern.compile("(?m)^ +" + row + "$").matcher(listed).find(), row + "\n" + listed);
+        }
         assertFalse(listed.contains(new BigInteger(1, SECRET).toString(16)) || listed.contains("secret's"), listed);
-        String json = run("objects", "--token", "keys", "--pin-env", "TOKEN_PIN", "--json");
-        assertTrue(isJson(json.replace("exit 0", "")) && json.contains("\"label\":\"a\\\"\\u00e9\\u000a\""), json);
-        assertFalse(isJson("{\"a\":[1,]}") || isJson("\"\n\""));
-        assertTrue(isJson(run("info", "--json").replace("exit 0", "")));
+        String json = run("objects", "--token", "t\u00f6ken", PIN, "--json");
+        assertTrue(isJson(json) && json.contains("\"label\":\"a\\\"\\u00e9\\u000a\""), json);
+        assertFalse(isJson("{\"a\":[1,]}\nexit 0") || isJson("\"\n\"\nexit 0"));
 
-        // The small key has no room for a PSS signature: the token refuses it, everything else works.
-        String checked = run("check", "--token", "keys", "--pin-env", "TOKEN_PIN");
-        assertMatches(".*RSA signature, PSS, key \"rsa512\" +\\d+ +[0-9.]+ +refused +it ended early: sign.* raised "
-            + "CKR_.* 1 do not.*exit 1", checked);
-        assertMatches(".*AES GCM, key \"a\"\u00e9\\?\" +1 +[0-9.]+ +works.*Nothing is left.*", checked);
-        assertMatches(".*ECDSA signature, key \"ec\" +2 .*", checked);
+        // Nobody can verify what the nameless key signs.
+        String checked = run("check", "--token", "t\u00f6ken", PIN);
+        for (String row : List.of("works +signature +CKM_SHA256_RSA_PKCS +\"rsa512\" .* as the JDK",
+            "works +decryption +CKM_RSA_PKCS_OAEP +\"rsa2048\" .* as the JDK",
+            "works +signature +CKM_ECDSA +\"by label\" .* as the JDK",
+            "not tried +signature +CKM_ECDSA +\\(no label\\) .*nobody here can verify that",
+            "works +cipher +CKM_AES_CBC_PAD +\"a\"\u00e9\\?\" .* with itself", "not tried +key +- +\"idle\" .*",
+            "works +certificates .* the JDK reads 1", "works +left as it was .*",
+            "\\d+ operations work, \\d+ do not\\.")) {
+            assertTrue(Pattern.compile("(?m)^ +" + row + "$").matcher(checked).find(), row + "\n" + checked);
+        }
+        // The small key has no room for this signature.
+        String small = run("check", "--token", "pkcs11:token=t%C3%B6ken;object=rsa512", PIN);
+        assertMatches(".*refused +signature +CKM_SHA512_RSA_PKCS_PSS +\"rsa512\" [^\n]*sign\\w*: CKR_[^\n]* Try: "
+            + "(?!.*\\.java:).*1 of 1 keys.*exit 1", small);
         assertEquals(before, objects());
-        String written = run("check", "--token", "empty", "--pin-env", "TOKEN_PIN", "--write", "--json");
-        assertTrue(written.endsWith("exit 0") && written.contains("AES key wrap")
-            && isJson(written.replace("exit 0", "")), written);
+        String written = run("check", "--token", "t\u00f6ken 2", PIN, "--write", "--json");
+        assertTrue(isJson(written) && written.endsWith("\"keys\":0,\"keysTried\":0,\"status\":0}\nexit 0")
+            && written.split("not tried", -1).length <= 15
+            && written.contains("\"operation\":\"key wrap\""), written);
         assertEquals(before, objects());
-    }
-
-    /** Lines in the order of their text, but for the last one. */
-    private static String sorted(String told) {
-        return Arrays.stream(told.split("\n(?=exit)")[0].split("\n")).sorted(Comparator.comparing((String line) ->
-            line.contains("objects") ? 9 : line.contains("rsa") ? 1 : line.contains("P-256") ? 2 : 3))
-            .collect(Collectors.joining("\n")) + told.substring(told.lastIndexOf("\nexit"));
+        // Keys that nobody tried are no good news; nor is a token on which there was nothing to try.
+        assertMatches(".*not tried +key +- +\"idle\".* 0 of 1 keys.*exit 1",
+            run("check", "--token", "pkcs11:token=t%C3%B6ken;object=idle", PIN));
     }
 
     @Test
-    void errorsInThreePartsAndStatuses() throws Exception {
-        makeTokens();
-        assertMatches("tokbridge: 2 tokens could be meant\n  Why: [^\n]*\"(keys|empty)\", serial number [^\n]*; "
-            + "\"(keys|empty)\"[^\n]*\n  Try: [^\n]*--token[^\n]*\nexit 2", run("objects"));
-        assertMatches(".*\n  Try: [^\n]*--help\nexit 2", run("objects", "--nonsense"));
-        assertMatches("tokbridge: [^\n]*command[^\n]*\n  Try: tokbridge --help\nexit 2", run());
-        assertMatches("tokbridge: no module is named\n.*\n  Try: [^\n]*--module[^\n]*\nexit 2",
-            run("info", "--module", ""));
-        assertMatches(".*no such file.*exit 3", run("info", "--module", "/none.so"));
-        assertMatches(".*not in the current folder.*exit 3", run("info", "--module", "none.so"));
-        for (String command : List.of("info", "objects", "check", "quickstart")) {
-            ProcessBuilder lost = tool(command);
-            lost.command().replaceAll(each -> each.replaceAll("(-Dtokbridge.library=).*", "$1/none.so"));
-            assertMatches("tokbridge: tokbridge's own library is not there\n  Why: [^\n]*/none.so[^\n]*\n  Try: [^\n]*"
-                + "-Dtokbridge.library[^\n]*\nexit 3", Programs.outcome(lost.start()));
+    void tokensByEveryName() throws Exception {
+        List<String> serials = makeTokens();
+        String info = run("info", "--token", serials.get(0));
+        Matcher slot = Pattern.compile("\n +Slot +(0x[0-9a-f]+)\n").matcher(info);
+        assertTrue(slot.find(), info);
+        String number = Integer.toUnsignedString(Integer.parseUnsignedInt(slot.group(1).substring(2), 16));
+        for (String name : List.of("--token=t\u00f6ken", "--token=" + serials.get(0), "--slot=" + slot.group(1),
+            "--slot=" + number, "--token=pkcs11:token=t%c3%B6ken", "--token=pkcs11:serial=" + serials.get(0)
+                + ";manufacturer=SoftHSM%20project;model=SoftHSM%20v2", "--token=pkcs11:slot-id=" + number)) {
+            assertMatches(".*15 objects\nexit 0", run("objects", name, PIN));
         }
-        Path text = Files.writeString(programs.directory.resolve("text.so"), "no module");
-        assertMatches("tokbridge: the module \"text.so\" cannot be loaded\n  Why: LoadLibrary[^\n]*not an ELF file"
-            + "[^\n]*\n  Try: [^\n]*ldd[^\n]*\nexit 3", Programs.outcome(tool("info", "--module", "text.so")
-                .directory(text.getParent().toFile()).start()));
-        Path pin = Files.writeString(programs.directory.resolve("pin"), "4321\r\n");
-        assertMatches("tokbridge: the login failed\n  Why: CKR_PIN_INCORRECT[^\n]*\n  Try: [^\n]*\nexit 3",
-            run("objects", "--token", "keys", "--pin-file", pin.toString()));
-        Files.writeString(pin, "1234\r\n");
-        assertMatches(".*7 objects\nexit 0", run("objects", "--token", "keys", "--pin-file", pin.toString()));
-        assertMatches(".*there is no terminal.*exit 2", run("objects", "--token", "keys", "--login"));
-        Process full = tool("info").redirectErrorStream(false).redirectOutput(new File("/dev/full")).start();
-        assertEquals(3, full.waitFor());
+        Path pin = Files.writeString(programs.directory.resolve("pin"), "1234\r\nnothing");
+        assertMatches("[^\n]*\n +private key +rsa +rsa2048 .* 1 object\nexit 0",
+            run("objects", "--token", "pkcs11:token=t%C3%B6ken;id=%04;type=private?pin-source=file:" + pin));
+        assertMatches(".*exit 0", run("objects", "--token=t\u00f6ken", "--pin-file", pin.toString()));
+        assertTrue(isJson(run("info", "--json")));
+
+        String[][] refused = { // what is asked, and what is answered; no try of the PIN is spent
+            {"exit 2", "objects"}, {"2 tokens could be meant", "objects", "--token", "pkcs11:model=SoftHSM%20v2"},
+            {"this token is not there.*name one of these", "objects", "--token", "other"},
+            {"no slot's number", "objects", "--slot", "x"},
+            {"\"colour=red\" is not known", "objects", "--token=pkcs11:colour=red"},
+            {"stands twice", "objects", "--token=pkcs11:token=a;token=b"},
+            {"has no value", "objects", "--token=pkcs11:token"},
+            {"\"%4\" is no byte", "objects", "--token=pkcs11:id=%4"},
+            {"pin-value.*read command lines", "objects", "--token=pkcs11:?pin-value=1234"},
+            {"there is no terminal", "objects", "--token=t\u00f6ken", "--login"},
+            {"\"none\" is not set|none is not set", "objects", "--token=t\u00f6ken", "--pin-env=none"},
+            {"it is a directory", "info", "--module", "/tmp"}, {"no such file", "info", "--module", "/none.so"},
+            {"not in the current folder", "info", "--module", "none.so"}, {"--help\nexit 2", "objects", "--nonsense"},
+            {"tokbridge --help\nexit 2"}, {"LoadLibrary.*ldd", "info", "--module", pin.toString()}};
+        for (String[] each : refused) {
+            String[] asked = Arrays.copyOfRange(each, 1, each.length);
+            String told = run(asked);
+            assertTrue(Pattern.compile(each[0], Pattern.DOTALL).matcher(told).find(), told);
+            assertMatches("tokbridge: [^\n]*\n(  Why: [^\n]*\n)?  Try: [^\n]*\nexit [23]", told);
+            assertTrue(isJson(run(Stream.concat(Arrays.stream(asked), Stream.of("--json")).toArray(String[]::new))));
+        }
+        String java = Path.of(System.getProperty("java.home"), "bin", "java").toString();
+        String jar = Path.of(TOOL).getParent().resolveSibling("tokbridge-tool.jar").toString();
+        for (String command : List.of("info", "objects", "check", "quickstart")) {
+            assertMatches("tokbridge: tokbridge's own library is not there\n  Why: [^\n]*/none.so[^\n]*\n  Try: [^\n]*"
+                + "-Dtokbridge.library[^\n]*\nexit 3", Programs.outcome(programs.command(
+                    List.of(java, "-Dtokbridge.library=/none.so", "-jar", jar, command)).start()));
+        }
+    }
+
+    /** An empty PIN and one that the locale has garbled are never sent; SoftHSM2 would tell that a wrong one was. */
+    @Test
+    void noTryOfThePinIsSpentForNothing() throws Exception {
+        makeTokens();
+        Path file = programs.directory.resolve("pin");
+        for (String pin : List.of("", "\n1234", "12\ufffd4")) {
+            Files.writeString(file, pin);
+            assertMatches("tokbridge: nobody was logged in\n.*exit 2",
+                run("objects", "--token=t\u00f6ken", "--pin-file", file.toString()));
+            assertMatches("tokbridge: (nobody was logged in|there is no PIN)\n.*exit 2", Programs.outcome(
+                with("TOKEN_PIN", pin.split("\n", 2)[0], tool("objects", "--token=t\u00f6ken", PIN)).start()));
+        }
+        assertFalse(run("info", "--token=t\u00f6ken").contains("a wrong one was tried"));
+        Files.writeString(file, "4321");
+        assertMatches("tokbridge: the login failed\n  Why: CKR_PIN_INCORRECT.*\n  Try: .*\nexit 3",
+            run("objects", "--token=t\u00f6ken", "--pin-file", file.toString()));
+        assertTrue(run("info", "--token=t\u00f6ken").contains("a wrong one was tried"));
+
+        // Where the locale knows ASCII alone, variables, arguments and labels are those of UTF-8 even so.
+        programs.onNewTokens(List.of("other"), session -> session.setPIN("1234", "z\u00f6lf"));
+        assertMatches(".*objects\nexit 0", Programs.outcome(with("LC_ALL", "C", with("TOKEN_PIN", "z\u00f6lf",
+            tool("objects", "--token=other", PIN))).start()));
+        assertMatches(".*Token +t\u00f6ken\n.*exit 0", Programs.outcome(with("LC_ALL", "C", tool("info",
+            "--token=t\u00f6ken")).start()));
+    }
+
+    /** A module that ends the process leaves the rows before it; so does a reader that has seen enough. */
+    @Test
+    void rowsAsTheyCome() throws Exception {
+        programs.onNewTokens(List.of("t\u00f6ken 2"), session -> { });
+        for (String json : List.of("", "--json")) {
+            ProcessBuilder dying = tool("check", PIN, "--write", "--module",
+                System.getProperty("tokbridge.test.forwarder"), json.isEmpty() ? "--token=t\u00f6ken 2" : json);
+            with("FORWARD_TO", SOFTHSM, with("FORWARD_DIES", "yes", dying)).redirectErrorStream(false)
+                .redirectError(ProcessBuilder.Redirect.DISCARD).directory(programs.directory.toFile());
+            String told = Programs.outcome(dying.start());
+            assertTrue(told.contains("CKM_AES_KEY_GEN") && !told.contains("CKM_RSA_PKCS_KEY_PAIR_GEN")
+                && (json.isEmpty() || isJson(told)) && !told.contains("SIGABRT"), told);
+        }
+        String head = "set -o pipefail; '" + TOOL + "' info | head -n 1";
+        assertMatches(" *Tool +tokbridge .*\nexit 141", Programs.outcome(with("PKCS11_MODULE", SOFTHSM,
+            programs.command(List.of("bash", "-c", head))).start()));
+        assertMatches("(?!.*tokbridge:  ).*", Programs.outcome(
+            with("PKCS11DEBUG", "", tool("info", "--json")).start()));
+        ProcessBuilder full = tool("info").redirectErrorStream(false).redirectOutput(new File("/dev/full"));
+        assertEquals(3, full.start().waitFor());
+    }
+
+    /** On a narrow terminal no line is longer than it; and the shell completes the names of files. */
+    @Test
+    void atTheKeyboard() throws Exception {
+        makeTokens();
+        String narrow = "stty cols 60; for what in info 'objects " + PIN + "' 'check " + PIN + "'; do '" + TOOL
+            + "' $what --token 't\u00f6ken' || :; done";
+        String told = Programs.outcome(with("PKCS11_MODULE", SOFTHSM,
+            programs.command(List.of("script", "-qec", narrow, "/dev/null"))).start());
+        assertTrue(told.contains("rsa2048"), told);
+        told.lines().forEach(line -> assertTrue(line.stripTrailing().length() <= 60, line));
+        String complete = "source '" + Path.of(TOOL).resolveSibling("completion.bash") + "'; COMP_WORDS=(tokbridge "
+            + "info --module " + SOFTHSM.substring(0, SOFTHSM.length() - 3) + "); COMP_CWORD=3; "
+            + "_complete_tokbridge 2>/dev/null; echo \"${COMPREPLY[@]}\"";
+        assertEquals(SOFTHSM + "\nexit 0", Programs.outcome(programs.command(List.of("bash", "-c", complete)).start()));
     }
 
     /** Ended whenever an object of its own has been seen on the token, it leaves none. */
@@ -158,7 +287,7 @@ class ToolTest {
         Map<String, Integer> before = objects();
         int interrupted = 0;
         for (int round = 0; round < 12 && interrupted < 3; round++) {
-            Process check = tool("check", "--token", "empty", "--pin-env", "TOKEN_PIN", "--write").start();
+            Process check = tool("check", "--token", "t\u00f6ken 2", PIN, "--write").start();
             while (check.isAlive() && objects().size() == before.size()) {
                 Thread.onSpinWait();
             }
@@ -187,9 +316,10 @@ class ToolTest {
                 Thread.sleep(10);
             }
             String tokbridge = tool().command().stream().map(each -> "'" + each + "' ").collect(Collectors.joining());
-            ProcessBuilder client = tool().command("sh", "-c", "tokbridge() { " + tokbridge + "\"$@\"; }\n" + boxes.get(1));
+            ProcessBuilder client = tool().command("sh", "-c",
+                "tokbridge() { " + tokbridge + "\"$@\"; }\n" + boxes.get(1));
             client.environment().putAll(variables);
-            assertMatches(".*Module +\\S*p11-kit-client.so\n.*Token +keys\n.*exit 0", Programs.outcome(client.start()));
+            assertMatches(".*Module +\\S*p11-kit-client.so\n.*t\u00f6ken 2 .*exit 0", Programs.outcome(client.start()));
         } finally {
             RealTokenTest.kill(serving);
         }
