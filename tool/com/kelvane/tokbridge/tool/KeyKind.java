@@ -38,8 +38,15 @@ final class KeyKind {
     static final KeyKind DSA = pair("DSA-1024", CKK_DSA, CKM_DSA_KEY_PAIR_GEN, KeyKind::domainOfDsa);
     static final KeyKind DH = pair("DH-2048", CKK_DH, CKM_DH_PKCS_KEY_PAIR_GEN, KeyKind::domainOfDh);
 
+    static final KeyKind ML_DSA = pair("ML-DSA-65", CKK_ML_DSA, CKM_ML_DSA_KEY_PAIR_GEN,
+        CKA_PARAMETER_SET, CKP_ML_DSA_65);
+    static final KeyKind SLH_DSA = pair("SLH-DSA-SHA2-128f", CKK_SLH_DSA, CKM_SLH_DSA_KEY_PAIR_GEN,
+        CKA_PARAMETER_SET, CKP_SLH_DSA_SHA2_128F);
+    static final KeyKind ML_KEM = pair("ML-KEM-768", CKK_ML_KEM, CKM_ML_KEM_KEY_PAIR_GEN,
+        CKA_PARAMETER_SET, CKP_ML_KEM_768);
+
     static final KeyKind[] SECRET = {AES, DES3, DES2, DES, GENERIC, CAMELLIA, ARIA, SEED, CHACHA20, RC2, RC4, BLOWFISH};
-    static final KeyKind[] PAIRS = {RSA, EC, ED25519, DSA, DH};
+    static final KeyKind[] PAIRS = {RSA, EC, ED25519, DSA, DH, ML_DSA, SLH_DSA, ML_KEM};
 
     /** Attributes, types and values in turn, that a key is made with. */
     interface Attributes {

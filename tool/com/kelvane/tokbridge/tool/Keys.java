@@ -9,11 +9,13 @@ import com.kelvane.pkcs11.nat.NativePKCS11KeyPair;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.tokbridge.tool.Operation.Use;
 import java.math.BigInteger;
+import java.nio.ByteBuffer;
 import java.security.GeneralSecurityException;
 import java.security.KeyFactory;
 import java.security.PublicKey;
 import java.security.spec.DSAPublicKeySpec;
 import java.security.spec.RSAPublicKeySpec;
+import java.security.spec.X509EncodedKeySpec;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.HashMap;
@@ -243,9 +245,13 @@ final class Keys {
         return new Key(kind.name, pair.getPrivate(), pair.getPublic(), null, inJdk, true);
     }
 
-    /** A public key for the JDK: as the library makes one, or one of DSA or Diffie-Hellman. */
+    /** A public key for the JDK: as the library makes one, or one of ML-DSA, DSA or Diffie-Hellman. */
     static PublicKey toJdk(NativePKCS11Object key) throws GeneralSecurityException {
-        PKCS11Attributes about = key.readAttributes(CKA_KEY_TYPE, CKA_VALUE, CKA_PRIME, CKA_SUBPRIME, CKA_BASE);
+        PKCS11Attributes about = key.readAttributes(CKA_KEY_TYPE, CKA_VALUE, CKA_PRIME, CKA_SUBPRIME, CKA_BASE,
+            CKA_PARAMETER_SET);
+        if (Integer.valueOf(CKK_ML_DSA).equals(about.getInteger(CKA_KEY_TYPE))) {
+            return mlDsa(about.getInteger(CKA_PARAMETER_SET), about.getBytes(CKA_VALUE));
+        }
         if (!about.has(CKA_PRIME)) {
             return key.toPublicKey();
         }
@@ -255,5 +261,14 @@ final class Keys {
                 about.getBigInteger(CKA_SUBPRIME), about.getBigInteger(CKA_BASE)))
             : KeyFactory.getInstance("DH").generatePublic(new DHPublicKeySpec(value, about.getBigInteger(CKA_PRIME),
                 about.getBigInteger(CKA_BASE)));
+    }
+
+    /** A key of ML-DSA, which the JDK takes as X.509 has it: the parameter set is told by an object identifier. */
+    private static PublicKey mlDsa(int parameterSet, byte[] value) throws GeneralSecurityException {
+        byte[] head = {0x30, (byte) 0x82, 0, 0, 0x30, 11, 6, 9, 0x60, (byte) 0x86, 0x48, 1, 0x65, 3, 4, 3,
+            (byte) (0x10 + parameterSet), 3, (byte) 0x82, 0, 0, 0};
+        ByteBuffer encoded = ByteBuffer.allocate(head.length + value.length).put(head).put(value);
+        encoded.putShort(2, (short) (encoded.capacity() - 4)).putShort(19, (short) (value.length + 1));
+        return KeyFactory.getInstance("ML-DSA").generatePublic(new X509EncodedKeySpec(encoded.array()));
     }
 }

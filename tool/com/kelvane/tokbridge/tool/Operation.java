@@ -21,7 +21,7 @@ final class Operation {
         AGREEMENT("agreement", PKCS11MechanismInfo::canDerive, CKA_DERIVE, 0),
         DERIVATION("derivation", PKCS11MechanismInfo::canDerive, CKA_DERIVE, 0),
         KEY("new key", PKCS11MechanismInfo::canGenerate, 0, 0),
-        PAIR("new key pair", PKCS11MechanismInfo::canGenerateKeyPair, 0, 0),
+        PAIR("new key pair", info -> info.canGenerateKeyPair() || info.canGenerate(), 0, 0), // some flag it so
         DOMAIN("new domain", PKCS11MechanismInfo::canGenerate, 0, 0);
 
         final String title;

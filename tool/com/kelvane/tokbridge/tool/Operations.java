@@ -5,14 +5,19 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import com.kelvane.pkcs11.CK_AES_CBC_ENCRYPT_DATA_PARAMS;
 import com.kelvane.pkcs11.CK_AES_CTR_PARAMS;
 import com.kelvane.pkcs11.CK_CCM_PARAMS;
+import com.kelvane.pkcs11.CK_CHACHA20_PARAMS;
 import com.kelvane.pkcs11.CK_DES_CBC_ENCRYPT_DATA_PARAMS;
 import com.kelvane.pkcs11.CK_GCM_PARAMS;
 import com.kelvane.pkcs11.CK_HKDF_PARAMS;
 import com.kelvane.pkcs11.CK_KEY_DERIVATION_STRING_DATA;
+import com.kelvane.pkcs11.CK_PRF_DATA_PARAM;
 import com.kelvane.pkcs11.CK_RSA_AES_KEY_WRAP_PARAMS;
 import com.kelvane.pkcs11.CK_RSA_PKCS_OAEP_PARAMS;
 import com.kelvane.pkcs11.CK_RSA_PKCS_PSS_PARAMS;
 import com.kelvane.pkcs11.CK_SALSA20_CHACHA20_POLY1305_PARAMS;
+import com.kelvane.pkcs11.CK_SIGN_ADDITIONAL_CONTEXT;
+import com.kelvane.pkcs11.CK_SP800_108_COUNTER_FORMAT;
+import com.kelvane.pkcs11.CK_SP800_108_KDF_PARAMS;
 import com.kelvane.pkcs11.PKCS11MechPar_RC2;
 import com.kelvane.pkcs11.PKCS11MechPar_RC2_CBC;
 import com.kelvane.pkcs11.PKCS11MechPar_RC2_GENMAC;
@@ -29,6 +34,7 @@ import java.util.Arrays;
 import java.util.List;
 import javax.crypto.Cipher;
 import javax.crypto.Mac;
+import javax.crypto.spec.ChaCha20ParameterSpec;
 import javax.crypto.spec.GCMParameterSpec;
 import javax.crypto.spec.IvParameterSpec;
 import javax.crypto.spec.OAEPParameterSpec;
@@ -55,6 +61,8 @@ final class Operations {
     private static final byte[] BLOCKS = Arrays.copyOf(MESSAGE, 48);
     static final byte[] HEADER = Arrays.copyOf(MESSAGE, 9);
     private static final int TAG_BITS = 128;
+    private static final CK_SIGN_ADDITIONAL_CONTEXT CONTEXT =
+        new CK_SIGN_ADDITIONAL_CONTEXT(CKH_HEDGE_PREFERRED, HEADER);
     private static final CK_RSA_PKCS_OAEP_PARAMS OAEP = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null);
 
     private static final OAEPParameterSpec OAEP_IN_JDK = new OAEPParameterSpec("SHA-1", "MGF1", MGF1ParameterSpec.SHA1,
@@ -165,6 +173,8 @@ final class Operations {
         add(Use.CIPHER, CKM_RC4, KeyKind.RC4, null).as("ARCFOUR", null);
         add(Use.CIPHER, CKM_CHACHA20_POLY1305, KeyKind.CHACHA20, new CK_SALSA20_CHACHA20_POLY1305_PARAMS(NONCE, HEADER))
             .as("ChaCha20-Poly1305", iv(NONCE)).authenticated();
+        add(Use.CIPHER, CKM_CHACHA20, KeyKind.CHACHA20, new CK_CHACHA20_PARAMS(new byte[] {1, 0, 0, 0}, NONCE))
+            .as("ChaCha20", new ChaCha20ParameterSpec(NONCE, 1));
         add(Use.MAC, CKM_SSL3_MD5_MAC, KeyKind.GENERIC, SHORT_MAC);
         add(Use.MAC, CKM_SSL3_SHA1_MAC, KeyKind.GENERIC, SHORT_MAC);
 
@@ -189,6 +199,10 @@ final class Operations {
         add(Use.SIGNATURE, CKM_DSA, KeyKind.DSA, null)
             .of((message, key) -> MessageDigest.getInstance("SHA-1").digest(message))
             .as("SHA1withDSAinP1363Format", null);
+        add(Use.SIGNATURE, CKM_ML_DSA, KeyKind.ML_DSA, null).as("ML-DSA", null);
+        add(Use.SIGNATURE, CKM_ML_DSA, KeyKind.ML_DSA, CONTEXT);
+        add(Use.SIGNATURE, CKM_SLH_DSA, KeyKind.SLH_DSA, null);
+        add(Use.SIGNATURE, CKM_SLH_DSA, KeyKind.SLH_DSA, CONTEXT);
 
         add(Use.AGREEMENT, CKM_ECDH1_DERIVE, KeyKind.EC, null).as("ECDH", null);
         add(Use.AGREEMENT, CKM_ECDH1_COFACTOR_DERIVE, KeyKind.EC, null).as("ECDH", null);
@@ -202,6 +216,10 @@ final class Operations {
             .giving(base -> Arrays.copyOfRange(base, 1, 17));
         add(Use.DERIVATION, CKM_HKDF_DERIVE, KeyKind.GENERIC,
             new CK_HKDF_PARAMS(true, true, CKM_SHA256, CKF_HKDF_SALT_DATA, IV, null, HEADER)).giving(Operations::hkdf);
+        add(Use.DERIVATION, CKM_SP800_108_COUNTER_KDF, KeyKind.GENERIC, new CK_SP800_108_KDF_PARAMS(CKM_SHA256_HMAC,
+            new CK_PRF_DATA_PARAM[] {
+                new CK_PRF_DATA_PARAM(CK_SP800_108_ITERATION_VARIABLE, new CK_SP800_108_COUNTER_FORMAT(false, 32)),
+                new CK_PRF_DATA_PARAM(CK_SP800_108_BYTE_ARRAY, HEADER)}, null)).giving(Operations::firstOfCounter);
     }
 
     private static Operation add(Use use, int mechanism, KeyKind kind, Object parameter) {
@@ -260,6 +278,14 @@ final class Operations {
         mac.init(new SecretKeySpec(mac.doFinal(base), "Mac"));
         mac.update(HEADER);
         return mac.doFinal(new byte[] {1});
+    }
+
+    /** The first block of SP 800-108 with a counter: of 32 bits, in front of the data. */
+    private static byte[] firstOfCounter(byte[] base) throws GeneralSecurityException {
+        Mac mac = Mac.getInstance("HmacSHA256");
+        mac.init(new SecretKeySpec(base, "Mac"));
+        mac.update(new byte[] {0, 0, 0, 1});
+        return mac.doFinal(HEADER);
     }
 
     private static IvParameterSpec iv(byte[] bytes) {
