@@ -20,7 +20,7 @@ work=$(mktemp -d)
 
 copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
 mkdir "$copy"
-for part in CMakeLists.txt README.md CHANGELOG.md cmake docs include src java samples tool packaging; do
+for part in CMakeLists.txt README.md CHANGELOG.md cmake docs src java samples tool packaging; do
     cp -R "$here/../../$part" "$copy"
 done
 export LC_ALL=C JAVA_TOOL_OPTIONS=-Dseen=yes
