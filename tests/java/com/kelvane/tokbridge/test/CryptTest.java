@@ -31,27 +31,29 @@ class CryptTest extends SessionFixture {
     private void assertBuffersChecked(Calls.InOut call) throws Throwable {
         byte[] out = new byte[4];
         for (int[] range : new int[][] {{-1, 1}, {0, -1}, {Integer.MIN_VALUE, Integer.MIN_VALUE}}) {
-            assertRefused("0x20", () -> call.run(in, range[0], range[1], null, 9));
+            assertRefused("CKR_DATA_INVALID", () -> call.run(in, range[0], range[1], null, 9));
         }
         for (int[] range : new int[][] {{5, 1}, {6, 0}, {1, Integer.MAX_VALUE}, {Integer.MAX_VALUE, 1}}) {
-            assertRefused("0x150", () -> call.run(in, range[0], range[1], null, -1));
+            assertRefused("CKR_BUFFER_TOO_SMALL", () -> call.run(in, range[0], range[1], null, -1));
         }
-        assertRefused("0x20", () -> call.run(null, 0, 0, out, 0));
-        assertRefused("0x20", () -> call.run(in, 0, 5, null, 0));
-        assertRefused("0x20", () -> call.run(in, 0, 5, out, -1));
+        assertRefused("CKR_DATA_INVALID", () -> call.run(null, 0, 0, out, 0));
+        assertRefused("CKR_DATA_INVALID", () -> call.run(in, 0, 5, null, 0));
+        assertRefused("CKR_DATA_INVALID", () -> call.run(in, 0, 5, out, -1));
         for (int offset : new int[] {5, Integer.MAX_VALUE}) {
-            assertRefused("0x150", () -> call.run(in, 0, 5, out, offset));
+            assertRefused("CKR_BUFFER_TOO_SMALL", () -> call.run(in, 0, 5, out, offset));
         }
     }
 
     /** What comes of CKR_BUFFER_TOO_SMALL and of lengths that lie; `sized` operations answer with the size needed. */
     private void assertOutputRule(String function, boolean sized, Out call) throws Throwable {
+        final String small = "CKR_BUFFER_TOO_SMALL";
+        final String failed = "CKR_DEVICE_ERROR";
         String[][] answers = { // rv, length, outcome of a sized operation, of any other
-            {"0", "3", "3", "3"}, {"0", "0", "0", "0"}, {"0x150", "48", "48", "0x150"}, {"0", "48", "48", "0x150"},
-            {"0x150", "2", "0x150", "0x150"}, {"0x150", "keep", "0x150", "0x150"},
-            {"0x150", "0x7fffffff", "2147483647", "0x150"}, {"0x150", "0x80000000", "0x150", "0x150"},
-            {"0", "0x80000000", "0x150", "0x150"}, {"0x150", "0xffffffffffffffff", "0x150", "0x150"},
-            {"0", "0x100000001", "0x150", "0x150"}, {"0x30", "3", "0x30", "0x30"}};
+            {"0", "3", "3", "3"}, {"0", "0", "0", "0"}, {small, "48", "48", small}, {"0", "48", "48", small},
+            {small, "2", small, small}, {small, "keep", small, small},
+            {small, "0x7fffffff", "2147483647", small}, {small, "0x80000000", small, small},
+            {"0", "0x80000000", small, small}, {small, "0xffffffffffffffff", small, small},
+            {"0", "0x100000001", small, small}, {failed, "3", failed, failed}};
         for (String[] answer : answers) {
             byte[] out = new byte[5];
             token.answer(function, "rv=" + answer[0] + " out=0708 out.length=" + answer[1]);
@@ -84,9 +86,9 @@ class CryptTest extends SessionFixture {
         for (String function : finals.keySet()) {
             Out call = finals.get(function);
             assertOutputRule(function, function.contains("crypt"), call);
-            assertRefused("0x20", () -> call.run(null, 0));
-            assertRefused("0x20", () -> call.run(new byte[1], -1));
-            assertRefused("0x150", () -> call.run(new byte[1], 2));
+            assertRefused("CKR_DATA_INVALID", () -> call.run(null, 0));
+            assertRefused("CKR_DATA_INVALID", () -> call.run(new byte[1], -1));
+            assertRefused("CKR_BUFFER_TOO_SMALL", () -> call.run(new byte[1], 2));
         }
         Map<String, In> updates = Map.of("C_DigestUpdate", session::digestUpdate, "C_SignUpdate", session::signUpdate,
             "C_VerifyUpdate", session::verifyUpdate);
@@ -94,15 +96,16 @@ class CryptTest extends SessionFixture {
             In call = updates.get(function);
             call.run(in, 5, 0);
             assertCalls(function + " session=0x7 in=");
-            assertRefused("0x150", () -> call.run(in, 2, 4));
-            assertRefused("0x20", () -> call.run(null, 0, 0));
+            assertRefused("CKR_BUFFER_TOO_SMALL", () -> call.run(in, 2, 4));
+            assertRefused("CKR_DATA_INVALID", () -> call.run(null, 0, 0));
         }
     }
 
     @Test
     void verification() throws Throwable {
-        String[][] answers = {{"0", "true", "true", "0"}, {"0xc0", "false", "false", "-1"},
-            {"0xc1", "0xc1", "0xc1", "0xc1"}}; // rv and what becomes of it
+        final String range = "CKR_SIGNATURE_LEN_RANGE";
+        String[][] answers = {{"0", "true", "true", "0"}, {"CKR_SIGNATURE_INVALID", "false", "false", "-1"},
+            {range, range, range, range}}; // rv and what becomes of it
         for (String[] each : answers) {
             List<ThrowingSupplier<Object>> calls = List.of(() -> session.verify(in, 0, 1, in, 0, 1),
                 () -> session.verifyFinal(in, 0, 1), () -> session.verifyRecover(in, 0, 1, new byte[0], 0));
@@ -112,8 +115,8 @@ class CryptTest extends SessionFixture {
             }
         }
         calls();
-        assertRefused("0x150", () -> session.verify(in, 5, 1, null, 0, 0));
-        assertRefused("0x20", () -> session.verify(in, 0, 5, null, 0, 0));
+        assertRefused("CKR_BUFFER_TOO_SMALL", () -> session.verify(in, 5, 1, null, 0, 0));
+        assertRefused("CKR_DATA_INVALID", () -> session.verify(in, 0, 5, null, 0, 0));
     }
 
     @Test
@@ -127,7 +130,7 @@ class CryptTest extends SessionFixture {
             assertCalls(function + " session=0x7 mechanism=0x80000001 parameter=null/0 key=0xffffffff");
             assertRefused("", () -> init.run(CKM_SHA256, "wrong", key(0)));
             assertRefused("obj is null", () -> init.run(CKM_SHA256, "wrong", null));
-            assertRefused("0x71", () -> init.run(CKM_SHA256, "wrong", key(9)));
+            assertRefused("CKR_MECHANISM_PARAM_INVALID", () -> init.run(CKM_SHA256, "wrong", key(9)));
         }
         String line = "tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_%scryptInit():  The mechanism ID"
             + " passed in is: -2147483647 \n";
@@ -151,11 +154,14 @@ class CryptTest extends SessionFixture {
         assertRefused("obj is null", () -> closed.encryptDoFinalGCM(0, null, key(9), in, 0, 5, out, 0));
         assertEquals(3, session.encryptDoFinalGCM(CKM_AES_GCM, "wrong", key(0), in, 0, 5, out, 0));
         assertEquals(3, session.decryptDoFinalGCM(CKM_AES_GCM, gcm, key(0), null, 0, 5, null, 0));
-        assertRefused("0x71", () -> session.decryptDoFinalGCM(CKM_AES_GCM, "wrong", key(9), null, 0, 5, null, 0));
-        token.answer("C_EncryptInit", "rv=0x63");
-        assertEquals("0x63", raised(() -> session.encryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), null, 0, 5, null, 0)));
+        assertRefused("CKR_MECHANISM_PARAM_INVALID", () -> session.decryptDoFinalGCM(CKM_AES_GCM, "wrong", key(9),
+            null, 0, 5, null, 0));
+        token.answer("C_EncryptInit", "rv=CKR_KEY_TYPE_INCONSISTENT");
+        assertEquals("CKR_KEY_TYPE_INCONSISTENT", raised(() -> session.encryptDoFinalGCM(CKM_AES_GCM, gcm, key(9),
+            null, 0, 5, null, 0)));
         assertEquals(1, calls().size());
-        assertEquals("0x20", raised(() -> session.encryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), null, 0, 5, null, 0)));
+        assertEquals("CKR_DATA_INVALID", raised(() -> session.encryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), null, 0, 5,
+            null, 0)));
         assertEquals(1, calls().size(), "started, and not run");
         assertRefused("obj is null", () -> session.decryptDoFinalGCM(CKM_AES_GCM, gcm, null, in, 0, 5, out, 0));
     }
@@ -167,7 +173,7 @@ class CryptTest extends SessionFixture {
         Object none = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null);
         Object label = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, new byte[] {7});
         Object within = new CK_RSA_AES_KEY_WRAP_PARAMS(256, (CK_RSA_PKCS_OAEP_PARAMS) none);
-        token.answer("C_WrapKey", "rv=0x7 out.length=99");
+        token.answer("C_WrapKey", "rv=CKR_ARGUMENTS_BAD out.length=99");
         session.wrapKey(CKM_RSA_AES_KEY_WRAP, within, key(8), key(9), new byte[8], 2);
         assertTrue(calls().get(1).contains(" pSourceData=null "), "once more");
         Map<String, Consumer<Object>> calls = Map.of(
@@ -181,7 +187,7 @@ class CryptTest extends SessionFixture {
                 new byte[8], 0));
         for (String name : calls.keySet()) {
             String function = Calls.function(name);
-            for (String rv : new String[] {"0x7", "0x71"}) {
+            for (String rv : new String[] {"CKR_ARGUMENTS_BAD", "CKR_MECHANISM_PARAM_INVALID"}) {
                 token.answer(function, "rv=" + rv + " out.length=99");
                 calls.get(name).accept(none);
                 List<String> made = calls();
@@ -199,8 +205,8 @@ class CryptTest extends SessionFixture {
                 assertEquals(1, calls().size(), "not with a label");
                 token.reset();
             }
-            token.answer(function, "rv=0x70");
-            assertEquals("0x70", raised(() -> calls.get(name).accept(none)));
+            token.answer(function, "rv=CKR_MECHANISM_INVALID");
+            assertEquals("CKR_MECHANISM_INVALID", raised(() -> calls.get(name).accept(none)));
             assertEquals(1, calls().size(), "not for another code");
         }
     }
@@ -217,24 +223,28 @@ class CryptTest extends SessionFixture {
     void whichErrorOfKeyManagementWins() throws Throwable {
         int[] types = {CKA_TOKEN};
         Object[] wrong = {1};
-        assertRefused("0x71", () -> session.generateKey(CKM_AES_KEY_GEN, 1, types, wrong));
-        assertRefused("0x13", () -> session.generateKeyPair(0, null, types, wrong, new int[1], wrong));
-        assertRefused("0x71", () -> session.wrapKey(CKM_SHA256, 1, key(0), key(0), null, 0));
+        assertRefused("CKR_MECHANISM_PARAM_INVALID", () -> session.generateKey(CKM_AES_KEY_GEN, 1, types, wrong));
+        assertRefused("CKR_ATTRIBUTE_VALUE_INVALID", () -> session.generateKeyPair(0, null, types, wrong, new int[1],
+            wrong));
+        assertRefused("CKR_MECHANISM_PARAM_INVALID", () -> session.wrapKey(CKM_SHA256, 1, key(0), key(0), null, 0));
         assertRefused("", () -> session.wrapKey(CKM_SHA256, null, null, key(0), null, 0));
         assertRefused("", () -> session.wrapKey(CKM_SHA256, null, key(0), key(9), null, 0));
         assertRefused("obj is null", () -> session.wrapKey(CKM_SHA256, null, key(0), null, null, 0));
-        assertRefused("0x20", () -> session.wrapKey(CKM_SHA256, null, key(8), key(9), null, 0));
-        assertRefused("0x150", () -> session.wrapKey(CKM_SHA256, null, key(8), key(9), new byte[1], 2));
+        assertRefused("CKR_DATA_INVALID", () -> session.wrapKey(CKM_SHA256, null, key(8), key(9), null, 0));
+        assertRefused("CKR_BUFFER_TOO_SMALL", () -> session.wrapKey(CKM_SHA256, null, key(8), key(9), new byte[1], 2));
         assertRefused("", () -> session.unwrapKey(CKM_SHA256, null, key(0), null, 0, 0, types, wrong));
-        assertRefused("0x13", () -> session.unwrapKey(CKM_SHA256, null, key(8), null, 0, 0, types, wrong));
-        assertRefused("0x20", () -> session.unwrapKey(CKM_SHA256, null, key(8), null, 0, 0, null, null));
+        assertRefused("CKR_ATTRIBUTE_VALUE_INVALID", () -> session.unwrapKey(CKM_SHA256, null, key(8), null, 0, 0,
+            types, wrong));
+        assertRefused("CKR_DATA_INVALID", () -> session.unwrapKey(CKM_SHA256, null, key(8), null, 0, 0, null, null));
         assertRefused("", () -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(0), types, wrong));
-        assertRefused("0x13", () -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(8), types, wrong));
+        assertRefused("CKR_ATTRIBUTE_VALUE_INVALID", () -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(8), types,
+            wrong));
         assertRefused("", () -> session.digestKey(key(0)));
         assertRefused("obj is null", () -> session.digestKey(null));
         String prefix = "tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey";
         withEnvironment("PKCS11DEBUG", "1", () -> assertEquals(prefix + "() was called\n", written(STDOUT,
-            () -> assertEquals("0x71", raised(() -> session.deriveKey(CKM_ECDH1_DERIVE, null, key(8), null, null))))));
+            () -> assertEquals("CKR_MECHANISM_PARAM_INVALID", raised(() -> session.deriveKey(CKM_ECDH1_DERIVE, null,
+                key(8), null, null))))));
         token.answer("C_DeriveKey", "key=0x10000004d"); // shown as the module gave it
         withEnvironment("PKCS11DEBUG", "1", () -> assertEquals(prefix + "() was called\n" + prefix
             + ": The returned secretKey is:  >4294967373<\n" + prefix + "() was called\n", written(STDOUT, () -> {

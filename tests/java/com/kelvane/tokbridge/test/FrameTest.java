@@ -13,10 +13,11 @@ import org.junit.jupiter.api.*;
 /** What every native method has in common: the handle chain, the codes, the width of numbers, null entries. */
 class FrameTest extends SessionFixture {
     /** What is raised before the receiver is looked at, when every argument is zero or null. */
-    private static final Map<String, String> FIRST = Map.of("getBoolAttributeValue", "0x12", "setBoolAttributeValue",
-        "0x12", "getStringAttributeValue", "0x12", "getDateAttributeValue", "0x12", "getBigIntegerAttributeValue",
-        "0x12", "setAttributeValue", "0x13", "getAttributeValues", "can't access attribute types array",
-        "loadPKCS11Library", "GetStringUTFChars() failed");
+    private static final String UNKNOWN = "CKR_ATTRIBUTE_TYPE_INVALID";
+    private static final Map<String, String> FIRST = Map.of("getBoolAttributeValue", UNKNOWN, "setBoolAttributeValue",
+        UNKNOWN, "getStringAttributeValue", UNKNOWN, "getDateAttributeValue", UNKNOWN, "getBigIntegerAttributeValue",
+        UNKNOWN, "setAttributeValue", "CKR_ATTRIBUTE_VALUE_INVALID", "getAttributeValues",
+        "can't access attribute types array", "loadPKCS11Library", "GetStringUTFChars() failed");
     private static final Set<String> SESSION_IS_NULL = Set.of("copy", "destroyObject", "getIntAttributeValue",
         "getByteArrayAttributeValue", "getAttributeValue");
 
@@ -75,13 +76,13 @@ class FrameTest extends SessionFixture {
     Stream<DynamicTest> everyCodeArrivesUnchangedAndANullEntryIsNotCalled() {
         return Calls.each(name -> {
             token.reset();
-            for (String code : List.of("0x1", "0x150", "0x80000001", "0xffffffff")) {
+            for (String code : List.of("CKR_CANCEL", "CKR_BUFFER_TOO_SMALL", "CKR_0x80000001", "CKR_0xffffffff")) {
                 token.answer(Calls.function(name), "rv=" + code);
                 assertEquals(code, raised(() -> Calls.to(name).make(library, slot, session)));
                 assertEquals(1, calls().size(), "nothing is called after a failure");
             }
             token.steer("missing " + Calls.function(name));
-            assertRefused("0x54", () -> Calls.to(name).make(library, slot, session));
+            assertRefused("CKR_FUNCTION_NOT_SUPPORTED", () -> Calls.to(name).make(library, slot, session));
             assertTrue(lockIsFree());
         });
     }
@@ -89,10 +90,10 @@ class FrameTest extends SessionFixture {
     @Test
     void nullEntriesForTheLifeOfTheLibrary() throws Throwable {
         token.steer("missing C_Finalize");
-        assertEquals("0x54", raised(library::libFinalize));
+        assertEquals("CKR_FUNCTION_NOT_SUPPORTED", raised(library::libFinalize));
         token.steer("missing C_Initialize");
         library.load(token.path());
-        assertEquals("0x54", raised(library::libInitialize));
+        assertEquals("CKR_FUNCTION_NOT_SUPPORTED", raised(library::libInitialize));
         token.reset();
         library.libInitialize();
     }

@@ -23,13 +23,13 @@ final class Harness {
         return DIRECTORY.resolve(ProcessHandle.current().pid() + "-" + FILES.incrementAndGet() + suffix);
     }
 
-    /** What a call raises: "0xa0" for a code, the text for a message, "" when it returns. */
+    /** What a call raises: "CKR_PIN_INCORRECT" for a code, the text for a message, "" when it returns. */
     static String raised(Executable call) throws Throwable {
         try {
             call.execute();
             return "";
         } catch (PKCS11Exception e) {
-            return e.hasCode() ? "0x" + Integer.toHexString(e.getCode()) : e.getMessage();
+            return e.hasCode() ? e.getName() : e.getMessage();
         }
     }
 

@@ -57,7 +57,8 @@ class JniCountTest extends SessionFixture {
     @Test
     void asPublished() throws Throwable {
         assumeFalse(Boolean.getBoolean("tokbridge.test.checked") || ScriptedToken.WIDE);
-        List<String> published = Files.readAllLines(Path.of(System.getProperty("tokbridge.test.docs"), "performance.md"))
+        List<String> published = Files.readAllLines(Path.of(System.getProperty("tokbridge.test.docs"),
+            "performance.md"))
             .stream().filter(line -> line.startsWith("| `C_")).collect(Collectors.toList());
         assertEquals(String.join("\n", published), String.join("\n", table()), "./dev bench --calls prints the table");
     }

@@ -34,7 +34,8 @@ class JniFailureTest extends SessionFixture {
         "toByteArray() returned null", "can't access attribute types array", "NewByteArray() failed",
         "can't get byte[] elements", "getOperationState(): NewByteArray() failed",
         "getOperationState(): can't get elements", "setOperationState(): can't get elements",
-        "getMechanismList(): NewIntArray() failed", "NewIntArray() failed", "GetIntArrayElements() failed", "obj is null",
+        "getMechanismList(): NewIntArray() failed", "NewIntArray() failed", "GetIntArrayElements() failed",
+            "obj is null",
         "Object must be String or byte[]!", "no space for encoded attribute!");
     private static final Set<Integer> CODES = Set.of(CKR_ATTRIBUTE_VALUE_INVALID,
         CKR_DATA_INVALID, CKR_MECHANISM_PARAM_INVALID, CKR_TEMPLATE_INCONSISTENT, CKR_BUFFER_TOO_SMALL);
@@ -81,7 +82,7 @@ class JniFailureTest extends SessionFixture {
         Outcome(String name, String function, int call, boolean withError) throws Throwable {
             int stage = LIFE.indexOf(name);
             forget(other);
-            other.reset().answer("C_Initialize", "rv=0xa");
+            other.reset().answer("C_Initialize", "rv=CKR_CANT_LOCK");
             holder = new NativePKCS11();
             for (int i = 0; i < stage; i++) {
                 life.get(i).execute();
@@ -189,7 +190,7 @@ class JniFailureTest extends SessionFixture {
             {"GetMethodID", "1", "can't find method PKCS11Exception(String)"}};
         for (int i = 0; i < faults.length; i++) {
             boolean code = i < 6;
-            token.always("C_Logout", code ? "rv=0x101" : "");
+            token.always("C_Logout", code ? "rv=CKR_USER_NOT_LOGGED_IN" : "");
             String printed = faultOf(faults[i][0], Integer.parseInt(faults[i][1]),
                 () -> raised(code ? session::logout : () -> slot.openSession(6, "callback")));
             assertEquals(faults[i][2].isEmpty() ? "" : "tokbridge.dll: " + faults[i][2], printed);

@@ -163,7 +163,8 @@ class LoadTest {
         assertEquals("LoadLibrary(\"\") failed", refused(""));
         assertEquals("GetProcAddress(\"C_GetFunctionList\") failed", refused(System.getProperty("tokbridge.library")));
         assertEquals("GetStringUTFChars() failed", refused(null));
-        for (String answer : List.of("rv=0x5", "rv=0x80000001", "list=null", "rv=0x150 list=new")) {
+        for (String answer : List.of("rv=CKR_GENERAL_ERROR", "rv=CKR_0x80000001", "list=null",
+            "rv=CKR_BUFFER_TOO_SMALL list=new")) {
             token.answer("C_GetFunctionList", answer);
             assertEquals("C_GetFunctionList() failed", refused(token.path()), answer);
         }
@@ -188,8 +189,9 @@ class LoadTest {
     /** A refusal of OS locking leads to a second try; a failure leaves the library as it was. */
     @Test
     void whatInitialisationMakesOfTheAnswers() throws Throwable {
-        String[][] answers = {{"0xa", "0"}, {"0xa", "0xa"}, {"0xa", "0x30"}, {"0xa", "0x191"}, {"0xa", "0xffffffff"},
-            {"0x7"}, {"0x191"}, {"0x80000001"}};
+        String[][] answers = {{"CKR_CANT_LOCK", "0"}, {"CKR_CANT_LOCK", "CKR_CANT_LOCK"},
+            {"CKR_CANT_LOCK", "CKR_DEVICE_ERROR"}, {"CKR_CANT_LOCK", "CKR_CRYPTOKI_ALREADY_INITIALIZED"},
+            {"CKR_CANT_LOCK", "CKR_0xffffffff"}, {"CKR_ARGUMENTS_BAD"}, {"CKR_CRYPTOKI_ALREADY_INITIALIZED"}, {"CKR_0x80000001"}};
         for (String[] codes : answers) {
             for (boolean again : new boolean[] {false, true}) {
                 NativePKCS11 library = load();
@@ -235,8 +237,8 @@ class LoadTest {
     void theRowGoesEvenWhenFinalizationFails() throws Throwable {
         NativePKCS11 library = load();
         library.libInitialize();
-        token.answer("C_Finalize", "rv=0x5");
-        assertEquals("0x5", raised(library::libFinalize));
+        token.answer("C_Finalize", "rv=CKR_GENERAL_ERROR");
+        assertEquals("CKR_GENERAL_ERROR", raised(library::libFinalize));
         assertEquals(0, library.getFunctionList());
 
         NativePKCS11 stranger = token.stranger();
@@ -287,7 +289,7 @@ class LoadTest {
             others.forEach(NativePKCS11::libFinalize);
             assertEquals(List.of(), token.calls(), "no row was marked as initialised");
         }
-        token.answer("C_Initialize", "rv=0xa").answer("C_Initialize", "rv=0x5");
+        token.answer("C_Initialize", "rv=CKR_CANT_LOCK").answer("C_Initialize", "rv=CKR_GENERAL_ERROR");
         assertEquals("functionlist dll not found", raised(token.stranger()::libInitialize), "the first failure");
         assertCalls(OS_LOCKING, SECOND_TRY);
     }

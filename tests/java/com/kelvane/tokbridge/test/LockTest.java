@@ -55,8 +55,8 @@ class LockTest extends SessionFixture {
         initialize(true);
         return Calls.each(name -> {
             assertSerialised(true, name);
-            token.answer(Calls.function(name), "rv=0x30");
-            assertEquals("0x30", raised(() -> call(name)));
+            token.answer(Calls.function(name), "rv=CKR_DEVICE_ERROR");
+            assertEquals("CKR_DEVICE_ERROR", raised(() -> call(name)));
             assertTrue(lockIsFree());
         });
     }
@@ -133,13 +133,13 @@ class LockTest extends SessionFixture {
     void loadingIsOutsideAndBothTriesOfInitialisationAreInside() throws Throwable {
         library.libFinalize();
         assertFreeInside("C_GetFunctionList", 0, true, () -> library.load(token.path()));
-        token.answer("C_Initialize", "rv=0xa");
+        token.answer("C_Initialize", "rv=CKR_CANT_LOCK");
         assertFreeInside("C_Initialize", 1, false, library::libInitialize);
     }
 
     @Test
     void finalizationHoldsTheLockThroughout() throws Throwable {
-        for (String code : new String[] {"", "0x5"}) {
+        for (String code : new String[] {"", "CKR_GENERAL_ERROR"}) {
             initialize(false);
             token.answer("C_Finalize", code.isEmpty() ? "" : "rv=" + code);
             assertFreeInside("C_Finalize", 0, false, () -> assertEquals(code, raised(library::libFinalize)));

@@ -16,7 +16,7 @@ import org.junit.jupiter.api.function.*;
 
 /** Mechanisms with every kind of parameter as a module receives them, and what it writes back. */
 class MechanismTest extends SessionFixture {
-    private static final String REFUSED = "0x71";
+    private static final String REFUSED = "CKR_MECHANISM_PARAM_INVALID";
     private static final String NOT_ENCODED = "parameter encoding not yet implemented!";
     private static final String UNKNOWN = "unknown mechanism parameter type!";
 
@@ -49,7 +49,8 @@ class MechanismTest extends SessionFixture {
         CK_DERIVED_KEY[] keys = {new CK_DERIVED_KEY(Template.of(CKA_TOKEN, true), null)};
         Object[][] rows = {{"Integer", 0x80000008, "/8:0800008000000000"}, {"byte[]", IV16, "/16:" + HEX16},
             {"byte[], filled by the token", bytes(1, 2), "/2:0102"}, {"BigInteger", new BigInteger("128"), "/1:80"},
-            {"NativePKCS11Object", key, "{0x80000009}"}, {"PKCS11MechPar_RC2", new PKCS11MechPar_RC2(-1), "{4294967295}"},
+            {"NativePKCS11Object", key, "{0x80000009}"}, {"PKCS11MechPar_RC2", new PKCS11MechPar_RC2(-1),
+            "{4294967295}"},
             {"PKCS11MechPar_RC2_CBC", new PKCS11MechPar_RC2_CBC(5, bytes(1, 8)), "{5 " + HEX8 + "}"},
             {"PKCS11MechPar_RC2_GENMAC", new PKCS11MechPar_RC2_GENMAC(5, 4), "{5 4}"},
             {"PKCS11MechPar_RC5", new PKCS11MechPar_RC5(4, 12), "{4 12}"},
@@ -262,7 +263,7 @@ class MechanismTest extends SessionFixture {
             token.answer("C_EncryptInit", "parameter=" + "a1".repeat(22));
             session.encryptInit(mechanism, iv, key);
             assertEquals("a1".repeat(20) + "0000", String.format("%044x", new BigInteger(1, iv)));
-            assertEquals("0x150", raised(() -> session.encryptInit(mechanism, new byte[19], key)));
+            assertEquals("CKR_BUFFER_TOO_SMALL", raised(() -> session.encryptInit(mechanism, new byte[19], key)));
             assertEquals("decodeByteArray(): can't get elements",
                 raised(() -> session.encryptInit(mechanism, null, key)));
             assertEquals("", raised(() -> session.decryptInit(mechanism, new byte[1], key)));
@@ -272,12 +273,14 @@ class MechanismTest extends SessionFixture {
             token.answer("C_GenerateKey", "as=CK_PBE_PARAMS pInitVector=b1b2b3b4b5b6b7b8");
             session.generateKey(mechanism, pbe, null, null);
             assertEquals("b1b2b3b4b5b6b7b8", String.format("%x", new BigInteger(1, pbe.iv)));
-            Object[][] refused = {{new byte[7], "0x150"}, {null, "decodeByteArray(): can't get elements"}};
+            Object[][] refused = {{new byte[7], "CKR_BUFFER_TOO_SMALL"},
+                {null, "decodeByteArray(): can't get elements"}};
             for (Object[] each : refused) {
                 pbe.iv = (byte[]) each[0];
                 calls();
                 assertEquals(each[1], raised(() -> session.generateKey(mechanism, pbe, null, null)));
-                assertTrue(calls().get(1).startsWith("C_DestroyObject"), "a key that Java never sees is not left behind");
+                assertTrue(calls().get(1).startsWith("C_DestroyObject"),
+                    "a key that Java never sees is not left behind");
             }
         }
         for (String kind : List.of("CK_SSL3_MASTER_KEY_DERIVE_PARAMS", "CK_TLS12_MASTER_KEY_DERIVE_PARAMS",
@@ -358,12 +361,13 @@ class MechanismTest extends SessionFixture {
         CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(1, 1, 16, false, random());
         CK_SP800_108_KDF_PARAMS kdf = new CK_SP800_108_KDF_PARAMS(1, null, new CK_DERIVED_KEY[] {new CK_DERIVED_KEY()});
         Object[][] rows = {{CKM_SSL3_KEY_AND_MAC_DERIVE, material, "hClientMacSecret=0x15 hServerMacSecret=0x16"
-            + " hClientKey=0x17", (Runnable) () -> material.returnedKeyMaterial = null, List.of("0x15", "0x16", "0x17")},
+            + " hClientKey=0x17", (Runnable) () -> material.returnedKeyMaterial = null, List.of("0x15", "0x16",
+                "0x17")},
             {CKM_SP800_108_COUNTER_KDF, kdf, "as=CK_SP800_108_KDF_PARAMS phKey=1500000000000000",
                 (Runnable) () -> kdf.pAdditionalDerivedKeys[0] = null, List.of("0x15")}};
         for (Object[] row : rows) {
             token.answer("C_DeriveKey", row[2] + " key=5");
-            Harness.Background deriving = token.hold("C_DeriveKey", 0, () -> assertEquals("0x71",
+            Harness.Background deriving = token.hold("C_DeriveKey", 0, () -> assertEquals("CKR_MECHANISM_PARAM_INVALID",
                 raised(() -> session.deriveKey((int) row[0], row[1], key(9), null, null))));
             ((Runnable) row[3]).run();
             token.release("C_DeriveKey", deriving);

@@ -14,6 +14,10 @@ import org.junit.jupiter.api.*;
 
 /** Templates as a module receives them, objects made, found and changed with them, and attributes read back. */
 class ObjectTest extends SessionFixture {
+    private static final String INVALID = "CKR_ATTRIBUTE_VALUE_INVALID";
+    private static final String UNKNOWN = "CKR_ATTRIBUTE_TYPE_INVALID";
+    private static final String SENSITIVE = "CKR_ATTRIBUTE_SENSITIVE";
+    private static final String TOO_SMALL = "CKR_BUFFER_TOO_SMALL";
     private static final int CLASS = CKA_CLASS, TOKEN = CKA_TOKEN, LABEL = CKA_LABEL, VALUE = CKA_VALUE,
         START = CKA_START_DATE, MODULUS = CKA_MODULUS;
     private static final String NO_SPACE = "no space for encoded attribute!";
@@ -85,18 +89,21 @@ class ObjectTest extends SessionFixture {
             for (int i = 0; i < values.length; i++) {
                 Object value = values[i];
                 boolean takes = i < bytes.length && taken.get(kind).contains("" + i);
-                assertEquals(takes ? "" : "0x13", raised(() -> key(9).setAttributeValue(type, value)), name + "/" + i);
+                assertEquals(takes ? "" : INVALID, raised(() -> key(9).setAttributeValue(type, value)), name + "/" + i);
                 assertEquals(takes ? List.of(bytes[i]) : List.of(), calls().stream().map(each ->
-                    each.replaceAll(".* template=\\[\\w+@([-+]\\d+:|null/0)|]$", "")).collect(Collectors.toList()), name + "/" + i);
+                    each.replaceAll(".* template=\\[\\w+@([-+]\\d+:|null/0)|]$", "")).collect(Collectors.toList()),
+                        name + "/" + i);
                 assertEquals(takes ? "" : nameOf("CKA_", type) + " takes ", refusal(type, value));
             }
             if (kind.equals("byte[]") || kind.equals("BigInteger")) {
                 String text = Template.of(type, kind.equals("byte[]") ? secret : new BigInteger(secret)).toString();
                 assertEquals(shown.contains(type), text.contains(hex(secret)) || text.contains("305419896"), text);
             }
-            String stored = Map.of("Boolean", "01", "Date", hex("20240229"), "String", "6162").getOrDefault(kind, "0100000000000000");
+            String stored = Map.of("Boolean", "01", "Date", hex("20240229"), "String", "6162").getOrDefault(kind,
+                "0100000000000000");
             boolean template = kind.equals("Template");
-            token.always("C_GetAttributeValue", "0x" + Integer.toHexString(type) + "=" + (template ? "0x1:01" : stored));
+            token.always("C_GetAttributeValue",
+                "0x" + Integer.toHexString(type) + "=" + (template ? "0x1:01" : stored));
             Object read = key(9).getAttributeValue(type);
             assertEquals(kind, read.getClass().getSimpleName(), name);
             key(9).setAttributeValue(type, read);
@@ -107,7 +114,7 @@ class ObjectTest extends SessionFixture {
         }
         for (Field field : PKCS11Constants.class.getFields()) {
             if (field.getName().startsWith("CKA_") && !rows.containsKey(field.getInt(null))) {
-                assertRefused("0x12", () -> key(9).setAttributeValue(field.getInt(null), new byte[1]));
+                assertRefused(UNKNOWN, () -> key(9).setAttributeValue(field.getInt(null), new byte[1]));
                 assertEquals(nameOf("CKA_", field.getInt(null)) + " is not", refusal(field.getInt(null), new byte[1]));
             }
         }
@@ -116,15 +123,15 @@ class ObjectTest extends SessionFixture {
     @Test
     void wrongValuesNeverReachTheModule() throws Throwable {
         for (long time : new long[] {-1, Long.MIN_VALUE, 253402300800000L, Long.MAX_VALUE}) {
-            assertRefused("0x13", () -> encoded(START, new Date(time)));
+            assertRefused(INVALID, () -> encoded(START, new Date(time)));
         }
         for (int type : new int[] {0x80000000, 0x80000001, 0x12345}) {
-            assertRefused("0x12", () -> encoded(type, new byte[1]));
-            assertRefused("0x12", () -> key(9).getBoolAttributeValue(type));
-            assertRefused("0x12", () -> key(9).getAttributeValue(type));
-            assertRefused("0x12", () -> key(9).setIntAttributeValue(type, 1));
+            assertRefused(UNKNOWN, () -> encoded(type, new byte[1]));
+            assertRefused(UNKNOWN, () -> key(9).getBoolAttributeValue(type));
+            assertRefused(UNKNOWN, () -> key(9).getAttributeValue(type));
+            assertRefused(UNKNOWN, () -> key(9).setIntAttributeValue(type, 1));
         }
-        assertRefused("0xd1", () -> session.findObjectsInit(new int[2], new Object[1]));
+        assertRefused("CKR_TEMPLATE_INCONSISTENT", () -> session.findObjectsInit(new int[2], new Object[1]));
         byte[] huge = new byte[64 << 20];
         assertRefused("memory allocation for temporary template failed!", () -> encoded(VALUE, huge));
         assertRefused(NO_SPACE, () -> key(9).setAttributeValue(VALUE, huge));
@@ -172,7 +179,7 @@ class ObjectTest extends SessionFixture {
         assertNull(session.findObject());
         for (String count : List.of("2", "0xffffffffffffffff")) {
             token.answer("C_FindObjects", "rv=0 objects=5 objects.length=" + count);
-            assertEquals("0x150", raised(session::findObject), "more than was asked for");
+            assertEquals(TOO_SMALL, raised(session::findObject), "more than was asked for");
         }
     }
 
@@ -186,8 +193,9 @@ class ObjectTest extends SessionFixture {
         assertRefused("obj is null", () -> session.destroyObject(null));
         assertRefused("obj is null", () -> session.copy(null, null, null));
         assertRefused("obj is null", () -> session.getAttributeValue(null, LABEL));
-        assertRefused("0x12", () -> new NativePKCS11Object(null, 9).setIntAttributeValue(TOKEN, 1));
-        assertRefused("0xd1", () -> with(session, "slot", null).createObject(new int[1], new Object[0]));
+        assertRefused(UNKNOWN, () -> new NativePKCS11Object(null, 9).setIntAttributeValue(TOKEN, 1));
+        assertRefused("CKR_TEMPLATE_INCONSISTENT", () -> with(session, "slot", null).createObject(new int[1],
+            new Object[0]));
     }
 
     private void answer(String... words) {
@@ -201,9 +209,9 @@ class ObjectTest extends SessionFixture {
         NativePKCS11Object key = key(9);
         Object[][] rows = { // the attribute, what the module answers, what becomes of it
             {LABEL, "0x3='a b  '", "a b  "}, {START, "0x110=", "null"}, {MODULUS, "0x120=", "0"},
-            {VALUE, "0x11=", "[]"}, {TOKEN, "rv=0 0x1=fe", "true"}, {TOKEN, "rv=0 0x1=0101", "0x13"},
-            {TOKEN, "rv=0 0x1=", "0x13"},
-            {TOKEN, "rv=0 0x1.length=0xffffffffffffffff", "0x13"}, {CLASS, "rv=0 0x0.length=4", "0x13"}};
+            {VALUE, "0x11=", "[]"}, {TOKEN, "rv=0 0x1=fe", "true"}, {TOKEN, "rv=0 0x1=0101", INVALID},
+            {TOKEN, "rv=0 0x1=", INVALID},
+            {TOKEN, "rv=0 0x1.length=0xffffffffffffffff", INVALID}, {CLASS, "rv=0 0x0.length=4", INVALID}};
         for (Object[] row : rows) {
             token.always("C_GetAttributeValue", (String) row[1]);
             assertEquals(row[2], outcome(() -> key.getAttributeValue((int) row[0])), (String) row[1]);
@@ -213,7 +221,7 @@ class ObjectTest extends SessionFixture {
         assertArrayEquals(new byte[] {7}, key.getByteArrayAttributeValue(0x80000001));
         String[][] numbers = { // what the module answers, what becomes of it
             {"=", "[]"}, {"=82100000000000000100008099999999", "[" + CKM_AES_CBC + ", " + 0x80000001 + "]"},
-            {"=01020304050607", "0x13"}, {".length=0x400000 rv=0", "alloca() failed"}};
+            {"=01020304050607", INVALID}, {".length=0x400000 rv=0", "alloca() failed"}};
         for (String[] each : numbers) {
             token.always("C_GetAttributeValue", "0x40000600" + each[0]);
             int[] type = {CKA_ALLOWED_MECHANISMS};
@@ -237,7 +245,7 @@ class ObjectTest extends SessionFixture {
             () -> assertEquals(1719788400000L, key(9).getDateAttributeValue(START).getTime()));
         for (String wrong : List.of("'2024AB01'", "'2024022'", "'202402291'", "'        '")) {
             answer("rv=0 0x110=" + wrong);
-            assertEquals("0x13", raised(() -> key(9).getDateAttributeValue(START)), wrong);
+            assertEquals(INVALID, raised(() -> key(9).getDateAttributeValue(START)), wrong);
         }
     }
 
@@ -248,7 +256,7 @@ class ObjectTest extends SessionFixture {
         assertEquals("@+24:[0x3@+72:616263 0x0@+75:0400000000000000 0x11@+83:]", encoded(CKA_WRAP_TEMPLATE, inner));
         session.findObjectsInit(new int[] {LABEL, CKA_UNWRAP_TEMPLATE}, new Object[] {"a", Template.of(TOKEN, true)});
         assertCalls("C_FindObjectsInit session=0x7 template=[0x3@+48:61 0x40000212@+56:[0x1@+24:01]]");
-        Object[][] refused = {{Template.of(CKA_DERIVE_TEMPLATE, inner), "0x13"}, {new Object[0], "0x13"}};
+        Object[][] refused = {{Template.of(CKA_DERIVE_TEMPLATE, inner), INVALID}, {new Object[0], INVALID}};
         for (Object[] each : refused) {
             assertRefused((String) each[1], () -> encoded(CKA_WRAP_TEMPLATE, each[0]));
         }
@@ -261,8 +269,9 @@ class ObjectTest extends SessionFixture {
                 + "CKA_MODULUS=16 bits, CKA_LABEL=\"ab\", CKA_ALLOWED_MECHANISMS=[CKM_AES_CBC], "
                 + "CKA_0x80000001=2 bytes]"},
             {"0x40000211=", "[]"}, {"0x40000211=0x3:,0x120:,0x110:", "[CKA_START_DATE=null, CKA_MODULUS=null, "
-                + "CKA_LABEL=null]"}, {"0x40000211=0x1:0101", "0x13"}, {"0x40000211=0x0:01", "0x13"},
-            {"0x40000211=0x1:01 0x40000211.length=25", "0x13"}, {"0x40000211=0x1:01 rv=0x11", "0x11"},
+                + "CKA_LABEL=null]"}, {"0x40000211=0x1:0101", INVALID}, {"0x40000211=0x0:01", INVALID},
+            {"0x40000211=0x1:01 0x40000211.length=25", INVALID},
+            {"0x40000211=0x1:01 rv=CKR_ATTRIBUTE_SENSITIVE", SENSITIVE},
             {"0x40000211= 0x40000211.length=0x3000000", "alloca() failed"},
             {"0x40000211= 0x40000211.length=0xfffffffffffffff0", "alloca() failed"}};
         for (String[] row : rows) {
@@ -275,7 +284,7 @@ class ObjectTest extends SessionFixture {
             });
         }
         answer("0x40000211=0x3:6162", "0x40000211=0x3:6162", "0x40000211=0x3:616263");
-        assertEquals("0x150", outcome(() -> key(9).getAttributeValue(CKA_WRAP_TEMPLATE)), "it has grown");
+        assertEquals(TOO_SMALL, outcome(() -> key(9).getAttributeValue(CKA_WRAP_TEMPLATE)), "it has grown");
         answer("0x40000211=0x3:6162", "0x40000211=0x3:6162", "0x40000211=0x3:61");
         assertEquals("[CKA_LABEL=\"a\"]", outcome(() -> key(9).getAttributeValue(CKA_WRAP_TEMPLATE)));
     }
@@ -285,9 +294,9 @@ class ObjectTest extends SessionFixture {
     void lengthsThatLie() throws Throwable {
         String[][] lies = { // the first answer, the second, what becomes of the String, the byte[], the BigInteger
             {"0x3=6161", "0x3=62", "b", "[98]", "98"}, {"0x3=6161", "0x3=", "", "[]", "0"},
-            {"0x3=61", "rv=0 0x3=62 0x3.length=2", "0x150", "0x150", "0x150"},
-            {"0x3=61", "rv=0x11", "0x11", "0x11", "0x11"},
-            {"0x3=61", "rv=0 0x3.length=0xffffffffffffffff", "0x150", "0x150", "0x150"},
+            {"0x3=61", "rv=0 0x3=62 0x3.length=2", TOO_SMALL, TOO_SMALL, TOO_SMALL},
+            {"0x3=61", "rv=CKR_ATTRIBUTE_SENSITIVE", SENSITIVE, SENSITIVE, SENSITIVE},
+            {"0x3=61", "rv=0 0x3.length=0xffffffffffffffff", TOO_SMALL, TOO_SMALL, TOO_SMALL},
             {"0x3.length=0x80000000", "", "getStringAttributeValue(): alloca() failed", "NewByteArray() failed",
                 "NewByteArray() failed"},
             {"0x3.length=0xffffffffffffffff", "", "getStringAttributeValue(): alloca() failed",
@@ -306,7 +315,8 @@ class ObjectTest extends SessionFixture {
     /** The label is sensitive, the class absent, the date empty; a lost session ends the reading. */
     @Test
     void severalAttributesOneByOne() throws Throwable {
-        answer("", "rv=0x11", "rv=0x12", "rv=0x12", "0x80000001=07", "0x80000001=07", "0x110=");
+        answer("", "rv=CKR_ATTRIBUTE_SENSITIVE", "rv=CKR_ATTRIBUTE_TYPE_INVALID", "rv=CKR_ATTRIBUTE_TYPE_INVALID",
+            "0x80000001=07", "0x80000001=07", "0x110=");
         PKCS11Attributes read = key(9).readAttributes(TOKEN, LABEL, CLASS, 0x80000001, START);
         assertEquals(Arrays.asList(true, null, null, null),
             Arrays.asList(read.get(TOKEN), read.get(LABEL), read.get(CLASS), read.get(START)));
@@ -317,11 +327,11 @@ class ObjectTest extends SessionFixture {
         assertNull(read.getInteger(CLASS));
         assertThrows(IllegalArgumentException.class, () -> read.getString(TOKEN));
         assertFalse(read.has(LABEL) || read.has(CLASS) || read.has(VALUE) || read.isSensitive(CLASS));
-        answer("rv=0x5", "", "", "");
+        answer("rv=CKR_GENERAL_ERROR", "", "", "");
         assertEquals("[CKA_TOKEN=true]", key(9).readAttributes(LABEL, TOKEN).toString(), "0x5 is about one");
         answer("");
-        token.always("C_GetAttributeValue", "rv=0xb3");
-        assertEquals("0xb3", raised(() -> key(9).readAttributes(TOKEN, LABEL)));
+        token.always("C_GetAttributeValue", "rv=CKR_SESSION_HANDLE_INVALID");
+        assertEquals("CKR_SESSION_HANDLE_INVALID", raised(() -> key(9).readAttributes(TOKEN, LABEL)));
     }
 
     /** CKR_OK with a length that is none, or that the kind does not allow; a long text is read all the same. */
@@ -353,22 +363,22 @@ class ObjectTest extends SessionFixture {
             session.getAttributeValues(key(9), new int[] {LABEL, VALUE, START, MODULUS}, 4));
         calls();
 
-        answer("rv=0 0x1=0101 0x3.length=2 0x11.length=2", "rv=0x11");
-        assertEquals("0x13", raised(() -> session.getAttributeValues(key(9), new int[] {TOKEN, LABEL, VALUE}, 3)));
+        answer("rv=0 0x1=0101 0x3.length=2 0x11.length=2", "rv=CKR_ATTRIBUTE_SENSITIVE");
+        assertEquals(INVALID, raised(() -> session.getAttributeValues(key(9), new int[] {TOKEN, LABEL, VALUE}, 3)));
         assertEquals(3, calls().size(), "the later elements are read all the same");
         answer("rv=0 0x110='2024AB01' 0x11.length=2");
-        assertEquals("0x13", raised(() -> session.getAttributeValues(key(9), new int[] {START, VALUE}, 2)));
+        assertEquals(INVALID, raised(() -> session.getAttributeValues(key(9), new int[] {START, VALUE}, 2)));
         assertEquals(1, calls().size(), "a wrong date ends the call");
         answer("rv=0 0x11.length=4");
         int[] many = new int[40]; // a reference too much for each would be too many
         Arrays.fill(many, VALUE);
         assertArrayEquals(new byte[] {1, 2}, (byte[]) session.getAttributeValues(key(9), many, 40)[39]);
         calls();
-        answer("rv=0x11");
-        assertEquals("0x11", raised(() -> session.getAttributeValues(key(9), new int[] {TOKEN, LABEL}, 2)));
+        answer("rv=CKR_ATTRIBUTE_SENSITIVE");
+        assertEquals(SENSITIVE, raised(() -> session.getAttributeValues(key(9), new int[] {TOKEN, LABEL}, 2)));
         calls();
         for (int count : new int[] {-1, 2, Integer.MAX_VALUE, Integer.MIN_VALUE}) {
-            assertRefused("0x20", () -> session.getAttributeValues(key(9), new int[] {TOKEN}, count));
+            assertRefused("CKR_DATA_INVALID", () -> session.getAttributeValues(key(9), new int[] {TOKEN}, count));
         }
         assertRefused("can't access attribute types array", () -> session.getAttributeValues(key(9), null, 0));
         assertRefused("alloca() failed", () -> session.getAttributeValues(key(9), new int[1 << 20], 1 << 20));

@@ -2,10 +2,12 @@ package com.kelvane.tokbridge.test;
 
 import static org.junit.jupiter.api.Assertions.*;
 
+import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.io.*;
 import java.nio.file.*;
 import java.util.*;
+import java.util.regex.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.function.*;
 
@@ -22,6 +24,7 @@ public final class ScriptedToken {
         System.load(BUILT);
     }
 
+    private static final Pattern CODE = Pattern.compile("CKR_\\w+");
     private final String path;
 
     ScriptedToken(Path path) {
@@ -124,8 +127,18 @@ public final class ScriptedToken {
 
     /** Any other command of token/scripted_token.h. */
     public ScriptedToken steer(String text) {
-        ask(text);
+        ask(CODE.matcher(text).replaceAll(code -> "0x" + Integer.toHexString(value(code.group()))));
         return this;
+    }
+
+    /** The number of a code, by its name. */
+    private static int value(String code) {
+        try {
+            return code.startsWith("CKR_0x") ? Integer.parseUnsignedInt(code.substring(6), 16)
+                : PKCS11Constants.class.getField(code).getInt(null);
+        } catch (ReflectiveOperationException e) {
+            throw new AssertionError(e);
+        }
     }
 
     private String ask(String text) {

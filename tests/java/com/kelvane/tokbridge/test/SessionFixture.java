@@ -29,7 +29,7 @@ abstract class SessionFixture {
         finalizeLibrary();
         library.load(token.path());
         if (locked) {
-            token.answer("C_Initialize", "rv=0xa");
+            token.answer("C_Initialize", "rv=CKR_CANT_LOCK");
         }
         library.libInitialize();
         session = slot.openSession(6, null);

@@ -75,9 +75,9 @@ class SessionTest extends SessionFixture {
         session.close();
         slot.closeAllSessions();
         assertCalls("C_CloseSession session=0x7", "C_CloseAllSessions slot=0x1");
-        token.always("C_Logout", "rv=0xb3");
+        token.always("C_Logout", "rv=CKR_SESSION_HANDLE_INVALID");
         assertNumber(7, session.getSessionID());
-        assertEquals("0xb3", raised(session::logout));
+        assertEquals("CKR_SESSION_HANDLE_INVALID", raised(session::logout));
         assertEquals(ScriptedToken.WIDE ? List.of() : List.of("C_Logout session=0x7"), calls());
     }
 
@@ -86,8 +86,9 @@ class SessionTest extends SessionFixture {
         String[][] answers = { // the first, the second, what becomes of it
             {"out=0102ff", "out=0102ff", "[1, 2, -1]"},
             {"out=01020304", "out=0908", "[9, 8, 0, 0]"}, // the first length stays
-            {"out=01", "out=0102", "0x150"}, {"out=", "", "0x150"}, {"out=", "out=", "[]"},
-            {"out=01", "rv=0 out=0102 out.length=2", "0x150"}};
+            {"out=01", "out=0102", "CKR_BUFFER_TOO_SMALL"}, {"out=", "", "CKR_BUFFER_TOO_SMALL"},
+            {"out=", "out=", "[]"},
+            {"out=01", "rv=0 out=0102 out.length=2", "CKR_BUFFER_TOO_SMALL"}};
         for (String[] each : answers) {
             token.answer("C_GetOperationState", each[0]).answer("C_GetOperationState", each[1]);
             assertEquals(each[2], outcome(session::getOperationState));
@@ -107,7 +108,7 @@ class SessionTest extends SessionFixture {
         assertRefused("", () -> session.setOperationState(two, key(0), null));
         assertRefused("", () -> session.setOperationState(two, key(5), key(0)));
         assertRefused("", () -> new NativePKCS11Session(null, 7).setOperationState(null, key(0), null));
-        token.answer("C_SetOperationState", "rv=0x160");
+        token.answer("C_SetOperationState", "rv=CKR_SAVED_STATE_INVALID");
         assertEquals("setOperationState(): can't get elements",
             raised(() -> session.setOperationState(null, null, key(5))));
         assertEquals(1, calls().size(), "the call is made all the same");
@@ -117,15 +118,15 @@ class SessionTest extends SessionFixture {
     @Test
     void randomBytesGoWhereTheyAreAskedFor() throws Throwable {
         byte[] buffer = new byte[6];
-        token.answer("C_GenerateRandom", "rv=0x30 out=a0a1a2");
-        assertEquals("0x30", raised(() -> session.generateRandom(buffer, 2, 3)));
+        token.answer("C_GenerateRandom", "rv=CKR_DEVICE_ERROR out=a0a1a2");
+        assertEquals("CKR_DEVICE_ERROR", raised(() -> session.generateRandom(buffer, 2, 3)));
         assertEquals("[0, 0, -96, -95, -94, 0]", Arrays.toString(buffer));
         session.generateRandom(buffer, 6, 0);
         session.seedRandom(buffer, 6, 0);
         assertCalls("C_GenerateRandom session=0x7 room=3", "C_GenerateRandom session=0x7 room=0",
             "C_SeedRandom session=0x7 in=");
-        assertRefused("0x150", () -> session.generateRandom(buffer, 4, 3));
-        assertRefused("0x20", () -> session.seedRandom(null, 0, 0));
+        assertRefused("CKR_BUFFER_TOO_SMALL", () -> session.generateRandom(buffer, 4, 3));
+        assertRefused("CKR_DATA_INVALID", () -> session.seedRandom(null, 0, 0));
     }
 
     @Test
@@ -166,11 +167,11 @@ class SessionTest extends SessionFixture {
             "MinKeySize MaxKeySize Flags"));
         token.answer("C_GetSessionInfo", "slotID=99 state=3 flags=0x80000006 ulDeviceError=0xffffffffffffffff");
         assertEquals(List.of(3, 0x80000006, -1), get(session.getInfo(), "State Flags DeviceError"));
-        token.answer("C_GetFunctionStatus", "rv=0x51").answer("C_GetFunctionStatus", "")
-            .answer("C_CancelFunction", "rv=0x51");
+        token.answer("C_GetFunctionStatus", "rv=CKR_FUNCTION_NOT_PARALLEL").answer("C_GetFunctionStatus", "")
+            .answer("C_CancelFunction", "rv=CKR_FUNCTION_NOT_PARALLEL");
         assertFalse(session.getFunctionStatus());
         assertTrue(session.getFunctionStatus());
-        assertEquals("0x51", raised(session::cancelFunction));
+        assertEquals("CKR_FUNCTION_NOT_PARALLEL", raised(session::cancelFunction));
     }
 
     @Test
@@ -184,10 +185,10 @@ class SessionTest extends SessionFixture {
         token.always("C_GetSlotList", "slots=");
         assertEquals(0, library.getSlotList(false).length);
         assertEquals("C_GetSlotList tokenPresent=0 room=null", calls().get(0));
-        token.answer("C_GetSlotList", "slots=").answer("C_GetSlotList", "rv=0x150 slots.length=1");
+        token.answer("C_GetSlotList", "slots=").answer("C_GetSlotList", "rv=CKR_BUFFER_TOO_SMALL slots.length=1");
         assertEquals(0, library.getSlotList(false).length, "a module that finds no room for no slots");
-        token.answer("C_GetSlotList", "slots=1").answer("C_GetSlotList", "rv=0x150");
-        assertEquals("0x150", raised(() -> library.getSlotList(false)));
+        token.answer("C_GetSlotList", "slots=1").answer("C_GetSlotList", "rv=CKR_BUFFER_TOO_SMALL");
+        assertEquals("CKR_BUFFER_TOO_SMALL", raised(() -> library.getSlotList(false)));
         List<Integer> wanted = IntStream.range(0, 3000).boxed().collect(Collectors.toList());
         token.always("C_GetSlotList", "slots=" + wanted.toString().replaceAll("[\\[\\] ]", ""));
         assertEquals(wanted, ids(library.getSlotList(true)));
@@ -217,9 +218,9 @@ class SessionTest extends SessionFixture {
     @Test
     void countsThatLie() throws Throwable {
         assertLists("%=1,2,3", "%=9", "", ""); // the second count is the one that counts
-        assertLists("%=1", "%=1,2", "0x150", "0x150");
+        assertLists("%=1", "%=1,2", "CKR_BUFFER_TOO_SMALL", "CKR_BUFFER_TOO_SMALL");
         for (String count : List.of("2", "0xffffffff", "0x100000001", "0xffffffffffffffff")) {
-            assertLists("%=1", "rv=0 %=1 %.length=" + count, "0x150", "0x150");
+            assertLists("%=1", "rv=0 %=1 %.length=" + count, "CKR_BUFFER_TOO_SMALL", "CKR_BUFFER_TOO_SMALL");
         }
         // Counts for which no stack has room, and counts whose size in bytes wraps to something small.
         for (String count : List.of("1000000", "0xffffffff", "0x100000001", "0x1000000000000001", "0x2000000000000001",
@@ -231,10 +232,10 @@ class SessionTest extends SessionFixture {
 
     @Test
     void slotEvents() throws Throwable {
-        token.answer("C_WaitForSlotEvent", "rv=0x8").answer("C_WaitForSlotEvent", "rv=0x8")
+        token.answer("C_WaitForSlotEvent", "rv=CKR_NO_EVENT").answer("C_WaitForSlotEvent", "rv=CKR_NO_EVENT")
             .answer("C_WaitForSlotEvent", "slot=4");
         assertNull(library.waitForSlotEvent(false));
-        assertEquals("0x8", raised(() -> library.waitForSlotEvent(true)));
+        assertEquals("CKR_NO_EVENT", raised(() -> library.waitForSlotEvent(true)));
         assertEquals(4, library.waitForSlotEvent(false).getSlotID());
         assertEquals("C_WaitForSlotEvent flags=0x0 reserved=null", calls().get(1));
         token.steer("version 2 0");

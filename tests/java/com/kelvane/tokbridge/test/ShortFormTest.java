@@ -17,10 +17,10 @@ import org.junit.jupiter.api.function.*;
 
 /** The methods in plain Java: whatever a module answers, the result is exact or an exception, the session free. */
 class ShortFormTest extends SessionFixture {
-    private static final String ACTIVE = "0x" + Integer.toHexString(CKR_OPERATION_ACTIVE);
-    private static final String ENDED = "0x" + Integer.toHexString(CKR_OPERATION_NOT_INITIALIZED);
-    private static final String FAILED = "0x" + Integer.toHexString(CKR_DEVICE_ERROR);
-    private static final String TOO_SMALL = "0x" + Integer.toHexString(CKR_BUFFER_TOO_SMALL);
+    private static final String ACTIVE = "CKR_OPERATION_ACTIVE";
+    private static final String ENDED = "CKR_OPERATION_NOT_INITIALIZED";
+    private static final String FAILED = "CKR_DEVICE_ERROR";
+    private static final String TOO_SMALL = "CKR_BUFFER_TOO_SMALL";
     private static final IOException BROKEN = new IOException("broken");
 
     private final byte[] in = {1, 2, 3, 4, 5};
@@ -212,7 +212,8 @@ class ShortFormTest extends SessionFixture {
     void signaturesAreRightOrWrong() throws Throwable {
         for (String function : List.of("C_Verify", "C_VerifyFinal")) {
             Form form = forms().stream().filter(each -> each.functions.contains(function)).findFirst().orElseThrow();
-            for (String[] each : new String[][] {{"0", "true"}, {"0xc0", "false"}, {"0xc1", "false"}}) {
+            for (String[] each : new String[][] {{"0", "true"}, {"CKR_SIGNATURE_INVALID", "false"},
+                {"CKR_SIGNATURE_LEN_RANGE", "false"}}) {
                 token.answer(function, "rv=" + each[0]);
                 assertEquals(each[1], form.run());
                 assertEquals(form.functions, names(calls()));
@@ -226,7 +227,7 @@ class ShortFormTest extends SessionFixture {
             () -> session.decrypt(1, null, key(0), source, sink), () -> session.sign(1, null, key(0), in),
             () -> session.verify(1, null, key(0), in, in), () -> session.wrapKey(1, null, key(0), key(9)),
             () -> session.wrapKey(1, null, key(9), key(0)))) {
-            assertRefused("0x" + Integer.toHexString(CKR_KEY_HANDLE_INVALID), each);
+            assertRefused("CKR_KEY_HANDLE_INVALID", each);
         }
         assertRefused("obj is null", () -> session.encrypt(1, null, null, in));
     }
@@ -294,7 +295,8 @@ class ShortFormTest extends SessionFixture {
     @Test
     void tokensAreFoundPastSlotsThatCannotTell() throws Throwable {
         token.always("C_GetSlotList", "slots=1,2,3");
-        String[] label = {"label='first' serialNumber='1'", "rv=0xe1", "label='third' serialNumber='3'"};
+        String[] label = {"label='first' serialNumber='1'", "rv=CKR_TOKEN_NOT_RECOGNIZED",
+            "label='third' serialNumber='3'"};
         for (int round = 0; round < 4; round++) {
             for (String each : label) {
                 token.answer("C_GetTokenInfo", each);

@@ -18,9 +18,9 @@ import org.junit.jupiter.api.function.Executable;
 class StandInTest extends SessionFixture {
     private static final String WIDE = "0x7f0000000010";
     private static final String OTHER = "0x100000000000002";
-    private static final String SESSION_INVALID = "0x" + Integer.toHexString(CKR_SESSION_HANDLE_INVALID);
-    private static final String OBJECT_INVALID = "0x" + Integer.toHexString(CKR_OBJECT_HANDLE_INVALID);
-    private static final String FAILED = "0x" + Integer.toHexString(CKR_DEVICE_ERROR);
+    private static final String SESSION_INVALID = "CKR_SESSION_HANDLE_INVALID";
+    private static final String OBJECT_INVALID = "CKR_OBJECT_HANDLE_INVALID";
+    private static final String FAILED = "CKR_DEVICE_ERROR";
 
     private NativePKCS11Session open(String handle) {
         token.answer("C_OpenSession", "session=" + handle);
@@ -186,7 +186,7 @@ class StandInTest extends SessionFixture {
     @Test
     void aPoolWhoseTokenIsPulled() throws Throwable {
         List<NativePKCS11Session> pool = new ArrayList<>();
-        String removed = "0x" + Integer.toHexString(CKR_DEVICE_REMOVED);
+        String removed = "CKR_DEVICE_REMOVED";
         token.always("C_CloseSession", "rv=" + removed);
         for (int i = 0; i < 16; i++) {
             pool.add(open("0x7f00000000" + i % 8 + "0"));
@@ -213,7 +213,8 @@ class StandInTest extends SessionFixture {
                 types, values, new int[] {CKA_TOKEN}, new Object[] {true})[0],
             "C_GenerateKeyPair privateKey", (types, values) -> session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
                 new int[] {CKA_TOKEN}, new Object[] {true}, types, values)[1],
-            "C_UnwrapKey key", (types, values) -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1, types,
+            "C_UnwrapKey key", (types, values) -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1,
+                types,
                 values),
             "C_DeriveKey key", (types, values) -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), types, values));
         NativePKCS11Session reader = open("0x7f0000000030");

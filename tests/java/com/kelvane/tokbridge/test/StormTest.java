@@ -37,7 +37,7 @@ class StormTest {
         for (int i = 0; i < 5; i++) {
             ScriptedToken token = ScriptedToken.copy().reset();
             if (i < 3) {
-                token.always("C_Login", "rv=0xa0").always("C_Initialize", "rv=0xa");
+                token.always("C_Login", "rv=CKR_PIN_INCORRECT").always("C_Initialize", "rv=CKR_CANT_LOCK");
                 locked.add(token);
             }
             workers.add(worker(token, outcomes));
@@ -46,7 +46,7 @@ class StormTest {
         for (Background each : workers) {
             each.finish();
         }
-        assertEquals(Set.of("", "0xa", "0xa0"), outcomes);
+        assertEquals(Set.of("", "CKR_CANT_LOCK", "CKR_PIN_INCORRECT"), outcomes);
         for (ScriptedToken token : locked) {
             assertEquals(1, token.mostInside(), "one caller at a time in a library that needs the lock");
         }
