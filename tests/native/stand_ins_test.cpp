@@ -2,6 +2,7 @@
 // numbers that they go round and run out, and with calls that end things begun and settled in any order.
 
 #include <algorithm>
+#include <fstream>
 #include <map>
 #include <optional>
 #include <random>
@@ -35,6 +36,7 @@ struct Pending
 {
     Ending ending;
     int ticket;
+    bool outlived = false; // by the numbers that it was about
 };
 
 std::mt19937 random(20261122);
@@ -174,14 +176,18 @@ void end()
     if (pending.empty())
         return;
     auto chosen = pending.begin() + below(pending.size());
-    auto [ending, ticket] = *chosen;
+    auto [ending, ticket, outlived] = *chosen;
     pending.erase(chosen);
-    const CK_RV answers[] = {CKR_OK, CKR_DEVICE_ERROR, CKR_SESSION_HANDLE_INVALID, CKR_OBJECT_HANDLE_INVALID};
-    CK_RV rv = answers[below(4)];
-    bool ended = rv == CKR_OK || (rv == CKR_SESSION_HANDLE_INVALID && ending.kind == Ending::session) ||
+    const CK_RV answers[] = {CKR_OK, CKR_DEVICE_ERROR, CKR_SESSION_CLOSED, CKR_SESSION_HANDLE_INVALID,
+                             CKR_OBJECT_HANDLE_INVALID};
+    CK_RV rv = answers[below(std::size(answers))];
+    bool noSession = rv == CKR_SESSION_CLOSED || rv == CKR_SESSION_HANDLE_INVALID;
+    bool ended = rv == CKR_OK || (noSession && ending.kind == Ending::session) ||
                  (rv == CKR_OBJECT_HANDLE_INVALID && ending.kind == Ending::object);
     settle(ending, rv);
     giveUpMembers(ending.list);
+    if (outlived)
+        return;
 
     for (Given& one : given) {
         bool inSlot = ending.kind == Ending::slot && one.kind == Ending::session && one.list == ending.list &&
@@ -200,7 +206,8 @@ void finalize()
     giveBack(takeStandIns(list));
     for (Given& one : given)
         one.dead = one.dead || one.list == list;
-    std::erase_if(pending, [list](const Pending& each) { return each.ending.list == list; });
+    for (Pending& each : pending)
+        each.outlived = each.outlived || each.ending.list == list;
     for (CK_SLOT_ID slot : {0, 1})
         closings[{list, slot}].clear();
 }
@@ -239,13 +246,52 @@ void compareAll()
     given = std::move(kept);
 }
 
+// The memory of this process, in bytes.
+std::size_t mapped()
+{
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * 4096;
+}
+
+// Tables that were once large give back what they no longer need as they empty, and everything in the end.
+void testMemory()
+{
+    constexpr CK_ULONG kMany = 60'000;
+    constexpr std::size_t kLittle = std::size_t{1} << 20;
+    CK_FUNCTION_LIST_PTR list = &lists[0];
+    stand_in::objectNumbers.count = 1 << 24;
+    std::vector<jint> numbers(kMany);
+    const std::size_t before = mapped();
+    for (int life = 0; life < 12; ++life) {
+        bool done = true;
+        for (CK_ULONG i = 0; i < kMany; ++i)
+            done = done && newObjectToJava(list, 0, (i << 32) + 1, &numbers[i]);
+        check("there is room for many", done ? "there is room for many" : "there is none");
+        check("they take memory", mapped() > before + 2 * kLittle ? "they take memory" : "they take none");
+        for (CK_ULONG i = 0; life % 2 == 0 && i < kMany; ++i) {
+            Ending ending = {Ending::object, list, (i << 32) + 1, numbers[i]};
+            withdraw(&ending);
+            settle(ending, CKR_OK);
+        }
+        if (life % 2 == 0)
+            check("given back as they end", mapped() < before + kLittle ? "given back as they end" : "kept");
+        giveBack(takeStandIns(list));
+        for (int small = 0; small < 20; ++small) {
+            newObjectToJava(list, 0, CK_ULONG{1} << 32, numbers.data());
+            giveBack(takeStandIns(list));
+        }
+        check("given back at the end", mapped() < before + kLittle ? "given back at the end" : "kept");
+    }
+}
+
 } // namespace
 
 int main()
 {
     stand_in::sessionNumbers.count = kSessions;
     stand_in::objectNumbers.count = kObjects;
-    void (*const steps[])() = {open, open, make, make, make, find, find, begin, begin, end, end};
+    void (*const steps[])() = {open, open, make, make, make, find, find, begin, begin, begin, end, end};
     for (int step = 0; step < kSteps && failures < 20; ++step) {
         if (step % 997 == 0)
             finalize();
@@ -256,6 +302,9 @@ int main()
         if (step % 50 == 0)
             compareAll();
     }
+    for (CK_FUNCTION_LIST& list : lists)
+        giveBack(takeStandIns(&list));
+    testMemory();
     check("numbers ran out at times", refused > 100 ? "numbers ran out at times" : "numbers never ran out");
     std::fprintf(stderr, "%d refusals, %d failures\n", refused, failures);
     return failures == 0 ? 0 : 1;
