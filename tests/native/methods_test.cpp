@@ -51,9 +51,9 @@ std::vector<Row> rowsOfEveryMethod()
 
     std::vector<Row> rows = {
         // clang-format off
-        {"C_GetInfo -> NativePKCS11Info(0x214,'maker',0x7,'words',0x301,'KELVANE tokbridge %I% (Evaluation copy)')",
+        {"C_GetInfo -> NativePKCS11Info(0x214,'maker',0x7,'two words\t',0x301,'KELVANE tokbridge %I% (Evaluation copy)')",
             CALL(LIBRARY(getInfo)()), versions.substr(0, 2) + field("maker", 32) + std::string(packed ? 0 : 6, 0) +
-            ulongBytes(7) + field("words", 32) + versions.substr(2)},
+            ulongBytes(7) + field("two words\t", 32) + versions.substr(2)},
         {"C_GetSlotList 1 room=0; C_GetSlotList 1 room=3 -> {NativePKCS11Slot(@,0x1) NativePKCS11Slot(@,0x2)"
             " NativePKCS11Slot(@,0x80000003)}", CALL(LIBRARY(getSlotList)(JNI_TRUE)), three},
         {"C_WaitForSlotEvent 1 -> NativePKCS11Slot(@,0x11)", CALL(LIBRARY(waitForSlotEvent)(JNI_FALSE))},

@@ -30,6 +30,7 @@ void testFailedLock();
 void testParameters();
 void testReturnedParameters();
 void testMovedPointers();
+void testTemplates();
 void testSecrets();
 void testStacks();
 void testDates();

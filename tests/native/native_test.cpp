@@ -39,6 +39,7 @@ int main(int argc, char** argv)
         testParameters();
         testReturnedParameters();
         testMovedPointers();
+        testTemplates();
         testSecrets();
         testDates();
     }

@@ -45,12 +45,12 @@ Ref tls12KeyMaterial()
     return with(with(made, "RandomInfo", random()), "pReturnedKeyMaterial", keyMaterialOut());
 }
 
-// Feedback mode with one piece of data and one more key, whose template is empty.
-Ref feedbackKdf()
+// Feedback mode with one piece of data and one more key of that template.
+Ref feedbackKdf(int64_t attributes = 0)
 {
     Ref data = parameter("CK_PRF_DATA_PARAM", "type=4"), more = parameter("CK_DERIVED_KEY", "");
     data.object->fields["pValue:Ljava/lang/Object;"] = bytes("abc");
-    more.object->fields["pTemplate:Lcom/kelvane/pkcs11/Template;"] = 0;
+    more.object->fields["pTemplate:Lcom/kelvane/pkcs11/Template;"] = attributes;
     more.object->fields["phKey:Lcom/kelvane/pkcs11/nat/NativePKCS11Object;"] = 0;
     Ref made = parameter("CK_SP800_108_FEEDBACK_KDF_PARAMS", "prfType=593 pIV='defgh'");
     for (const auto& [field, element] : {std::pair{"pDataParams", data}, std::pair{"pAdditionalDerivedKeys", more}}) {
@@ -280,4 +280,28 @@ void testMovedPointers()
         }
     }
     forgetOutputs();
+}
+
+// Templates in templates, in an attribute and in a parameter, whatever fails; one that holds itself ends.
+void testTemplates()
+{
+    Ref none, values = newObjects({newString("label"), none});
+    Ref inner = make("com/kelvane/pkcs11/Template");
+    inner.object->fields = {{"types:[I", address(newInts({CKA_LABEL, CKA_CHECK_VALUE}))},
+                            {"values:[Ljava/lang/Object;", address(values)}};
+    Ref outer = make("com/kelvane/pkcs11/Template");
+    outer.object->fields = {{"types:[I", address(newInts({CKA_WRAP_TEMPLATE, CKA_DERIVE_TEMPLATE}))},
+                            {"values:[Ljava/lang/Object;", address(newObjects({inner, none}))}};
+    const std::function<std::string()> calls[] = {
+        CALL(SESSION(createObject)(newInts({CKA_UNWRAP_TEMPLATE}), newObjects({inner}))),
+        CALL(SESSION(deriveKey)(CKM_SP800_108_FEEDBACK_KDF, feedbackKdf(address(outer)), key, none, none))};
+    for (const auto& call : calls) {
+        check("made", outcome(call).find(" -> NativePKCS11Object(@,0x11)") != std::string::npos ? "made" : "not made");
+        checkFailures(call);
+    }
+
+    inner.object->fields["types:[I"] = address(newInts({CKA_LABEL, CKA_WRAP_TEMPLATE}));
+    values.object->elements[1] = inner.object;
+    for (const auto& call : calls)
+        check(" -> null PKCS11Exception(0x13)", outcome(call));
 }

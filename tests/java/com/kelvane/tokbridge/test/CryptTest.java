@@ -31,7 +31,7 @@ class CryptTest extends SessionFixture {
     private void assertBuffersChecked(Calls.InOut call) throws Throwable {
         byte[] out = new byte[4];
         for (int[] range : new int[][] {{-1, 1}, {0, -1}, {Integer.MIN_VALUE, Integer.MIN_VALUE}}) {
-            assertRefused("CKR_DATA_INVALID", () -> call.run(in, range[0], range[1], null, 9));
+            assertRefused("CKR_DATA_INVALID", () -> call.run(in, range[0], range[1], out, 9));
         }
         for (int[] range : new int[][] {{5, 1}, {6, 0}, {1, Integer.MAX_VALUE}, {Integer.MAX_VALUE, 1}}) {
             assertRefused("CKR_BUFFER_TOO_SMALL", () -> call.run(in, range[0], range[1], null, -1));

@@ -214,8 +214,7 @@ class StandInTest extends SessionFixture {
             "C_GenerateKeyPair privateKey", (types, values) -> session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null,
                 new int[] {CKA_TOKEN}, new Object[] {true}, types, values)[1],
             "C_UnwrapKey key", (types, values) -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1,
-                types,
-                values),
+                types, values),
             "C_DeriveKey key", (types, values) -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), types, values));
         NativePKCS11Session reader = open("0x7f0000000030");
         for (String each : made.keySet()) {
@@ -244,6 +243,14 @@ class StandInTest extends SessionFixture {
         NativePKCS11Object copy = new NativePKCS11Object(reader, session.copy(key(9), null, null).getObjectID());
         session.close();
         assertEquals(WIDE, objectOf(copy), "it may have inherited CKA_TOKEN");
+
+        CK_DERIVED_KEY[] more = {new CK_DERIVED_KEY(null, null)};
+        session = open(OTHER);
+        token.answer("C_DeriveKey", "as=CK_SP800_108_KDF_PARAMS phKey=10000000007f0000"); // WIDE
+        session.deriveKey(CKM_SP800_108_COUNTER_KDF, new CK_SP800_108_KDF_PARAMS(1, null, more), key(9), null, null);
+        session.close();
+        NativePKCS11Object another = new NativePKCS11Object(reader, more[0].phKey.getObjectID());
+        assertEquals(WIDE, objectOf(another), "the module may have changed its template");
     }
 
     /** The module gives a handle on before the call that takes it back has returned. */
