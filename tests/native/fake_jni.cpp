@@ -148,6 +148,12 @@ void unpin(jobject of, const void* elements, jint mode)
     std::string_view held(static_cast<const char*>(elements), pinned.before.size());
     if (pinned.inPlace && mode == JNI_ABORT && !pinned.array->isNew && held != pinned.before)
         complain("an array changed that was only read");
+    bool isBytes = pinned.array->type == "[B";
+    bool isRead = mode == JNI_ABORT && (isBytes || pinned.array->type == "java/lang/String");
+    if (!pinned.inPlace && isRead && held.find_first_not_of('\0') != std::string_view::npos)
+        complain("a copy that was not wiped");
+    if (fake.strict && isBytes && mode != JNI_ABORT && !pinned.array->isNew && !pinned.array->isOutput)
+        complain("an array written back that was only read");
     if (!pinned.inPlace && !fake.secret.empty() && held.find(fake.secret) != std::string_view::npos)
         complain("a copy of the secret in the heap");
     if (pinned.inPlace || mode != JNI_ABORT)
@@ -509,7 +515,7 @@ std::string show(Ref of)
         text += (text.empty() ? "" : " ") + show({element});
     if (shown->type == "[I") {
         std::vector<unsigned> numbers(shown->bytes.size() / sizeof(jint));
-        std::memcpy(numbers.data(), shown->bytes.data(), shown->bytes.size());
+        shown->bytes.copy(reinterpret_cast<char*>(numbers.data()), shown->bytes.size());
         for (unsigned each : numbers)
             text += (text.empty() ? "" : " ") + number(each);
     }

@@ -20,6 +20,7 @@ struct Object
     std::vector<Object*> elements;         ///< of an Object[]
     std::string text;                      ///< of an object that the library has made: "Class(arguments)"
     bool isNew = false;                    ///< an array that the library has made, whatever becomes of it
+    bool isOutput = false;                 ///< a byte[] that a call is given to write to
 };
 
 /// An Object as whatever reference type a call wants. Each conversion is a reference of its own, as a call's argument
@@ -57,8 +58,8 @@ struct Fake
     std::vector<Object*> put; ///< objects that the library has put into fields
     std::string complaints;   ///< what a real machine may not forgive, or what is lost: JNI used with an exception
                             ///< pending, references used when given back or given back twice, too many of them, fields
-                            ///< that an object does not have, releases of what is not pinned, arrays changed that were
-                            ///< only read, secrets
+                            ///< that an object does not have, releases of what is not pinned, arrays changed or
+                            ///< written back that were only read, copies of such that are not wiped, secrets
 };
 
 extern Fake fake;
