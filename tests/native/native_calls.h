@@ -34,6 +34,7 @@ void testTemplates();
 void testSecrets();
 void testStacks();
 void testDates();
+void testNoNumberLeft();
 void testFailedLoads(const char* debugOutput);
 
 // ---- Calls ----

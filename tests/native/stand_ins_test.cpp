@@ -208,7 +208,7 @@ void finalize()
         one.dead = one.dead || one.list == list;
     for (Pending& each : pending)
         each.outlived = each.outlived || each.ending.list == list;
-    for (CK_SLOT_ID slot : {0, 1})
+    for (CK_SLOT_ID slot : {CK_SLOT_ID{0}, CK_SLOT_ID{1}})
         closings[{list, slot}].clear();
 }
 

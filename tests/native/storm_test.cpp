@@ -5,6 +5,7 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -221,6 +222,38 @@ void live(const char* file, CK_SLOT_ID slotID, jint word, bool closesAll)
     expect(on(session, SESSION(getInfo)) == "functionList is null", "getInfo at the end: " + raised);
 }
 
+// A last holder waits for a call in progress, in which `meanwhile` happens, and then ends the library or not.
+std::function<void()> inCall;
+
+void finalizeDuringCall(const char* file, const std::function<void()>& meanwhile, bool ends)
+{
+    Thing library;
+    expect(load(library, file).empty() && on(library, LIBRARY(libInitialize)).empty(), "load: " + raised);
+    const jlong list = library.list;
+    std::atomic<bool> isInside = false;
+    std::atomic<bool> hasLeft = false;
+    inCall = [&] {
+        isInside = true;
+        while (library.sharedList() != 0) // until the last holder has come
+            std::this_thread::yield();
+        meanwhile();
+        hasLeft = true;
+    };
+    reinterpret_cast<CK_FUNCTION_LIST*>(list)->C_Logout = [](CK_SESSION_HANDLE) { return inCall(), CKR_OK; };
+    std::thread caller([&library] {
+        Thing slot = {0, &library, 0};
+        Thing session = {1, &slot, 0};
+        expect(on(session, SESSION(logout)).empty(), "logout: " + raised);
+    });
+    while (!isInside)
+        std::this_thread::yield();
+    expect(on(library, LIBRARY(libFinalize)).empty(), "libFinalize: " + raised);
+    expect(hasLeft && modules[0].initialized != ends, "not waited for, or ended wrongly");
+    caller.join();
+    library.list = list;
+    expect(on(library, LIBRARY(libFinalize)).empty() != ends, "libFinalize again: " + raised);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -246,6 +279,9 @@ int main(int argc, char** argv)
         });
     for (std::thread& each : threads)
         each.join();
+    finalizeDuringCall(argv[1], [] {}, true);
+    Thing next;
+    finalizeDuringCall(argv[1], [&] { load(next, argv[1]); }, false);
     check("0 wrong", std::to_string(wrong) + " wrong");
     std::fprintf(stderr, "%d failures\n", failures);
     return failures == 0 ? 0 : 1;

@@ -2,6 +2,7 @@
 // monitor, one exception a thread. And the calls that the programs here make through the library's exports.
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstring>
 #include <mutex>
@@ -20,6 +21,8 @@ struct Thing
     jint number = 0;
     Thing* owner = nullptr;
     jlong list = 0;
+
+    std::atomic_ref<jlong> sharedList() { return std::atomic_ref<jlong>(list); }
 };
 
 inline thread_local Thing made;         // by the last call
@@ -55,9 +58,11 @@ inline JNINativeInterface_ thinFunctions()
     table.GetFieldID = [](JNIEnv*, jclass, const char* name, const char*) { return reference<jfieldID>(name); };
     table.GetMethodID = [](JNIEnv*, jclass, const char*, const char* type) { return reference<jmethodID>(type); };
     table.GetIntField = [](JNIEnv*, jobject object, jfieldID) { return reinterpret_cast<Thing*>(object)->number; };
-    table.GetLongField = [](JNIEnv*, jobject object, jfieldID) { return reinterpret_cast<Thing*>(object)->list; };
+    table.GetLongField = [](JNIEnv*, jobject object, jfieldID) {
+        return reinterpret_cast<Thing*>(object)->sharedList().load();
+    };
     table.SetLongField = [](JNIEnv*, jobject object, jfieldID, jlong list) {
-        reinterpret_cast<Thing*>(object)->list = list;
+        reinterpret_cast<Thing*>(object)->sharedList() = list;
     };
     table.GetObjectField = [](JNIEnv*, jobject object, jfieldID) {
         return reference<jobject>(reinterpret_cast<Thing*>(object)->owner);
