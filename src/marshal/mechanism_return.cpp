@@ -29,6 +29,14 @@ bool liesIn(const EncodeBuffer& encoded, const void* block, std::size_t size)
     return place >= start && place - start <= encoded.size && size <= encoded.size - (place - start);
 }
 
+// The same for structures, which must lie where the processor wants such.
+template <typename Structure>
+bool lieIn(const EncodeBuffer& encoded, const Structure* first, std::size_t count)
+{
+    return reinterpret_cast<std::uintptr_t>(first) % alignof(Structure) == 0 &&
+           liesIn(encoded, first, arraySize(count, sizeof(Structure)));
+}
+
 // The structure behind the CK_MECHANISM, or null when the module has taken its pointer away.
 template <typename Params>
 const Params* paramsIn(const EncodeBuffer& encoded)
@@ -161,10 +169,8 @@ void returnKeyMaterial(const ParameterFields& fields, ParameterKind kind, const 
 // One of the additional keys of a derivation, which the encoder has placed; null when the module has moved it.
 MadeObject* additionalKey(const DerivedKeys& keys, CK_ULONG index)
 {
-    CK_OBJECT_HANDLE* handle = keys.additional[index].phKey;
-    bool there = liesIn(*keys.encoded, handle, sizeof(MadeObject)) &&
-                 reinterpret_cast<std::uintptr_t>(handle) % alignof(MadeObject) == 0;
-    return there ? reinterpret_cast<MadeObject*>(handle) : nullptr;
+    auto* made = reinterpret_cast<MadeObject*>(keys.additional[index].phKey);
+    return lieIn(*keys.encoded, made, 1) ? made : nullptr;
 }
 
 // The additional keys of a derivation; none when the module has moved them out of reach.
@@ -172,8 +178,7 @@ template <typename Params>
 void findAdditionalKeys(const EncodeBuffer& encoded, DerivedKeys* keys)
 {
     const auto* params = paramsIn<Params>(encoded);
-    if (params == nullptr || !liesIn(encoded, params->pAdditionalDerivedKeys,
-                                     arraySize(params->ulAdditionalDerivedKeys, sizeof(CK_DERIVED_KEY))))
+    if (params == nullptr || !lieIn(encoded, params->pAdditionalDerivedKeys, params->ulAdditionalDerivedKeys))
         return;
     keys->additional = params->pAdditionalDerivedKeys;
     keys->count = params->ulAdditionalDerivedKeys;
