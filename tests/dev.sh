@@ -7,7 +7,7 @@ work=
 trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
 trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
 work=$(mktemp -d)
-dev=$(dirname "$0")/../dev
+root=$(cd "$(dirname "$0")/.." && pwd)
 
 mkdir -p "$work/dpkg/info" "$work/jdk/bin" "$work/jdk/include" "$work/a, copy"
 touch "$work/dpkg/status" "$work/jdk/include/jni.h"
@@ -24,7 +24,11 @@ program sudo 'exec "$@"'
 program apt-get 'echo E: changed >&2; exit 1'
 export PATH="$work/jdk/bin:$PATH" DPKG_ADMINDIR="$work/dpkg"
 unset JAVA_HOME
-cp "$dev" "$work/a, copy"
+# copy DIRECTORY - as far as ./dev needs it.
+copy() {
+    (cd "$root" && cp --parents dev ./*/verbs.sh cmake/*.sh "$1")
+}
+copy "$work/a, copy"
 
 # Help wants nothing.
 "$work/a, copy/dev" quickstart --help >"$work/told"
@@ -51,7 +55,7 @@ JAVA_HOME=/none "$work/a, copy/dev" setup 2>&1 | grep -q 'JAVA_HOME=/none is no 
 # A path that would not do.
 for character in '&' "'" '^' '<' '>' '|' '#' '	'; do
     mkdir "$work/a${character}b"
-    cp "$dev" "$work/a${character}b"
+    copy "$work/a${character}b"
     "$work/a${character}b/dev" setup 2>"$work/told" && exit 1
     grep -q 'use another directory' "$work/told"
 done

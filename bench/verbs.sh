@@ -1,0 +1,44 @@
+# The verb bench. Read by ./dev.
+# shellcheck shell=sh disable=SC2154 # variables of ./dev
+
+# program ARGUMENTS... - runs a Java program on the release build, where the caller is.
+program() {
+    cd "$caller"
+    run "$JAVA_HOME/bin/java" --enable-native-access=ALL-UNNAMED -Dtokbridge.library="$release/libtokbridge.so" "$@"
+}
+
+# on_scripted_token MAIN ARGUMENTS... - runs a program of the tests.
+on_scripted_token() {
+    junit=/usr/share/java/junit-platform-console-standalone.jar
+    program -Dtokbridge.test.token="$release/tests/libscripted_token.so" -Dtokbridge.test.scratch="$scratch" \
+        -Dtokbridge.test.spy="$release/tests/libjni_spy.so" \
+        -cp "$release/tokbridge.jar:$release/tests/tokbridge-tests.jar:$junit" "$@"
+}
+
+bench() {
+    build release
+    scratch_token
+    case ${1:-} in
+    --calls)
+        no_arguments "bench --calls" ${2+"$2"}
+        on_scripted_token com.kelvane.tokbridge.test.JniCountTest
+        return
+        ;;
+    --plots)
+        packages gnuplot-nox
+        shift
+        set -- --plots "$scratch" "$@"
+        ;;
+    --threads) ;;
+    --handles)
+        no_arguments "bench --handles" ${2+"$2"}
+        run "$root/bench/handles.sh" "$release" "$JAVA_HOME/bin/java"
+        return
+        ;;
+    *) on_scripted_token com.kelvane.tokbridge.test.JniCountTest >"$scratch/calls" ;;
+    esac
+    program -cp "$release/tokbridge.jar:$release/tokbridge-bench.jar" \
+        -Dtokbridge.bench.library="$release/libtokbridge_bench.so" -Dtokbridge.bench.calls="$scratch/calls" \
+        com.kelvane.tokbridge.bench.Bench "$@"
+    [ "${1:-}" != --plots ] || gnuplot -e "data='$scratch'; pictures='$root/docs'" "$root/bench/plots.gp"
+}

@@ -1,0 +1,88 @@
+# What this machine must have: a place to build in, Debian packages, a JDK. Read by ./dev.
+# shellcheck shell=sh disable=SC2154 # variables and functions of ./dev
+
+# check_machine - says what would break in odd places later.
+check_machine() {
+    for path in "$root" "$build"; do
+        case $path in
+        *[\;:\"\\\$\*\?\[\]\#\`\&\'^\<\>\|[:cntrl:]]*)
+            fail "a character of this path means something to CMake, Ninja or Java, use another directory: $path"
+            ;;
+        esac
+        printf '%s' "$path" | iconv -f UTF-8 -t UTF-8 >/dev/null 2>&1 ||
+            fail "this path is not UTF-8, use another directory: $path"
+    done
+    [ ${#release} -le 200 ] || fail "this path is too long for modules in it; name a shorter TOKBRIDGE_BUILD: $build"
+    { mkdir -p "$build" && [ -w "$build" ]; } 2>/dev/null ||
+        fail "cannot write to $build; build elsewhere: TOKBRIDGE_BUILD=/some/directory ./dev ..."
+}
+
+# packages PACKAGE... - installs those that are missing; asks for nothing when all are there, held or not, and for other
+# architectures too or not.
+packages() {
+    missing=
+    native=$(dpkg --print-architecture 2>/dev/null) || :
+    for package in "$@"; do
+        dpkg-query -W -f='${db:Status-Status} ${Architecture}\n' "$package" 2>/dev/null |
+            grep -qxE "installed (all|$native)" || missing="$missing $package"
+    done
+    [ -n "$missing" ] || return 0
+
+    command -v apt-get >/dev/null || fail "this is not Debian; use CMake itself, with what is here called$missing"
+    by_hand="as root: apt-get update && apt-get install$missing"
+    as_root=
+    if [ "$(id -u)" != 0 ]; then
+        command -v sudo >/dev/null || fail "packages are missing, and there is no sudo; $by_hand"
+        as_root=sudo
+    fi
+    echo "Installing:$missing"
+    apt_get update -qq || : # the next one tells what is missing then
+    # shellcheck disable=SC2086 # a list of words
+    apt_get install -y -qq --no-install-recommends $missing || {
+        grep '^[EW]:' "$scratch/apt" || cat "$scratch/apt"
+        fail "the packages could not be installed; $by_hand"
+    } >&2
+}
+
+# apt_get ARGUMENTS... - waits while another apt or dpkg works, as on machines that have just started.
+apt_get() {
+    scratch_directory
+    waited=0
+    until $as_root env LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive apt-get "$@" >"$scratch/apt" 2>&1; do
+        grep -qE '^E: (Could not get|Unable to) lock' "$scratch/apt" && [ "$waited" -lt 1200 ] || return 1
+        [ "$waited" -gt 0 ] || echo "Waiting for another apt or dpkg to finish ..."
+        sleep 3
+        waited=$((waited + 3))
+    done
+}
+
+# is_jdk DIRECTORY - whether there is a JDK of 17 or later in it.
+is_jdk() {
+    [ -x "$1/bin/javac" ] && [ -x "$1/bin/jar" ] && [ -f "$1/include/jni.h" ] || return 1
+    version=$("$1/bin/javac" -version 2>/dev/null) || return 1
+    version=${version#javac }
+    [ "${version%%[!0-9]*}" -ge 17 ] 2>/dev/null
+}
+
+# find_jdk - sets and exports JAVA_HOME: the one that is set, that of the search path, or an installed one.
+find_jdk() {
+    compiler=$(readlink -f "$(command -v javac)" || :)
+    for jdk in "${JAVA_HOME:-}" "${compiler%/bin/javac}" /usr/lib/jvm/default-java /usr/lib/jvm/*; do
+        if [ -n "$jdk" ] && is_jdk "$jdk"; then
+            [ "$jdk" = "${JAVA_HOME:-$jdk}" ] ||
+                echo "dev: JAVA_HOME=$JAVA_HOME is no JDK of 17 or later, using $jdk" >&2
+            JAVA_HOME=$(readlink -f "$jdk")
+            export JAVA_HOME
+            return
+        fi
+    done
+    return 1
+}
+
+setup() {
+    jdk_package=
+    find_jdk || jdk_package=default-jdk-headless
+    packages g++ cmake ninja-build p11-kit p11-kit-modules softhsm2 junit5 libpicocli-java \
+        ${jdk_package:+"$jdk_package"}
+    find_jdk || fail "no JDK 17 or later: install one and name its directory in JAVA_HOME"
+}
