@@ -155,4 +155,35 @@ class SweepTest extends SessionFixture {
             assertTrue(left > 120 << 10 && left < 136 << 10, left + " bytes left");
         }
     }
+
+    private static void descend(int levels, Runnable action) {
+        if (levels == 0) {
+            action.run();
+        } else {
+            descend(levels - 1, action);
+        }
+    }
+
+    /** Nor does a request that is small take what a thread has not, however deep it stands. */
+    @Test
+    void theStackThatIsLeftFarDown() throws Throwable {
+        int[] count = new int[2]; // of those granted, then refused
+        Thread small = new Thread(null, () -> {
+            for (int levels = 0; levels < 20_000 && count[1] < 5; levels += 50) {
+                descend(levels, () -> {
+                    try {
+                        session.createObject(new int[] {CKA_VALUE}, new Object[] {new byte[20 << 10]});
+                        count[0]++;
+                    } catch (PKCS11Exception e) {
+                        count[1]++;
+                    }
+                });
+            }
+        }, "small", 512 << 10);
+        token.reset();
+        small.start();
+        small.join();
+        assertTrue(count[0] > 0 && count[1] == 5, Arrays.toString(count));
+        assertTrue(token.leastStack() > 120 << 10, token.leastStack() + " bytes left");
+    }
 }
