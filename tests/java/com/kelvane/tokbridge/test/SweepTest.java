@@ -66,64 +66,6 @@ class SweepTest extends SessionFixture {
         }
     }
 
-    /** Arrays that are only read stay as they are, whatever a module does to what it was given. */
-    @Test
-    void inputIsNeverCopiedBack() {
-        byte[] in = bytes(1, 8);
-        Map<String, Runnable> calls = new LinkedHashMap<>();
-        calls.put("C_Login", () -> session.login(false, in));
-        calls.put("C_InitPIN", () -> session.initPIN(in));
-        calls.put("C_SetPIN", () -> session.setPIN(in, in));
-        calls.put("C_InitToken", () -> slot.initToken(in, in));
-        calls.put("C_UnwrapKey", () -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), in, 0, 8, null, null));
-        calls.put("C_SeedRandom", () -> session.seedRandom(in, 0, 8));
-        calls.put("C_SetOperationState", () -> session.setOperationState(in, null, null));
-        calls.put("C_Encrypt", () -> session.encrypt(in, 0, 8, new byte[8], 0));
-        calls.put("C_DigestUpdate", () -> session.digestUpdate(in, 0, 8));
-        calls.put("C_Verify", () -> session.verify(in, 0, 8, in, 0, 8));
-        calls.put("C_VerifyFinal", () -> session.verifyFinal(in, 0, 8));
-        for (String function : calls.keySet()) {
-            token.answer(function, "scribble=1");
-            calls.get(function).run();
-            assertArrayEquals(bytes(1, 8), in, function);
-        }
-    }
-
-    /** What the token writes into a parameter is followed only where it lies in the call's own memory. */
-    @Test
-    void pointersThatTheModuleMoves() throws Throwable {
-        CK_SSL3_RANDOM_DATA random = new CK_SSL3_RANDOM_DATA(bytes(1, 3), bytes(1, 5));
-        for (String pointer : List.of("1", "0x7fffffffff000000", "0xfffffffffffffff0")) {
-            Object[][] moved = {{"pVersion", CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random,
-                new CK_VERSION(3, 0))}, {"pReturnedKeyMaterial", CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)},
-                {"pIVClient", CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)}, {"pIVServer",
-                    CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, 8)}, {"pOutput", CKM_TLS_PRF,
-                        new CK_TLS_PRF_PARAMS(bytes(1, 1), bytes(1, 1), 4)}};
-            for (Object[] each : moved) {
-                token.answer("C_DeriveKey", each[0] + ".pointer=" + pointer);
-                assertEquals("CKR_BUFFER_TOO_SMALL",
-                    raised(() -> session.deriveKey((int) each[1], each[2], key(9), null, null)), each[0] + " " + pointer);
-            }
-            token.answer("C_GenerateKey", "pInitVector.pointer=" + pointer);
-            assertEquals("CKR_BUFFER_TOO_SMALL", raised(() -> session.generateKey(CKM_PBE_MD5_DES_CBC,
-                new PKCS11MechPar_PBE(bytes(1, 1), bytes(1, 1), 1), null, null)));
-        }
-        CK_VERSION version = new CK_VERSION(3, 7);
-        token.answer("C_DeriveKey", "pVersion.pointer=0");
-        session.deriveKey(CKM_SSL3_MASTER_KEY_DERIVE, new CK_SSL3_MASTER_KEY_DERIVE_PARAMS(random, version), key(9),
-            null, null);
-        assertEquals(7, version.minor);
-        for (int bits : new int[] {1, 7, 9, 13, 63}) { // the second area begins where the whole bytes of the first end
-            calls();
-            session.deriveKey(CKM_SSL3_KEY_AND_MAC_DERIVE, material(random, bits), key(9), null, null);
-            assertTrue(calls().get(0).contains(" pIVClient=+128 pIVServer=+" + (128 + bits / 8)), "" + bits);
-        }
-    }
-
-    private static CK_SSL3_KEY_MAT_PARAMS material(CK_SSL3_RANDOM_DATA random, int ivBits) {
-        return new CK_SSL3_KEY_MAT_PARAMS(1, 1, ivBits, false, random);
-    }
-
     /** The largest request that a thread's stack grants still leaves the module what it needs, however divided. */
     @Test
     void theStackThatIsLeft() throws Throwable {
