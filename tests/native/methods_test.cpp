@@ -137,7 +137,7 @@ std::vector<Row> rowsOfEveryMethod()
         }
     };
     inOut("5", std::array{SESSION(encrypt), SESSION(encryptUpdate), SESSION(decrypt), SESSION(decryptUpdate)});
-    inOut("0 PKCS11Exception(0x150)",
+    inOut("0 " + raised(CKR_BUFFER_TOO_SMALL),
           std::array{SESSION(digest), SESSION(sign), SESSION(signRecover), SESSION(verifyRecover),
                      SESSION(digestEncryptUpdate), SESSION(decryptDigestUpdate), SESSION(signEncryptUpdate),
                      SESSION(decryptVerifyUpdate)});
@@ -192,7 +192,7 @@ void testEveryMethod()
                 bool pinned = row.expected.find("pins=1") != std::string::npos;
                 bool asExpected = rv == CKR_OK ? found == row.expected
                                                : found.find(firstCall(row.expected) + " -> ") == 0 &&
-                                                     found.find("PKCS11Exception(0x30)") != std::string::npos &&
+                                                     found.find(raised(CKR_DEVICE_ERROR)) != std::string::npos &&
                                                      (pinned || found.find("pins=") == std::string::npos);
                 check(row.expected, asExpected ? row.expected : found);
             }
@@ -240,7 +240,7 @@ void testFailedLock()
     const int64_t before = std::exchange(session.object->fields["sessionID:I"], number);
     checkCall("C_CloseSession 58000020 -> " + error, CALL(SESSION(close)()));
     fake.missingClass.clear();
-    checkCall(" ->  PKCS11Exception(0xb3)", CALL(SESSION(close)()));
+    checkCall(" ->  " + raised(CKR_SESSION_HANDLE_INVALID), CALL(SESSION(close)()));
     session.object->fields["sessionID:I"] = before;
 
     token.rv = CKR_MECHANISM_PARAM_INVALID;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -13,6 +14,10 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 #include "bridge/cryptoki.h" // for the names of numbers alone
 #include "check.h"
@@ -112,6 +117,26 @@ inline std::string lostHandles(std::string handedOut)
     return lost;
 }
 
+#ifndef _WIN32
+// A call that does not end has a name: what it has asked of the module.
+inline void endOfPatience(int /*signal*/)
+{
+    std::fprintf(stderr, "does not end: %s\n", token.log.c_str());
+    std::_Exit(1);
+}
+#endif
+
+inline void giveItAMinute()
+{
+#ifndef _WIN32
+    std::signal(SIGALRM, endOfPatience);
+    alarm(60);
+#endif
+}
+
+// What is raised for a code.
+inline std::string raised(unsigned long code) { return "PKCS11Exception(0x" + hexadecimal(code) + ")"; }
+
 // Makes a call and tells all that came of it: "the module's calls -> result exception, output, what was left behind".
 inline std::string outcome(const std::function<std::string()>& call)
 {
@@ -121,6 +146,7 @@ inline std::string outcome(const std::function<std::string()>& call)
     token.ended.clear();
     out = newBytes(std::string(4, 0));
 
+    giveItAMinute();
     startOfCall();
     std::string result = call();
     endOfCall(0);

@@ -163,20 +163,6 @@ class JniFailureTest extends SessionFixture {
         return result == null || result.equals(false) || result.getClass() == plain.getClass();
     }
 
-    /** What a call has made, and Java never sees for want of memory, is given back. */
-    @Test
-    void nothingIsLeftOnTheToken() throws Throwable {
-        String[][] made = {{"C_OpenSession", "[C_CloseSession]"}, {"C_CreateObject", "[C_DestroyObject]"},
-            {"C_GenerateKeyPair", "[C_DestroyObject, C_DestroyObject]"}, {"C_UnwrapKey", "[C_DestroyObject]"},
-            {"C_DeriveKey material", "[C_DestroyObject]"}};
-        token.always("C_DeriveKey", "key=5");
-        for (String[] each : made) {
-            Outcome failed = new Outcome(each[0], "NewObjectV", 1, true);
-            assertTrue(failed.thrown instanceof InternalError, each[0]);
-            assertEquals(each[1], failed.calls.subList(1, failed.calls.size()).toString(), each[0]);
-        }
-    }
-
     /** The bridge's own machinery fails: one line on standard error, and the lock is free. */
     @Test
     void faultsArePrinted() throws Throwable {
