@@ -20,7 +20,7 @@ bool readPath(JNIEnv* env, jstring path, PathBuffer* buffer)
 {
     if (path == nullptr)
         return refuse(env, "GetStringUTFChars() failed");
-    CK_ULONG size = buffer->size();
+    CK_ULONG size = PathBuffer{}.size();
     if (!copyString(env, path, reinterpret_cast<unsigned char*>(buffer->data()), &size,
                     "copyStringBytes(): buffer too small for string!"))
         return false;
