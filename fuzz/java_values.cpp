@@ -198,24 +198,13 @@ Ref anyOutput(Input* input)
 
 jint anyAttribute(Input* input)
 {
-    constexpr CK_ATTRIBUTE_TYPE types[] = {CKA_TOKEN,
-                                           CKA_CLASS,
-                                           CKA_LABEL,
-                                           CKA_VALUE,
-                                           CKA_START_DATE,
-                                           CKA_MODULUS,
-                                           CKA_KEY_TYPE,
-                                           CKA_END_DATE,
-                                           CKA_SENSITIVE,
-                                           CKA_ID,
-                                           CKA_VALUE_LEN,
-                                           CKA_UNIQUE_ID,
-                                           CKA_BASE,
-                                           CKA_WRAP_TEMPLATE,
-                                           CKA_DERIVE_TEMPLATE,
-                                           CKA_ALLOWED_MECHANISMS,
-                                           CKA_HSS_LMS_TYPES,
-                                           0xFFFFFFFF};
+    constexpr CK_ATTRIBUTE_TYPE types[] = {
+        // clang-format off
+        CKA_TOKEN, CKA_CLASS, CKA_LABEL, CKA_VALUE, CKA_START_DATE, CKA_MODULUS, CKA_KEY_TYPE, CKA_END_DATE,
+        CKA_SENSITIVE, CKA_ID, CKA_VALUE_LEN, CKA_UNIQUE_ID, CKA_BASE, CKA_WRAP_TEMPLATE, CKA_DERIVE_TEMPLATE,
+        CKA_ALLOWED_MECHANISMS, CKA_HSS_LMS_TYPES, 0xFFFFFFFF
+        // clang-format on
+    };
     return input->oneIn(16) ? anyInt(input) : static_cast<jint>(input->of(types));
 }
 
