@@ -50,23 +50,28 @@ void putOutput(Call& call, const Argument& argument)
 
 void putAttributes(Call& call, CK_ATTRIBUTE* attributes, CK_ULONG count);
 
-/// A template that is a value, as "type:value,type:value": its size, or its types with what their rooms take.
+/// A template that is a value, as "type:value,type:value,type.length:number": its size, or its types with what their
+/// rooms take.
 void putTemplate(Call& call, CK_ATTRIBUTE& attribute, std::string text)
 {
     std::replace(text.begin(), text.end(), ':', '=');
     std::replace(text.begin(), text.end(), ',', ' ');
     const Values within = parseValues(text);
-    const CK_ULONG size = within.size() * sizeof(CK_ATTRIBUTE);
+    const auto isLength = [](const auto& value) { return value.first.ends_with(".length"); };
+    const auto lengths = static_cast<CK_ULONG>(std::count_if(within.begin(), within.end(), isLength));
+    const CK_ULONG size = (within.size() - lengths) * sizeof(CK_ATTRIBUTE);
     auto* entry = static_cast<CK_ATTRIBUTE*>(attribute.pValue);
     if (entry != nullptr && attribute.ulValueLen < size) {
         call.rv = CKR_BUFFER_TOO_SMALL;
         return;
     }
     attribute.ulValueLen = number(*call.values, code(attribute.type) + ".length", size);
-    for (auto it = within.begin(); entry != nullptr && it != within.end(); ++it, ++entry) {
+    for (auto it = within.begin(); entry != nullptr && it != within.end(); ++it) {
+        if (isLength(*it))
+            continue;
         entry->type = std::strtoul(it->first.c_str(), nullptr, 0);
         Call one{&within};
-        putAttributes(one, entry, 1);
+        putAttributes(one, entry++, 1);
         call.rv = call.rv == CKR_OK ? one.rv : call.rv;
     }
 }
