@@ -8,6 +8,9 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.io.*;
 import java.math.*;
+import java.nio.*;
+import java.nio.channels.*;
+import java.nio.charset.*;
 import java.nio.file.*;
 import java.util.*;
 import java.util.regex.*;
@@ -97,11 +100,11 @@ class SamplesTest {
         ScriptedToken token = ScriptedToken.copy();
         InputStream in = System.in;
         PrintStream out = System.out;
-        PipedOutputStream key = new PipedOutputStream();
-        PipedInputStream told = new PipedInputStream();
-        BufferedReader lines = new BufferedReader(new InputStreamReader(told));
-        System.setIn(new PipedInputStream(key));
-        System.setOut(new PrintStream(new PipedOutputStream(told), true));
+        Pipe key = Pipe.open(); // which asks for no thread to be alive at its other end
+        Pipe told = Pipe.open();
+        BufferedReader lines = new BufferedReader(Channels.newReader(told.source(), StandardCharsets.UTF_8));
+        System.setIn(Channels.newInputStream(key.source()));
+        System.setOut(new PrintStream(Channels.newOutputStream(told.sink()), true));
         try {
             Background watch = Harness.start(() -> Class.forName("Watch").getMethod("main", String[].class)
                 .invoke(null, (Object) new String[] {token.path()}));
@@ -111,8 +114,7 @@ class SamplesTest {
             assertEquals(come.replace('+', '-'), lines.readLine());
             token.always("C_GetTokenInfo", "");
             assertEquals(come, lines.readLine());
-            key.write('\n');
-            key.flush();
+            key.sink().write(ByteBuffer.wrap(new byte[] {'\n'}));
             assertEquals("No longer watching.", lines.readLine());
             watch.finish();
         } finally {
