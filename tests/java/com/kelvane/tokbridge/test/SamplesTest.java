@@ -8,11 +8,9 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.io.*;
 import java.math.*;
-import java.nio.*;
-import java.nio.channels.*;
-import java.nio.charset.*;
 import java.nio.file.*;
 import java.util.*;
+import java.util.concurrent.*;
 import java.util.regex.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
@@ -100,22 +98,27 @@ class SamplesTest {
         ScriptedToken token = ScriptedToken.copy();
         InputStream in = System.in;
         PrintStream out = System.out;
-        Pipe key = Pipe.open(); // which asks for no thread to be alive at its other end
-        Pipe told = Pipe.open();
-        BufferedReader lines = new BufferedReader(Channels.newReader(told.source(), StandardCharsets.UTF_8));
-        System.setIn(Channels.newInputStream(key.source()));
-        System.setOut(new PrintStream(Channels.newOutputStream(told.sink()), true));
+        PipedOutputStream key = new PipedOutputStream();
+        BlockingQueue<String> lines = new LinkedBlockingQueue<>();
+        System.setIn(new PipedInputStream(key));
+        System.setOut(new PrintStream(OutputStream.nullOutputStream()) {
+            @Override
+            public void println(String line) {
+                lines.add(line);
+            }
+        });
         try {
             Background watch = Harness.start(() -> Class.forName("Watch").getMethod("main", String[].class)
                 .invoke(null, (Object) new String[] {token.path()}));
-            String come = lines.readLine();
+            String come = lines.take();
             assertTrue(come.startsWith("+ "), come);
             token.always("C_GetTokenInfo", "rv=CKR_TOKEN_NOT_PRESENT");
-            assertEquals(come.replace('+', '-'), lines.readLine());
+            assertEquals(come.replace('+', '-'), lines.take());
             token.always("C_GetTokenInfo", "");
-            assertEquals(come, lines.readLine());
-            key.sink().write(ByteBuffer.wrap(new byte[] {'\n'}));
-            assertEquals("No longer watching.", lines.readLine());
+            assertEquals(come, lines.take());
+            key.write('\n');
+            key.flush();
+            assertEquals("No longer watching.", lines.take());
             watch.finish();
         } finally {
             System.setIn(in);
