@@ -4,6 +4,8 @@
 // are left alone with an exception pending; sessions and objects that the module has made are Java's, or ended again.
 // What is read or written outside of memory the sanitizers see.
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -33,10 +35,16 @@ Object* anyOf(const std::vector<Object*>& objects)
     return input.oneIn(64) ? nullptr : objects[input.below(objects.size())];
 }
 
+jint elements(Ref ints)
+{
+    return static_cast<jint>(ints.object->bytes.size() / sizeof(jint));
+}
+
 // ---- Arguments, one letter each ----
 //
 // m a mechanism, p its parameter; t the type of an attribute, v its value; T the types of a template, V its values; k a
-// key; o any object; b a byte[], w one that is written to, f an offset in it, n a length; i an int; z a boolean.
+// key; o any object; b a byte[], w one that is written to, f an offset in it, n a length; N how many types; i an int;
+// z a boolean.
 
 struct Arguments
 {
@@ -51,6 +59,7 @@ struct Arguments
         case 't': return attribute = anyAttribute(&input);
         case 'f': return input.oneIn(8) ? anyInt(&input) : static_cast<jint>(input.below(4));
         case 'n': return input.oneIn(8) ? anyInt(&input) : static_cast<jint>(input.below(12));
+        case 'N': return input.oneIn(4) || types.object == nullptr ? number('n') : elements(types);
         case 'z': return input.byte() & 1;
         default: return anyInt(&input);
         }
@@ -151,7 +160,7 @@ const Method kMethods[] = {
     SESSION("k", destroyObject), SESSION("TV", findObjectsInit), SESSION("", findObject), SESSION("", findObjectsFinal),
     SESSION("kt", getBoolAttributeValue), SESSION("kt", getIntAttributeValue), SESSION("kt", getStringAttributeValue),
     SESSION("kt", getByteArrayAttributeValue), SESSION("kt", getDateAttributeValue),
-    SESSION("kt", getBigIntegerAttributeValue), SESSION("kt", getAttributeValue), SESSION("kTn", getAttributeValues),
+    SESSION("kt", getBigIntegerAttributeValue), SESSION("kt", getAttributeValue), SESSION("kTN", getAttributeValues),
 };
 static_assert(std::size(kMethods) == 88);
 constexpr std::size_t kGetAttributeValues = std::size(kMethods) - 1;
@@ -309,7 +318,8 @@ void loadAgain(CK_FUNCTION_LIST* list, std::size_t kept)
 {
     const std::string paths[] = {kModules[0], kModules[0], "libm.so.6", std::string(input.byte(), 'x'),
                                  std::string(257 + input.byte(), 'x')};
-    list->version.major = input.oneIn(8) ? 3 : 2;
+    constexpr CK_BYTE editions[] = {2, 2, 2, 2, 2, 2, 3, 0};
+    list->version.major = input.of(editions);
     chooseBehaviour(kept);
     jlong loaded = load(input.oneIn(16) ? Ref{} : newString(input.of(paths)));
     list->version.major = 2;
@@ -331,12 +341,22 @@ void end(Object* library, CK_FUNCTION_LIST* list, const char* path)
     } while (std::exchange(fake.pending, nullptr) == nullptr);
 }
 
+// Little stack, so that what does not fit is seen often.
+bool makeReady()
+{
+    rlimit stack = {};
+    getrlimit(RLIMIT_STACK, &stack);
+    stack.rlim_cur = 320 * 1024;
+    return setrlimit(RLIMIT_STACK, &stack) == 0 && std::freopen("/dev/null", "w", stdout) != nullptr &&
+           setenv("TZ", "UTC0", 1) == 0;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const bool quiet = std::freopen("/dev/null", "w", stdout) != nullptr && setenv("TZ", "UTC0", 1) == 0;
-    static_cast<void>(quiet);
+    static const bool ready = makeReady();
+    static_cast<void>(ready);
     input = {data, data + size};
     hostile.input = &input;
     fake.strict = true;

@@ -13,6 +13,7 @@ constexpr const char* kPackage = "com/kelvane/pkcs11/";
 // The entries of a template: a few, or so many, in turn, that each of them would be noticed to leave something behind.
 constexpr std::size_t kDifferent = 6;
 constexpr std::size_t kMany = 200;
+constexpr std::size_t kMore = 5000; // than a stack holds
 
 // A parameter class: a mechanism that takes it, and its fields as "name:kind". Kinds: I an int, B a byte, Z a boolean,
 // b a byte[], w one that is written to, a class of this table by its name, "Name[]" an array of such, Template, and *
@@ -231,7 +232,7 @@ Ref anyTypes(Input* input)
 {
     if (input->oneIn(32))
         return {};
-    std::vector<jint> types(input->oneIn(16) ? kMany : input->below(kDifferent));
+    std::vector<jint> types(input->oneIn(128) ? kMore : input->oneIn(16) ? kMany : input->below(kDifferent));
     for (std::size_t i = 0; i < types.size(); ++i)
         types[i] = i < kDifferent ? anyAttribute(input) : types[i % kDifferent];
     return newInts(types);

@@ -108,7 +108,8 @@ jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
         return env->ExceptionCheck() == JNI_TRUE ? nullptr : newInteger(env, value);
     }
     case ValueKind::string: return readString(env, handles, type);
-    case ValueKind::bytes: return readByteArray(env, handles, type);
+    case ValueKind::bytes:
+    case ValueKind::unknown: return readByteArray(env, handles, type);
     case ValueKind::date: return readDate(env, handles, type);
     case ValueKind::bigInteger: return readBigInteger(env, handles, type);
     case ValueKind::numbers: return readNumbers(env, handles, type);
@@ -117,7 +118,6 @@ jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE t
         return fetchLength(env, handles, type, &length) ? readTemplate(env, handles, type, length, StackBudget{})
                                                         : nullptr;
     }
-    case ValueKind::unknown: break;
     }
     return nullptr;
 }
