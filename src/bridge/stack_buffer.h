@@ -59,10 +59,11 @@ struct EncodeBuffer
 /// Zeroes fresh memory and hands it to `buffer`.
 void fillReservation(EncodeBuffer* buffer, void* memory);
 
-/// Reserves at least `needed` bytes into the EncodeBuffer variable `buffer`. A macro, because the memory must belong to
-/// the frame of the function that uses it: an inlined helper's alloca may be freed where the helper's body ends. Never
-/// used in a loop.
+/// Reserves at least `needed` bytes, aligned to 16, into the EncodeBuffer variable `buffer`. A macro, because the
+/// memory must belong to the function that uses it: an inlined helper's may be freed where the helper's body ends. Only
+/// in the outermost block of a function: the memory goes with its block.
 #define RESERVE_STACK(budget, buffer, needed)                                                                          \
-    ((buffer).size = reservedSize(needed), grantStack(&(budget), (buffer).size, __builtin_frame_address(0))            \
-                                               ? fillReservation(&(buffer), __builtin_alloca((buffer).size))           \
-                                               : static_cast<void>(0))
+    ((buffer).size = reservedSize(needed),                                                                             \
+     grantStack(&(budget), (buffer).size, __builtin_frame_address(0))                                                  \
+         ? fillReservation(&(buffer), __builtin_alloca_with_align((buffer).size, 128))                                 \
+         : static_cast<void>(0))
