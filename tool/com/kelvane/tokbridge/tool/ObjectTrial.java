@@ -41,7 +41,9 @@ final class ObjectTrial {
         compare(session, data, template);
 
         String changed = "changed, " + token.label;
-        data.setAttributeValue(CKA_LABEL, changed);
+        synchronized (token) { // a module may write anew what is destroyed meanwhile, when the program is interrupted
+            data.setAttributeValue(CKA_LABEL, changed);
+        }
         require(data.getStringAttributeValue(CKA_LABEL).equals(changed), "the label does not change");
         require(session.findObjects(byLabel).isEmpty(), "it is still found by its former label");
         boolean copied = isCopied(data, content);
