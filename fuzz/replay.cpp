@@ -19,6 +19,7 @@ int main(int argc, char** argv)
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
         ++count;
     }
-    std::fprintf(stderr, "inputs replayed: %zu\n", count);
+    // What the library prints of faults does not end its line.
+    std::fprintf(stderr, "\ninputs replayed: %zu\n", count);
     return count == 0 ? 2 : 0;
 }
