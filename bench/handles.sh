@@ -11,7 +11,8 @@ runs() {
         ulimit -v "$1"
         shift
         exec "$java" -Xmx8m -Xss512k -XX:+UseSerialGC -XX:TieredStopAtLevel=1 -XX:ReservedCodeCacheSize=8m \
-            -XX:CompressedClassSpaceSize=8m -XX:-UsePerfData -Xshare:off -Dtokbridge.library="$build/libtokbridge.so" \
+            -XX:CompressedClassSpaceSize=8m -XX:-UsePerfData -XX:ErrorFile=/dev/null -Xshare:off \
+            -Dtokbridge.library="$build/libtokbridge.so" \
             -cp "$build/tokbridge.jar:$build/tokbridge-bench.jar" com.kelvane.tokbridge.bench.Loaded "$@"
     ) >/dev/null 2>&1
 }
