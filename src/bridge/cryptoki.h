@@ -543,45 +543,43 @@ struct CK_FUNCTION_LIST
     CK_RV (*C_GetMechanismInfo)(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO* info);
     CK_RV (*C_InitToken)(CK_SLOT_ID slot, CK_UTF8CHAR* pin, CK_ULONG pinLength, CK_UTF8CHAR* label);
     CK_RV (*C_InitPIN)(CK_SESSION_HANDLE session, CK_UTF8CHAR* pin, CK_ULONG length);
-    CK_RV(*C_SetPIN)
-    (CK_SESSION_HANDLE session, CK_UTF8CHAR* oldPin, CK_ULONG oldLength, CK_UTF8CHAR* newPin, CK_ULONG newLength);
+    CK_RV (*C_SetPIN)(CK_SESSION_HANDLE session, CK_UTF8CHAR* oldPin, CK_ULONG oldLength, CK_UTF8CHAR* newPin,
+                      CK_ULONG newLength);
 
-    CK_RV(*C_OpenSession)
-    (CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify, CK_SESSION_HANDLE* session);
+    CK_RV (*C_OpenSession)(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify,
+                           CK_SESSION_HANDLE* session);
     CK_RV (*C_CloseSession)(CK_SESSION_HANDLE session);
     CK_RV (*C_CloseAllSessions)(CK_SLOT_ID slot);
     CK_RV (*C_GetSessionInfo)(CK_SESSION_HANDLE session, CK_SESSION_INFO* info);
     CK_RV (*C_GetOperationState)(CK_SESSION_HANDLE session, CK_BYTE* state, CK_ULONG* length);
-    CK_RV(*C_SetOperationState)
-    (CK_SESSION_HANDLE session, CK_BYTE* state, CK_ULONG length, CK_OBJECT_HANDLE encryptionKey,
-     CK_OBJECT_HANDLE authenticationKey);
+    CK_RV (*C_SetOperationState)(CK_SESSION_HANDLE session, CK_BYTE* state, CK_ULONG length,
+                                 CK_OBJECT_HANDLE encryptionKey, CK_OBJECT_HANDLE authenticationKey);
     CK_RV (*C_Login)(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR* pin, CK_ULONG length);
     CK_RV (*C_Logout)(CK_SESSION_HANDLE session);
 
-    CK_RV(*C_CreateObject)
-    (CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count, CK_OBJECT_HANDLE* object);
-    CK_RV(*C_CopyObject)
-    (CK_SESSION_HANDLE session, CK_OBJECT_HANDLE source, CK_ATTRIBUTE* attributes, CK_ULONG count,
-     CK_OBJECT_HANDLE* copy);
+    CK_RV (*C_CreateObject)(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count,
+                            CK_OBJECT_HANDLE* object);
+    CK_RV (*C_CopyObject)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE source, CK_ATTRIBUTE* attributes, CK_ULONG count,
+                          CK_OBJECT_HANDLE* copy);
     CK_RV (*C_DestroyObject)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object);
     CK_RV (*C_GetObjectSize)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ULONG* size);
-    CK_RV(*C_GetAttributeValue)
-    (CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes, CK_ULONG count);
-    CK_RV(*C_SetAttributeValue)
-    (CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes, CK_ULONG count);
+    CK_RV (*C_GetAttributeValue)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes,
+                                 CK_ULONG count);
+    CK_RV (*C_SetAttributeValue)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes,
+                                 CK_ULONG count);
     CK_RV (*C_FindObjectsInit)(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count);
     CK_RV (*C_FindObjects)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG room, CK_ULONG* count);
     CK_RV (*C_FindObjectsFinal)(CK_SESSION_HANDLE session);
 
     CK_RV (*C_EncryptInit)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
     CK_RV (*C_Encrypt)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
-    CK_RV(*C_EncryptUpdate)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
+    CK_RV (*C_EncryptUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
+                             CK_ULONG* outLength);
     CK_RV (*C_EncryptFinal)(CK_SESSION_HANDLE session, CK_BYTE* out, CK_ULONG* outLength);
     CK_RV (*C_DecryptInit)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
     CK_RV (*C_Decrypt)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
-    CK_RV(*C_DecryptUpdate)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
+    CK_RV (*C_DecryptUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
+                             CK_ULONG* outLength);
     CK_RV (*C_DecryptFinal)(CK_SESSION_HANDLE session, CK_BYTE* out, CK_ULONG* outLength);
 
     CK_RV (*C_DigestInit)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism);
@@ -595,42 +593,39 @@ struct CK_FUNCTION_LIST
     CK_RV (*C_SignUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength);
     CK_RV (*C_SignFinal)(CK_SESSION_HANDLE session, CK_BYTE* out, CK_ULONG* outLength);
     CK_RV (*C_SignRecoverInit)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
-    CK_RV(*C_SignRecover)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
+    CK_RV (*C_SignRecover)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
+                           CK_ULONG* outLength);
 
     CK_RV (*C_VerifyInit)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
-    CK_RV(*C_Verify)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* signature, CK_ULONG signatureLength);
+    CK_RV (*C_Verify)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* signature,
+                      CK_ULONG signatureLength);
     CK_RV (*C_VerifyUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength);
     CK_RV (*C_VerifyFinal)(CK_SESSION_HANDLE session, CK_BYTE* signature, CK_ULONG signatureLength);
     CK_RV (*C_VerifyRecoverInit)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
-    CK_RV(*C_VerifyRecover)
-    (CK_SESSION_HANDLE session, CK_BYTE* signature, CK_ULONG signatureLength, CK_BYTE* out, CK_ULONG* outLength);
+    CK_RV (*C_VerifyRecover)(CK_SESSION_HANDLE session, CK_BYTE* signature, CK_ULONG signatureLength, CK_BYTE* out,
+                             CK_ULONG* outLength);
 
-    CK_RV(*C_DigestEncryptUpdate)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
-    CK_RV(*C_DecryptDigestUpdate)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
-    CK_RV(*C_SignEncryptUpdate)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
-    CK_RV(*C_DecryptVerifyUpdate)
-    (CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out, CK_ULONG* outLength);
+    CK_RV (*C_DigestEncryptUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
+                                   CK_ULONG* outLength);
+    CK_RV (*C_DecryptDigestUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
+                                   CK_ULONG* outLength);
+    CK_RV (*C_SignEncryptUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
+                                 CK_ULONG* outLength);
+    CK_RV (*C_DecryptVerifyUpdate)(CK_SESSION_HANDLE session, CK_BYTE* in, CK_ULONG inLength, CK_BYTE* out,
+                                   CK_ULONG* outLength);
 
-    CK_RV(*C_GenerateKey)
-    (CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* attributes, CK_ULONG count,
-     CK_OBJECT_HANDLE* key);
-    CK_RV(*C_GenerateKeyPair)
-    (CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* publicAttributes, CK_ULONG publicCount,
-     CK_ATTRIBUTE* privateAttributes, CK_ULONG privateCount, CK_OBJECT_HANDLE* publicKey, CK_OBJECT_HANDLE* privateKey);
-    CK_RV(*C_WrapKey)
-    (CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE wrappingKey, CK_OBJECT_HANDLE key,
-     CK_BYTE* wrapped, CK_ULONG* length);
-    CK_RV(*C_UnwrapKey)
-    (CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE unwrappingKey, CK_BYTE* wrapped,
-     CK_ULONG length, CK_ATTRIBUTE* attributes, CK_ULONG count, CK_OBJECT_HANDLE* key);
-    CK_RV(*C_DeriveKey)
-    (CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE baseKey, CK_ATTRIBUTE* attributes,
-     CK_ULONG count, CK_OBJECT_HANDLE* key);
+    CK_RV (*C_GenerateKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* attributes, CK_ULONG count,
+                           CK_OBJECT_HANDLE* key);
+    CK_RV (*C_GenerateKeyPair)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* publicAttributes,
+                               CK_ULONG publicCount, CK_ATTRIBUTE* privateAttributes, CK_ULONG privateCount,
+                               CK_OBJECT_HANDLE* publicKey, CK_OBJECT_HANDLE* privateKey);
+    CK_RV (*C_WrapKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE wrappingKey,
+                       CK_OBJECT_HANDLE key, CK_BYTE* wrapped, CK_ULONG* length);
+    CK_RV (*C_UnwrapKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE unwrappingKey,
+                         CK_BYTE* wrapped, CK_ULONG length, CK_ATTRIBUTE* attributes, CK_ULONG count,
+                         CK_OBJECT_HANDLE* key);
+    CK_RV (*C_DeriveKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE baseKey,
+                         CK_ATTRIBUTE* attributes, CK_ULONG count, CK_OBJECT_HANDLE* key);
 
     CK_RV (*C_SeedRandom)(CK_SESSION_HANDLE session, CK_BYTE* seed, CK_ULONG length);
     CK_RV (*C_GenerateRandom)(CK_SESSION_HANDLE session, CK_BYTE* random, CK_ULONG length);

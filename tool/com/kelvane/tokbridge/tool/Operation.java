@@ -63,7 +63,7 @@ final class Operation {
 
     /** The JDK's name, null where it has no such thing, and its parameter. */
     String inJdk;
-    AlgorithmParameterSpec spec;
+    AlgorithmParameterSpec parameterInJdk;
     Input input = (message, key) -> message;
     Derived derived;
 
@@ -78,9 +78,9 @@ final class Operation {
     }
 
     /** Names what the JDK has. */
-    Operation as(String name, AlgorithmParameterSpec withSpec) {
+    Operation as(String name, AlgorithmParameterSpec with) {
         inJdk = name;
-        spec = withSpec;
+        parameterInJdk = with;
         return this;
     }
 

@@ -265,10 +265,10 @@ final class Operations {
             .giving(base -> encrypted(kind, base, "/CBC/NoPadding", iv(iv)));
     }
 
-    private static byte[] encrypted(KeyKind kind, byte[] key, String mode, AlgorithmParameterSpec spec)
+    private static byte[] encrypted(KeyKind kind, byte[] key, String mode, AlgorithmParameterSpec parameter)
         throws GeneralSecurityException {
         Cipher cipher = Cipher.getInstance("" + kind.inJdk(mode));
-        cipher.init(Cipher.ENCRYPT_MODE, new SecretKeySpec(key, kind.inJdk), spec);
+        cipher.init(Cipher.ENCRYPT_MODE, new SecretKeySpec(key, kind.inJdk), parameter);
         return cipher.doFinal(BLOCKS);
     }
 

@@ -164,7 +164,7 @@ final class Trial {
 
     private Cipher cipherInJdk(int mode, java.security.Key with) throws GeneralSecurityException {
         Cipher jdk = Cipher.getInstance(operation.inJdk);
-        jdk.init(mode, with, operation.spec);
+        jdk.init(mode, with, operation.parameterInJdk);
         return jdk;
     }
 
@@ -208,8 +208,8 @@ final class Trial {
             }
             return AS_ITSELF;
         }
-        if (operation.spec != null) {
-            jdk.setParameter(operation.spec);
+        if (operation.parameterInJdk != null) {
+            jdk.setParameter(operation.parameterInJdk);
         }
         jdk.initVerify(key.inJdk);
         jdk.update(MESSAGE);

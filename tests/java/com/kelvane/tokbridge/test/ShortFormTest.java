@@ -375,15 +375,15 @@ class ShortFormTest extends SessionFixture {
             String curve = (String) each[0];
             boolean edwards = curve.startsWith("Ed");
             int length = (int) each[1];
-            AlgorithmParameterSpec spec = edwards ? new NamedParameterSpec(curve) : new ECGenParameterSpec(curve);
-            PublicKey key = generate(edwards ? "EdDSA" : "EC", spec);
+            AlgorithmParameterSpec domain = edwards ? new NamedParameterSpec(curve) : new ECGenParameterSpec(curve);
+            PublicKey key = generate(edwards ? "EdDSA" : "EC", domain);
             while (!edwards && length == 65 && point(key, length)[1] != length - 2) {
-                key = generate("EC", spec);
+                key = generate("EC", domain);
             }
             String named = "";
             if (!edwards) {
                 AlgorithmParameters parameters = AlgorithmParameters.getInstance("EC");
-                parameters.init(spec);
+                parameters.init(domain);
                 named = " 0x180=" + hex(parameters.getEncoded());
             }
             String point = hex(point(key, length));
