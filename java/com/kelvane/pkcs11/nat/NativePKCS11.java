@@ -3,15 +3,11 @@ package com.kelvane.pkcs11.nat;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Slot;
 import com.kelvane.pkcs11.PKCS11TokenInfo;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.Arrays;
 import java.util.List;
-import java.util.Objects;
-import java.util.Optional;
-import java.util.stream.Collectors;
-import java.util.stream.Stream;
-import com.kelvane.pkcs11.PKCS11TokenInfo;
-import java.util.Arrays;
-import java.util.List;
+import java.util.Map;
 import java.util.Objects;
 import java.util.Optional;
 import java.util.stream.Collectors;
@@ -34,6 +30,28 @@ public class NativePKCS11 implements AutoCloseable {
     /** Builds an object that stands for no library yet. */
     public NativePKCS11() {
         NativeLibrary.require();
+    }
+
+    /**
+     * Finds the file of a module by its name.
+     *
+     * @param name the file's name, or what is left of it without {@code lib} and {@code .so}: {@code "softhsm2"}
+     * @param directories where to look; none for the directories in which Linux distributions install modules
+     * @return the file; empty if none of the directories has it
+     */
+    public static Optional<Path> findModule(String name, Path... directories) {
+        List<Path> searched = directories.length > 0 ? List.of(directories) : installed();
+        return searched.stream().flatMap(directory -> Stream.of(name, System.mapLibraryName(name),
+            System.mapLibraryName(name).replaceFirst("^lib", "")).map(directory::resolve))
+            .filter(Files::isRegularFile).findFirst();
+    }
+
+    private static List<Path> installed() {
+        String processor = System.getProperty("os.arch");
+        String system = Map.of("amd64", "x86_64").getOrDefault(processor, processor) + "-linux-gnu";
+        return Stream.of("/usr/lib/" + system, "/usr/lib64", "/usr/lib", "/usr/local/lib")
+            .flatMap(each -> Stream.of(each + "/pkcs11", each + "/softhsm", each + "/nss", each)).map(Path::of)
+            .collect(Collectors.toList());
     }
 
     /**
