@@ -70,23 +70,25 @@ public class NativePKCS11Object implements PKCS11Object {
     }
 
     /**
-     * Makes a key of the JDK of the public key that this object tells: one of RSA, of an elliptic curve, whose point
-     * may be in an OCTET STRING or bare, or of Ed25519 and Ed448, which the JDK knows from version 15 on. Private keys
-     * of RSA tell their public key; of others look for the public key or certificate with the same {@code CKA_ID}.
+     * Returns this object's public key as a JDK {@code PublicKey}: RSA, DSA and Diffie-Hellman keys, elliptic curves
+     * that the JDK knows, X25519 and X448, Ed25519 and Ed448 (JDK 15 and later), ML-DSA and ML-KEM (JDK 24 and later).
+     * A private RSA key contains its public key; for other private keys use the public key or the certificate with the
+     * same {@code CKA_ID}.
      *
-     * @return the key
-     * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the object does not tell a public key
-     * @throws GeneralSecurityException if the JDK does not know the curve or the kind of key
+     * @return the public key
+     * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the object contains no public key
+     * @throws GeneralSecurityException if the JDK does not know the algorithm or the curve, or if the token's value is
+     *     not a public key
      */
     public PublicKey toPublicKey() throws GeneralSecurityException {
         return PublicKeys.of(this);
     }
 
     /**
-     * Makes a certificate of the JDK of the one that this object holds.
+     * Returns the X.509 certificate that this object contains.
      *
      * @return the certificate
-     * @throws CertificateException if the object is no X.509 certificate, or holds only the address of one
+     * @throws CertificateException if the object is not an X.509 certificate, or contains only its address
      */
     public X509Certificate toCertificate() throws CertificateException {
         int type = getIntAttributeValue(PKCS11Constants.CKA_CLASS);

@@ -2,12 +2,14 @@ package com.kelvane.pkcs11.nat;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
+import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.math.BigInteger;
 import java.security.AlgorithmParameters;
 import java.security.GeneralSecurityException;
 import java.security.KeyFactory;
 import java.security.PublicKey;
+import java.security.spec.DSAPublicKeySpec;
 import java.security.spec.ECParameterSpec;
 import java.security.spec.ECPoint;
 import java.security.spec.ECPublicKeySpec;
@@ -15,24 +17,46 @@ import java.security.spec.InvalidKeySpecException;
 import java.security.spec.RSAPublicKeySpec;
 import java.security.spec.X509EncodedKeySpec;
 import java.util.Arrays;
+import javax.crypto.spec.DHPublicKeySpec;
 
-/** Makes the JDK's public keys of what tokens tell. */
+/** Conversion of public keys on a token to those of the JDK. */
 final class PublicKeys {
-    /** Tags of DER; a point with both its coordinates begins like an OCTET STRING. */
-    private static final byte OCTET_STRING = 4, BIT_STRING = 3, UNCOMPRESSED = 4;
+    /** Tags of DER; the first byte of an uncompressed point is the tag of an OCTET STRING. */
+    private static final byte OCTET_STRING = 4, BIT_STRING = 3, OBJECT_IDENTIFIER = 6, SEQUENCE = 0x30, UNCOMPRESSED = 4;
 
-    /** A key of Ed25519, and one of Ed448, as X.509 has it, up to the point at its end. */
-    private static final byte[] ED25519 = {0x30, 42, 0x30, 5, 6, 3, 0x2b, 0x65, 0x70, BIT_STRING, 33, 0},
-        ED448 = {0x30, 67, 0x30, 5, 6, 3, 0x2b, 0x65, 0x71, BIT_STRING, 58, 0};
+    /** Keys that X.509 holds as bare bytes. Tokens name curves in several ways, so their length tells them apart. */
+    private enum Encoded {
+        ED25519(CKK_EC_EDWARDS, "EdDSA", 32, 0x2b, 0x65, 0x70),
+        ED448(CKK_EC_EDWARDS, "EdDSA", 57, 0x2b, 0x65, 0x71),
+        X25519(CKK_EC_MONTGOMERY, "XDH", 32, 0x2b, 0x65, 0x6e),
+        X448(CKK_EC_MONTGOMERY, "XDH", 56, 0x2b, 0x65, 0x6f),
+        ML_DSA_44(CKK_ML_DSA, "ML-DSA", 1312, 0x60, 0x86, 0x48, 1, 0x65, 3, 4, 3, 0x11),
+        ML_DSA_65(CKK_ML_DSA, "ML-DSA", 1952, 0x60, 0x86, 0x48, 1, 0x65, 3, 4, 3, 0x12),
+        ML_DSA_87(CKK_ML_DSA, "ML-DSA", 2592, 0x60, 0x86, 0x48, 1, 0x65, 3, 4, 3, 0x13),
+        ML_KEM_512(CKK_ML_KEM, "ML-KEM", 800, 0x60, 0x86, 0x48, 1, 0x65, 3, 4, 4, 1),
+        ML_KEM_768(CKK_ML_KEM, "ML-KEM", 1184, 0x60, 0x86, 0x48, 1, 0x65, 3, 4, 4, 2),
+        ML_KEM_1024(CKK_ML_KEM, "ML-KEM", 1568, 0x60, 0x86, 0x48, 1, 0x65, 3, 4, 4, 3);
 
-    /** Bytes of a point of Ed25519 and of one of Ed448. */
-    private static final int ED25519_POINT = 32, ED448_POINT = 57;
+        final int keyType;
+        final String algorithm;
+        final int length;
+        final byte[] identifier;
 
-    /** Nothing to build: the methods are static. */
+        Encoded(int keyType, String algorithm, int length, int... identifier) {
+            this.keyType = keyType;
+            this.algorithm = algorithm;
+            this.length = length;
+            this.identifier = new byte[identifier.length];
+            for (int i = 0; i < identifier.length; i++) {
+                this.identifier[i] = (byte) identifier[i];
+            }
+        }
+    }
+
     private PublicKeys() {
     }
 
-    /** Makes the key that an object's attributes tell. */
+    /** Returns the public key that an object's attributes contain, as {@link NativePKCS11Object#toPublicKey} does. */
     static PublicKey of(NativePKCS11Object key) throws GeneralSecurityException {
         int type = key.getIntAttributeValue(CKA_KEY_TYPE);
         switch (type) {
@@ -42,17 +66,24 @@ final class PublicKeys {
         case CKK_EC:
             return weierstrass(key.getByteArrayAttributeValue(CKA_EC_PARAMS),
                 key.getByteArrayAttributeValue(CKA_EC_POINT));
-        case CKK_EC_EDWARDS: // tokens name the curve in several ways: the length of its points tells
-            byte[] told = key.getByteArrayAttributeValue(CKA_EC_POINT);
-            byte[] large = point(told, ED448_POINT);
-            return large != null ? edwards(ED448, large) : edwards(ED25519, point(told, ED25519_POINT));
+        case CKK_DSA:
+            return KeyFactory.getInstance("DSA").generatePublic(new DSAPublicKeySpec(value(key),
+                key.getBigIntegerAttributeValue(CKA_PRIME), key.getBigIntegerAttributeValue(CKA_SUBPRIME),
+                key.getBigIntegerAttributeValue(CKA_BASE)));
+        case CKK_DH:
+            return KeyFactory.getInstance("DH").generatePublic(new DHPublicKeySpec(value(key),
+                key.getBigIntegerAttributeValue(CKA_PRIME), key.getBigIntegerAttributeValue(CKA_BASE)));
         default:
-            throw new InvalidKeySpecException("neither of RSA nor of an elliptic curve: " + nameOf("CKK_", type));
+            return encoded(key, type);
         }
     }
 
-    /** Makes a key of a curve that the JDK knows. */
-    private static PublicKey weierstrass(byte[] curve, byte[] told) throws GeneralSecurityException {
+    private static BigInteger value(NativePKCS11Object key) {
+        return new BigInteger(1, key.getByteArrayAttributeValue(CKA_VALUE));
+    }
+
+    /** Converts a key on a curve that the JDK knows. */
+    private static PublicKey weierstrass(byte[] curve, byte[] point) throws GeneralSecurityException {
         AlgorithmParameters parameters = AlgorithmParameters.getInstance("EC");
         try {
             parameters.init(curve);
@@ -61,36 +92,60 @@ final class PublicKeys {
         }
         ECParameterSpec known = parameters.getParameterSpec(ECParameterSpec.class);
         int size = (known.getCurve().getField().getFieldSize() + 7) / 8;
-        byte[] point = point(told, 1 + 2 * size);
-        if (point == null || point[0] != UNCOMPRESSED) {
-            throw new InvalidKeySpecException("CKA_EC_POINT is not a point with both its coordinates");
+        byte[] bare = bare(point, 1 + 2 * size);
+        if (bare == null || bare[0] != UNCOMPRESSED) {
+            throw new InvalidKeySpecException("CKA_EC_POINT is not an uncompressed point of the curve");
         }
         return KeyFactory.getInstance("EC").generatePublic(new ECPublicKeySpec(new ECPoint(
-            new BigInteger(1, Arrays.copyOfRange(point, 1, 1 + size)),
-            new BigInteger(1, Arrays.copyOfRange(point, 1 + size, point.length))), known));
+            new BigInteger(1, Arrays.copyOfRange(bare, 1, 1 + size)),
+            new BigInteger(1, Arrays.copyOfRange(bare, 1 + size, bare.length))), known));
     }
 
-    /** Makes a key of what stands before its point in X.509, and the point. */
-    private static PublicKey edwards(byte[] head, byte[] point) throws GeneralSecurityException {
-        if (point == null) {
-            throw new InvalidKeySpecException("CKA_EC_POINT is a point neither of Ed25519 nor of Ed448");
+    private static PublicKey encoded(NativePKCS11Object key, int type) throws GeneralSecurityException {
+        boolean isCurve = type == CKK_EC_EDWARDS || type == CKK_EC_MONTGOMERY;
+        byte[] value = null;
+        for (Encoded each : Encoded.values()) {
+            if (each.keyType == type) {
+                value = value != null ? value : key.getByteArrayAttributeValue(isCurve ? CKA_EC_POINT : CKA_VALUE);
+                byte[] bare = bare(value, each.length);
+                if (bare != null) {
+                    byte[] algorithm = der(SEQUENCE, der(OBJECT_IDENTIFIER, each.identifier));
+                    byte[] info = der(SEQUENCE, algorithm, der(BIT_STRING, new byte[1], bare));
+                    return KeyFactory.getInstance(each.algorithm).generatePublic(new X509EncodedKeySpec(info));
+                }
+            }
         }
-        byte[] encoded = Arrays.copyOf(head, head.length + point.length);
-        System.arraycopy(point, 0, encoded, head.length, point.length);
-        return KeyFactory.getInstance("EdDSA").generatePublic(new X509EncodedKeySpec(encoded));
+        throw new InvalidKeySpecException(value == null ? nameOf("CKK_", type) + " has no public key that the JDK knows"
+            : value.length + " bytes are no public key of type " + nameOf("CKK_", type));
     }
 
     /**
-     * Takes a point out of what tokens put around it: an OCTET STRING as the standard has it, nothing, or a BIT STRING.
-     * The length decides, since a bare point may look like an OCTET STRING.
+     * Removes what tokens put around a key's bytes: an OCTET STRING, as the standard asks for points, a BIT STRING, or
+     * nothing. The length decides, since a bare point may begin like an OCTET STRING.
      *
-     * @return the point; null if it has another length
+     * @return the bytes; null if they have another length
      */
-    private static byte[] point(byte[] told, int length) {
-        int before = told.length - length;
-        byte tag = before > 0 ? told[0] : 0;
-        boolean fits = before == 0 || before == 2 && tag == OCTET_STRING || before == 3 && tag == OCTET_STRING
+    private static byte[] bare(byte[] value, int length) {
+        int before = value.length - length;
+        byte tag = before > 0 ? value[0] : 0;
+        boolean fits = before == 0 || (before == 2 || before == 3) && tag == OCTET_STRING
             || before == 3 && tag == BIT_STRING;
-        return fits ? Arrays.copyOfRange(told, before, told.length) : null;
+        return fits ? Arrays.copyOfRange(value, before, value.length) : null;
+    }
+
+    /** Encodes a value in DER, of at most 65,535 bytes. */
+    private static byte[] der(byte tag, byte[]... parts) {
+        int length = Arrays.stream(parts).mapToInt(part -> part.length).sum();
+        ByteArrayOutputStream encoded = new ByteArrayOutputStream();
+        encoded.write(tag);
+        if (length > 0xff) {
+            encoded.write(0x82);
+            encoded.write(length >> 8);
+        } else if (length > 0x7f) {
+            encoded.write(0x81);
+        }
+        encoded.write(length);
+        Arrays.stream(parts).forEach(part -> encoded.write(part, 0, part.length));
+        return encoded.toByteArray();
     }
 }

@@ -3,6 +3,7 @@ package com.kelvane.tokbridge.test;
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.test.Harness.*;
 import static org.junit.jupiter.api.Assertions.*;
+import static org.junit.jupiter.api.Assumptions.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
@@ -12,6 +13,7 @@ import java.security.interfaces.*;
 import java.security.spec.*;
 import java.util.*;
 import java.util.stream.*;
+import javax.crypto.interfaces.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.*;
 
@@ -370,18 +372,22 @@ class ShortFormTest extends SessionFixture {
     void publicKeysOfEveryForm() throws Exception {
         RSAPublicKey rsa = (RSAPublicKey) generate("RSA", null);
         assertTold(rsa, CKK_RSA, "0x120=" + hex(rsa.getModulus().toByteArray()) + " 0x122=010001", "RSA");
-        Object[][] curves = {{"secp256r1", 65}, {"secp384r1", 97}, {"secp521r1", 133}, {"Ed25519", 32}, {"Ed448", 57}};
+        Object[][] curves = {{"secp256r1", 65, CKK_EC, "EC"}, {"secp384r1", 97, CKK_EC, "EC"},
+            {"secp521r1", 133, CKK_EC, "EC"}, {"Ed25519", 32, CKK_EC_EDWARDS, "EdDSA"},
+            {"Ed448", 57, CKK_EC_EDWARDS, "EdDSA"}, {"X25519", 32, CKK_EC_MONTGOMERY, "XDH"},
+            {"X448", 56, CKK_EC_MONTGOMERY, "XDH"}};
         for (Object[] each : curves) {
             String curve = (String) each[0];
-            boolean edwards = curve.startsWith("Ed");
             int length = (int) each[1];
-            AlgorithmParameterSpec domain = edwards ? new NamedParameterSpec(curve) : new ECGenParameterSpec(curve);
-            PublicKey key = generate(edwards ? "EdDSA" : "EC", domain);
-            while (!edwards && length == 65 && point(key, length)[1] != length - 2) {
+            int type = (int) each[2];
+            boolean bare = type != CKK_EC;
+            AlgorithmParameterSpec domain = bare ? new NamedParameterSpec(curve) : new ECGenParameterSpec(curve);
+            PublicKey key = generate((String) each[3], domain);
+            while (length == 65 && point(key, length)[1] != length - 2) {
                 key = generate("EC", domain);
             }
             String named = "";
-            if (!edwards) {
+            if (!bare) {
                 AlgorithmParameters parameters = AlgorithmParameters.getInstance("EC");
                 parameters.init(domain);
                 named = " 0x180=" + hex(parameters.getEncoded());
@@ -390,13 +396,12 @@ class ShortFormTest extends SessionFixture {
             for (String form : List.of("", String.format(length < 128 ? "04%02x" : "0481%02x", length),
                 String.format("03%02x00", length + 1))) {
                 if (length < 127 || !form.startsWith("03")) {
-                    assertTold(key, edwards ? CKK_EC_EDWARDS : CKK_EC, named + " 0x181=" + form + point, curve + form);
+                    assertTold(key, type, named + " 0x181=" + form + point, curve + form);
                 }
             }
             for (String wrong : List.of("", "04", point.substring(2), point + "00", "0440" + point + "0000",
-                edwards ? "" : "02" + point.substring(2))) {
-                token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, edwards ? CKK_EC_EDWARDS : CKK_EC) + named
-                    + " 0x181=" + wrong);
+                bare ? "" : "02" + point.substring(2))) {
+                token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, type) + named + " 0x181=" + wrong);
                 assertThrows(InvalidKeySpecException.class, key(9)::toPublicKey, curve + wrong);
             }
         }
@@ -404,7 +409,26 @@ class ShortFormTest extends SessionFixture {
             token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, CKK_EC) + " " + unknown + " 0x181=04");
             assertThrows(InvalidKeySpecException.class, key(9)::toPublicKey, unknown);
         }
+        DSAPublicKey dsa = (DSAPublicKey) generate("DSA", null);
+        assertTold(dsa, CKK_DSA, "0x11=" + hex(dsa.getY().toByteArray()) + " 0x130=" + hex(dsa.getParams().getP()
+            .toByteArray()) + " 0x131=" + hex(dsa.getParams().getQ().toByteArray()) + " 0x132=" + hex(dsa.getParams()
+            .getG().toByteArray()), "DSA");
+        DHPublicKey dh = (DHPublicKey) generate("DH", null);
+        assertTold(dh, CKK_DH, "0x11=" + hex(dh.getY().toByteArray()) + " 0x130=" + hex(dh.getParams().getP()
+            .toByteArray()) + " 0x132=" + hex(dh.getParams().getG().toByteArray()), "DH");
         token.always("C_GetAttributeValue", numberOf(CKA_KEY_TYPE, CKK_AES));
         assertThrows(InvalidKeySpecException.class, key(9)::toPublicKey);
+    }
+
+    @Test
+    void postQuantumPublicKeys() throws Exception {
+        assumeTrue(Runtime.version().feature() >= 24, "the JDK has these keys from version 24 on");
+        Object[][] sets = {{"ML-DSA-44", 1312, CKK_ML_DSA}, {"ML-DSA-65", 1952, CKK_ML_DSA},
+            {"ML-DSA-87", 2592, CKK_ML_DSA}, {"ML-KEM-512", 800, CKK_ML_KEM}, {"ML-KEM-768", 1184, CKK_ML_KEM},
+            {"ML-KEM-1024", 1568, CKK_ML_KEM}};
+        for (Object[] each : sets) {
+            PublicKey key = generate((String) each[0], null);
+            assertTold(key, (int) each[2], "0x11=" + hex(point(key, (int) each[1])), (String) each[0]);
+        }
     }
 }
