@@ -30,11 +30,6 @@ bench() {
         set -- --plots "$scratch" "$@"
         ;;
     --threads) ;;
-    --handles)
-        no_arguments "bench --handles" ${2+"$2"}
-        run "$root/bench/handles.sh" "$release" "$JAVA_HOME/bin/java"
-        return
-        ;;
     *) on_scripted_token com.kelvane.tokbridge.test.JniCountTest >"$scratch/calls" ;;
     esac
     program -cp "$release/tokbridge.jar:$release/tokbridge-bench.jar" \

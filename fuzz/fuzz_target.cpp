@@ -212,15 +212,19 @@ void adopt(Object* object)
     const std::string base = object->type.substr(0, object->type.rfind('/') + 1);
     bool isSession = object->type.ends_with("Session");
     auto& fields = object->fields;
-    if (fields.count("number") == 0)
+    if (fields.count("number") == 0 && fields.count("wide") == 0)
         return;
-    fields[isSession ? "sessionID:I" : "objectID:I"] = fields["number"];
+    bool isWide = fields.count("wide") != 0;
+    const std::int64_t number = isWide ? -1 : fields["number"];
+    fields[isSession ? "sessionID:I" : "objectID:I"] = number;
+    fields["handle:J"] = isWide ? fields["wide"] : static_cast<std::uint32_t>(number);
     fields[isSession ? "slot:L" + base + "NativePKCS11Slot;" : "session:L" + base + "NativePKCS11Session;"] =
         fields["object"];
     fields.erase("number");
+    fields.erase("wide");
     fields.erase("object");
     auto& others = isSession ? sessions : keys;
-    if (fields.begin()->second != 0 && others.size() < 8)
+    if (number != 0 && others.size() < 8)
         others.push_back(object);
 }
 
@@ -281,6 +285,7 @@ Object* newReceiver(const char* type, const char* number, const char* owner, Obj
 {
     Ref made = make(std::string("com/kelvane/pkcs11/nat/") + type, {{owner, address({of})}});
     made.object->fields[number] = input.oneIn(4) ? anyInt(&input) : 7;
+    made.object->fields["handle:J"] = static_cast<std::int64_t>(input.word());
     return made.object;
 }
 

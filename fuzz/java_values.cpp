@@ -27,7 +27,7 @@ struct Shape
 
 const Shape kShapes[] = {
     // clang-format off
-    {CKM_CONCATENATE_BASE_AND_KEY, "nat/NativePKCS11Object", "objectID:I"},
+    {CKM_CONCATENATE_BASE_AND_KEY, "nat/NativePKCS11Object", "objectID:I handle:J"},
     {CKM_RC2_ECB, "PKCS11MechPar_RC2", "bits:I"},
     {CKM_RC2_CBC, "PKCS11MechPar_RC2_CBC", "bits:I iv:b"},
     {CKM_RC2_MAC_GENERAL, "PKCS11MechPar_RC2_GENMAC", "bits:I macLength:I"},
@@ -107,8 +107,10 @@ Ref made(Input* input, const Shape& shape, const std::vector<Object*>& keys)
     for (std::string word; words >> word;) {
         std::string field = word.substr(0, word.find(':'));
         std::string kind = word.substr(field.size() + 1);
-        if (kind == "I" || kind == "B" || kind == "Z")
-            object.object->fields[word] = kind == "I" ? anyInt(input) : static_cast<int64_t>(input->byte() & 127);
+        if (kind == "I" || kind == "J" || kind == "B" || kind == "Z")
+            object.object->fields[word] = kind == "I"   ? anyInt(input)
+                                          : kind == "J" ? static_cast<int64_t>(input->word())
+                                                        : static_cast<int64_t>(input->byte() & 127);
         else if (kind == "b" || kind == "w")
             object.object->fields[field + ":[B"] = address(kind == "b" ? anyBytes(input) : anyOutput(input));
         else if (kind == "*")

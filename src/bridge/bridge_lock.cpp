@@ -18,12 +18,12 @@ Held lock(JNIEnv* env)
     if (monitor != nullptr)
         reportFault("tokbridge.dll: can't lock!\n");
     env->DeleteLocalRef(monitor);
-    return {nullptr, setPendingAside(env)};
+    return {nullptr, stashPendingException(env)};
 }
 
 Outcome unlock(JNIEnv* env, const Held& held, CK_RV rv)
 {
-    jthrowable first = held.first != nullptr ? held.first : setPendingAside(env);
+    jthrowable first = held.first != nullptr ? held.first : stashPendingException(env);
     bool failed = held.first != nullptr;
 
     if (held.monitor != nullptr) {
@@ -44,7 +44,7 @@ Outcome unlock(JNIEnv* env, const Held& held, CK_RV rv)
         env->DeleteLocalRef(held.monitor);
     }
 
-    restorePending(env, first);
+    restorePendingException(env, first);
     return {rv, failed};
 }
 

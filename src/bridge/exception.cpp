@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "bridge/diagnostics.h"
+#include "bridge/fields.h"
 #include "bridge/java_numbers.h"
 
 namespace {
@@ -81,23 +82,15 @@ bool require(JNIEnv* env, bool condition, CK_RV code)
     return condition || refuse(env, code);
 }
 
-void throwSlotTooWide(JNIEnv* env, CK_SLOT_ID slot)
+void throwTooWide(JNIEnv* env, const char* noun, CK_ULONG value)
 {
     std::array<char, 64> message;
-    std::snprintf(message.data(), message.size(), "slot id 0x%llx does not fit into 32 bits",
-                  static_cast<unsigned long long>(slot));
+    std::snprintf(message.data(), message.size(), "%s 0x%llx does not fit into 32 bits", noun,
+                  static_cast<unsigned long long>(value));
     throwPKCS11Exception(env, 0, message.data());
 }
 
-void throwNoStandInLeft(JNIEnv* env, const char* kind, CK_ULONG handle, const char* remedy)
-{
-    std::array<char, 128> message;
-    std::snprintf(message.data(), message.size(), "no number left for %s handle 0x%llx: %s or finalise the library",
-                  kind, static_cast<unsigned long long>(handle), remedy);
-    throwPKCS11Exception(env, 0, message.data());
-}
-
-jthrowable setPendingAside(JNIEnv* env)
+jthrowable stashPendingException(JNIEnv* env)
 {
     jthrowable pending = env->ExceptionOccurred();
     if (pending != nullptr)
@@ -105,7 +98,18 @@ jthrowable setPendingAside(JNIEnv* env)
     return pending;
 }
 
-void restorePending(JNIEnv* env, jthrowable first)
+bool clearPendingException(JNIEnv* env, const char* className)
+{
+    jthrowable pending = stashPendingException(env);
+    if (!isInstance(env, pending, className)) {
+        restorePendingException(env, pending);
+        return false;
+    }
+    env->DeleteLocalRef(pending);
+    return true;
+}
+
+void restorePendingException(JNIEnv* env, jthrowable first)
 {
     if (first == nullptr)
         return;

@@ -16,15 +16,15 @@ bool refuse(JNIEnv* env, const char* message);
 /// Raises the code unless the condition holds, and returns the condition.
 bool require(JNIEnv* env, bool condition, CK_RV code);
 
-/// Raises that a slot id does not fit into a Java int, naming its value.
-void throwSlotTooWide(JNIEnv* env, CK_SLOT_ID slot);
+/// Raises that a slot id or handle does not fit into a Java int, naming its value.
+void throwTooWide(JNIEnv* env, const char* noun, CK_ULONG value);
 
-/// Raises that there is no stand-in left for a handle, naming its value and what to do.
-void throwNoStandInLeft(JNIEnv* env, const char* kind, CK_ULONG handle, const char* remedy);
+/// Clears the pending exception, so that JNI may be used again, and returns it; null when there is none.
+/// restorePendingException makes it pending again.
+jthrowable stashPendingException(JNIEnv* env);
 
-/// Sets a pending exception aside, so that JNI may be used again, and hands it out; null when there is none.
-/// restorePending gives it back.
-jthrowable setPendingAside(JNIEnv* env);
+/// Clears the pending exception if it is of this class, and returns whether it was; any other one stays pending.
+bool clearPendingException(JNIEnv* env, const char* className);
 
 /// Makes `first` the pending exception again, in place of one raised since. Nothing happens when it is null.
-void restorePending(JNIEnv* env, jthrowable first);
+void restorePendingException(JNIEnv* env, jthrowable first);

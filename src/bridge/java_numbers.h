@@ -1,5 +1,5 @@
 // Cryptoki's unsigned numbers and Java's ints: named conversions, so that a search finds every one. Session and object
-// handles have conversions of their own (stand_ins.h).
+// handles have conversions of their own (handles.h).
 #pragma once
 
 #include <cstdint>

@@ -8,7 +8,3 @@ jobject newJavaObject(JNIEnv* env, const char* className, const char* signature,
 
 /// Stores an object just made into an array and drops the reference to it. False when it is null, or on failure.
 bool storeElement(JNIEnv* env, jobjectArray array, jsize index, jobject element);
-
-/// Constructs a NativePKCS11Object for a number. The owner is its session, or another NativePKCS11Object whose session
-/// it shares. Null on failure.
-jobject newNativeObject(JNIEnv* env, jobject owner, jint number);

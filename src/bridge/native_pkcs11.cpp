@@ -50,13 +50,12 @@ void awaitUnlocked(JNIEnv* env, Held* held, CK_FUNCTION_LIST_PTR list)
     *held = {again.monitor, held->first != nullptr ? held->first : again.first};
 }
 
-// What the last holder leaves to do. The stand-ins are taken, and left to the caller to give back.
-CK_RV endLibrary(CK_FUNCTION_LIST_PTR list, StandInTable** standIns)
+// What the last holder leaves to do.
+CK_RV endLibrary(CK_FUNCTION_LIST_PTR list)
 {
     CK_RV rv = libraryState(list).initialized
                    ? callModule(list, &CK_FUNCTION_LIST::C_Finalize, static_cast<void*>(nullptr))
                    : CKR_OK;
-    *standIns = takeStandIns(list);
     removeLibrary(list);
     return rv;
 }
@@ -91,13 +90,13 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libInitialize(JNIEnv* env, jobject
         throwPKCS11Exception(env, 0, "functionlist dll not found");
 
     // An unknown library is initialised all the same; its exception is the one that Java sees.
-    jthrowable first = setPendingAside(env);
+    jthrowable first = stashPendingException(env);
     Held held = lock(env);
     // Read again: another thread may have finalised the same object meanwhile.
     list = resolveFunctionList(env, library);
     CK_RV rv = list != nullptr ? initialize(list) : CKR_OK;
     checkResult(env, unlock(env, held, rv));
-    restorePending(env, first);
+    restorePendingException(env, first);
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(JNIEnv* env, jobject library)
@@ -123,11 +122,9 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(JNIEnv* env, jobject l
         awaitUnlocked(env, &held, list);
         last = !takenOver(list);
     }
-    StandInTable* standIns = nullptr;
-    CK_RV rv = last ? endLibrary(list, &standIns) : CKR_OK;
+    CK_RV rv = last ? endLibrary(list) : CKR_OK;
     Outcome outcome = unlock(env, held, rv);
 
-    giveBack(standIns);
     if (checkResult(env, outcome) && list == nullptr)
         throwPKCS11Exception(env, 0, "functionList is null");
     else if (release == Release::unknown)

@@ -15,7 +15,7 @@ constexpr const char* kBanner = "KELVANE tokbridge %I% (Evaluation copy)";
 jobject newSlot(JNIEnv* env, jobject library, CK_SLOT_ID slot)
 {
     if (!survivesJava(slot)) {
-        throwSlotTooWide(env, slot);
+        throwTooWide(env, "slot id", slot);
         return nullptr;
     }
     return newJavaObject(env, kSlotClass, kSlotConstructor, library, toJava(slot));

@@ -22,11 +22,6 @@ void moduleError(char* reason, std::size_t size);
 /// (so that nothing seems left).
 std::uintptr_t stackLowEnd();
 
-/// Memory of at least `size` bytes from the system, zeroed and at the start of a page, or null. unmapMemory gives it
-/// back.
-void* mapMemory(std::size_t size);
-void unmapMemory(void* memory, std::size_t size);
-
 /// A local time as seconds since 1970, for every year of four digits; fields out of range carry over, as in mktime.
 std::time_t localSeconds(std::tm calendar);
 

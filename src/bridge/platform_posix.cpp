@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <strings.h>
-#include <sys/mman.h>
 
 #include <cstdio>
 #include <cstring>
@@ -36,17 +35,6 @@ std::uintptr_t stackLowEnd()
     int failed = pthread_attr_getstack(&attributes, &lowEnd, &size);
     pthread_attr_destroy(&attributes);
     return failed == 0 ? reinterpret_cast<std::uintptr_t>(lowEnd) : UINTPTR_MAX;
-}
-
-void* mapMemory(std::size_t size)
-{
-    void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    return memory != MAP_FAILED ? memory : nullptr;
-}
-
-void unmapMemory(void* memory, std::size_t size)
-{
-    munmap(memory, size);
 }
 
 std::time_t localSeconds(std::tm calendar)

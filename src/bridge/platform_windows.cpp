@@ -68,16 +68,6 @@ std::uintptr_t stackLowEnd()
     return lowEnd;
 }
 
-void* mapMemory(std::size_t size)
-{
-    return VirtualAlloc(nullptr, size, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
-}
-
-void unmapMemory(void* memory, std::size_t /*size*/)
-{
-    VirtualFree(memory, 0, MEM_RELEASE);
-}
-
 std::time_t localSeconds(std::tm calendar)
 {
     // mktime knows the years 1970 to 3000 here. The calendar repeats itself every 400 years.

@@ -2,8 +2,8 @@
 
 #include "bridge/exception.h"
 #include "bridge/fields.h"
+#include "bridge/handles.h"
 #include "bridge/java_numbers.h"
-#include "bridge/stand_ins.h"
 
 namespace {
 
@@ -62,16 +62,14 @@ bool resolveSession(JNIEnv* env, jobject session, SessionHandles* handles)
 {
     jclass type = classOfLink(env, session);
     jobject slot = nullptr;
-    if (type == nullptr || !readIntField(env, session, type, "sessionID", &handles->sessionID) ||
+    if (type == nullptr || !readHandle(env, session, type, "sessionID", &handles->session) ||
         !readObjectField(env, session, type, "slot", kSlot, &slot))
         return false;
 
     // The slot's id is not needed here, but a slot class without one is no slot class.
     jclass slotClass = classOfLink(env, slot);
     return slotClass != nullptr && env->GetFieldID(slotClass, "slotID", "I") != nullptr &&
-           resolveListOfSlot(env, slot, slotClass, &handles->list) &&
-           require(env, sessionFromJava(handles->list, handles->sessionID, &handles->session),
-                   CKR_SESSION_HANDLE_INVALID);
+           resolveListOfSlot(env, slot, slotClass, &handles->list);
 }
 
 bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles)
@@ -79,13 +77,13 @@ bool resolveObject(JNIEnv* env, jobject object, ObjectHandles* handles)
     jclass type = classOfLink(env, object);
     jobject session = nullptr;
     SessionHandles of = {};
-    if (type == nullptr || !readIntField(env, object, type, "objectID", &handles->objectID) ||
+    if (type == nullptr || !readHandle(env, object, type, "objectID", &handles->object) ||
         !readObjectField(env, object, type, "session", kSession, &session) || !resolveSession(env, session, &of))
         return false;
 
     handles->list = of.list;
     handles->session = of.session;
-    return objectOfNumber(env, of.list, handles->objectID, &handles->object);
+    return true;
 }
 
 bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHandles* handles)
@@ -98,26 +96,13 @@ bool resolveSessionObject(JNIEnv* env, jobject session, jobject object, ObjectHa
 
     handles->list = of.list;
     handles->session = of.session;
-    handles->objectID = objectNumberOf(env, object);
-    return handles->objectID != 0 && objectOfNumber(env, of.list, handles->objectID, &handles->object);
+    return objectHandleOf(env, object, &handles->object);
 }
 
-jint objectNumberOf(JNIEnv* env, jobject object)
+bool objectHandleOf(JNIEnv* env, jobject object, CK_OBJECT_HANDLE* handle)
 {
     jclass type = classOfLink(env, object);
     jint number = 0;
-    if (type != nullptr)
-        readIntField(env, object, type, "objectID", &number);
-    return number;
-}
-
-bool objectOfNumber(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jint number, CK_OBJECT_HANDLE* handle)
-{
-    return require(env, objectFromJava(list, number, handle), CKR_OBJECT_HANDLE_INVALID);
-}
-
-bool objectHandleOf(JNIEnv* env, CK_FUNCTION_LIST_PTR list, jobject object, CK_OBJECT_HANDLE* handle)
-{
-    jint number = objectNumberOf(env, object);
-    return number != 0 && objectOfNumber(env, list, number, handle);
+    return type != nullptr && readIntField(env, object, type, "objectID", &number) && number != 0 &&
+           handleOfInt(env, object, type, number, handle);
 }

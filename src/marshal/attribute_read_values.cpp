@@ -21,7 +21,7 @@ enum class Next
 // Keeps the first exception of a call that goes on after raising; later ones are dropped.
 void keepFirst(JNIEnv* env, jthrowable* first)
 {
-    jthrowable raised = setPendingAside(env);
+    jthrowable raised = stashPendingException(env);
     if (*first == nullptr)
         *first = raised;
     else
@@ -93,7 +93,7 @@ bool fillElements(JNIEnv* env, const ObjectHandles& handles, const jint* types, 
         if (element != nullptr && !storeElement(env, result, i, element))
             keepFirst(env, &first);
     }
-    restorePending(env, first);
+    restorePendingException(env, first);
     return next == Next::goOn;
 }
 

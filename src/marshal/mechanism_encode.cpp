@@ -73,13 +73,8 @@ bool readParameter(ParameterFields* java, const ParameterStructure& description,
     if (done || &description != &kRaw)
         return done;
 
-    jthrowable raised = setPendingAside(java->env);
-    if (isInstance(java->env, raised, "java/lang/NoClassDefFoundError")) {
-        java->env->DeleteLocalRef(raised);
+    if (clearPendingException(java->env, "java/lang/NoClassDefFoundError"))
         demand(java, false);
-    } else {
-        restorePending(java->env, raised);
-    }
     return false;
 }
 
@@ -88,7 +83,7 @@ bool readParameter(ParameterFields* java, const ParameterStructure& description,
 bool measureParameter(JNIEnv* env, JavaMechanism* mechanism, std::size_t* size)
 {
     if (const ParameterStructure* description = descriptionOf(mechanism->kind)) {
-        ParameterFields java = {env, nullptr, mechanism->parameter, nullptr, nullptr, 0, 0};
+        ParameterFields java = {env, mechanism->parameter, nullptr, nullptr, 0, 0};
         MeasuredStructure structure;
         bool done = readParameter(&java, *description, &structure);
         mechanism->parameterClass = java.type;
@@ -125,16 +120,16 @@ bool encodeNone(JNIEnv* env, jobject parameter, CK_MECHANISM* mechanism)
     return require(env, parameter == nullptr, kWrongParameter);
 }
 
-bool encodeStructure(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const ParameterStructure& description,
-                     const JavaMechanism& java, CK_MECHANISM* mechanism)
+bool encodeStructure(JNIEnv* env, const ParameterStructure& description, const JavaMechanism& java,
+                     CK_MECHANISM* mechanism)
 {
     if (java.parameter == nullptr && description.null == Null::none)
         return encodeNone(env, nullptr, mechanism);
 
     auto* start = static_cast<CK_BYTE_PTR>(mechanism->pParameter);
     auto size = static_cast<CK_ULONG>(description.size);
-    ParameterFields fields = {
-        env, list, java.parameter, java.parameterClass, start + size, mechanism->ulParameterLen - size, 0};
+    ParameterFields fields = {env, java.parameter, java.parameterClass, start + size, mechanism->ulParameterLen - size,
+                              0};
     bool done = fields.type != nullptr ? description.fields(&fields, start) : demand(&fields, false);
     mechanism->ulParameterLen = &description == &kRaw ? fields.used : size;
     return done;
@@ -152,12 +147,12 @@ bool encodeVector(JNIEnv* env, const JavaMechanism& java, CK_MECHANISM* mechanis
     return require(env, java.parameter == nullptr, kWrongParameter);
 }
 
-bool encodeParameter(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism& java, CK_MECHANISM* mechanism)
+bool encodeParameter(JNIEnv* env, const JavaMechanism& java, CK_MECHANISM* mechanism)
 {
     void* dest = mechanism->pParameter;
     CK_ULONG* len = &mechanism->ulParameterLen;
     if (const ParameterStructure* description = descriptionOf(java.kind))
-        return encodeStructure(env, list, *description, java, mechanism);
+        return encodeStructure(env, *description, java, mechanism);
 
     using enum ParameterKind;
     switch (java.kind) {
@@ -204,7 +199,7 @@ JavaMechanism measureMechanism(JNIEnv* env, jint mechanism, jobject parameter)
     return measured;
 }
 
-bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism& mechanism, const EncodeBuffer& buffer)
+bool encodeMechanism(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& buffer)
 {
     if (!require(env, !mechanism.failed, kWrongParameter))
         return false;
@@ -215,7 +210,7 @@ bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism
     encoded->mechanism = mechanism.type;
     encoded->pParameter = buffer.bytes + sizeof(CK_MECHANISM);
     encoded->ulParameterLen = static_cast<CK_ULONG>(buffer.size - sizeof(CK_MECHANISM));
-    return encodeParameter(env, list, mechanism, encoded);
+    return encodeParameter(env, mechanism, encoded);
 }
 
 bool askWithoutLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv)

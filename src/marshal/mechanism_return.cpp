@@ -1,11 +1,13 @@
 // What a token wrote into an encoded mechanism, handed back to the Java parameter.
 
+#include <array>
 #include <cstring>
-#include <initializer_list>
 
 #include "bridge/buffers.h"
+#include "bridge/created_objects.h"
 #include "bridge/exception.h"
 #include "bridge/fields.h"
+#include "bridge/handles.h"
 #include "bridge/java_numbers.h"
 #include "bridge/resolve.h"
 #include "marshal/mechanism_kinds.h"
@@ -66,14 +68,14 @@ void returnField(const ParameterFields& fields, const EncodeBuffer& encoded, con
 // The parameter, which the encoder has found to be of its class, as the owner of fields to set.
 ParameterFields fieldsOf(JNIEnv* env, const JavaMechanism& mechanism)
 {
-    return {env, nullptr, mechanism.parameter, mechanism.parameterClass, nullptr, 0, 0};
+    return {env, mechanism.parameter, mechanism.parameterClass, nullptr, 0, 0};
 }
 
 // The object of a field as the owner of fields; nothing is raised for one that is null or of another class.
 bool openMember(const ParameterFields& owner, const char* name, const char* signature,
                 const ParameterStructure& description, ParameterFields* member)
 {
-    *member = {owner.env, nullptr, nullptr, nullptr, nullptr, 0, 0};
+    *member = {owner.env, nullptr, nullptr, nullptr, 0, 0};
     if (!readObjectField(owner.env, owner.object, owner.type, name, signature, &member->object))
         return false;
     member->type = classIfInstance(owner.env, member->object, description.className);
@@ -88,20 +90,21 @@ bool setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
     return field != nullptr;
 }
 
-// A failure here leaves the fields that follow to be set all the same.
+// Sets a field to the object of a created key; a key that no field can hold is destroyed. A failure here leaves the
+// fields that follow to be set all the same.
 void setKey(const ParameterFields& fields, const char* name, const char* signature, jobject session,
-            const SessionHandles& handles, const MadeObject& made)
+            const SessionHandles& handles, CK_OBJECT_HANDLE created)
 {
     JNIEnv* env = fields.env;
-    jthrowable first = setPendingAside(env);
-    jobject key = newObjectFor(env, session, made);
+    jthrowable first = stashPendingException(env);
+    jobject key = newNativeObject(env, session, created);
     jfieldID field = key != nullptr ? env->GetFieldID(fields.type, name, signature) : nullptr;
     if (field != nullptr)
         env->SetObjectField(fields.object, field, key);
     else
-        discardObject(env, handles, made);
+        discardObject(env, handles, created);
     env->DeleteLocalRef(key);
-    restorePending(env, first);
+    restorePendingException(env, first);
 }
 
 // Hands the version that a token has written back to a field of the parameter.
@@ -140,6 +143,46 @@ bool readKeyMaterial(ParameterKind kind, const EncodeBuffer& encoded, CK_SSL3_KE
     }
 }
 
+// The keys that a derivation has created besides its own, as the module has written them into the mechanism.
+struct DerivedKeys
+{
+    std::array<CK_OBJECT_HANDLE, 4> material = {}; // of SSL3 and TLS: MAC secrets and keys of client and server
+    const CK_DERIVED_KEY* additional = nullptr;    // of SP 800-108
+    CK_ULONG count = 0;
+};
+
+// None when the module has moved them out of reach.
+template <typename Params>
+void findAdditionalKeys(const EncodeBuffer& encoded, DerivedKeys* keys)
+{
+    const auto* params = paramsIn<Params>(encoded);
+    if (params == nullptr || !lieIn(encoded, params->pAdditionalDerivedKeys, params->ulAdditionalDerivedKeys))
+        return;
+    keys->additional = params->pAdditionalDerivedKeys;
+    keys->count = params->ulAdditionalDerivedKeys;
+}
+
+DerivedKeys findDerivedKeys(const JavaMechanism& mechanism, const EncodeBuffer& encoded)
+{
+    DerivedKeys keys = {};
+    CK_SSL3_KEY_MAT_OUT material = {};
+    if (readKeyMaterial(mechanism.kind, encoded, &material))
+        keys.material = {material.hClientMacSecret, material.hServerMacSecret, material.hClientKey,
+                         material.hServerKey};
+    if (mechanism.kind == ParameterKind::sp800Kdf)
+        findAdditionalKeys<CK_SP800_108_KDF_PARAMS>(encoded, &keys);
+    if (mechanism.kind == ParameterKind::sp800FeedbackKdf)
+        findAdditionalKeys<CK_SP800_108_FEEDBACK_KDF_PARAMS>(encoded, &keys);
+    return keys;
+}
+
+// One of the additional keys; 0 when the module has moved its handle out of reach.
+CK_OBJECT_HANDLE additionalKey(const EncodeBuffer& encoded, const DerivedKeys& keys, CK_ULONG index)
+{
+    const CK_OBJECT_HANDLE* handle = keys.additional[index].phKey;
+    return lieIn(encoded, handle, 1) ? *handle : 0;
+}
+
 void returnKeyMaterial(const ParameterFields& fields, ParameterKind kind, const char* name, jobject session,
                        const SessionHandles& handles, const EncodeBuffer& encoded, const DerivedKeys& keys)
 {
@@ -151,43 +194,25 @@ void returnKeyMaterial(const ParameterFields& fields, ParameterKind kind, const 
 
     ParameterFields out;
     if (!openMember(fields, name, kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
-        // Another thread has taken the object away since it was encoded: there is nobody to hand the keys to.
-        discardDerivedKeys(env, handles, keys);
+        // Another thread has removed the object since it was encoded: nothing can hold the keys.
+        for (CK_OBJECT_HANDLE each : keys.material)
+            discardObject(env, handles, each);
         refuse(env, CKR_MECHANISM_PARAM_INVALID);
         return;
     }
 
     returnField(out, encoded, "ivClient", material.pIVClient);
-    jthrowable first = setPendingAside(env);
+    jthrowable first = stashPendingException(env);
     returnField(out, encoded, "ivServer", material.pIVServer);
-    restorePending(env, first);
+    restorePendingException(env, first);
     constexpr std::array<const char*, 4> names = {"clientMacSecret", "serverMacSecret", "clientKey", "serverKey"};
     for (std::size_t i = 0; i < names.size(); ++i)
         setKey(out, names[i], kObjectSignature, session, handles, keys.material[i]);
 }
 
-// One of the additional keys of a derivation, which the encoder has placed; null when the module has moved it.
-MadeObject* additionalKey(const DerivedKeys& keys, CK_ULONG index)
-{
-    auto* made = reinterpret_cast<MadeObject*>(keys.additional[index].phKey);
-    return lieIn(*keys.encoded, made, 1) ? made : nullptr;
-}
-
-// The additional keys of a derivation; none when the module has moved them out of reach.
-template <typename Params>
-void findAdditionalKeys(const EncodeBuffer& encoded, DerivedKeys* keys)
-{
-    const auto* params = paramsIn<Params>(encoded);
-    if (params == nullptr || !lieIn(encoded, params->pAdditionalDerivedKeys, params->ulAdditionalDerivedKeys))
-        return;
-    keys->additional = params->pAdditionalDerivedKeys;
-    keys->count = params->ulAdditionalDerivedKeys;
-    keys->encoded = &encoded;
-}
-
-// Sets the keys of an array whose elements own them; a key that has lost its owner meanwhile is destroyed again.
+// Sets the keys of an array whose elements own them; a key that has lost its owner meanwhile is destroyed.
 void returnAdditionalKeys(const ParameterFields& fields, jobject session, const SessionHandles& handles,
-                          const DerivedKeys& keys)
+                          const EncodeBuffer& encoded, const DerivedKeys& keys)
 {
     JNIEnv* env = fields.env;
     if (keys.count == 0)
@@ -198,21 +223,21 @@ void returnAdditionalKeys(const ParameterFields& fields, jobject session, const 
     auto* array = static_cast<jobjectArray>(value);
     jsize length = read && array != nullptr ? env->GetArrayLength(array) : 0;
     for (CK_ULONG i = 0; i < keys.count; ++i) {
-        MadeObject* made = additionalKey(keys, i);
-        if (made == nullptr)
+        CK_OBJECT_HANDLE created = additionalKey(encoded, keys, i);
+        if (created == 0)
             continue;
-        jthrowable first = setPendingAside(env);
+        jthrowable first = stashPendingException(env);
         jobject owner = i < fromJava(length) ? env->GetObjectArrayElement(array, toJava(i)) : nullptr;
-        ParameterFields key = {env, nullptr, owner, classIfInstance(env, owner, kDerivedKey.className), nullptr, 0, 0};
+        ParameterFields key = {env, owner, classIfInstance(env, owner, kDerivedKey.className), nullptr, 0, 0};
         if (key.type != nullptr) {
-            setKey(key, "phKey", kNativeObjectSignature, session, handles, *made);
+            setKey(key, "phKey", kNativeObjectSignature, session, handles, created);
         } else {
-            discardObject(env, handles, *made);
+            discardObject(env, handles, created);
             refuse(env, CKR_MECHANISM_PARAM_INVALID);
         }
         env->DeleteLocalRef(key.type);
         env->DeleteLocalRef(owner);
-        restorePending(env, first);
+        restorePendingException(env, first);
     }
     env->DeleteLocalRef(array);
 }
@@ -243,43 +268,21 @@ bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const
     }
 }
 
-DerivedKeys numberDerivedKeys(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, const JavaMechanism& mechanism,
-                              const EncodeBuffer& encoded)
+void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const JavaMechanism& mechanism,
+                        const EncodeBuffer& encoded)
 {
-    DerivedKeys keys = {};
-    CK_SSL3_KEY_MAT_OUT material = {};
-    if (readKeyMaterial(mechanism.kind, encoded, &material)) {
-        keys.material[0].handle = material.hClientMacSecret;
-        keys.material[1].handle = material.hServerMacSecret;
-        keys.material[2].handle = material.hClientKey;
-        keys.material[3].handle = material.hServerKey;
-        for (MadeObject& key : keys.material)
-            numberMade(list, owner, &key);
-    }
-    if (mechanism.kind == ParameterKind::sp800Kdf)
-        findAdditionalKeys<CK_SP800_108_KDF_PARAMS>(encoded, &keys);
-    if (mechanism.kind == ParameterKind::sp800FeedbackKdf)
-        findAdditionalKeys<CK_SP800_108_FEEDBACK_KDF_PARAMS>(encoded, &keys);
-    // By now the module may have moved their templates: nobody knows what they belong to.
+    DerivedKeys keys = findDerivedKeys(mechanism, encoded);
+    for (CK_OBJECT_HANDLE each : keys.material)
+        discardObject(env, session, each);
     for (CK_ULONG i = 0; i < keys.count; ++i)
-        if (MadeObject* made = additionalKey(keys, i))
-            numberMade(list, 0, made);
-    return keys;
-}
-
-void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const DerivedKeys& keys)
-{
-    for (const MadeObject& key : keys.material)
-        discardObject(env, session, key);
-    for (CK_ULONG i = 0; i < keys.count; ++i)
-        if (const MadeObject* key = additionalKey(keys, i))
-            discardObject(env, session, *key);
+        discardObject(env, session, additionalKey(encoded, keys, i));
 }
 
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
-                         const EncodeBuffer& encoded, const DerivedKeys& keys)
+                         const EncodeBuffer& encoded)
 {
     ParameterFields fields = fieldsOf(env, mechanism);
+    DerivedKeys keys = findDerivedKeys(mechanism, encoded);
     switch (mechanism.kind) {
     case ParameterKind::ssl3MasterKeyDerive:
     case ParameterKind::tlsMasterKeyDerive:
@@ -299,6 +302,6 @@ void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject se
         returnKeyMaterial(fields, mechanism.kind, "pReturnedKeyMaterial", session, handles, encoded, keys);
         break;
     case ParameterKind::tlsPrf: returnTLSPRFOutput(fields, encoded); break;
-    default: returnAdditionalKeys(fields, session, handles, keys); break;
+    default: returnAdditionalKeys(fields, session, handles, encoded, keys); break;
     }
 }

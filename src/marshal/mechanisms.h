@@ -15,13 +15,10 @@
 // outside the bridge lock and keeps no state.
 #pragma once
 
-#include <array>
-
 #include <jni.h>
 
 #include "bridge/bridge_lock.h"
 #include "bridge/cryptoki.h"
-#include "bridge/handed_out.h"
 #include "bridge/resolve.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/mechanism_kinds.h"
@@ -46,14 +43,12 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
     return reinterpret_cast<CK_MECHANISM*>(buffer.bytes);
 }
 
-/// Encodes a mechanism for a library into a reservation of its size. Raises
+/// Encodes a mechanism into a reservation of its size. Raises
 /// "no space for encoded mechanism / parameter!" for a refused reservation; 0x71 for a parameter of a wrong class, one
 /// that is missing or not wanted, and a Java length or size that reaches outside the parameter's own bytes;
 /// "parameter encoding not yet implemented!"; "unknown mechanism parameter type!"; "encodeByteArray(): can't get
-/// elements"; "no space for encoded attribute!" for an array that has grown since it was sized;
-/// CKR_OBJECT_HANDLE_INVALID for a key whose number stands for none any more.
-bool encodeMechanism(JNIEnv* env, CK_FUNCTION_LIST_PTR list, const JavaMechanism& mechanism,
-                     const EncodeBuffer& buffer);
+/// elements"; "no space for encoded attribute!" for an array that has grown since it was sized.
+bool encodeMechanism(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& buffer);
 
 /// Whether a call that the module has answered with `rv` is to be made once more. OAEP without a label, alone or in
 /// RSA-AES key wrapping, goes out with a pointer to 0 bytes, which some modules refuse; from then on the pointer is
@@ -73,21 +68,10 @@ Outcome callWithLabelOrNone(const JavaMechanism& mechanism, const EncodeBuffer& 
 /// for a shorter array and "decodeByteArray(): can't get elements" for none.
 bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded);
 
-/// The keys that a derivation makes besides its own.
-struct DerivedKeys
-{
-    std::array<MadeObject, 4> material = {};    ///< of SSL3 and TLS: MAC secrets and keys of client and server
-    const CK_DERIVED_KEY* additional = nullptr; ///< of SP 800-108, in the encoded mechanism
-    CK_ULONG count = 0;
-    const EncodeBuffer* encoded = nullptr;
-};
-
-/// Finds and numbers these keys, while the call counts; none for any other mechanism. `owner` is as for numberMade.
-DerivedKeys numberDerivedKeys(CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE owner, const JavaMechanism& mechanism,
-                              const EncodeBuffer& encoded);
-
-/// Destroys them all, because none reaches Java.
-void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const DerivedKeys& keys);
+/// Destroys the keys that a derivation has created besides its own, none of which reaches Java: those of SSL3 and TLS
+/// key material, the additional keys of SP 800-108; nothing for any other mechanism.
+void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const JavaMechanism& mechanism,
+                        const EncodeBuffer& encoded);
 
 /// Hands what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
 /// IVs of SSL3 and TLS key material (handles are those of `session`), the output of the TLS pseudo-random function, the
@@ -95,4 +79,4 @@ void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const Derive
 /// "decodeByteArray(): can't get elements", and for a key that cannot be handed back, which is destroyed again; what
 /// can be handed back still is.
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
-                         const EncodeBuffer& encoded, const DerivedKeys& keys);
+                         const EncodeBuffer& encoded);

@@ -22,7 +22,6 @@ constexpr CK_RV kWrongParameter = CKR_MECHANISM_PARAM_INVALID;
 struct ParameterFields
 {
     JNIEnv* env;
-    CK_FUNCTION_LIST_PTR list; ///< of the library that knows the keys
     jobject object;
     jclass type;
     CK_BYTE_PTR area; ///< null in the run that measures

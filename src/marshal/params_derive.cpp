@@ -5,17 +5,14 @@
 
 #include "bridge/diagnostics.h"
 #include "bridge/exception.h"
-#include "bridge/fields.h"
-#include "bridge/resolve.h"
+#include "bridge/handles.h"
 #include "marshal/mechanism_params.h"
 
 namespace {
 
 bool keyHandleFields(ParameterFields* java, CK_OBJECT_HANDLE* handle)
 {
-    jint number = 0;
-    return measures(java) || (readIntField(java->env, java->object, java->type, "objectID", &number) &&
-                              objectOfNumber(java->env, java->list, number, handle));
+    return measures(java) || readHandle(java->env, java->object, java->type, "objectID", handle);
 }
 
 bool versionFields(ParameterFields* java, CK_VERSION* version)

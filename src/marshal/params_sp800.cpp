@@ -1,7 +1,6 @@
 // Parameters of the derivations of SP 800-108: data that is put together from pieces, and more keys than one.
 
 #include "bridge/fields.h"
-#include "bridge/handed_out.h"
 #include "marshal/mechanism_params.h"
 #include "marshal/values.h"
 
@@ -55,14 +54,13 @@ bool placeTemplate(ParameterFields* java, const char* name, CK_ATTRIBUTE** entri
     return done;
 }
 
-// The handle that the module writes is the first member of what is handed out later.
 bool derivedKeyFields(ParameterFields* java, CK_DERIVED_KEY* key)
 {
-    void* made = nullptr;
+    void* handle = nullptr;
     if (!placeTemplate(java, "pTemplate", &key->pTemplate, &key->ulAttributeCount) ||
-        !takeRoom(java, sizeof(MadeObject), &made))
+        !takeRoom(java, sizeof(CK_OBJECT_HANDLE), &handle))
         return false;
-    key->phKey = static_cast<CK_OBJECT_HANDLE*>(made);
+    key->phKey = static_cast<CK_OBJECT_HANDLE*>(handle);
     return true;
 }
 

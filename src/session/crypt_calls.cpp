@@ -98,7 +98,7 @@ Outcome callInit(JNIEnv* env, const SessionHandles& handles, InitFunction functi
 bool startOperation(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
                     CK_OBJECT_HANDLE key, const EncodeBuffer& encoded)
 {
-    return encodeMechanism(env, handles.list, mechanism, encoded) &&
+    return encodeMechanism(env, mechanism, encoded) &&
            checkResult(env, callInit(env, handles, function, mechanism, encoded, key));
 }
 
@@ -145,7 +145,7 @@ void cryptInitCall(JNIEnv* env, jobject session, InitFunction function, Operatio
 {
     SessionHandles handles = {};
     CK_OBJECT_HANDLE key = 0;
-    if (!resolveSession(env, session, &handles) || !objectHandleOf(env, handles.list, start.key, &key))
+    if (!resolveSession(env, session, &handles) || !objectHandleOf(env, start.key, &key))
         return;
 
     JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
@@ -159,7 +159,7 @@ void encryptInitCall(JNIEnv* env, jobject session, OperationStart start)
 {
     SessionHandles handles = {};
     CK_OBJECT_HANDLE key = 0;
-    if (!resolveSession(env, session, &handles) || !objectHandleOf(env, handles.list, start.key, &key))
+    if (!resolveSession(env, session, &handles) || !objectHandleOf(env, start.key, &key))
         return;
 
     JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
@@ -180,7 +180,7 @@ void digestInitCall(JNIEnv* env, jobject session, jint mechanism, jobject parame
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, handles.list, measured, encoded))
+    if (!encodeMechanism(env, measured, encoded))
         return;
 
     checkResult(env,
@@ -194,14 +194,14 @@ jint cryptDoFinalGCM(JNIEnv* env, jobject session, InitFunction init, InOutFunct
     if (!resolveSession(env, session, &handles))
         return 2;
     CK_OBJECT_HANDLE key = 0;
-    if (!objectHandleOf(env, handles.list, start.key, &key))
+    if (!objectHandleOf(env, start.key, &key))
         return 3;
 
     JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, mechanism.size);
-    if (!encodeMechanism(env, handles.list, mechanism, encoded))
+    if (!encodeMechanism(env, mechanism, encoded))
         return 4;
     if (!checkResult(env, callInit(env, handles, init, mechanism, encoded, key)))
         return 5;

@@ -26,18 +26,17 @@ void randomCall(JNIEnv* env, jobject session, jbyteArray array, jint offset, jin
     checkResult(env, outcome);
 }
 
-// The number of a key that may be absent. False when there is a key and its number is 0, with nothing raised.
-bool optionalNumber(JNIEnv* env, jobject key, jint* number)
+// The handle of a key that may be absent. False when there is a key and its int is 0, with nothing raised.
+bool optionalHandleOf(JNIEnv* env, jobject key, CK_OBJECT_HANDLE* handle)
 {
-    *number = key != nullptr ? objectNumberOf(env, key) : 0;
-    return key == nullptr || *number != 0;
+    return key == nullptr || objectHandleOf(env, key, handle);
 }
 
 } // namespace
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_close(JNIEnv* env, jobject session)
 {
-    closeSession(env, session);
+    sessionCall(env, session, &CK_FUNCTION_LIST::C_CloseSession);
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getInfo(JNIEnv* env, jobject session)
@@ -131,15 +130,11 @@ jbyteArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getOperationState(JNI
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_setOperationState(JNIEnv* env, jobject session, jbyteArray state,
                                                                        jobject encryptionKey, jobject authenticationKey)
 {
-    jint encryptionNumber = 0;
-    jint authenticationNumber = 0;
     SessionHandles handles = {};
     CK_OBJECT_HANDLE encryptionHandle = 0;
     CK_OBJECT_HANDLE authenticationHandle = 0;
-    if (!optionalNumber(env, encryptionKey, &encryptionNumber) ||
-        !optionalNumber(env, authenticationKey, &authenticationNumber) || !resolveSession(env, session, &handles) ||
-        !objectOfNumber(env, handles.list, encryptionNumber, &encryptionHandle) ||
-        !objectOfNumber(env, handles.list, authenticationNumber, &authenticationHandle))
+    if (!optionalHandleOf(env, encryptionKey, &encryptionHandle) ||
+        !optionalHandleOf(env, authenticationKey, &authenticationHandle) || !resolveSession(env, session, &handles))
         return;
 
     // A state that cannot be pinned is raised, and the call goes on with a null pointer: the module is asked all the
@@ -147,7 +142,7 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_setOperationState(JNIEnv* e
     PinnedBytes pinned = {};
     if (state == nullptr || !pinArray(env, state, &pinned))
         throwPKCS11Exception(env, 0, "setOperationState(): can't get elements");
-    jthrowable first = setPendingAside(env);
+    jthrowable first = stashPendingException(env);
 
     Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_SetOperationState, handles.session,
                                   pinned.data, pinned.length, encryptionHandle, authenticationHandle);
@@ -155,7 +150,7 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_setOperationState(JNIEnv* e
     if (pinned.elements != nullptr)
         releaseBuffer(env, pinned, JNI_ABORT);
     checkResult(env, outcome);
-    restorePending(env, first);
+    restorePendingException(env, first);
 }
 
 jboolean Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getFunctionStatus(JNIEnv* env, jobject session)

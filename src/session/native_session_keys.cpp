@@ -3,8 +3,10 @@
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
 #include "bridge/buffers.h"
+#include "bridge/created_objects.h"
 #include "bridge/diagnostics.h"
 #include "bridge/frame.h"
+#include "bridge/handles.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/mechanisms.h"
 #include "marshal/values.h"
@@ -12,15 +14,15 @@
 namespace {
 
 // Both keys of a new pair as a Java array. Null on failure.
-jobjectArray newKeyPair(JNIEnv* env, jobject session, const MadeObject& publicKey, const MadeObject& privateKey)
+jobjectArray newKeyPair(JNIEnv* env, jobject session, CK_OBJECT_HANDLE publicKey, CK_OBJECT_HANDLE privateKey)
 {
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Object");
     jobjectArray pair = type != nullptr ? env->NewObjectArray(2, type, nullptr) : nullptr;
     if (pair == nullptr)
         return nullptr;
 
-    bool stored = storeElement(env, pair, 0, newObjectFor(env, session, publicKey)) &&
-                  storeElement(env, pair, 1, newObjectFor(env, session, privateKey));
+    bool stored = storeElement(env, pair, 0, newNativeObject(env, session, publicKey)) &&
+                  storeElement(env, pair, 1, newNativeObject(env, session, privateKey));
     return stored ? pair : nullptr;
 }
 
@@ -38,25 +40,24 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env,
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, handles.list, measured, encoded))
+    if (!encodeMechanism(env, measured, encoded))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
     if (!encodeTemplate(env, &attributes))
         return nullptr;
 
-    MadeObject key;
-    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
-    Outcome outcome = callMaking(env, handles.list, owner, &key, &CK_FUNCTION_LIST::C_GenerateKey, handles.session,
-                                 mechanismIn(encoded), attributes.entries, attributes.count);
-    if (!checkMade(env, handles, outcome, {&key}))
+    CK_OBJECT_HANDLE key = 0;
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GenerateKey, handles.session,
+                                  mechanismIn(encoded), attributes.entries, attributes.count, &key);
+    if (!checkCreated(env, handles, outcome, {key}))
         return nullptr;
 
     if (!decodeMechanismParameter(env, measured, encoded)) {
         discardObject(env, handles, key);
         return nullptr;
     }
-    return newMadeObject(env, session, handles, key);
+    return newCreatedObject(env, session, handles, key);
 }
 
 jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
@@ -71,7 +72,7 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, handles.list, measured, encoded))
+    if (!encodeMechanism(env, measured, encoded))
         return nullptr;
     EncodedTemplate publicAttributes;
     RESERVE_STACK(budget, publicAttributes.buffer, openTemplate(env, publicTypes, publicValues, &publicAttributes));
@@ -82,21 +83,12 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
     if (!encodeTemplate(env, &privateAttributes))
         return nullptr;
 
-    MadeObject publicKey;
-    MadeObject privateKey;
-    CK_SESSION_HANDLE publicOwner = ownerOf(handles, publicAttributes.entries, publicAttributes.count);
-    CK_SESSION_HANDLE privateOwner = ownerOf(handles, privateAttributes.entries, privateAttributes.count);
-    Outcome outcome = guarded(env, handles.list, [&] {
-        CK_RV rv = callModule(handles.list, &CK_FUNCTION_LIST::C_GenerateKeyPair, handles.session, mechanismIn(encoded),
-                              publicAttributes.entries, publicAttributes.count, privateAttributes.entries,
-                              privateAttributes.count, &publicKey.handle, &privateKey.handle);
-        if (rv == CKR_OK) {
-            numberMade(handles.list, publicOwner, &publicKey);
-            numberMade(handles.list, privateOwner, &privateKey);
-        }
-        return rv;
-    });
-    if (!checkMade(env, handles, outcome, {&publicKey, &privateKey}))
+    CK_OBJECT_HANDLE publicKey = 0;
+    CK_OBJECT_HANDLE privateKey = 0;
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GenerateKeyPair, handles.session,
+                                  mechanismIn(encoded), publicAttributes.entries, publicAttributes.count,
+                                  privateAttributes.entries, privateAttributes.count, &publicKey, &privateKey);
+    if (!checkCreated(env, handles, outcome, {publicKey, privateKey}))
         return nullptr;
 
     jobjectArray pair = newKeyPair(env, session, publicKey, privateKey);
@@ -119,13 +111,12 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, handles.list, measured, encoded))
+    if (!encodeMechanism(env, measured, encoded))
         return 0;
     CK_OBJECT_HANDLE keyHandle = 0;
     CK_OBJECT_HANDLE wrappingHandle = 0;
     PinnedBytes wrapped = {};
-    if (!objectHandleOf(env, handles.list, key, &keyHandle) ||
-        !objectHandleOf(env, handles.list, wrappingKey, &wrappingHandle) ||
+    if (!objectHandleOf(env, key, &keyHandle) || !objectHandleOf(env, wrappingKey, &wrappingHandle) ||
         !getOutputBuffer(env, wrappedKey, offset, &wrapped))
         return 0;
 
@@ -154,10 +145,10 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, handles.list, measured, encoded))
+    if (!encodeMechanism(env, measured, encoded))
         return nullptr;
     CK_OBJECT_HANDLE unwrappingHandle = 0;
-    if (!objectHandleOf(env, handles.list, unwrappingKey, &unwrappingHandle))
+    if (!objectHandleOf(env, unwrappingKey, &unwrappingHandle))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
@@ -165,16 +156,14 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
     if (!encodeTemplate(env, &attributes) || !getBuffer(env, wrappedKey, offset, length, &wrapped))
         return nullptr;
 
-    MadeObject key;
-    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
+    CK_OBJECT_HANDLE key = 0;
     Outcome outcome = callWithLabelOrNone(measured, encoded, [&] {
-        return callMaking(env, handles.list, owner, &key, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session,
-                          mechanismIn(encoded), unwrappingHandle, wrapped.data, wrapped.length, attributes.entries,
-                          attributes.count);
+        return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
+                           unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
     });
 
     releaseBuffer(env, wrapped, JNI_ABORT);
-    return checkMade(env, handles, outcome, {&key}) ? newMadeObject(env, session, handles, key) : nullptr;
+    return checkCreated(env, handles, outcome, {key}) ? newCreatedObject(env, session, handles, key) : nullptr;
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, jobject session, jint mechanism,
@@ -194,46 +183,37 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, handles.list, measured, encoded))
+    if (!encodeMechanism(env, measured, encoded))
         return nullptr;
     CK_OBJECT_HANDLE baseHandle = 0;
-    if (!objectHandleOf(env, handles.list, baseKey, &baseHandle))
+    if (!objectHandleOf(env, baseKey, &baseHandle))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
     if (!encodeTemplate(env, &attributes))
         return nullptr;
 
-    MadeObject key;
-    DerivedKeys others;
-    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
-    Outcome outcome = guarded(env, handles.list, [&] {
-        CK_RV rv = callModule(handles.list, &CK_FUNCTION_LIST::C_DeriveKey, handles.session, mechanismIn(encoded),
-                              baseHandle, attributes.entries, attributes.count, &key.handle);
-        if (rv == CKR_OK) {
-            numberMade(handles.list, owner, &key);
-            others = numberDerivedKeys(handles.list, owner, measured, encoded);
-        }
-        return rv;
-    });
-    if (!checkMade(env, handles, outcome, {&key})) {
+    CK_OBJECT_HANDLE key = 0;
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DeriveKey, handles.session,
+                                  mechanismIn(encoded), baseHandle, attributes.entries, attributes.count, &key);
+    if (!checkCreated(env, handles, outcome, {key})) {
         if (outcome.rv == CKR_OK)
-            discardDerivedKeys(env, handles, others);
+            discardDerivedKeys(env, handles, measured, encoded);
         return nullptr;
     }
 
-    returnDerivedOutput(env, measured, session, handles, encoded, others);
+    returnDerivedOutput(env, measured, session, handles, encoded);
     if (debugEnabled())
         debugPrint("tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey: The returned secretKey is:  "
                    ">%lu<\n",
-                   static_cast<unsigned long>(key.handle));
+                   static_cast<unsigned long>(key));
 
     // What could not be handed back is raised, and then Java never sees the key either.
     if (env->ExceptionCheck() == JNI_TRUE) {
         discardObject(env, handles, key);
         return nullptr;
     }
-    return newMadeObject(env, session, handles, key);
+    return newCreatedObject(env, session, handles, key);
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_digestKey(JNIEnv* env, jobject session, jobject key)
@@ -242,6 +222,6 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_digestKey(JNIEnv* env, jobj
     if (!resolveSession(env, session, &handles))
         return;
     CK_OBJECT_HANDLE handle = 0;
-    if (objectHandleOf(env, handles.list, key, &handle))
+    if (objectHandleOf(env, key, &handle))
         checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DigestKey, handles.session, handle));
 }

@@ -3,8 +3,9 @@
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 
+#include "bridge/created_objects.h"
 #include "bridge/frame.h"
-#include "bridge/handed_out.h"
+#include "bridge/handles.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/values.h"
 #include "session/session_calls.h"
@@ -19,11 +20,10 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_createObject(JNIEnv* env
     if (!encodeTemplate(env, &attributes) || !resolveSession(env, session, &handles))
         return nullptr;
 
-    MadeObject made;
-    CK_SESSION_HANDLE owner = ownerOf(handles, attributes.entries, attributes.count);
-    Outcome outcome = callMaking(env, handles.list, owner, &made, &CK_FUNCTION_LIST::C_CreateObject, handles.session,
-                                 attributes.entries, attributes.count);
-    return checkMade(env, handles, outcome, {&made}) ? newMadeObject(env, session, handles, made) : nullptr;
+    CK_OBJECT_HANDLE created = 0;
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CreateObject, handles.session,
+                                  attributes.entries, attributes.count, &created);
+    return checkCreated(env, handles, outcome, {created}) ? newCreatedObject(env, session, handles, created) : nullptr;
 }
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_copy(JNIEnv* env, jobject session, jobject source,
@@ -65,19 +65,14 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObject(JNIEnv* env, 
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
-    MadeObject found;
+    CK_OBJECT_HANDLE found = 0;
     CK_ULONG room = 1;
     CK_ULONG count = 0;
-    Outcome outcome = guarded(env, handles.list, [&] {
-        CK_RV rv =
-            callModule(handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &found.handle, room, &count);
-        if (rv == CKR_OK && count == 1)
-            found.numbered = foundObjectToJava(handles.list, found.handle, &found.number);
-        return rv;
-    });
+    Outcome outcome =
+        callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &found, room, &count);
     if (!checkResult(env, outcome) || !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
         return nullptr;
-    return count != 0 ? newObjectFor(env, session, found) : nullptr;
+    return count != 0 ? newFoundObject(env, session, found) : nullptr;
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObjectsFinal(JNIEnv* env, jobject session)

@@ -1,7 +1,7 @@
 #include "session/session_calls.h"
 
+#include "bridge/created_objects.h"
 #include "bridge/frame.h"
-#include "bridge/handed_out.h"
 
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function)
 {
@@ -12,22 +12,14 @@ void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Log
 
 jobject copyObject(JNIEnv* env, jobject owner, const ObjectHandles& source, const EncodedTemplate& attributes)
 {
-    SessionHandles session = {source.list, source.session, 0};
-    MadeObject copy;
-    // Whether it is on the token the source may decide, so no session is known to own it.
-    Outcome outcome = callMaking(env, source.list, 0, &copy, &CK_FUNCTION_LIST::C_CopyObject, source.session,
-                                 source.object, attributes.entries, attributes.count);
-    return checkMade(env, session, outcome, {&copy}) ? newMadeObject(env, owner, session, copy) : nullptr;
-}
-
-void closeSession(JNIEnv* env, jobject session)
-{
-    SessionHandles handles = {};
-    if (resolveSession(env, session, &handles))
-        checkResult(env, endSession(env, handles.list, handles.session, handles.sessionID));
+    SessionHandles session = {source.list, source.session};
+    CK_OBJECT_HANDLE copy = 0;
+    Outcome outcome = callGuarded(env, source.list, &CK_FUNCTION_LIST::C_CopyObject, source.session, source.object,
+                                  attributes.entries, attributes.count, &copy);
+    return checkCreated(env, session, outcome, {copy}) ? newCreatedObject(env, owner, session, copy) : nullptr;
 }
 
 void destroyObject(JNIEnv* env, const ObjectHandles& object)
 {
-    checkResult(env, endObject(env, {object.list, object.session, 0}, object.object, object.objectID));
+    checkResult(env, callGuarded(env, object.list, &CK_FUNCTION_LIST::C_DestroyObject, object.session, object.object));
 }

@@ -7,11 +7,8 @@
 /// A call that takes the session alone, as C_Logout does.
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function);
 
-/// C_CloseSession. The Java object keeps its number.
-void closeSession(JNIEnv* env, jobject session);
-
 /// C_CopyObject with a template; the copy belongs to the owner's session. Null after raising.
 jobject copyObject(JNIEnv* env, jobject owner, const ObjectHandles& source, const EncodedTemplate& attributes);
 
-/// C_DestroyObject. The Java object keeps its number.
+/// C_DestroyObject; raises what is not CKR_OK. The Java object keeps its handle.
 void destroyObject(JNIEnv* env, const ObjectHandles& object);

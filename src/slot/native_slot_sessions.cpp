@@ -6,23 +6,17 @@
 #include <array>
 
 #include "bridge/frame.h"
-#include "bridge/handed_out.h"
+#include "bridge/handles.h"
 #include "marshal/pin_buffer.h"
 
 namespace {
 
-jobject newSession(JNIEnv* env, jobject slot, jint number)
-{
-    return newJavaObject(env, "com/kelvane/pkcs11/nat/NativePKCS11Session",
-                         "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V", slot, number);
-}
-
 // C_CloseSession for a session that Java will never hold: nobody else could ever close it. An exception may be pending.
 void discardSession(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE session)
 {
-    jthrowable first = setPendingAside(env);
-    endSession(env, list, session, 0);
-    restorePending(env, first);
+    jthrowable first = stashPendingException(env);
+    callGuarded(env, list, &CK_FUNCTION_LIST::C_CloseSession, session);
+    restorePendingException(env, first);
 }
 
 } // namespace
@@ -56,21 +50,13 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_openSession(JNIEnv* env, jo
     if (!resolveSlot(env, slot, &handles))
         return nullptr;
 
+    void* application = nullptr;
+    CK_NOTIFY notify = nullptr;
     CK_SESSION_HANDLE session = 0;
-    jint number = 0;
-    bool numbered = true;
-    Outcome outcome = guarded(env, handles.list, [&] {
-        CK_RV rv = callModule(handles.list, &CK_FUNCTION_LIST::C_OpenSession, handles.slot, fromJava(flags), nullptr,
-                              nullptr, &session);
-        if (rv == CKR_OK)
-            numbered = sessionToJava(handles.list, handles.slot, session, &number);
-        return rv;
-    });
+    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_OpenSession, handles.slot, fromJava(flags),
+                                  application, notify, &session);
 
-    bool opened = checkResult(env, outcome);
-    if (opened && !numbered)
-        throwNoStandInLeft(env, "session", session, "close sessions");
-    jobject result = opened && numbered ? newSession(env, slot, number) : nullptr;
+    jobject result = checkResult(env, outcome) ? newNativeSession(env, slot, session) : nullptr;
     if (result == nullptr && outcome.rv == CKR_OK)
         discardSession(env, handles.list, session);
     return result;
@@ -82,7 +68,5 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_closeAllSessions(JNIEnv* env, 
     if (!resolveSlot(env, slot, &handles))
         return;
 
-    checkResult(env, callEnding(env, {Ending::slot, handles.list, handles.slot}, [&handles](CK_SLOT_ID ending) {
-                    return callModule(handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, ending);
-                }));
+    checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, handles.slot));
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 Fake fake;
 
@@ -189,7 +190,11 @@ Object* construct(const std::string& name, const std::string& constructor, va_li
             text += number(static_cast<unsigned>(value));
             made->fields["number"] = value;
         } else if (*c == 'J') {
-            text += std::to_string(va_arg(arguments, jlong));
+            jlong value = va_arg(arguments, jlong);
+            made->fields["wide"] = value;
+            std::ostringstream hexadecimal;
+            hexadecimal << "0x" << std::hex << value;
+            text += name.find("Native") != std::string::npos ? hexadecimal.str() : std::to_string(value);
         } else {
             Object* value = raw(va_arg(arguments, void*));
             text += show({value});

@@ -39,7 +39,6 @@ void testTemplates();
 void testSecrets();
 void testStacks();
 void testDates();
-void testNoNumberLeft();
 void testFailedLoads(const char* debugOutput);
 
 // ---- Calls ----

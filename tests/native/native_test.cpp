@@ -47,7 +47,6 @@ int main(int argc, char** argv)
     testStacks();
 #endif
     testFailedLoads(debugOutput);
-    testNoNumberLeft();
     check("89 methods", std::to_string(methodsCalled.size()) + " methods");
     std::fprintf(stderr, "%s, %d failures\n", packed ? "packed" : "aligned", failures);
     return failures == 0 ? 0 : 1;

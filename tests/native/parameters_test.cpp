@@ -157,8 +157,8 @@ std::vector<Parameter> parameters()
         {CKM_SP800_108_FEEDBACK_KDF, feedbackKdf(),
             "40 0:u593 4:u1 8:p48 16:u5 20:p124 28:u1 32:p80 48:u4 52:p64 60:u3 64:x616263"
             " 80:p- 88:u0 92:p112 112:u0 124:x6465666768",
-            "56 0:u593 8:u1 16:p56 24:u5 32:p136 40:u1 48:p88 56:u4 64:p80 72:u3 80:x616263"
-            " 88:p- 96:u0 104:p120 120:u0 136:x6465666768"},
+            "56 0:u593 8:u1 16:p56 24:u5 32:p128 40:u1 48:p88 56:u4 64:p80 72:u3 80:x616263"
+            " 88:p- 96:u0 104:p120 120:u0 128:x6465666768"},
         {kNegative, parameter("PKCS11RawParameter", "bytes='abc'"), "3 0:x616263", "3 0:x616263"},
         // clang-format on
     };

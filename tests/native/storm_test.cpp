@@ -1,7 +1,7 @@
 // Eight threads and the whole life of libraries: load, initialise, open, find, create, destroy, close, close all,
 // finalise, all at once. For the thread sanitizer, and for what it cannot see: a session or object that answers for
-// another. The module's handles are addresses, which it gives on as an allocator does. The arguments are files of
-// the stub module, each a library of its own.
+// another. The module's handles are addresses, too wide for an int, which it uses again later than any thread here uses
+// an old one. The arguments are files of the stub module, each a library of its own.
 
 #include <array>
 #include <atomic>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kThreads = 8;
 constexpr int kRounds = 3000;
-constexpr std::size_t kBlocks = 4096; // so that no call in progress can still mean a block's last owner
+constexpr std::size_t kBlocks = 4096;
 
 // What a handle leads to. Who made it wrote down a word by which he knows it again.
 struct Block
@@ -106,15 +106,13 @@ void fill(CK_FUNCTION_LIST* list)
         });
     };
     list->C_CloseSession = [](CK_SESSION_HANDLE session) {
-        CK_RV rv = inside<index>([=](Module& module) -> CK_RV {
+        return inside<index>([=](Module& module) -> CK_RV {
             Block* block = module.find(session);
             if (block == nullptr)
                 return CKR_SESSION_HANDLE_INVALID;
             module.end(block);
             return CKR_OK;
         });
-        std::this_thread::yield(); // another thread gets the block before this call has returned
-        return rv;
     };
     list->C_CloseAllSessions = [](CK_SLOT_ID slot) {
         return inside<index>([=](Module& module) -> CK_RV {
@@ -190,7 +188,7 @@ void expectWord(Thing object, jint word)
 }
 
 // One holder's life in a library that others initialise and finalise, and whose sessions they close, at any moment.
-// `word` is this round's own: whatever else our numbers answer, it is never another's word.
+// `word` is this round's own: whatever else our handles lead to, it is never another's word.
 void live(const char* file, CK_SLOT_ID slotID, jint word, bool closesAll)
 {
     Thing library;
@@ -206,7 +204,7 @@ void live(const char* file, CK_SLOT_ID slotID, jint word, bool closesAll)
     expect(raised.empty() || isGone(raised), "createObject: " + raised);
     if (Thing object = made; raised.empty()) {
         expectWord(object, word);
-        on(session, SESSION(findObject)); // by another number, if the slot is just being closed
+        on(session, SESSION(findObject));
         if (Thing found = made; raised.empty() && found.owner != nullptr)
             expectWord(found, word);
         on(object, OBJECT(destroy));
@@ -229,12 +227,12 @@ void finalizeDuringCall(const char* file, const std::function<void()>& meanwhile
 {
     Thing library;
     expect(load(library, file).empty() && on(library, LIBRARY(libInitialize)).empty(), "load: " + raised);
-    const jlong list = library.list;
+    const jlong list = library.wide;
     std::atomic<bool> isInside = false;
     std::atomic<bool> hasLeft = false;
     inCall = [&] {
         isInside = true;
-        while (library.sharedList() != 0) // until the last holder has come
+        while (library.sharedWide() != 0) // until the last holder has come
             std::this_thread::yield();
         meanwhile();
         hasLeft = true;
@@ -250,7 +248,7 @@ void finalizeDuringCall(const char* file, const std::function<void()>& meanwhile
     expect(on(library, LIBRARY(libFinalize)).empty(), "libFinalize: " + raised);
     expect(hasLeft && modules[0].initialized != ends, "not waited for, or ended wrongly");
     caller.join();
-    library.list = list;
+    library.wide = list;
     expect(on(library, LIBRARY(libFinalize)).empty() != ends, "libFinalize again: " + raised);
 }
 
@@ -264,9 +262,9 @@ int main(int argc, char** argv)
     std::array<Thing, 2> holders;
     for (std::size_t i = 0; i < holders.size(); ++i)
         check("", load(holders[i], argv[i + 1]));
-    check("two libraries", holders[0].list != holders[1].list ? "two libraries" : "one library");
-    fill<0>(reinterpret_cast<CK_FUNCTION_LIST*>(holders[0].list));
-    fill<1>(reinterpret_cast<CK_FUNCTION_LIST*>(holders[1].list));
+    check("two libraries", holders[0].wide != holders[1].wide ? "two libraries" : "one library");
+    fill<0>(reinterpret_cast<CK_FUNCTION_LIST*>(holders[0].wide));
+    fill<1>(reinterpret_cast<CK_FUNCTION_LIST*>(holders[1].wide));
     for (Thing& each : holders)
         check("", on(each, LIBRARY(libFinalize)));
 

@@ -1,6 +1,5 @@
 // What the library takes from the system: stacks, calendars, modules.
 
-#include <deque>
 #include <fstream>
 
 #ifdef _WIN32
@@ -63,26 +62,6 @@ void testDates()
     }
     checkCall(" ->  " + raised(CKR_ATTRIBUTE_VALUE_INVALID),
               [] { return OBJECT(setAttributeValue)(CKA_END_DATE, date(253402300800000)); });
-}
-
-// Libraries that were never loaded, which need numbers for wide handles too: there is an end to them. What a module has
-// made then is ended again.
-void testNoNumberLeft()
-{
-    using List = std::array<std::uint64_t, 69>; // of either layout
-    const auto& loaded = *reinterpret_cast<const List*>(library.object->fields.at("functionList:J"));
-    std::deque<List> lists;
-    std::string created;
-    while (lists.size() < 100 && created.find("no number left") == std::string::npos) {
-        makeReceivers(reinterpret_cast<int64_t>(&lists.emplace_back(loaded)));
-        created = outcome([] { return token.handle = 0x58000001, SESSION(createObject)(nullptr, nullptr); });
-    }
-    check("C_CreateObject S null; C_DestroyObject S 58000001 -> null PKCS11Exception('no number left for object handle "
-          "0x58000001: destroy objects or finalise the library')",
-          created);
-    checkCall("C_OpenSession 5 4; C_CloseSession 58000001 -> null PKCS11Exception('no number left for session "
-              "handle 0x58000001: close sessions or finalise the library')",
-              [] { return token.handle = 0x58000001, SLOT(openSession)(4, nullptr); });
 }
 
 // A path that names no module: the exception quotes it, the debug line has the system's own reason. A NUL within must

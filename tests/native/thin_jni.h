@@ -1,4 +1,4 @@
-// Just enough of a JVM for many threads: objects that hold a number, a list and the next link of the handle chain, one
+// Just enough of a JVM for many threads: objects that hold an int, a long and the next link of the handle chain, one
 // monitor, one exception a thread. And the calls that the programs here make through the library's exports.
 #pragma once
 
@@ -15,14 +15,15 @@
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
 
-/// Every Java object: what its int field holds, the next link of the handle chain, and for a library its list.
+/// Every Java object: its int field, the next link of the handle chain, and its long field, a library's list or a
+/// handle.
 struct Thing
 {
     jint number = 0;
     Thing* owner = nullptr;
-    jlong list = 0;
+    jlong wide = 0;
 
-    std::atomic_ref<jlong> sharedList() { return std::atomic_ref<jlong>(list); }
+    std::atomic_ref<jlong> sharedWide() { return std::atomic_ref<jlong>(wide); }
 };
 
 inline thread_local Thing made;         // by the last call
@@ -42,6 +43,9 @@ inline jobject newThing(JNIEnv*, jclass, jmethodID constructor, va_list argument
         raised = std::to_string(va_arg(arguments, int));
     } else if (signature == "(III)V") { // of information, whose first number is kept
         made.number = va_arg(arguments, int);
+    } else if (signature.ends_with(";J)V")) {
+        auto* owner = va_arg(arguments, Thing*);
+        made = {-1, owner, va_arg(arguments, jlong)};
     } else if (signature != "(Ljava/lang/String;)V") {
         auto* owner = va_arg(arguments, Thing*);
         made = {va_arg(arguments, int), owner, 0};
@@ -59,10 +63,10 @@ inline JNINativeInterface_ thinFunctions()
     table.GetMethodID = [](JNIEnv*, jclass, const char*, const char* type) { return reference<jmethodID>(type); };
     table.GetIntField = [](JNIEnv*, jobject object, jfieldID) { return reinterpret_cast<Thing*>(object)->number; };
     table.GetLongField = [](JNIEnv*, jobject object, jfieldID) {
-        return reinterpret_cast<Thing*>(object)->sharedList().load();
+        return reinterpret_cast<Thing*>(object)->sharedWide().load();
     };
     table.SetLongField = [](JNIEnv*, jobject object, jfieldID, jlong list) {
-        reinterpret_cast<Thing*>(object)->sharedList() = list;
+        reinterpret_cast<Thing*>(object)->sharedWide() = list;
     };
     table.GetObjectField = [](JNIEnv*, jobject object, jfieldID) {
         return reference<jobject>(reinterpret_cast<Thing*>(object)->owner);
@@ -106,6 +110,6 @@ std::string on(Thing& receiver, Result (*method)(JNIEnv*, jobject, Parameters...
 inline std::string load(Thing& library, const char* path)
 {
     raised.clear();
-    library.list = LIBRARY(loadPKCS11Library)(env, nullptr, reference<jstring>(path));
+    library.wide = LIBRARY(loadPKCS11Library)(env, nullptr, reference<jstring>(path));
     return raised;
 }

@@ -11,12 +11,10 @@ import java.util.Date;
  */
 public interface PKCS11Object {
     /**
-     * Returns the number by which this class knows the object: the library's handle, or a number that stands for it
-     * where 32 bits do not hold the handle. Such a number means this object, in whatever session it is used, until it is
-     * destroyed through this library, the session ends that made it (unless it is on the token), the library hands the
-     * handle out again, or is finalised; and nothing from then on.
+     * Returns the object's handle as an {@code int}.
      *
-     * @return the number, its 32 bits unsigned, from 0x60000000 to 0x6FFFFFFF for a stand-in; 0 is no object
+     * @return the handle, its 32 bits unsigned; 0 for no object; 0xFFFFFFFF (-1) for a handle that needs more bits, and
+     *     for an object whose handle is 0: {@link com.kelvane.pkcs11.nat.NativePKCS11Object#getHandle} returns those
      */
     int getObjectID();
 

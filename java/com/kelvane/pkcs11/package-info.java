@@ -6,9 +6,9 @@
  *
  * <p>Handles, ids, types, flags and counts are Cryptoki's unsigned integers in 32 bits, so that those of 2<sup>31</sup>
  * and above are negative. A quantity that a token does not tell is -1
- * ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}). A session or object handle that needs more than 32 bits is known
- * here by a number that stands for it; a slot id that does is refused by an exception that names it; other numbers keep
- * their low 32 bits. A version is one number, see {@link PKCS11Version}.
+ * ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}). Session and object handles may have 64 bits ({@code getHandle}); a
+ * slot id of more than 32 bits is refused by an exception that names it; other numbers keep their low 32 bits. A version
+ * is one number, see {@link PKCS11Version}.
  *
  * <h2>Attributes</h2>
  *

@@ -24,19 +24,37 @@ public class NativePKCS11Object implements PKCS11Object {
     /** The session in which the handle is valid. */
     private final NativePKCS11Session session;
 
-    /** The number of the object's {@code CK_OBJECT_HANDLE}. */
+    /** The object's {@code CK_OBJECT_HANDLE}; {@link WideHandle#MARKER} if the handle is in {@link #handle} alone. */
     private final int objectID;
 
+    /** The whole {@code CK_OBJECT_HANDLE}. */
+    private final long handle;
+
     /**
-     * Builds an object for a handle known from elsewhere; the calls that create and find objects build their own.
+     * Constructs an object for a handle known from elsewhere; the calls that create and find objects construct their
+     * own.
      *
      * @param session the session in which the handle is valid
-     * @param objectID the handle, or the number of another Java object for it ({@link #getObjectID})
+     * @param objectID the handle, its 32 bits unsigned; 0 for no object
      */
     public NativePKCS11Object(NativePKCS11Session session, int objectID) {
         NativeLibrary.require();
         this.session = session;
         this.objectID = objectID;
+        handle = Integer.toUnsignedLong(objectID);
+    }
+
+    /**
+     * Constructs an object for a handle of up to 64 bits.
+     *
+     * @param session the session in which the handle is valid
+     * @param handle the handle, its 64 bits unsigned; 0 is the handle of an object, as some modules use it
+     */
+    public NativePKCS11Object(NativePKCS11Session session, long handle) {
+        NativeLibrary.require();
+        this.session = session;
+        this.handle = handle;
+        objectID = handle == 0 ? WideHandle.MARKER : WideHandle.toInt(handle);
     }
 
     /**
@@ -53,20 +71,29 @@ public class NativePKCS11Object implements PKCS11Object {
         return objectID;
     }
 
+    /**
+     * Returns the object's handle. It stays the same after {@link #destroy}.
+     *
+     * @return the handle, its 64 bits unsigned
+     */
+    public long getHandle() {
+        return handle;
+    }
+
     @Override
     public boolean equals(Object other) {
         return other instanceof NativePKCS11Object && Objects.equals(((NativePKCS11Object) other).session, session)
-            && ((NativePKCS11Object) other).objectID == objectID;
+            && ((NativePKCS11Object) other).handle == handle && ((NativePKCS11Object) other).objectID == objectID;
     }
 
     @Override
     public int hashCode() {
-        return 31 * Objects.hashCode(session) + objectID;
+        return 31 * Objects.hashCode(session) + Long.hashCode(handle);
     }
 
     @Override
     public String toString() {
-        return "object 0x" + Integer.toHexString(objectID) + " in " + session;
+        return "object 0x" + Long.toHexString(handle) + " in " + session;
     }
 
     /**

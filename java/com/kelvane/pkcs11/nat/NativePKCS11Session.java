@@ -44,19 +44,36 @@ public class NativePKCS11Session implements AutoCloseable {
     /** The slot of the token. */
     private final NativePKCS11Slot slot;
 
-    /** The number of the session's {@code CK_SESSION_HANDLE}. */
+    /** The session's {@code CK_SESSION_HANDLE}; {@link WideHandle#MARKER} if the handle is in {@link #handle} alone. */
     private final int sessionID;
 
+    /** The whole {@code CK_SESSION_HANDLE}. */
+    private final long handle;
+
     /**
-     * Builds a session for a handle known from elsewhere; {@link NativePKCS11Slot#openSession} opens a new one.
+     * Constructs a session for a handle known from elsewhere; {@link NativePKCS11Slot#openSession} opens a new one.
      *
      * @param slot the slot of the token
-     * @param sessionID the handle, or the number of another object for the session ({@link #getSessionID})
+     * @param sessionID the handle, its 32 bits unsigned
      */
     public NativePKCS11Session(NativePKCS11Slot slot, int sessionID) {
         NativeLibrary.require();
         this.slot = slot;
         this.sessionID = sessionID;
+        handle = Integer.toUnsignedLong(sessionID);
+    }
+
+    /**
+     * Constructs a session for a handle of up to 64 bits.
+     *
+     * @param slot the slot of the token
+     * @param handle the handle, its 64 bits unsigned
+     */
+    public NativePKCS11Session(NativePKCS11Slot slot, long handle) {
+        NativeLibrary.require();
+        this.slot = slot;
+        this.handle = handle;
+        sessionID = WideHandle.toInt(handle);
     }
 
     /**
@@ -69,32 +86,37 @@ public class NativePKCS11Session implements AutoCloseable {
     }
 
     /**
-     * Returns the number by which this class knows the session: the library's handle, or a number that stands for it
-     * where 32 bits do not hold the handle. Such a number means this session until it is closed through this library or
-     * the handle is handed out again, as for a session that was opened after the token had been pulled; and nothing from
-     * then on. No other session gets it as long as there are numbers that none has had.
+     * Returns the session's handle as an {@code int}.
      *
-     * @return the number, its 32 bits unsigned, from 0x58000000 to 0x5FFFFFFF for a stand-in; it stays the same after
-     *     {@link #close}
+     * @return the handle, its 32 bits unsigned; 0xFFFFFFFF (-1) for a handle that needs more, see {@link #getHandle}
      */
     public int getSessionID() {
         return sessionID;
     }
 
+    /**
+     * Returns the session's handle. It stays the same after {@link #close}.
+     *
+     * @return the handle, its 64 bits unsigned
+     */
+    public long getHandle() {
+        return handle;
+    }
+
     @Override
     public boolean equals(Object other) {
         return other instanceof NativePKCS11Session && Objects.equals(((NativePKCS11Session) other).slot, slot)
-            && ((NativePKCS11Session) other).sessionID == sessionID;
+            && ((NativePKCS11Session) other).handle == handle;
     }
 
     @Override
     public int hashCode() {
-        return 31 * Objects.hashCode(slot) + sessionID;
+        return 31 * Objects.hashCode(slot) + Long.hashCode(handle);
     }
 
     @Override
     public String toString() {
-        return "session 0x" + Integer.toHexString(sessionID) + " with " + slot;
+        return "session 0x" + Long.toHexString(handle) + " with " + slot;
     }
 
     /** Refuses null as native methods do, and a key with handle 0, for which they do nothing and raise nothing. */
@@ -1025,8 +1047,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Returns the next object that was found ({@code C_FindObjects}, for one object).
      *
      * @return the object; null if there are no more
-     * @throws PKCS11Exception with the code of the library; with a text that names the handle if there is no number
-     *     left to stand for it
+     * @throws PKCS11Exception with the code of the library
      */
     public native NativePKCS11Object findObject();
 

@@ -120,9 +120,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
      * <p>Cryptoki: {@code C_OpenSession}. The flags go to the library as they are.
      *
      * @throws PKCS11Exception with the code of the library, {@code CKR_SESSION_PARALLEL_NOT_SUPPORTED} without
-     *     {@code CKF_SERIAL_SESSION}; "Sorry, callbacks not supported!" for a callback; "no number left for session
-     *     handle ..." with the handle for one that needs more than 32 bits while more than a million such are open:
-     *     the session is closed again
+     *     {@code CKF_SERIAL_SESSION}; "Sorry, callbacks not supported!" for a callback
      */
     @Override
     public native NativePKCS11Session openSession(int flags, Object callback);

@@ -4,16 +4,21 @@
  *
  * <p>The other methods are {@link com.kelvane.pkcs11.nat.NativePKCS11#findSlot findSlot}, {@code findObjects}, those
  * that take a {@link com.kelvane.pkcs11.Template}, and those that encrypt, decrypt, digest, sign, verify or wrap all of
- * the data or of a stream. They need no room from the caller, end what they begin, whatever happens, and refuse a key
- * with handle 0 by {@code CKR_KEY_HANDLE_INVALID} (0x60). What follows is about the native ones.
+ * the data or of a stream. The latter need no output buffer from the caller, end what they begin, whatever happens, and
+ * refuse a key that is no object (0) by {@code CKR_KEY_HANDLE_INVALID} (0x60). What follows is about the native ones, and
+ * holds for those that take a {@code Template} too.
  *
  * <h2>Handles</h2>
  *
  * <p>An object knows its session, a session its slot, a slot its library; the library knows the address of its function
  * list. The chain is followed in every call. Where it is broken by a null, "obj is null" is raised, and "functionList
  * is null" where the library is not loaded or given back. A null where a key or object is needed raises "obj is null"
- * too. A key or object passed with handle 0 makes a call return at once: nothing is raised, nothing is done, and the
- * result is 0, false or null (3 for the two GCM methods).
+ * too. A key or object whose {@code int} is 0, "no object", makes a call return at once: nothing is raised, nothing is
+ * done, and the result is 0, false or null (3 for the two GCM methods).
+ *
+ * <p>A handle of up to 32 bits is in the {@code int} of its object. A wider one is in the field {@code handle}, a
+ * {@code long}; the {@code int} is 0xFFFFFFFF then. After its session, object or library has ended, a handle means what it
+ * means in C: the module decides.
  *
  * <p>Nothing is closed or destroyed on its own: sessions and objects are to be closed and destroyed by their methods.
  * What other classes mean by attributes, templates and mechanisms is in the description of {@link com.kelvane.pkcs11}.
@@ -39,9 +44,7 @@
  * which return the length needed. A call that needs more of the thread's stack than is left is refused: "alloca()
  * failed" and texts that contain it, "memory allocation for temporary template failed!", "no space for encoded
  * attribute!", "copyStringBytes(): no space for encoded String!", "no space for encoded mechanism / parameter!". A key,
- * object or session that a call has made and cannot hand back is destroyed or closed again. That happens when there is
- * no number left to stand for a handle of more than 32 bits ("no number left for object handle ...", "no number left for
- * session handle ..."): destroy objects, close sessions, or finalise the library.
+ * object or session that a call has created and cannot return is destroyed or closed.
  *
  * <h2>Threads</h2>
  *

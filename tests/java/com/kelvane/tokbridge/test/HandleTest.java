@@ -1,0 +1,202 @@
+package com.kelvane.tokbridge.test;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static com.kelvane.tokbridge.test.Harness.*;
+import static org.junit.jupiter.api.Assertions.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.io.*;
+import java.net.*;
+import java.nio.file.*;
+import java.util.*;
+import java.util.function.*;
+import java.util.stream.*;
+import javax.tools.*;
+import org.junit.jupiter.api.*;
+
+/** Handles that an int cannot hold, on their way to Java and back. The whole suite runs with such handles too. */
+class HandleTest extends SessionFixture {
+    private static final String WIDE = "0x7f0000000010";
+    private static final long[] HANDLES = {1, 0x7fffffffL, 0x80000000L, 0xfffffffeL, 0xffffffffL, 0x100000000L,
+        0x7f0000000010L, 1L << 63, -1L};
+
+    @BeforeEach
+    void narrow() {
+        Assumptions.assumeFalse(ScriptedToken.WIDE, "the handles are the test's own");
+    }
+
+    private NativePKCS11Session open(String handle) {
+        token.answer("C_OpenSession", "session=" + handle);
+        return slot.openSession(6, null);
+    }
+
+    private NativePKCS11Object find(String handle) {
+        token.answer("C_FindObjects", "objects=" + handle);
+        return session.findObject();
+    }
+
+    /** Whatever a module hands out comes back to it; the int is the handle where it can be. */
+    @Test
+    void everyHandleReturnsToTheModule() {
+        for (long handle : HANDLES) {
+            String text = "0x" + Long.toHexString(handle);
+            int expected = handle >>> 32 == 0 ? (int) handle : -1;
+            NativePKCS11Object object = find(text);
+            assertEquals(List.of(expected, handle), List.of(object.getObjectID(), object.getHandle()));
+            assertEquals(text, handleOf(object));
+            assertEquals(object, find(text));
+            assertEquals(object, new NativePKCS11Object(session, handle));
+            assertEquals(object.hashCode(), find(text).hashCode());
+            assertTrue(object.toString().startsWith("object " + text + " "));
+            NativePKCS11Session opened = open(text);
+            assertEquals(List.of(expected, handle), List.of(opened.getSessionID(), opened.getHandle()));
+            assertEquals(opened, new NativePKCS11Session(slot, handle));
+            assertEquals("session " + text + " with slot 0x1", opened.toString());
+            calls();
+            opened.logout();
+            assertCalls("C_Logout session=" + text);
+        }
+        assertEquals("0xffffffff", handleOf(key(-1)), "an int of -1 is the handle 0xffffffff");
+        assertEquals(1, Stream.of(find(WIDE), find("0x7f0100000010")).map(Object::toString).filter(each ->
+            each.contains(WIDE)).count());
+        assertNotEquals(find(WIDE), find("0x7f0100000010"));
+    }
+
+    private PKCS11Object[] generateKeyPair() {
+        return session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null);
+    }
+
+    @Test
+    void everyArgumentAndResultMayBeWide() {
+        session = open("0x100000000000002");
+        Map<String, Supplier<PKCS11Object>> created = Map.of(
+            "C_CreateObject object", () -> session.createObject(null, null),
+            "C_CopyObject object", () -> session.copy(key(9), null, null),
+            "C_GenerateKey key", () -> session.generateKey(CKM_AES_KEY_GEN, null, null, null),
+            "C_GenerateKeyPair privateKey", () -> generateKeyPair()[1],
+            "C_GenerateKeyPair publicKey", () -> generateKeyPair()[0],
+            "C_UnwrapKey key", () -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1, null, null),
+            "C_DeriveKey key", () -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), null, null));
+        created.forEach((name, call) -> {
+            token.answer(name.split(" ")[0], name.split(" ")[1] + "=" + WIDE);
+            assertEquals(WIDE, handleOf(call.get()), name);
+        });
+        NativePKCS11Object key = find(WIDE);
+        Map<String, Consumer<NativePKCS11Object>> used = Map.of(
+            "encryptionKey=", each -> session.setOperationState(new byte[1], each, null),
+            "authenticationKey=", each -> session.setOperationState(new byte[1], null, each),
+            "CK_OBJECT_HANDLE{key=", each -> session.deriveKey(CKM_CONCATENATE_BASE_AND_KEY, each, key(9), null, null),
+            "baseKey=", each -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, each, null, null),
+            "unwrappingKey=", each -> session.unwrapKey(CKM_RSA_PKCS, null, each, new byte[1], 0, 1, null, null),
+            "wrappingKey=", each -> session.wrapKey(CKM_RSA_PKCS, null, each, key(9), new byte[9], 0),
+            " key=", each -> session.wrapKey(CKM_RSA_PKCS, null, key(9), each, new byte[9], 0),
+            "key=", each -> session.signInit(CKM_RSA_PKCS, null, each),
+            "source=", each -> session.copy(each, null, null), "object=", NativePKCS11Object::destroy);
+        used.forEach((name, call) -> {
+            calls();
+            call.accept(key);
+            String line = calls().get(0);
+            assertTrue(line.contains("session=0x100000000000002 ") && line.contains(name + WIDE), line);
+        });
+    }
+
+    @Test
+    void keysInParametersMayBeWide() {
+        CK_DERIVED_KEY[] more = {new CK_DERIVED_KEY(null, null)};
+        token.answer("C_DeriveKey", "as=CK_SP800_108_KDF_PARAMS phKey=10000000007f0000"); // WIDE
+        session.deriveKey(CKM_SP800_108_COUNTER_KDF, new CK_SP800_108_KDF_PARAMS(1, null, more), key(9), null, null);
+        assertEquals(WIDE, handleOf(more[0].phKey));
+
+        CK_SSL3_KEY_MAT_PARAMS material = new CK_SSL3_KEY_MAT_PARAMS(128, 128, 0, false,
+            new CK_SSL3_RANDOM_DATA(new byte[1], new byte[1]));
+        token.answer("C_DeriveKey", "hClientMacSecret=0x7f00000001 hServerMacSecret=0x7f00000002"
+            + " hClientKey=0x7f00000003 hServerKey=0x7f00000004");
+        session.deriveKey(CKM_SSL3_KEY_AND_MAC_DERIVE, material, key(9), null, null);
+        CK_SSL3_KEY_MAT_OUT out = material.returnedKeyMaterial;
+        assertEquals("0x7f00000001 0x7f00000002 0x7f00000003 0x7f00000004", Stream.of(out.clientMacSecret,
+            out.serverMacSecret, out.clientKey, out.serverKey).map(this::handleOf).collect(Collectors.joining(" ")));
+    }
+
+    @Test
+    void handleZeroIsAnObjectOnlyWhereASearchFindsIt() {
+        NativePKCS11Object zero = find("0");
+        assertEquals(List.of(-1, 0L), List.of(zero.getObjectID(), zero.getHandle()));
+        assertEquals(zero, new NativePKCS11Object(session, 0L));
+        assertNotEquals(zero, key(0), "no object");
+        calls();
+        session.signInit(CKM_RSA_PKCS, null, zero);
+        assertTrue(calls().get(0).endsWith(" key=0x0"));
+        session.signInit(CKM_RSA_PKCS, null, key(0));
+        assertCalls();
+        token.answer("C_DeriveKey", "key=0");
+        assertEquals(0, session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), null, null).getObjectID());
+    }
+
+    // ---- Classes of an application's own ----
+
+    private static final String PACKAGE = "package com.kelvane.pkcs11.nat; import com.kelvane.pkcs11.*; public class ";
+
+    /** Classes without the field and the constructor for wide handles, and a program that uses them. */
+    private static final Map<String, String> PLAIN = Map.of(
+        "NativePKCS11Session", "{ final NativePKCS11Slot slot; final int sessionID;"
+            + " public NativePKCS11Session(NativePKCS11Slot slot, int id) { this.slot = slot; sessionID = id; }"
+            + " public native void logout(); public native NativePKCS11Object findObject();"
+            + " public native NativePKCS11Object createObject(int[] types, Object[] values); }",
+        "NativePKCS11Object", "{ final NativePKCS11Session session; final int objectID;"
+            + " public NativePKCS11Object(NativePKCS11Session s, int id) { session = s; objectID = id; }"
+            + " public native int size(); }",
+        "Program", "implements java.util.function.UnaryOperator<String> { public String apply(String path) {"
+            + " NativePKCS11 library = new NativePKCS11(); library.load(path); library.libInitialize();"
+            + " NativePKCS11Slot slot = new NativePKCS11Slot(library, 1); String log = \"\";"
+            + " java.util.concurrent.Callable<?>[] calls = {() -> slot.openSession(6, null).sessionID,"
+            + "   () -> slot.openSession(6, null), () -> session(slot).createObject(null, null),"
+            + "   () -> session(slot).findObject(), () -> session(slot).findObject().objectID,"
+            + "   () -> new NativePKCS11Object(session(slot), -1).size(), () -> { session(slot).logout(); return 0; }};"
+            + " for (java.util.concurrent.Callable<?> each : calls) {"
+            + "   try { log += each.call() + \"\\n\"; } catch (Exception e) { log += e.getMessage() + \"\\n\"; } }"
+            + " library.libFinalize(); return log; }"
+            + " static NativePKCS11Session session(NativePKCS11Slot slot) { return new NativePKCS11Session(slot, -1); } }");
+
+    /** The program, compiled with those classes before the jar's own on its class path. */
+    @SuppressWarnings("unchecked")
+    private static UnaryOperator<String> plainProgram() throws Exception {
+        Path directory = Files.createDirectory(scratchFile(".plain"));
+        List<String> arguments = new ArrayList<>(List.of("-proc:none", "-nowarn", "-cp",
+            System.getProperty("java.class.path"), "-d", directory.toString()));
+        for (String name : PLAIN.keySet()) {
+            Path source = directory.resolve(name + ".java");
+            Files.writeString(source, PACKAGE + name + " " + PLAIN.get(name));
+            arguments.add(source.toString());
+        }
+        ByteArrayOutputStream errors = new ByteArrayOutputStream();
+        int status = ToolProvider.getSystemJavaCompiler().run(null, null, errors, arguments.toArray(new String[0]));
+        assertEquals(0, status, errors::toString);
+        List<URL> urls = new ArrayList<>(List.of(directory.toUri().toURL()));
+        for (String each : System.getProperty("java.class.path").split(File.pathSeparator)) {
+            urls.add(Path.of(each).toUri().toURL());
+        }
+        ClassLoader loader = new URLClassLoader(urls.toArray(new URL[0]), ClassLoader.getPlatformClassLoader());
+        return (UnaryOperator<String>) loader.loadClass("com.kelvane.pkcs11.nat.Program").getConstructor().newInstance();
+    }
+
+    @Test
+    void aClassWithoutTheFieldIsNeverGivenACutHandle() throws Exception {
+        ScriptedToken module = ScriptedToken.copy();
+        String bridge = System.getProperty("tokbridge.library");
+        System.setProperty("tokbridge.library", Files.copy(Path.of(bridge), scratchFile(".so")).toString());
+        try {
+            module.answer("C_OpenSession", "session=0xfffffffe").answer("C_OpenSession", "session=" + WIDE)
+                .answer("C_CreateObject", "object=" + WIDE).answer("C_FindObjects", "objects=" + WIDE)
+                .answer("C_FindObjects", "objects=0x80000001");
+            assertEquals("-2\nsession handle " + WIDE + " does not fit into 32 bits\nobject handle " + WIDE
+                + " does not fit into 32 bits\nobject handle " + WIDE + " does not fit into 32 bits\n-2147483647\n42\n0\n",
+                plainProgram().apply(module.path()));
+        } finally {
+            System.setProperty("tokbridge.library", bridge);
+        }
+        List<String> made = module.calls();
+        assertTrue(made.containsAll(List.of("C_CloseSession session=" + WIDE, "C_DestroyObject session=0xffffffff object="
+            + WIDE, "C_GetObjectSize session=0xffffffff object=0xffffffff", "C_Logout session=0xffffffff")), made::toString);
+    }
+}
