@@ -1,6 +1,5 @@
 #include "marshal/value_build.h"
 
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 
@@ -9,6 +8,28 @@
 #include "bridge/java_numbers.h"
 #include "bridge/java_objects.h"
 #include "bridge/platform.h"
+
+namespace {
+
+// Reads a number as sscanf does for %04d and %02d: blanks before it are skipped, and a sign is one of its characters.
+// (sscanf itself would make the library demand the C library of the system that it was built on.)
+bool scanNumber(const char** next, int width, int* number)
+{
+    while (**next == ' ' || (**next >= '\t' && **next <= '\r'))
+        ++*next;
+    bool negative = **next == '-';
+    if (negative || **next == '+') {
+        ++*next;
+        --width;
+    }
+    bool found = false;
+    for (*number = 0; width > 0 && **next >= '0' && **next <= '9'; --width, found = true)
+        *number = 10 * *number + (*(*next)++ - '0');
+    *number = negative ? -*number : *number;
+    return found;
+}
+
+} // namespace
 
 jboolean booleanOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length)
 {
@@ -31,11 +52,12 @@ jobject dateOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length)
 
     char text[sizeof(CK_DATE) + 1] = {};
     std::memcpy(text, bytes, sizeof(CK_DATE));
+    const char* next = text;
     int year = 0;
     int month = 0;
     int day = 0;
-    if (length != sizeof(CK_DATE) ||
-        std::sscanf(text, "%04d%02d%02d", &year, &month, &day) != 3) { // NOLINT(cert-err34-c): at most 4 digits each
+    if (length != sizeof(CK_DATE) || !scanNumber(&next, 4, &year) || !scanNumber(&next, 2, &month) ||
+        !scanNumber(&next, 2, &day)) {
         refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
         return nullptr;
     }

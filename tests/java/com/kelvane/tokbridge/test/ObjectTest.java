@@ -232,7 +232,8 @@ class ObjectTest extends SessionFixture {
 
     @Test
     void datesAreReadInTheZoneOfTheProcess() throws Throwable {
-        String[][] dates = {{"20240229", "1709164800000"}, {"19700101", "0"}, {"19691231", "-86400000"}};
+        String[][] dates = {{"20240229", "1709164800000"}, {"19700101", "0"}, {"19691231", "-86400000"},
+            {"2024 2 9", "1707436800000"}, {"+0240229", "-61404739200000"}, {"20240000", "1701302400000"}};
         for (String[] date : dates) {
             answer("0x110='" + date[0] + "'", "0x110='" + date[0] + "'");
             Harness.withEnvironment("TZ", "UTC0",
@@ -243,7 +244,7 @@ class ObjectTest extends SessionFixture {
         answer("0x110='20240701'"); // a summer's day: no hour is taken for daylight saving
         Harness.withEnvironment("TZ", "CET-1CEST,M3.5.0,M10.5.0/3",
             () -> assertEquals(1719788400000L, key(9).getDateAttributeValue(START).getTime()));
-        for (String wrong : List.of("'2024AB01'", "'2024022'", "'202402291'", "'        '")) {
+        for (String wrong : List.of("'2024AB01'", "'2024022'", "'202402291'", "'        '", "'2024+-01'")) {
             answer("rv=0 0x110=" + wrong);
             assertEquals(INVALID, raised(() -> key(9).getDateAttributeValue(START)), wrong);
         }
