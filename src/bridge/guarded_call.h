@@ -38,3 +38,20 @@ Outcome callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTI
         return callGuarded(env, list, function, args...);
     return {callModule(list, function, args...), false};
 }
+
+/// Waits until the calls in progress have returned, some seconds at most. Other libraries go on meanwhile: the lock is
+/// released for as long, and an error that kept it from being acquired stays stashed.
+void awaitCallsUnlocked(JNIEnv* env, Held* held, const CallCounts* counts);
+
+/// The same for a call that must not meet another one in the library: it is made under the bridge lock, after those in
+/// progress have returned or some seconds have passed.
+template <typename Function, typename... Args>
+Outcome callAlone(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
+{
+    Held held = lock(env);
+    CallCounts* counts = suspendCalls(list);
+    awaitCallsUnlocked(env, &held, counts);
+    CK_RV rv = callModule(list, function, args...);
+    resumeCalls(list, counts);
+    return unlock(env, held, rv);
+}

@@ -10,33 +10,37 @@ namespace {
 constexpr std::size_t kMostLibraries = 20;
 constexpr std::chrono::seconds kLongestWait{5};
 
-// Places far enough apart that two processors do not pass one cache line to and fro.
-struct alignas(64) CountPlace
-{
-    CallCount calls;
-};
+} // namespace
 
-// The calls in progress in one life of a library. `openFor` is its list from its initialisation to its last release; a
-// call counts itself first and looks at it then, the last release closes it first and looks at the counts then, so one
-// of them sees the other.
+// `openFor` is the library's list while calls may begin without the bridge lock. A call counts itself first and looks
+// at openFor then; who suspends calls clears openFor first and looks at the counts then: one of them sees the other.
 struct CallCounts
 {
+    // Far enough apart that two processors do not pass one cache line to and fro.
+    struct alignas(64) Place
+    {
+        CallCount calls;
+    };
+
     std::atomic<CK_FUNCTION_LIST_PTR> openFor;
-    std::array<CountPlace, 16> places;
+    std::array<Place, 16> places;
+    std::uint32_t suspensions = 0; // changed under the bridge lock
 
     bool drained() const
     {
-        for (const CountPlace& place : places)
+        for (const Place& place : places)
             if (place.calls.load(std::memory_order_seq_cst) != 0)
                 return false;
         return true;
     }
 };
 
+namespace {
+
 struct LibraryEntry
 {
     std::atomic<CK_FUNCTION_LIST_PTR> functionList;
-    std::atomic<std::uint32_t> refCount; // 0 while the last holder waits for the library's calls
+    std::atomic<std::uint32_t> refCount; // 0 while the last holder waits for calls in progress
     std::atomic<std::uint32_t> initialized;
     std::atomic<std::uint32_t> threadSafe;
     std::atomic<CallCounts*> counts; // null until it has accepted locking by the system
@@ -70,7 +74,7 @@ bool belongsToRow(const CallCounts& counts)
 CallCounts* freeCounts()
 {
     for (CallCounts& counts : callCounts)
-        if (!belongsToRow(counts) && counts.drained())
+        if (!belongsToRow(counts) && counts.suspensions == 0 && counts.drained())
             return &counts;
     return nullptr;
 }
@@ -130,12 +134,10 @@ Look look(CK_FUNCTION_LIST_PTR list)
     }
 }
 
-// Whether calls of a library that locks for itself may begin without the bridge lock.
+// Lets calls of a library that locks for itself begin without the bridge lock, or no longer.
 void setOpen(LibraryEntry* row, CK_FUNCTION_LIST_PTR list, bool open)
 {
     CallCounts* counts = row->counts.load(kRead);
-    if (counts == nullptr)
-        return;
     counts->openFor.store(open ? list : nullptr, std::memory_order_seq_cst);
     beginChange();
     row->threadSafe.store(open ? 1 : 0, kWritten);
@@ -166,7 +168,7 @@ CallCount* beginCall(CK_FUNCTION_LIST_PTR list, const void* thread)
     counted.fetch_add(1, std::memory_order_seq_cst);
     if (seen.counts->openFor.load(std::memory_order_seq_cst) == list)
         return &counted;
-    endCall(&counted); // the library's last holder went since the look
+    endCall(&counted); // calls have been suspended since the look
     return nullptr;
 }
 
@@ -197,9 +199,11 @@ void recordInitialization(CK_FUNCTION_LIST_PTR list, bool threadSafe)
 
     beginChange();
     row->initialized.store(1, kWritten);
-    row->counts.store(threadSafe ? freeCounts() : nullptr, kWritten);
+    CallCounts* counts = threadSafe ? freeCounts() : nullptr;
+    row->counts.store(counts, kWritten);
     endChange();
-    setOpen(row, list, true);
+    if (counts != nullptr)
+        setOpen(row, list, true);
 }
 
 Release releaseLibrary(CK_FUNCTION_LIST_PTR list)
@@ -211,33 +215,13 @@ Release releaseLibrary(CK_FUNCTION_LIST_PTR list)
     if (holders == 0) // its last holder has gone already
         return Release::held;
     row->refCount.store(holders - 1, kWritten);
-    if (holders != 1)
-        return Release::held;
-
-    setOpen(row, list, false);
-    return Release::last;
+    return holders == 1 ? Release::last : Release::held;
 }
 
-bool callsInProgress(CK_FUNCTION_LIST_PTR list)
+bool reacquiredOrRemoved(CK_FUNCTION_LIST_PTR list)
 {
-    const CallCounts* counts = look(list).counts;
-    return counts != nullptr && !counts->drained();
-}
-
-void awaitCalls(CK_FUNCTION_LIST_PTR list)
-{
-    auto end = std::chrono::steady_clock::now() + kLongestWait;
-    while (callsInProgress(list) && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
-bool takenOver(CK_FUNCTION_LIST_PTR list)
-{
-    LibraryEntry* row = findRow(list);
-    bool held = row != nullptr && row->refCount.load(kRead) != 0;
-    if (held)
-        setOpen(row, list, true);
-    return held || row == nullptr;
+    const LibraryEntry* row = findRow(list);
+    return row == nullptr || row->refCount.load(kRead) != 0;
 }
 
 void removeLibrary(CK_FUNCTION_LIST_PTR list)
@@ -251,4 +235,35 @@ void removeLibrary(CK_FUNCTION_LIST_PTR list)
     copyRow(row, libraryTable.rows[last]);
     libraryTable.count.fetch_sub(1, kWritten);
     endChange();
+}
+
+CallCounts* suspendCalls(CK_FUNCTION_LIST_PTR list)
+{
+    LibraryEntry* row = findRow(list);
+    CallCounts* counts = row != nullptr ? row->counts.load(kRead) : nullptr;
+    if (counts != nullptr && counts->suspensions++ == 0)
+        setOpen(row, list, false);
+    return counts;
+}
+
+bool callsInProgress(const CallCounts* counts)
+{
+    return counts != nullptr && !counts->drained();
+}
+
+void awaitCalls(const CallCounts* counts)
+{
+    auto end = std::chrono::steady_clock::now() + kLongestWait;
+    while (callsInProgress(counts) && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void resumeCalls(CK_FUNCTION_LIST_PTR list, CallCounts* counts)
+{
+    if (counts == nullptr || --counts->suspensions != 0)
+        return;
+    // Not where the library has ended meanwhile, or has begun another life with other counts.
+    LibraryEntry* row = findRow(list);
+    if (row != nullptr && row->counts.load(kRead) == counts && row->refCount.load(kRead) != 0)
+        setOpen(row, list, true);
 }

@@ -40,16 +40,6 @@ CK_FUNCTION_LIST_PTR takeLibrary(JNIEnv* env, jobject library, jfieldID field)
     return list;
 }
 
-// Waits for calls that would meet a module that is gone. Other libraries go on meanwhile: the lock is given back for as
-// long, and an error that kept it from being taken stays aside.
-void awaitUnlocked(JNIEnv* env, Held* held, CK_FUNCTION_LIST_PTR list)
-{
-    unlock(env, {held->monitor, nullptr}, CKR_OK);
-    awaitCalls(list);
-    Held again = lock(env);
-    *held = {again.monitor, held->first != nullptr ? held->first : again.first};
-}
-
 // What the last holder leaves to do.
 CK_RV endLibrary(CK_FUNCTION_LIST_PTR list)
 {
@@ -117,12 +107,11 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libFinalize(JNIEnv* env, jobject l
     Held held = lock(env);
     CK_FUNCTION_LIST_PTR list = takeLibrary(env, library, field);
     Release release = list != nullptr ? releaseLibrary(list) : Release::held;
-    bool last = release == Release::last;
-    if (last && callsInProgress(list)) {
-        awaitUnlocked(env, &held, list);
-        last = !takenOver(list);
-    }
+    CallCounts* counts = release == Release::last ? suspendCalls(list) : nullptr;
+    awaitCallsUnlocked(env, &held, counts);
+    bool last = release == Release::last && !reacquiredOrRemoved(list);
     CK_RV rv = last ? endLibrary(list) : CKR_OK;
+    resumeCalls(list, counts);
     Outcome outcome = unlock(env, held, rv);
 
     if (checkResult(env, outcome) && list == nullptr)

@@ -95,7 +95,9 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11_waitForSlotEvent(JNIEnv* env, j
     CK_FLAGS flags = wait == JNI_TRUE ? 0 : CKF_DONT_BLOCK;
     CK_SLOT_ID slot = 0;
     void* reserved = nullptr;
-    Outcome outcome = callUncounted(env, list, &CK_FUNCTION_LIST::C_WaitForSlotEvent, flags, &slot, reserved);
+    constexpr auto function = &CK_FUNCTION_LIST::C_WaitForSlotEvent;
+    Outcome outcome = wait == JNI_TRUE ? callUncounted(env, list, function, flags, &slot, reserved)
+                                       : callGuarded(env, list, function, flags, &slot, reserved);
     if ((outcome.rv == CKR_NO_EVENT && wait != JNI_TRUE) || !checkResult(env, outcome))
         return nullptr;
     return newSlot(env, library, slot);

@@ -68,5 +68,6 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_closeAllSessions(JNIEnv* env, 
     if (!resolveSlot(env, slot, &handles))
         return;
 
-    checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, handles.slot));
+    // Some modules end the process when a call meets its session being closed.
+    checkResult(env, callAlone(env, handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, handles.slot));
 }

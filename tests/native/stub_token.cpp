@@ -131,7 +131,8 @@ U carryOut(const char* name, const char* arguments, const uint64_t* word)
     U refused = 0;
     U last = 0;
     const U first = token.handle;
-    if (fake.monitor != token.monitor)
+    const bool alone = name == std::string_view("C_CloseAllSessions"); // under the lock whatever the library can do
+    if (fake.monitor != (alone ? 1 : token.monitor))
         text += " monitor=" + std::to_string(fake.monitor);
     for (; *arguments != 0; ++arguments, ++word) {
         auto* pointer = reinterpret_cast<char*>(*word);

@@ -122,7 +122,7 @@ public class NativePKCS11 implements AutoCloseable {
      * do so finalises the library ({@code C_Finalize}), if it was initialised; all sessions end then.
      *
      * <p>The last object waits until the calls in progress through a library that locks for itself have returned (a
-     * {@link #waitForSlotEvent} excepted, which {@code C_Finalize} ends), five seconds at most; a call that comes later
+     * blocking {@link #waitForSlotEvent} excepted, which {@code C_Finalize} ends), five seconds at most; a call that comes later
      * raises "functionList is null". If another object loads the library meanwhile, it keeps it, and nothing is
      * finalised. But for that wait the whole call is made under the bridge lock.
      *

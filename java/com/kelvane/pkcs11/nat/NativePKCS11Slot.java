@@ -131,7 +131,9 @@ public class NativePKCS11Slot implements PKCS11Slot {
      * <p>Cryptoki: {@code C_CloseAllSessions}. The session objects are not changed; calls through them are refused by
      * the library, with {@code CKR_SESSION_HANDLE_INVALID} as a rule.
      *
-     * <p>No other thread may be at work in one of them: some libraries end the process then.
+     * <p>The call waits until the calls in progress through a library that locks for itself have returned (a blocking
+     * {@link NativePKCS11#waitForSlotEvent} excepted), five seconds at most, since some libraries end the process when
+     * they close a session that is in use. Calls that begin meanwhile take the bridge lock.
      */
     @Override
     public native void closeAllSessions();

@@ -51,8 +51,9 @@
  * <p>All methods may be called by any threads at once. A library that locks for itself is called without further ado.
  * For any other one, each single call of the library is made under the bridge lock, the monitor of the class
  * {@link com.kelvane.pkcs11.nat.NativePKCS11}, which is one for the whole process. Calls that belong together, such as
- * the start of an operation and its end, are not protected as a whole. A session may be closed, and all of a slot's,
- * only while no other thread is at work in it: some libraries end the process otherwise.
+ * the start of an operation and its end, are not protected as a whole. A session may be closed only while no other
+ * thread uses it: some libraries end the process otherwise. {@code closeAllSessions} and the last {@code libFinalize}
+ * wait for calls in progress.
  *
  * <h2>The native library</h2>
  *

@@ -249,6 +249,35 @@ class RealTokenTest {
         assertEquals(Set.of(), outcomes);
     }
 
+    /** All sessions are closed while threads work in them, which ends the process inside the module from C. */
+    @Test
+    void allSessionsAreClosedUnderThreads() throws Throwable {
+        NativePKCS11 holder = new NativePKCS11();
+        holder.load(SOFTHSM);
+        holder.libInitialize();
+        NativePKCS11Slot slot = (NativePKCS11Slot) holder.getSlotList(true)[0];
+        AtomicBoolean over = new AtomicBoolean();
+        Set<String> outcomes = ConcurrentHashMap.newKeySet();
+        List<Background> workers = new ArrayList<>();
+        for (int i = 0; i < 3; i++) {
+            workers.add(start(() -> {
+                while (!over.get()) {
+                    outcomes.add(name(() -> digestInSession(slot)));
+                }
+            }));
+        }
+        for (int round = 0; round < 3000; round++) {
+            slot.closeAllSessions();
+        }
+        over.set(true);
+        for (Background each : workers) {
+            each.finish();
+        }
+        holder.libFinalize();
+        outcomes.removeAll(Set.of("", "CKR_SESSION_HANDLE_INVALID", "CKR_OPERATION_NOT_INITIALIZED"));
+        assertEquals(Set.of(), outcomes);
+    }
+
     private static void digestInSession(NativePKCS11Slot slot) {
         if (slot == null) {
             return;

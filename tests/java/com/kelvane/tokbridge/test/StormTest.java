@@ -220,4 +220,34 @@ class StormTest {
         module.release("C_Logout", inside, finalising);
         assertFinalised();
     }
+
+    /** Closing all sessions waits in the same way, twice at once too, and the library locks for itself afterwards. */
+    @Test
+    void closeAllSessionsWaitsForCalls() throws Throwable {
+        begin();
+        NativePKCS11Slot slot = session.getSlot();
+        Background logout = held("C_Logout", session::logout);
+        List<Background> closing = List.of(start(slot::closeAllSessions), start(slot::closeAllSessions));
+        Thread.sleep(300); // nobody sees from outside that they have begun to wait
+        session.getInfo(); // which is made under the lock meanwhile
+        assertEquals(List.of("C_GetSessionInfo session=0x7"), module.calls());
+        module.release("C_Logout", logout, closing.get(0), closing.get(1));
+        assertEquals(List.of("C_CloseAllSessions slot=0x1", "C_CloseAllSessions slot=0x1"), module.calls());
+
+        Background hanging = held("C_Logout", session::logout);
+        long start = System.nanoTime();
+        slot.closeAllSessions();
+        assertTook(4.5, 8, (System.nanoTime() - start) / 1e9);
+        module.release("C_Logout", hanging);
+        Background inside = held("C_Logout", session::logout);
+        assertTrue(lockIsFree(), "it locks for itself as before");
+        module.release("C_Logout", inside);
+        module.calls();
+
+        Background waited = held("C_WaitForSlotEvent", () -> holder.waitForSlotEvent(false));
+        Background last = finalising();
+        assertEquals(List.of(), module.calls(), "a look at the slots is a call like others");
+        module.release("C_WaitForSlotEvent", waited, last);
+        assertFinalised();
+    }
 }
