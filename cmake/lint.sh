@@ -17,7 +17,7 @@ format() {
 # rooms - whether each file of src includes its own room and those below alone, and none of native methods.
 rooms() {
     below=
-    for room in bridge marshal session slot; do
+    for room in bridge marshal session slot extensions; do
         below="$below${below:+|}$room"
         ! grep -nE '^#include "([a-z0-9]+/|.*native_.*\.cpp)' "$root/src/$room"/* |
             grep -vE ":#include \"($below)/[a-z0-9_]+\.h\"" || fail "$room includes what is not below it"

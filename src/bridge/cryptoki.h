@@ -637,6 +637,37 @@ struct CK_FUNCTION_LIST
 using CK_FUNCTION_LIST_PTR = CK_FUNCTION_LIST*;
 using CK_C_GetFunctionList = CK_RV (*)(CK_FUNCTION_LIST** list);
 
+/// A set of functions that a module offers, by name and version. Its function list begins with the version.
+struct CK_INTERFACE
+{
+    const char* pInterfaceName;
+    void* pFunctionList;
+    CK_FLAGS flags;
+};
+
+using CK_C_GetInterface = CK_RV (*)(const char* name, CK_VERSION* version, CK_INTERFACE** found, CK_FLAGS flags);
+
+/// The functions of the editions 3.0 to 3.2, as far as they are called here. A list of edition 3.0 or 3.1 ends before
+/// C_EncapsulateKey.
+struct CK_FUNCTION_LIST_3_2
+{
+    CK_FUNCTION_LIST edition2;
+
+    CK_RV (*C_GetInterfaceList)(CK_INTERFACE* interfaces, CK_ULONG* count);
+    CK_C_GetInterface C_GetInterface;
+    CK_RV (*C_LoginUser)(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR* pin, CK_ULONG pinLength,
+                         CK_UTF8CHAR* name, CK_ULONG nameLength);
+    CK_RV (*C_SessionCancel)(CK_SESSION_HANDLE session, CK_FLAGS operations);
+    void (*messageFunctions[20])(); ///< C_MessageEncryptInit to C_MessageVerifyFinal
+
+    CK_RV (*C_EncapsulateKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE publicKey,
+                              CK_ATTRIBUTE* attributes, CK_ULONG count, CK_BYTE* ciphertext, CK_ULONG* length,
+                              CK_OBJECT_HANDLE* key);
+    CK_RV (*C_DecapsulateKey)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE privateKey,
+                              CK_ATTRIBUTE* attributes, CK_ULONG count, CK_BYTE* ciphertext, CK_ULONG length,
+                              CK_OBJECT_HANDLE* key);
+};
+
 #ifdef _WIN32
 #pragma pack(pop)
 #endif

@@ -41,6 +41,12 @@ static_assert(layoutIs(offsetof(CK_MECHANISM, ulParameterLen),                  
 static_assert(layoutIs(offsetof(CK_FUNCTION_LIST, C_Initialize),                            8,    2));
 static_assert(layoutIs(offsetof(CK_FUNCTION_LIST, C_WaitForSlotEvent),                    544,  538));
 static_assert(layoutIs(sizeof(CK_FUNCTION_LIST),                                          552,  546));
+static_assert(layoutIs(sizeof(CK_INTERFACE),                                               24,   20));
+static_assert(layoutIs(offsetof(CK_INTERFACE, flags),                                      16,   16));
+static_assert(layoutIs(offsetof(CK_FUNCTION_LIST_3_2, C_LoginUser),                       568,  562));
+static_assert(layoutIs(offsetof(CK_FUNCTION_LIST_3_2, C_SessionCancel),                   576,  570));
+static_assert(layoutIs(offsetof(CK_FUNCTION_LIST_3_2, C_EncapsulateKey),                  744,  738));
+static_assert(layoutIs(offsetof(CK_FUNCTION_LIST_3_2, C_DecapsulateKey),                  752,  746));
 
 static_assert(layoutIs(sizeof(CK_RC2_PARAMS),                                               8,    4));
 static_assert(layoutIs(sizeof(CK_RC2_CBC_PARAMS),                                          16,   12));

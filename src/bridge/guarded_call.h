@@ -7,27 +7,47 @@
 #include "bridge/cryptoki.h"
 #include "bridge/library_table.h"
 
-/// Calls a function of a module; one that it left null answers CKR_FUNCTION_NOT_SUPPORTED.
-template <typename Function, typename... Args>
-CK_RV callModule(CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
+/// Calls a function of a module; one that it left null returns CKR_FUNCTION_NOT_SUPPORTED.
+template <typename List, typename Function, typename... Args>
+CK_RV callModule(List* list, Function List::* function, Args... args)
 {
     Function entry = list->*function;
     return entry != nullptr ? entry(args...) : CKR_FUNCTION_NOT_SUPPORTED;
 }
 
-/// Makes one Cryptoki call: under the bridge lock when the library needs it, which is judged afresh every time;
-/// otherwise counted while it lasts, so that the library's last holder can wait for it. No exception may be pending.
-template <typename Function, typename... Args>
-Outcome callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
+/// Makes one call of a library's module, which returns a CK_RV: under the bridge lock when the library needs it, which
+/// is judged afresh every time; otherwise counted while it lasts, so that the library's last holder can wait for it. No
+/// exception may be pending.
+template <typename Call>
+Outcome guarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Call call)
 {
     if (CallCount* counted = beginCall(list, env)) {
-        CK_RV rv = callModule(list, function, args...);
+        CK_RV rv = call();
         endCall(counted);
         return {rv, false};
     }
 
     Held held = lock(env);
-    return unlock(env, held, callModule(list, function, args...));
+    return unlock(env, held, call());
+}
+
+/// Makes one Cryptoki call, guarded.
+template <typename Function, typename... Args>
+Outcome callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
+{
+    return guarded(env, list, [=] { return callModule(list, function, args...); });
+}
+
+/// The same for a function that edition 3.`minor` has brought. CKR_FUNCTION_NOT_SUPPORTED without a call for a module
+/// that does not offer that edition.
+template <typename Function, typename... Args>
+Outcome callExtended(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_BYTE minor, Function CK_FUNCTION_LIST_3_2::* function,
+                     Args... args)
+{
+    CK_FUNCTION_LIST_3_2* extended = extendedList(list, minor);
+    if (extended == nullptr)
+        return {CKR_FUNCTION_NOT_SUPPORTED, false};
+    return guarded(env, list, [=] { return callModule(extended, function, args...); });
 }
 
 /// The same for a call that C_Finalize itself ends: nobody waits for it.

@@ -40,7 +40,8 @@ namespace {
 struct LibraryEntry
 {
     std::atomic<CK_FUNCTION_LIST_PTR> functionList;
-    std::atomic<std::uint32_t> refCount; // 0 while the last holder waits for calls in progress
+    std::atomic<CK_FUNCTION_LIST_3_2*> extended; // null for a module that has none
+    std::atomic<std::uint32_t> refCount;         // 0 while the last holder waits for calls in progress
     std::atomic<std::uint32_t> initialized;
     std::atomic<std::uint32_t> threadSafe;
     std::atomic<CallCounts*> counts; // null until it has accepted locking by the system
@@ -103,6 +104,7 @@ void endChange()
 void copyRow(LibraryEntry* to, const LibraryEntry& from)
 {
     to->functionList.store(from.functionList.load(kRead), kWritten);
+    to->extended.store(from.extended.load(kRead), kWritten);
     to->refCount.store(from.refCount.load(kRead), kWritten);
     to->initialized.store(from.initialized.load(kRead), kWritten);
     to->threadSafe.store(from.threadSafe.load(kRead), kWritten);
@@ -113,6 +115,7 @@ struct Look
 {
     LibraryState state;
     CallCounts* counts;
+    CK_FUNCTION_LIST_3_2* extended;
 };
 
 // Reads a library's row without the lock.
@@ -127,6 +130,7 @@ Look look(CK_FUNCTION_LIST_PTR list)
             seen.state.initialized = row->initialized.load(kRead) != 0;
             seen.state.threadSafe = row->threadSafe.load(kRead) != 0;
             seen.counts = row->counts.load(kRead);
+            seen.extended = row->extended.load(kRead);
         }
 
         if (before % 2 == 0 && libraryTable.changes.load(kRead) == before)
@@ -172,7 +176,13 @@ CallCount* beginCall(CK_FUNCTION_LIST_PTR list, const void* thread)
     return nullptr;
 }
 
-bool retainLibrary(CK_FUNCTION_LIST_PTR list)
+CK_FUNCTION_LIST_3_2* extendedList(CK_FUNCTION_LIST_PTR list, CK_BYTE minor)
+{
+    CK_FUNCTION_LIST_3_2* extended = look(list).extended;
+    return extended != nullptr && extended->edition2.version.minor >= minor ? extended : nullptr;
+}
+
+bool retainLibrary(CK_FUNCTION_LIST_PTR list, CK_FUNCTION_LIST_3_2* extended)
 {
     LibraryEntry* row = findRow(list);
     if (row == nullptr) {
@@ -182,7 +192,7 @@ bool retainLibrary(CK_FUNCTION_LIST_PTR list)
 
         row = &libraryTable.rows[count];
         beginChange();
-        copyRow(row, LibraryEntry{list, 0, 0, 0, nullptr});
+        copyRow(row, LibraryEntry{list, extended, 0, 0, 0, nullptr});
         libraryTable.count.fetch_add(1, kWritten);
         endChange();
     }

@@ -42,9 +42,13 @@ inline void endCall(CallCount* counted)
     counted->fetch_sub(1, std::memory_order_release);
 }
 
-/// Counts one more holder of a library, in a new row if it has none. False when it has none and the table is full.
-/// The caller holds the bridge lock.
-bool retainLibrary(CK_FUNCTION_LIST_PTR list);
+/// Counts one more holder of a library, in a new row if it has none. `extended` is its list of edition 3, or null.
+/// False when it has no row and the table is full. The caller holds the bridge lock.
+bool retainLibrary(CK_FUNCTION_LIST_PTR list, CK_FUNCTION_LIST_3_2* extended);
+
+/// A library's function list of edition 3, if that is of this minor version or a later one; else null. Looked up
+/// without the lock.
+CK_FUNCTION_LIST_3_2* extendedList(CK_FUNCTION_LIST_PTR list, CK_BYTE minor);
 
 /// Marks a library as initialised, with or without its own locking; nothing happens to one that has no row.
 /// The caller holds the bridge lock.

@@ -32,30 +32,43 @@ bool readPath(JNIEnv* env, jstring path, PathBuffer* buffer)
     return true;
 }
 
-} // namespace
-
-CK_FUNCTION_LIST_PTR loadModule(JNIEnv* env, jstring path)
+// The list of edition 3 beside that of version 2. Some modules offer one version only by its number; what a list says
+// of itself decides.
+CK_FUNCTION_LIST_3_2* findExtended(void* module)
 {
-    PathBuffer buffer;
-    if (!readPath(env, path, &buffer))
+    auto getInterface = reinterpret_cast<CK_C_GetInterface>(findModuleSymbol(module, "C_GetInterface"));
+    if (getInterface == nullptr)
         return nullptr;
+    CK_VERSION versions[] = {{3, 2}, {3, 1}, {3, 0}};
+    CK_VERSION* const wanted[] = {&versions[0], &versions[1], &versions[2], nullptr};
+    for (CK_VERSION* version : wanted) {
+        CK_INTERFACE* found = nullptr;
+        if (getInterface("PKCS 11", version, &found, 0) != CKR_OK || found == nullptr)
+            continue;
+        auto* list = static_cast<CK_FUNCTION_LIST_3_2*>(found->pFunctionList);
+        if (list != nullptr && list->edition2.version.major == 3)
+            return list;
+    }
+    return nullptr;
+}
 
-    FloatingPointKeeper keeper;
+CK_FUNCTION_LIST_PTR loadList(JNIEnv* env, const PathBuffer& path, void** module)
+{
     MessageBuffer message;
-    void* module = openModule(buffer.data());
-    if (module == nullptr) {
+    *module = openModule(path.data());
+    if (*module == nullptr) {
         std::array<char, 512> reason;
         moduleError(reason.data(), reason.size());
         if (debugEnabled()) {
             debugPrint("tokbridge:  %s\n", reason.data());
             debugFlush();
         }
-        std::snprintf(message.data(), message.size(), "LoadLibrary(\"%s\") failed", buffer.data());
+        std::snprintf(message.data(), message.size(), "LoadLibrary(\"%s\") failed", path.data());
         throwPKCS11Exception(env, 0, message.data());
         return nullptr;
     }
 
-    auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(findModuleSymbol(module, "C_GetFunctionList"));
+    auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(findModuleSymbol(*module, "C_GetFunctionList"));
     if (getFunctionList == nullptr) {
         throwPKCS11Exception(env, 0, "GetProcAddress(\"C_GetFunctionList\") failed");
         return nullptr;
@@ -74,4 +87,18 @@ CK_FUNCTION_LIST_PTR loadModule(JNIEnv* env, jstring path)
         return nullptr;
     }
     return list;
+}
+
+} // namespace
+
+ModuleFunctions loadModule(JNIEnv* env, jstring path)
+{
+    PathBuffer buffer;
+    if (!readPath(env, path, &buffer))
+        return {};
+
+    FloatingPointKeeper keeper;
+    void* module = nullptr;
+    CK_FUNCTION_LIST_PTR list = loadList(env, buffer, &module);
+    return {list, list != nullptr ? findExtended(module) : nullptr};
 }

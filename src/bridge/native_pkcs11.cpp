@@ -54,17 +54,17 @@ CK_RV endLibrary(CK_FUNCTION_LIST_PTR list)
 
 jlong Java_com_kelvane_pkcs11_nat_NativePKCS11_loadPKCS11Library(JNIEnv* env, jobject /*library*/, jstring path)
 {
-    CK_FUNCTION_LIST_PTR list = loadModule(env, path);
-    if (list == nullptr)
+    ModuleFunctions module = loadModule(env, path);
+    if (module.list == nullptr)
         return 0;
 
     Held held = lock(env);
-    bool registered = retainLibrary(list);
+    bool registered = retainLibrary(module.list, module.extended);
     unlock(env, held, CKR_OK);
 
     if (!registered)
         throwPKCS11Exception(env, 0, "too many different libraries referenced!");
-    return reinterpret_cast<jlong>(list);
+    return reinterpret_cast<jlong>(module.list);
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11_libInitialize(JNIEnv* env, jobject library)

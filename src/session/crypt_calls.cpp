@@ -6,14 +6,6 @@
 
 namespace {
 
-// What a call with an output buffer came to.
-struct Output
-{
-    Outcome outcome;
-    CK_ULONG length;
-    CK_ULONG room;
-};
-
 bool pinInput(JNIEnv* env, InputBytes in, PinnedBytes* pinned)
 {
     return getBuffer(env, in.array, in.offset, in.length, pinned);
@@ -28,19 +20,22 @@ bool pinOutputBehind(JNIEnv* env, const PinnedBytes& input, OutputBytes out, Pin
     return false;
 }
 
+Bytes bytesOf(const PinnedBytes& pinned)
+{
+    return {pinned.data, pinned.length};
+}
+
 bool runInOut(JNIEnv* env, const SessionHandles& handles, InOutFunction function, InputBytes in, OutputBytes out,
               Output* output)
 {
     PinnedBytes input = {};
-    PinnedBytes room = {};
-    if (!pinInput(env, in, &input) || !pinOutputBehind(env, input, out, &room))
+    PinnedBytes pinned = {};
+    if (!pinInput(env, in, &input) || !pinOutputBehind(env, input, out, &pinned))
         return false;
 
-    *output = {{}, room.length, room.length};
-    output->outcome =
-        callGuarded(env, handles.list, function, handles.session, input.data, input.length, room.data, &output->length);
+    *output = callInOut(env, handles, function, bytesOf(input), bytesOf(pinned));
 
-    releaseBuffer(env, room, 0);
+    releaseBuffer(env, pinned, 0);
     releaseBuffer(env, input, JNI_ABORT);
     return true;
 }
@@ -48,42 +43,20 @@ bool runInOut(JNIEnv* env, const SessionHandles& handles, InOutFunction function
 bool runFinal(JNIEnv* env, jobject session, FinalFunction function, OutputBytes out, Output* output)
 {
     SessionHandles handles = {};
-    PinnedBytes room = {};
-    if (!resolveSession(env, session, &handles) || !getOutputBuffer(env, out.array, out.offset, &room))
+    PinnedBytes pinned = {};
+    if (!resolveSession(env, session, &handles) || !getOutputBuffer(env, out.array, out.offset, &pinned))
         return false;
 
-    *output = {{}, room.length, room.length};
-    output->outcome = callGuarded(env, handles.list, function, handles.session, room.data, &output->length);
+    *output = callFinal(env, handles, function, bytesOf(pinned));
 
-    releaseBuffer(env, room, 0);
+    releaseBuffer(env, pinned, 0);
     return true;
-}
-
-// The number of bytes written. A module that claims more than the room held has not written them.
-jint writtenLength(JNIEnv* env, const Output& output)
-{
-    bool written = checkResult(env, output.outcome) && require(env, output.length <= output.room, CKR_BUFFER_TOO_SMALL);
-    return written ? toJava(output.length) : 0;
-}
-
-// The same, or the size that the token asks for when the room was too small.
-jint writtenOrNeededLength(JNIEnv* env, const Output& output)
-{
-    bool tooSmall = output.outcome.rv == CKR_BUFFER_TOO_SMALL || output.outcome.rv == CKR_OK;
-    bool honestSize = output.length > output.room && output.length <= INT32_MAX;
-    return tooSmall && honestSize ? toJava(output.length) : writtenLength(env, output);
 }
 
 bool runSession(JNIEnv* env, jobject session, InOutFunction function, InputBytes in, OutputBytes out, Output* output)
 {
     SessionHandles handles = {};
     return resolveSession(env, session, &handles) && runInOut(env, handles, function, in, out, output);
-}
-
-// True for a good signature, false for a wrong one; any other code is raised.
-jboolean signatureResult(JNIEnv* env, Outcome outcome)
-{
-    return outcome.rv != CKR_SIGNATURE_INVALID && checkResult(env, outcome) ? JNI_TRUE : JNI_FALSE;
 }
 
 Outcome callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
@@ -111,7 +84,7 @@ void cryptUpdateCall(JNIEnv* env, jobject session, UpdateFunction function, Inpu
     if (!resolveSession(env, session, &handles) || !pinInput(env, in, &input))
         return;
 
-    Outcome outcome = callGuarded(env, handles.list, function, handles.session, input.data, input.length);
+    Outcome outcome = callUpdate(env, handles, function, bytesOf(input));
 
     releaseBuffer(env, input, JNI_ABORT);
     checkResult(env, outcome);
@@ -222,8 +195,7 @@ jboolean verifyCall(JNIEnv* env, jobject session, InputBytes data, InputBytes si
         return JNI_FALSE;
     }
 
-    Outcome outcome = callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_Verify, handles.session, dataBytes.data,
-                                  dataBytes.length, signatureBytes.data, signatureBytes.length);
+    Outcome outcome = callVerify(env, handles, bytesOf(dataBytes), bytesOf(signatureBytes));
 
     releaseBuffer(env, signatureBytes, JNI_ABORT);
     releaseBuffer(env, dataBytes, JNI_ABORT);
@@ -250,4 +222,49 @@ jint verifyRecoverCall(JNIEnv* env, jobject session, InputBytes signature, Outpu
     if (!runSession(env, session, &CK_FUNCTION_LIST::C_VerifyRecover, signature, out, &output))
         return 0;
     return output.outcome.rv == CKR_SIGNATURE_INVALID ? -1 : writtenLength(env, output);
+}
+
+Outcome callUpdate(JNIEnv* env, const SessionHandles& handles, UpdateFunction function, Bytes in)
+{
+    return callGuarded(env, handles.list, function, handles.session, in.data, in.length);
+}
+
+Output callInOut(JNIEnv* env, const SessionHandles& handles, InOutFunction function, Bytes in, Bytes out)
+{
+    Output output = {{}, out.length, out.length};
+    output.outcome =
+        callGuarded(env, handles.list, function, handles.session, in.data, in.length, out.data, &output.length);
+    return output;
+}
+
+Output callFinal(JNIEnv* env, const SessionHandles& handles, FinalFunction function, Bytes out)
+{
+    Output output = {{}, out.length, out.length};
+    output.outcome = callGuarded(env, handles.list, function, handles.session, out.data, &output.length);
+    return output;
+}
+
+Outcome callVerify(JNIEnv* env, const SessionHandles& handles, Bytes data, Bytes signature)
+{
+    return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_Verify, handles.session, data.data, data.length,
+                       signature.data, signature.length);
+}
+
+jint writtenLength(JNIEnv* env, const Output& output)
+{
+    bool written =
+        checkResult(env, output.outcome) && require(env, output.length <= output.capacity, CKR_BUFFER_TOO_SMALL);
+    return written ? toJava(output.length) : 0;
+}
+
+jint writtenOrNeededLength(JNIEnv* env, const Output& output)
+{
+    bool tooSmall = output.outcome.rv == CKR_BUFFER_TOO_SMALL || output.outcome.rv == CKR_OK;
+    bool honestSize = output.length > output.capacity && output.length <= INT32_MAX;
+    return tooSmall && honestSize ? toJava(output.length) : writtenLength(env, output);
+}
+
+jboolean signatureResult(JNIEnv* env, Outcome outcome)
+{
+    return outcome.rv != CKR_SIGNATURE_INVALID && checkResult(env, outcome) ? JNI_TRUE : JNI_FALSE;
 }

@@ -10,7 +10,9 @@
 // session first, then pin the input, then the output; they raise as those steps do and return 0.
 #pragma once
 
+#include "bridge/bridge_lock.h"
 #include "bridge/buffers.h"
+#include "bridge/resolve.h"
 #include "bridge/stack_buffer.h"
 
 /// A stretch of an input array as Java passes it.
@@ -73,3 +75,35 @@ jboolean verifyFinalCall(JNIEnv* env, jobject session, InputBytes signature);
 
 /// C_VerifyRecover. -1 without an exception for CKR_SIGNATURE_INVALID.
 jint verifyRecoverCall(JNIEnv* env, jobject session, InputBytes signature, OutputBytes out);
+
+// ---- The same calls on memory that is not an array's ----
+
+/// Memory that a call reads, or writes from its start.
+struct Bytes
+{
+    CK_BYTE_PTR data;
+    CK_ULONG length;
+};
+
+/// What a call with an output buffer came to.
+struct Output
+{
+    Outcome outcome;
+    CK_ULONG length;
+    CK_ULONG capacity;
+};
+
+Outcome callUpdate(JNIEnv* env, const SessionHandles& handles, UpdateFunction function, Bytes in);
+Output callInOut(JNIEnv* env, const SessionHandles& handles, InOutFunction function, Bytes in, Bytes out);
+Output callFinal(JNIEnv* env, const SessionHandles& handles, FinalFunction function, Bytes out);
+Outcome callVerify(JNIEnv* env, const SessionHandles& handles, Bytes data, Bytes signature);
+
+/// The number of bytes written; any failure is raised. A module that claims more than the capacity has not written
+/// them.
+jint writtenLength(JNIEnv* env, const Output& output);
+
+/// The same, or the size that the token asks for when the capacity was too small.
+jint writtenOrNeededLength(JNIEnv* env, const Output& output);
+
+/// True for a good signature, false for a wrong one; any other code is raised.
+jboolean signatureResult(JNIEnv* env, Outcome outcome);

@@ -55,14 +55,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getInfo(JNIEnv* env, job
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_login(JNIEnv* env, jobject session, jboolean securityOfficer,
                                                            jobject pin)
 {
-    SessionHandles handles = {};
-    PinBuffer userPin;
-    if (!resolveSession(env, session, &handles) || !readPin(env, pin, &userPin))
-        return;
-
-    CK_USER_TYPE user = securityOfficer == JNI_TRUE ? CKU_SO : CKU_USER;
-    checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_Login, handles.session, user, userPin.bytes,
-                                 userPin.length));
+    loginCall(env, session, securityOfficer == JNI_TRUE ? CKU_SO : CKU_USER, pin);
 }
 
 void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_logout(JNIEnv* env, jobject session)

@@ -7,6 +7,9 @@
 /// A call that takes the session alone, as C_Logout does.
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function);
 
+/// C_Login.
+void loginCall(JNIEnv* env, jobject session, CK_USER_TYPE user, jobject pin);
+
 /// C_CopyObject with a template; the copy belongs to the owner's session. Null after raising.
 jobject copyObject(JNIEnv* env, jobject owner, const ObjectHandles& source, const EncodedTemplate& attributes);
 

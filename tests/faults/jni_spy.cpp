@@ -227,7 +227,8 @@ void Java_com_kelvane_tokbridge_test_JniSpy_watch(JNIEnv* env, jclass /*type*/, 
     FALLIBLE(NewObjectArray), FALLIBLE(NewByteArray), FALLIBLE(NewIntArray), FALLIBLE(NewStringUTF),
     FALLIBLE(CallObjectMethodV), FALLIBLE(CallBooleanMethodV), FALLIBLE(CallIntMethodV), FALLIBLE(CallLongMethodV),
     FALLIBLE(CallStaticObjectMethodV), FALLIBLE(Throw), FALLIBLE(MonitorEnter), FALLIBLE(MonitorExit),
-    FALLIBLE(GetStringUTFChars), FALLIBLE(GetByteArrayElements), FALLIBLE(GetIntArrayElements);
+    FALLIBLE(GetStringUTFChars), FALLIBLE(GetByteArrayElements), FALLIBLE(GetIntArrayElements),
+    FALLIBLE(GetDirectBufferAddress);
     Watched<&Table::Throw>::failure = JNI_ERR;
     Watched<&Table::MonitorEnter>::failure = JNI_ERR;
     Watched<&Table::MonitorExit>::failure = JNI_ERR;
@@ -236,7 +237,7 @@ void Java_com_kelvane_tokbridge_test_JniSpy_watch(JNIEnv* env, jclass /*type*/, 
     OTHER(SetByteField), OTHER(SetLongField), OTHER(SetObjectField), OTHER(GetArrayLength), OTHER(GetStringUTFLength),
     OTHER(SetByteArrayRegion), OTHER(ReleaseStringUTFChars), OTHER(ReleaseByteArrayElements),
     OTHER(ReleaseIntArrayElements), OTHER(ExceptionCheck), OTHER(ExceptionOccurred), OTHER(ExceptionClear),
-    OTHER(ExceptionDescribe), OTHER(DeleteLocalRef);
+    OTHER(ExceptionDescribe), OTHER(DeleteLocalRef), OTHER(GetDirectBufferCapacity);
     // clang-format on
     env->functions = reinterpret_cast<const Table*>(spy.patched.data());
 }

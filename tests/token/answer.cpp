@@ -110,6 +110,15 @@ void putParameter(Call& call, const CK_MECHANISM& mechanism)
     }
 }
 
+void putInterfaces(Call& call, const Argument& argument)
+{
+    const Word* words = argument.words;
+    const CK_ULONG count = number(*call.values, argument.name, 0);
+    for (CK_ULONG i = 0; words[0] != 0 && i < std::min(count, *pointer<CK_ULONG>(words[1])); ++i)
+        pointer<CK_INTERFACE>(words[0])[i] = {"PKCS 11", i == 0 ? static_cast<void*>(&extended) : &list, i};
+    *pointer<CK_ULONG>(words[1]) = number(*call.values, argument.name + ".length", count);
+}
+
 void putResult(CK_ULONG& to, CK_ULONG value, bool handle) { to = handle ? widened(value) : value; }
 
 } // namespace
@@ -118,8 +127,11 @@ void answer(Call& call, const Argument& argument, CK_OBJECT_HANDLE& nextObject)
 {
     const auto& [name, kind, words] = argument;
     const std::string* scripted = find(*call.values, name);
+    call.isQuery = call.isQuery || (kind == "out" && words[0] == 0);
     if (argument.is({"out", "room", "list", "found"}))
         putOutput(call, argument);
+    else if (kind == "interfaces")
+        putInterfaces(call, argument);
     else if (words[0] == 0)
         return;
     else if (kind == "in" && find(*call.values, "scribble") != nullptr)
@@ -130,7 +142,7 @@ void answer(Call& call, const Argument& argument, CK_OBJECT_HANDLE& nextObject)
         putParameter(call, *pointer<CK_MECHANISM>(words[0]));
     else if (kind.starts_with("CK_"))
         fill(kind, pointer<void>(words[0]), *call.values);
-    else if (kind == "result" && !untouched(call, name))
+    else if (kind == "result" && !untouched(call, name) && (scripted != nullptr || !call.isQuery))
         putResult(*pointer<CK_ULONG>(words[0]), scripted != nullptr ? number(*call.values, name, 0) : nextObject++,
                   argument.isHandle());
     else if (kind == "functions" && scripted != nullptr)

@@ -16,7 +16,8 @@ struct Call
     bool failing = false; ///< the answer is an error: only what it names is written
     CK_RV rv = CKR_OK;
     std::string text{};
-    std::string input{}; ///< the first input, which is also the output for want of an answer
+    bool isQuery = false; ///< for the size of an output: nothing is created
+    std::string input{};  ///< the first input, which is also the output for want of an answer
 };
 
 struct Argument

@@ -5,14 +5,17 @@ namespace {
 template <auto member>
 struct Entry;
 
-template <typename... Arguments, CK_RV (*List::*member)(Arguments...)>
+List& listOf(List*) { return list; }
+Extended& listOf(Extended*) { return extended; }
+
+template <typename Owner, typename... Arguments, CK_RV (*Owner::*member)(Arguments...)>
 struct Entry<member>
 {
     static inline const char* name;
 
     static CK_RV call(Arguments... arguments) { return run(name, {Word(arguments)...}); }
 
-    static void install(List& list, bool present) { list.*member = present ? &call : nullptr; }
+    static void install(bool present) { listOf(static_cast<Owner*>(nullptr)).*member = present ? &call : nullptr; }
 };
 
 template <auto member>
@@ -39,6 +42,7 @@ Function row(const char* name, const char* parameters, const char* defaults = ""
 //   list        room for numbers, pointer to their count
 //   found       room for numbers, its size, pointer to their count
 //   result      pointer to a number or handle; without an answer the next handle
+//   interfaces  room for interfaces, pointer to their count; the answer is how many "PKCS 11" ones there are
 //   functions   pointer to the list; "list=new" answers a new one each time, "list=null" none
 //   CK_...      pointer to that structure
 // clang-format off
@@ -123,9 +127,17 @@ std::map<std::string, Function>& functions()
     ROW(C_CancelFunction, "session"),
     ROW(C_WaitForSlotEvent, "flags slot:result reserved:pointer", "slot=1"),
 #undef ROW
+#define ROW(name, ...) {#name, row<&Extended::name>(#name, __VA_ARGS__)}
+    ROW(C_GetInterfaceList, "interfaces", "interfaces=2"),
+    ROW(C_LoginUser, "session user pin:in name:in"),
+    ROW(C_SessionCancel, "session flags"),
+    ROW(C_EncapsulateKey, "session mechanism publicKey:key template out key:result", "out=c1"),
+    ROW(C_DecapsulateKey, "session mechanism privateKey:key template in key:result"),
+#undef ROW
     };
     return all;
 }
 // clang-format on
 
 List list;
+Extended extended;

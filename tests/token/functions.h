@@ -11,6 +11,7 @@
 #include "layouts.h"
 
 using List = CK_FUNCTION_LIST;
+using Extended = CK_FUNCTION_LIST_3_2;
 using Word = std::uintptr_t;
 
 /// What a function takes and answers by itself, what a test has told it, and how many callers are in it.
@@ -18,7 +19,7 @@ struct Function
 {
     const char* parameters;
     Values defaults;
-    void (*install)(List& list, bool present);
+    void (*install)(bool present);
     std::deque<Values> queue{};
     Values standing{};
     int admitted = INT_MAX; ///< callers that are not held inside
@@ -28,6 +29,7 @@ struct Function
 /// By their names. Nothing here is ever destroyed: a process may end while callers are held.
 std::map<std::string, Function>& functions();
 
-/// The function list that the module hands out; run() is behind every entry.
+/// The function lists that the module hands out; run() is behind every entry.
 extern List list;
+extern Extended extended;
 CK_RV run(const char* name, const std::vector<Word>& words);

@@ -23,11 +23,11 @@ jstring Java_com_kelvane_tokbridge_test_ScriptedToken_command(JNIEnv* env, jclas
 jboolean Java_com_kelvane_tokbridge_test_ScriptedToken_callWithNullReceiver(JNIEnv* env, jclass, jstring library,
                                                                             jstring name)
 {
-    using Export = void (*)(JNIEnv*, jobject, jlong, jlong, jlong, jlong, jlong, jlong, jlong, jlong);
+    using Export = void (*)(JNIEnv*, jobject, jlong, jlong, jlong, jlong, jlong, jlong, jlong, jlong, jlong);
     auto call = symbolIn<Export>(textOf(env, library), textOf(env, name));
     if (call == nullptr)
         return JNI_FALSE;
-    call(env, nullptr, 0, 0, 0, 0, 0, 0, 0, 0);
+    call(env, nullptr, 0, 0, 0, 0, 0, 0, 0, 0, 0);
     return JNI_TRUE;
 }
 

@@ -52,7 +52,7 @@ std::string reset()
         const int inside = function.inside;
         function = {function.parameters, function.defaults, function.install};
         function.inside = inside;
-        function.install(list, true);
+        function.install(true);
     }
     list.version = {2, 40};
     nextObject = 100;
@@ -88,8 +88,9 @@ std::string steer(const std::string& command)
     }
     if (verb == "most-inside")
         return std::to_string(mostInside);
-    if (verb == "version") {
-        list.version = {static_cast<CK_BYTE>(std::stoi(name)), static_cast<CK_BYTE>(std::stoi(rest))};
+    if (verb == "version" || verb == "extended") {
+        CK_VERSION& version = verb == "version" ? list.version : extended.edition2.version;
+        version = {static_cast<CK_BYTE>(std::stoi(name)), static_cast<CK_BYTE>(std::stoi(rest))};
         return "";
     }
 
@@ -102,7 +103,7 @@ std::string steer(const std::string& command)
     } else if (verb == "always") {
         function.standing = parseValues(rest);
     } else if (verb == "missing") {
-        function.install(list, false);
+        function.install(false);
     } else if (verb == "hold") {
         function.admitted = std::stoi(rest);
     } else if (verb == "release") {
@@ -159,5 +160,17 @@ CK_RV run(const char* name, const std::vector<Word>& words)
 }
 
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to) { return run("C_GetFunctionList", {Word(to)}); }
+
+// Not recorded: tests of version 2 alone do not know of it.
+CK_RV C_GetInterface(const char* name, CK_VERSION* version, CK_INTERFACE** to, CK_FLAGS)
+{
+    static CK_INTERFACE found = {"PKCS 11", &extended, 0};
+    const CK_VERSION& own = extended.edition2.version;
+    const bool isWanted = version == nullptr || (version->major == own.major && version->minor == own.minor);
+    if (std::string_view(name) != "PKCS 11" || own.major == 0 || !isWanted)
+        return CKR_FUNCTION_FAILED;
+    *to = &found;
+    return CKR_OK;
+}
 
 char* scriptedTokenCommand(const char* command) { return strdup(steer(command).c_str()); }

@@ -8,6 +8,7 @@
 extern "C" {
 
 EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
+EXPORTED CK_RV C_GetInterface(const char* name, CK_VERSION* version, CK_INTERFACE** to, CK_FLAGS flags);
 
 // A call is recorded as one line, the function's name and the arguments in the standard's order:
 //
@@ -43,6 +44,7 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to);
 ///   calls                    the lines of the calls since the last time
 ///   made                     how many they are
 ///   reset                    forgets all of the above and lets every caller go
+///   extended MAJOR MINOR     offers the functions of edition 3 under this version from here on; 0 0 offers none
 ///   wide                     gives out handles of more than 32 bits from here on; calls and answers show the low 32
 EXPORTED char* scriptedTokenCommand(const char* command);
 }

@@ -10,7 +10,7 @@ std::vector<Argument> argumentsOf(const Function& function, const std::vector<Wo
     for (std::string word; parameters >> word;) {
         const std::size_t colon = word.find(':');
         Argument& each = arguments.emplace_back(Argument{word.substr(0, colon), word.substr(colon + 1), next});
-        const bool two = each.is({"in", "template", "query", "out", "room", "list"});
+        const bool two = each.is({"in", "template", "query", "out", "room", "list", "interfaces"});
         next += two ? 2 : each.kind == "found" ? 3 : 1;
     }
     return arguments;
@@ -58,7 +58,7 @@ void show(Call& call, const Argument& argument)
         shown = showTemplate(pointer<const CK_ATTRIBUTE>(words[0]), words[1], kind == "query");
     } else if (kind == "mechanism") {
         shown = null ? "null" : showMechanism(*pointer<const CK_MECHANISM>(words[0]), *call.values);
-    } else if (argument.is({"out", "list"})) {
+    } else if (argument.is({"out", "list", "interfaces"})) {
         label = "room";
         shown = null || words[1] == 0 ? "null" : std::to_string(*pointer<const CK_ULONG>(words[1]));
     } else if (argument.is({"room", "found"})) {

@@ -55,6 +55,15 @@ public interface PKCS11Slot {
     void initToken(Object pin, Object label);
 
     /**
+     * Initialises the token, and destroys all objects on it that can be destroyed.
+     *
+     * @param pin the security officer's PIN, at most 50 bytes in UTF-8; null to have it entered at the token. The array
+     *     is not changed
+     * @param label the label of the token, as {@link #initToken(Object, Object)} takes it
+     */
+    void initToken(char[] pin, Object label);
+
+    /**
      * Opens a session.
      *
      * @param flags {@link PKCS11Constants#CKF_SERIAL_SESSION}, and {@link PKCS11Constants#CKF_RW_SESSION} to write to

@@ -17,7 +17,7 @@ public final class PKCS11Version {
     }
 
     /**
-     * Returns the minor part of a version; the standard counts it in hundredths, so version 2.1 has minor 10.
+     * Returns the minor part of a version: 40 for version 2.40, 2 for version 3.2.
      *
      * @param version the version
      * @return 0 to 255
@@ -27,13 +27,12 @@ public final class PKCS11Version {
     }
 
     /**
-     * Returns a version as text, the minor part with two digits.
+     * Returns a version as text.
      *
      * @param version the version
-     * @return for example {@code 2.40}
+     * @return the two parts with a point between them, {@code 2.40} or {@code 3.2} for example
      */
     public static String toString(int version) {
-        int minor = minor(version);
-        return major(version) + (minor < 10 ? ".0" : ".") + minor;
+        return major(version) + "." + minor(version);
     }
 }

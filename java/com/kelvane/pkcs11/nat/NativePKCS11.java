@@ -1,6 +1,7 @@
 package com.kelvane.pkcs11.nat;
 
 import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.PKCS11Interface;
 import com.kelvane.pkcs11.PKCS11Slot;
 import com.kelvane.pkcs11.PKCS11TokenInfo;
 import java.nio.file.Files;
@@ -149,6 +150,17 @@ public class NativePKCS11 implements AutoCloseable {
      * @return the information
      */
     public native NativePKCS11Info getInfo();
+
+    /**
+     * Returns the interfaces that the library offers beside its function list of version 2 ({@code C_GetInterfaceList},
+     * edition 3.0, twice).
+     *
+     * @return the interfaces in the order of the library
+     * @throws PKCS11Exception with {@code CKR_FUNCTION_NOT_SUPPORTED} for a library of version 2 alone
+     */
+    public PKCS11Interface[] getInterfaces() {
+        return NativeExtensions.getInterfaces(this);
+    }
 
     /**
      * Returns the slots of the library ({@code C_GetSlotList}).

@@ -9,6 +9,7 @@ import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.math.BigInteger;
+import java.nio.ByteBuffer;
 import java.util.ArrayList;
 import java.util.Date;
 import java.util.List;
@@ -36,6 +37,12 @@ import java.util.Objects;
  * more than the room has is reported by {@code CKR_BUFFER_TOO_SMALL} in either case, so a returned length within the
  * room is always one that was written.
  * </ul>
+ *
+ * <p>The methods with {@code ByteBuffer}s work on direct buffers, and the module itself reads and writes their memory:
+ * nothing is copied, unless input and output overlap. The data lies between position and limit; afterwards the position of
+ * an input is its limit, and that of an output has moved on by what was written. {@code IllegalArgumentException} is thrown
+ * for a buffer that is not direct and for one buffer as both, {@code ReadOnlyBufferException} for an output that is
+ * read-only. The memory of a buffer that was made of a memory segment must not be released during the call.
  *
  * <p>The state of an operation is kept by the token, not here. Two objects are equal if they have the same handle in
  * equal slots. A library may use a handle again once its session has been closed.
@@ -163,6 +170,54 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public native void login(boolean securityOfficer, Object pin);
 
+    /**
+     * Logs in to the token with a PIN as {@code char[]}, as {@code Console.readPassword} returns it.
+     *
+     * @param securityOfficer true for the security officer, false for the normal user
+     * @param pin the PIN, at most 50 bytes in UTF-8; null to have it entered at the token. The array is not changed
+     * @throws PKCS11Exception as {@link #login(boolean, Object)} throws it
+     */
+    public void login(boolean securityOfficer, char[] pin) {
+        Pins.encoded(pin, encoded -> login(securityOfficer, (Object) encoded));
+    }
+
+    /**
+     * Logs in as a user of any type ({@code C_Login}). {@code CKU_CONTEXT_SPECIFIC} is for a key that requires the PIN
+     * before each use ({@code CKA_ALWAYS_AUTHENTICATE}): after {@code signInit} or {@code decryptInit}, before the data.
+     *
+     * @param userType {@code CKU_USER}, {@code CKU_SO}, {@code CKU_CONTEXT_SPECIFIC} or a vendor's own type
+     * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
+     * @throws PKCS11Exception as {@link #login(boolean, Object)} throws it; {@code CKR_USER_TYPE_INVALID} for a type
+     *     that the module does not know
+     */
+    public void login(int userType, Object pin) {
+        NativeExtensions.login(this, userType, pin);
+    }
+
+    /**
+     * Logs in as a user of any type with a PIN as {@code char[]}.
+     *
+     * @param userType as {@link #login(int, Object)} takes it
+     * @param pin the PIN, at most 50 bytes in UTF-8; null to have it entered at the token. The array is not changed
+     * @throws PKCS11Exception as {@link #login(int, Object)} throws it
+     */
+    public void login(int userType, char[] pin) {
+        Pins.encoded(pin, encoded -> login(userType, (Object) encoded));
+    }
+
+    /**
+     * Logs in as one of several users of a type ({@code C_LoginUser}, edition 3.0).
+     *
+     * @param userType as {@link #login(int, Object)} takes it
+     * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
+     * @param userName the user's name, a {@code String} or {@code byte[]} of at most 255 bytes
+     * @throws PKCS11Exception as {@link #login(int, Object)} throws it; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module
+     *     does not offer edition 3.0
+     */
+    public void loginUser(int userType, Object pin, Object userName) {
+        NativeExtensions.loginUser(this, userType, pin, userName);
+    }
+
     /** Logs out from the token, for all sessions of the application with it ({@code C_Logout}). */
     public native void logout();
 
@@ -177,6 +232,16 @@ public class NativePKCS11Session implements AutoCloseable {
     public native void initPIN(Object pin);
 
     /**
+     * Sets the normal user's PIN.
+     *
+     * @param pin the PIN, at most 50 bytes in UTF-8; null to have it entered at the token. The array is not changed
+     * @throws PKCS11Exception as {@link #initPIN(Object)} throws it
+     */
+    public void initPIN(char[] pin) {
+        Pins.encoded(pin, encoded -> initPIN((Object) encoded));
+    }
+
+    /**
      * Changes the PIN of the user who is logged in, or of the normal user ({@code C_SetPIN}).
      *
      * @param oldPin the PIN so far, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at
@@ -187,6 +252,29 @@ public class NativePKCS11Session implements AutoCloseable {
      *     a {@code byte[]} that is too long; the old PIN is looked at first
      */
     public native void setPIN(Object oldPin, Object newPin);
+
+    /**
+     * Changes the PIN of the user who is logged in, or of the normal user.
+     *
+     * @param oldPin the current PIN, at most 50 bytes in UTF-8; null to have it entered at the token. The array is not
+     *     changed
+     * @param newPin the new PIN, likewise
+     * @throws PKCS11Exception as {@link #setPIN(Object, Object)} throws it
+     */
+    public void setPIN(char[] oldPin, char[] newPin) {
+        Pins.encoded(oldPin, encodedOld -> Pins.encoded(newPin, encodedNew -> setPIN((Object) encodedOld, encodedNew)));
+    }
+
+    /**
+     * Cancels operations that are active in the session ({@code C_SessionCancel}, edition 3.0).
+     *
+     * @param operations {@code CKF_ENCRYPT}, {@code CKF_SIGN}, {@code CKF_FIND_OBJECTS} and their like, added up
+     * @throws PKCS11Exception with the code of the library; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module does not
+     *     offer edition 3.0
+     */
+    public void sessionCancel(int operations) {
+        NativeExtensions.sessionCancel(this, operations);
+    }
 
     /**
      * Returns the state of the running operation, for {@link #setOperationState} ({@code C_GetOperationState}, twice).
@@ -944,6 +1032,42 @@ public class NativePKCS11Session implements AutoCloseable {
     public native NativePKCS11Object deriveKey(int mechanism, Object parameter, NativePKCS11Object baseKey, int[] types,
         Object[] values);
 
+    /**
+     * Creates a secret key and encapsulates it with a public key ({@code C_EncapsulateKey}, edition 3.2, twice).
+     *
+     * @param mechanism the mechanism type, {@code CKM_ML_KEM} for example
+     * @param parameter the mechanism's parameter, or null
+     * @param publicKey the public key
+     * @param template the secret key's attributes
+     * @return the secret key and its ciphertext
+     * @throws PKCS11Exception with the code of the library; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module does not
+     *     offer edition 3.2
+     */
+    public NativePKCS11Encapsulation encapsulateKey(int mechanism, Object parameter, NativePKCS11Object publicKey,
+        Template template) {
+        Object[] result = NativeExtensions.encapsulateKey(this, mechanism, parameter, usable(publicKey),
+            template.getTypes(), template.getValues());
+        return new NativePKCS11Encapsulation((byte[]) result[0], (NativePKCS11Object) result[1]);
+    }
+
+    /**
+     * Creates the secret key that was encapsulated with a public key, by its private key ({@code C_DecapsulateKey},
+     * edition 3.2).
+     *
+     * @param mechanism the mechanism type, {@code CKM_ML_KEM} for example
+     * @param parameter the mechanism's parameter, or null
+     * @param privateKey the private key
+     * @param ciphertext the ciphertext
+     * @param template the secret key's attributes
+     * @return the secret key
+     * @throws PKCS11Exception as {@link #encapsulateKey} throws it
+     */
+    public NativePKCS11Object decapsulateKey(int mechanism, Object parameter, NativePKCS11Object privateKey,
+        byte[] ciphertext, Template template) {
+        return NativeExtensions.decapsulateKey(this, mechanism, parameter, usable(privateKey), ciphertext, 0,
+            ciphertext.length, template.getTypes(), template.getValues());
+    }
+
     // Objects
 
     /**
@@ -1151,4 +1275,134 @@ public class NativePKCS11Session implements AutoCloseable {
      *     failed", "NewByteArray() failed" or "can't get byte[] elements" without memory
      */
     public native Object[] getAttributeValues(NativePKCS11Object object, int[] types, int count);
+
+    // Direct buffers
+
+    /**
+     * Encrypts all the data in one step ({@code C_Encrypt}), without copies.
+     *
+     * @param in the input, a direct buffer
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
+     *     has moved then, and the call can be repeated
+     */
+    public int encrypt(ByteBuffer in, ByteBuffer out) {
+        return DirectBuffers.inOut(this, NativeExtensions::encrypt, in, out);
+    }
+
+    /**
+     * Encrypts a part of the data ({@code C_EncryptUpdate}), without copies.
+     *
+     * @param in the input, a direct buffer
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
+     *     has moved then, and the call can be repeated
+     */
+    public int encryptUpdate(ByteBuffer in, ByteBuffer out) {
+        return DirectBuffers.inOut(this, NativeExtensions::encryptUpdate, in, out);
+    }
+
+    /**
+     * Ends an encryption in parts ({@code C_EncryptFinal}), without copies.
+     *
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes
+     */
+    public int encryptFinal(ByteBuffer out) {
+        return DirectBuffers.last(this, NativeExtensions::encryptFinal, out);
+    }
+
+    /**
+     * Decrypts all the data in one step ({@code C_Decrypt}), without copies.
+     *
+     * @param in the input, a direct buffer
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
+     *     has moved then, and the call can be repeated
+     */
+    public int decrypt(ByteBuffer in, ByteBuffer out) {
+        return DirectBuffers.inOut(this, NativeExtensions::decrypt, in, out);
+    }
+
+    /**
+     * Decrypts a part of the data ({@code C_DecryptUpdate}), without copies.
+     *
+     * @param in the input, a direct buffer
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
+     *     has moved then, and the call can be repeated
+     */
+    public int decryptUpdate(ByteBuffer in, ByteBuffer out) {
+        return DirectBuffers.inOut(this, NativeExtensions::decryptUpdate, in, out);
+    }
+
+    /**
+     * Ends a decryption in parts ({@code C_DecryptFinal}), without copies.
+     *
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes
+     */
+    public int decryptFinal(ByteBuffer out) {
+        return DirectBuffers.last(this, NativeExtensions::decryptFinal, out);
+    }
+
+    /**
+     * Digests all the data in one step ({@code C_Digest}), without copies.
+     *
+     * @param in the input, a direct buffer
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written
+     */
+    public int digest(ByteBuffer in, ByteBuffer out) {
+        return DirectBuffers.inOut(this, NativeExtensions::digest, in, out);
+    }
+
+    /**
+     * Digests a part of the data ({@code C_DigestUpdate}), without copies.
+     *
+     * @param in the input, a direct buffer
+     */
+    public void digestUpdate(ByteBuffer in) {
+        DirectBuffers.update(this, NativeExtensions::digestUpdate, in);
+    }
+
+    /**
+     * Signs all the data in one step ({@code C_Sign}), without copies.
+     *
+     * @param in the input, a direct buffer
+     * @param out receives the output, a direct buffer
+     * @return the number of bytes written
+     */
+    public int sign(ByteBuffer in, ByteBuffer out) {
+        return DirectBuffers.inOut(this, NativeExtensions::sign, in, out);
+    }
+
+    /**
+     * Signs a part of the data ({@code C_SignUpdate}), without copies.
+     *
+     * @param in the input, a direct buffer
+     */
+    public void signUpdate(ByteBuffer in) {
+        DirectBuffers.update(this, NativeExtensions::signUpdate, in);
+    }
+
+    /**
+     * Verifies the signature of all the data in one step ({@code C_Verify}), without copies.
+     *
+     * @param in the data, a direct buffer
+     * @param signature the signature, a direct buffer
+     * @return true if the signature is right; false if the token returns {@code CKR_SIGNATURE_INVALID}
+     */
+    public boolean verify(ByteBuffer in, ByteBuffer signature) {
+        return DirectBuffers.verify(this, in, signature);
+    }
+
+    /**
+     * Verifies a part of the data ({@code C_VerifyUpdate}), without copies.
+     *
+     * @param in the input, a direct buffer
+     */
+    public void verifyUpdate(ByteBuffer in) {
+        DirectBuffers.update(this, NativeExtensions::verifyUpdate, in);
+    }
 }

@@ -114,6 +114,11 @@ public class NativePKCS11Slot implements PKCS11Slot {
     @Override
     public native void initToken(Object pin, Object label);
 
+    @Override
+    public void initToken(char[] pin, Object label) {
+        Pins.encoded(pin, encoded -> initToken((Object) encoded, label));
+    }
+
     /**
      * {@inheritDoc}
      *

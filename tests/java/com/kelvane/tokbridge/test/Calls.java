@@ -5,6 +5,7 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.math.*;
+import java.nio.*;
 import java.util.*;
 import java.util.function.*;
 import java.util.stream.*;
@@ -174,6 +175,31 @@ final class Calls {
         derive("C_DeriveKey material", CKM_SSL3_KEY_AND_MAC_DERIVE,
             new CK_SSL3_KEY_MAT_PARAMS(128, 128, 64, false, random()));
         derive("C_DeriveKey prf", CKM_TLS_PRF, new CK_TLS_PRF_PARAMS(new byte[3], new byte[2], 12));
+
+        library("C_GetInterfaceList", library -> library.getInterfaces());
+        run("C_Login type", session -> session.login(CKU_CONTEXT_SPECIFIC, "1234"));
+        run("C_LoginUser", session -> session.loginUser(CKU_USER, "1234", "me"));
+        run("C_SessionCancel", session -> session.sessionCancel(CKF_SIGN));
+        session("C_EncapsulateKey", session -> session.encapsulateKey(CKM_ML_KEM, null, key(session), Template.of(CKA_TOKEN, true)));
+        session("C_DecapsulateKey", session -> session.decapsulateKey(CKM_ML_KEM, null, key(session), new byte[3],
+            Template.of(CKA_TOKEN, true)));
+        direct("C_Encrypt", session -> session::encrypt);
+        direct("C_EncryptUpdate", session -> session::encryptUpdate);
+        direct("C_Decrypt", session -> session::decrypt);
+        direct("C_DecryptUpdate", session -> session::decryptUpdate);
+        direct("C_Digest", session -> session::digest);
+        direct("C_Sign", session -> session::sign);
+        session("C_EncryptFinal direct", session -> session.encryptFinal(direct(8)));
+        session("C_DecryptFinal direct", session -> session.decryptFinal(direct(8)));
+        run("C_DigestUpdate direct", session -> session.digestUpdate(direct(3)));
+        run("C_SignUpdate direct", session -> session.signUpdate(direct(3)));
+        run("C_VerifyUpdate direct", session -> session.verifyUpdate(direct(3)));
+        session("C_Verify direct", session -> session.verify(direct(3),
+            direct(2)));
+    }
+
+    interface DirectInOut {
+        int run(ByteBuffer in, ByteBuffer out);
     }
 
     interface InOut {
@@ -220,6 +246,14 @@ final class Calls {
     private static void inOut(String name, Function<NativePKCS11Session, InOut> call) {
         IN_OUT.put(name, call);
         session(name, session -> call.apply(session).run(new byte[4], 1, 3, new byte[8], 2));
+    }
+
+    private static void direct(String name, Function<NativePKCS11Session, DirectInOut> call) {
+        session(name + " direct", session -> call.apply(session).run(direct(3), direct(4)));
+    }
+
+    private static ByteBuffer direct(int size) {
+        return ByteBuffer.allocateDirect(size);
     }
 
     private static void derive(String name, int mechanism, Object parameter) {

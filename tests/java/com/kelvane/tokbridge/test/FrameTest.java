@@ -22,6 +22,17 @@ class FrameTest extends SessionFixture {
     private static final Set<String> SESSION_IS_NULL = Set.of("copy", "destroyObject", "getIntAttributeValue",
         "getByteArrayAttributeValue", "getAttributeValue");
 
+    /** The class of the native methods beyond the 89. */
+    private static final Class<?> EXTENSIONS;
+
+    static {
+        try {
+            EXTENSIONS = Class.forName("com.kelvane.pkcs11.nat.NativeExtensions");
+        } catch (ClassNotFoundException e) {
+            throw new ExceptionInInitializerError(e);
+        }
+    }
+
     private static String outcome(Method method, Object receiver) throws Throwable {
         Object[] arguments = Arrays.stream(method.getParameterTypes())
             .map(type -> type == boolean.class ? (Object) false : type == int.class ? (Object) 0 : null).toArray();
@@ -73,6 +84,14 @@ class FrameTest extends SessionFixture {
             assertTrue(exports.remove(export), export);
         }
         assertEquals(89, methods.size());
+        for (Method method : EXTENSIONS.getDeclaredMethods()) {
+            if (Modifier.isNative(method.getModifiers())) {
+                String export = "Java_" + EXTENSIONS.getName().replace('.', '_') + "_" + method.getName();
+                assertEquals("obj is null", raised(() -> assertTrue(ScriptedToken.callWithNullReceiver(
+                    System.getProperty("tokbridge.library"), export), export)), export);
+                assertTrue(exports.remove(export), export);
+            }
+        }
         assertEquals(Set.of(), exports, "nothing else is exported");
         assertCalls();
         assertTrue(lockIsFree());

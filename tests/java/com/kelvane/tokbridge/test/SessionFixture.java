@@ -20,7 +20,7 @@ abstract class SessionFixture {
 
     @BeforeEach
     void openSession() {
-        token.reset();
+        token.reset().steer("extended 3 2");
         initialize(LOCKED);
     }
 
