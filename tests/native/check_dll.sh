@@ -8,5 +8,5 @@ imports=$(echo "$listing" | sed -n 's/^\tDLL Name: //p' | sort | tr '\n' ' ')
 echo "$imports"
 echo "$listing" | grep '^Time/Date.* 1970$'
 [ "$imports" = 'ADVAPI32.dll KERNEL32.dll msvcrt.dll ' ]
-[ "$(echo "$exports" | grep -c '^Java_com_kelvane_pkcs11_nat_NativePKCS11')" = 107 ]
+[ "$(echo "$exports" | grep -c '^Java_com_kelvane_pkcs11_nat_NativePKCS11')" = 89 ]
 [ "$(echo "$exports" | wc -l)" = 107 ]
