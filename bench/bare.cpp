@@ -8,7 +8,7 @@
 #include <cstring>
 #include <vector>
 
-#include "bridge/cryptoki.h"
+#include "bridge/cryptoki_parameters.h"
 #include <dlfcn.h>
 #include <jni.h>
 

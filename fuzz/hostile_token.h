@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "bridge/cryptoki.h"
+#include "bridge/cryptoki_parameters.h"
 #include "input.h"
 
 struct HostileToken

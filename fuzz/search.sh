@@ -25,6 +25,6 @@ ctest --output-on-failure >ctest.log || {
 llvm-profdata merge profiles -o lines.profdata
 # Left out is what the compiler alone carries out.
 llvm-cov report libtokbridge.so -object tests/native/stand_ins_test -instr-profile=lines.profdata \
-    -ignore-filename-regex='cryptoki_layout.cpp|parameter_fields.h|sorted_rows.h' "$sources" 2>search.log |
+    -ignore-filename-regex='parameter_fields.h|sorted_rows.h' "$sources" 2>search.log |
     awk '$10 ~ /%$/ { printf "%7s of %4d lines  %s\n", $10, $8, $1; low += $10 + 0 < 95 }
         END { if (low > 0 || NR == 0) { print "Fewer than 95 % of the lines of a file are reached."; exit 1 } }'

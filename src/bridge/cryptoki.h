@@ -2,11 +2,9 @@
 // version 2, declared from the standard and laid out as the platform's modules expect them. The numbers are in
 // cryptoki_numbers.h, which the build makes from PKCS11Constants.java: a number has one place.
 //
-// Two layouts: natural alignment around a CK_ULONG of 8 bytes on Unix, 1-byte packing around one of 4 on Windows.
-// cryptoki_layout.cpp pins the sizes and offsets of both. No size is written as a number anywhere else.
-//
-// Structures stand in the order of the editions that brought them. A new one needs its declaration here and its lines
-// in cryptoki_layout.cpp.
+// Two layouts: natural alignment around a CK_ULONG of 8 bytes on Unix, 1-byte packing around one of 4 on Windows. The
+// size of each structure in both stands behind it, so that a compiler that lays it out otherwise does not get as far as
+// a module. No size is written as a number anywhere else. cryptoki_parameters.h has the parameters of mechanisms.
 #pragma once
 
 #include <cstddef>
@@ -47,6 +45,14 @@ inline constexpr bool kPacked = true;
 inline constexpr bool kPacked = false;
 #endif
 
+template <typename Structure>
+constexpr bool sizeIs(std::size_t onUnix, std::size_t onWindows)
+{
+    return sizeof(Structure) == (kPacked ? onWindows : onUnix);
+}
+
+static_assert(sizeIs<CK_ULONG>(8, 4));
+
 // ---- Structures of the calls ----
 
 struct CK_VERSION
@@ -54,6 +60,7 @@ struct CK_VERSION
     CK_BYTE major;
     CK_BYTE minor;
 };
+static_assert(sizeIs<CK_VERSION>(2, 2));
 
 using CK_VERSION_PTR = CK_VERSION*;
 
@@ -63,6 +70,7 @@ struct CK_DATE
     CK_BYTE month[2];
     CK_BYTE day[2];
 };
+static_assert(sizeIs<CK_DATE>(8, 8));
 
 struct CK_INFO
 {
@@ -72,6 +80,7 @@ struct CK_INFO
     CK_UTF8CHAR libraryDescription[32];
     CK_VERSION libraryVersion;
 };
+static_assert(sizeIs<CK_INFO>(88, 72));
 
 struct CK_SLOT_INFO
 {
@@ -81,6 +90,7 @@ struct CK_SLOT_INFO
     CK_VERSION hardwareVersion;
     CK_VERSION firmwareVersion;
 };
+static_assert(sizeIs<CK_SLOT_INFO>(112, 104));
 
 struct CK_TOKEN_INFO
 {
@@ -103,6 +113,7 @@ struct CK_TOKEN_INFO
     CK_VERSION firmwareVersion;
     CK_UTF8CHAR utcTime[16];
 };
+static_assert(sizeIs<CK_TOKEN_INFO>(208, 160));
 
 struct CK_SESSION_INFO
 {
@@ -111,6 +122,7 @@ struct CK_SESSION_INFO
     CK_FLAGS flags;
     CK_ULONG ulDeviceError;
 };
+static_assert(sizeIs<CK_SESSION_INFO>(32, 16));
 
 struct CK_MECHANISM_INFO
 {
@@ -118,6 +130,7 @@ struct CK_MECHANISM_INFO
     CK_ULONG ulMaxKeySize;
     CK_FLAGS flags;
 };
+static_assert(sizeIs<CK_MECHANISM_INFO>(24, 12));
 
 struct CK_ATTRIBUTE
 {
@@ -125,6 +138,7 @@ struct CK_ATTRIBUTE
     void* pValue;
     CK_ULONG ulValueLen;
 };
+static_assert(sizeIs<CK_ATTRIBUTE>(24, 16));
 
 struct CK_MECHANISM
 {
@@ -132,6 +146,7 @@ struct CK_MECHANISM
     void* pParameter;
     CK_ULONG ulParameterLen;
 };
+static_assert(sizeIs<CK_MECHANISM>(24, 16));
 
 struct CK_C_INITIALIZE_ARGS
 {
@@ -142,387 +157,7 @@ struct CK_C_INITIALIZE_ARGS
     CK_FLAGS flags;
     void* pReserved;
 };
-
-// ---- Parameters of mechanisms ----
-
-using CK_RC2_PARAMS = CK_ULONG;         // effective bits
-using CK_MAC_GENERAL_PARAMS = CK_ULONG; // MAC length in bytes
-using CK_EXTRACT_PARAMS = CK_ULONG;     // first bit
-
-struct CK_RC2_CBC_PARAMS
-{
-    CK_ULONG ulEffectiveBits;
-    CK_BYTE iv[8];
-};
-
-struct CK_RC2_MAC_GENERAL_PARAMS
-{
-    CK_ULONG ulEffectiveBits;
-    CK_ULONG ulMacLength;
-};
-
-struct CK_RC5_PARAMS
-{
-    CK_ULONG ulWordsize;
-    CK_ULONG ulRounds;
-};
-
-struct CK_RC5_CBC_PARAMS
-{
-    CK_ULONG ulWordsize;
-    CK_ULONG ulRounds;
-    CK_BYTE_PTR pIv;
-    CK_ULONG ulIvLen;
-};
-
-struct CK_RC5_MAC_GENERAL_PARAMS
-{
-    CK_ULONG ulWordsize;
-    CK_ULONG ulRounds;
-    CK_ULONG ulMacLength;
-};
-
-struct CK_PBE_PARAMS
-{
-    CK_BYTE_PTR pInitVector;
-    CK_UTF8CHAR_PTR pPassword;
-    CK_ULONG ulPasswordLen;
-    CK_BYTE_PTR pSalt;
-    CK_ULONG ulSaltLen;
-    CK_ULONG ulIteration;
-};
-
-struct CK_KEY_DERIVATION_STRING_DATA
-{
-    CK_BYTE_PTR pData;
-    CK_ULONG ulLen;
-};
-
-struct CK_SSL3_RANDOM_DATA
-{
-    CK_BYTE_PTR pClientRandom;
-    CK_ULONG ulClientRandomLen;
-    CK_BYTE_PTR pServerRandom;
-    CK_ULONG ulServerRandomLen;
-};
-
-struct CK_SSL3_MASTER_KEY_DERIVE_PARAMS
-{
-    CK_SSL3_RANDOM_DATA RandomInfo;
-    CK_VERSION_PTR pVersion;
-};
-
-struct CK_SSL3_KEY_MAT_OUT
-{
-    CK_OBJECT_HANDLE hClientMacSecret;
-    CK_OBJECT_HANDLE hServerMacSecret;
-    CK_OBJECT_HANDLE hClientKey;
-    CK_OBJECT_HANDLE hServerKey;
-    CK_BYTE_PTR pIVClient;
-    CK_BYTE_PTR pIVServer;
-};
-
-struct CK_SSL3_KEY_MAT_PARAMS
-{
-    CK_ULONG ulMacSizeInBits;
-    CK_ULONG ulKeySizeInBits;
-    CK_ULONG ulIVSizeInBits;
-    CK_BBOOL bIsExport;
-    CK_SSL3_RANDOM_DATA RandomInfo;
-    CK_SSL3_KEY_MAT_OUT* pReturnedKeyMaterial;
-};
-
-// Edition 2.11
-
-struct CK_X9_42_DH1_DERIVE_PARAMS
-{
-    CK_ULONG kdf;
-    CK_ULONG ulOtherInfoLen;
-    CK_BYTE_PTR pOtherInfo;
-    CK_ULONG ulPublicDataLen;
-    CK_BYTE_PTR pPublicData;
-};
-
-struct CK_X9_42_DH2_DERIVE_PARAMS
-{
-    CK_ULONG kdf;
-    CK_ULONG ulOtherInfoLen;
-    CK_BYTE_PTR pOtherInfo;
-    CK_ULONG ulPublicDataLen;
-    CK_BYTE_PTR pPublicData;
-    CK_ULONG ulPrivateDataLen;
-    CK_OBJECT_HANDLE hPrivateData;
-    CK_ULONG ulPublicDataLen2;
-    CK_BYTE_PTR pPublicData2;
-};
-
-struct CK_X9_42_MQV_DERIVE_PARAMS
-{
-    CK_ULONG kdf;
-    CK_ULONG ulOtherInfoLen;
-    CK_BYTE_PTR OtherInfo;
-    CK_ULONG ulPublicDataLen;
-    CK_BYTE_PTR PublicData;
-    CK_ULONG ulPrivateDataLen;
-    CK_OBJECT_HANDLE hPrivateData;
-    CK_ULONG ulPublicDataLen2;
-    CK_BYTE_PTR PublicData2;
-    CK_OBJECT_HANDLE publicKey;
-};
-
-struct CK_RSA_PKCS_OAEP_PARAMS
-{
-    CK_MECHANISM_TYPE hashAlg;
-    CK_ULONG mgf;
-    CK_ULONG source;
-    void* pSourceData;
-    CK_ULONG ulSourceDataLen;
-};
-
-struct CK_RSA_PKCS_PSS_PARAMS
-{
-    CK_MECHANISM_TYPE hashAlg;
-    CK_ULONG mgf;
-    CK_ULONG sLen;
-};
-
-struct CK_ECDH1_DERIVE_PARAMS
-{
-    CK_ULONG kdf;
-    CK_ULONG ulSharedDataLen;
-    CK_BYTE_PTR pSharedData;
-    CK_ULONG ulPublicDataLen;
-    CK_BYTE_PTR pPublicData;
-};
-
-// Edition 2.20 and its amendments
-
-struct CK_TLS_PRF_PARAMS
-{
-    CK_BYTE_PTR pSeed;
-    CK_ULONG ulSeedLen;
-    CK_BYTE_PTR pLabel;
-    CK_ULONG ulLabelLen;
-    CK_BYTE_PTR pOutput;
-    CK_ULONG_PTR pulOutputLen;
-};
-
-struct CK_DES_CBC_ENCRYPT_DATA_PARAMS
-{
-    CK_BYTE iv[8];
-    CK_BYTE_PTR pData;
-    CK_ULONG length;
-};
-
-struct CK_AES_CBC_ENCRYPT_DATA_PARAMS
-{
-    CK_BYTE iv[16];
-    CK_BYTE_PTR pData;
-    CK_ULONG length;
-};
-
-struct CK_AES_CTR_PARAMS
-{
-    CK_ULONG ulCounterBits;
-    CK_BYTE cb[16];
-};
-
-// Edition 2.40
-
-/// Some modules on Unix refuse the form without ulIvBits, others the form with 0 bits; packed modules expect it
-/// without.
-struct CK_GCM_PARAMS
-{
-    CK_BYTE_PTR pIv;
-    CK_ULONG ulIvLen;
-#ifndef _WIN32
-    CK_ULONG ulIvBits;
-#endif
-    CK_BYTE_PTR pAAD;
-    CK_ULONG ulAADLen;
-    CK_ULONG ulTagBits;
-};
-
-struct CK_CCM_PARAMS
-{
-    CK_ULONG ulDataLen;
-    CK_BYTE_PTR pNonce;
-    CK_ULONG ulNonceLen;
-    CK_BYTE_PTR pAAD;
-    CK_ULONG ulAADLen;
-    CK_ULONG ulMACLen;
-};
-
-struct CK_RSA_AES_KEY_WRAP_PARAMS
-{
-    CK_ULONG ulAESKeyBits;
-    CK_RSA_PKCS_OAEP_PARAMS* pOAEPParams;
-};
-
-struct CK_ECDH_AES_KEY_WRAP_PARAMS
-{
-    CK_ULONG ulAESKeyBits;
-    CK_ULONG kdf;
-    CK_ULONG ulSharedDataLen;
-    CK_BYTE_PTR pSharedData;
-};
-
-struct CK_TLS12_MASTER_KEY_DERIVE_PARAMS
-{
-    CK_SSL3_RANDOM_DATA RandomInfo;
-    CK_VERSION_PTR pVersion;
-    CK_MECHANISM_TYPE prfHashMechanism;
-};
-
-struct CK_TLS12_KEY_MAT_PARAMS
-{
-    CK_ULONG ulMacSizeInBits;
-    CK_ULONG ulKeySizeInBits;
-    CK_ULONG ulIVSizeInBits;
-    CK_BBOOL bIsExport;
-    CK_SSL3_RANDOM_DATA RandomInfo;
-    CK_SSL3_KEY_MAT_OUT* pReturnedKeyMaterial;
-    CK_MECHANISM_TYPE prfHashMechanism;
-};
-
-struct CK_TLS_KDF_PARAMS
-{
-    CK_MECHANISM_TYPE prfMechanism;
-    CK_BYTE_PTR pLabel;
-    CK_ULONG ulLabelLength;
-    CK_SSL3_RANDOM_DATA RandomInfo;
-    CK_BYTE_PTR pContextData;
-    CK_ULONG ulContextDataLength;
-};
-
-struct CK_TLS_MAC_PARAMS
-{
-    CK_MECHANISM_TYPE prfHashMechanism;
-    CK_ULONG ulMacLength;
-    CK_ULONG ulServerOrClient;
-};
-
-// Edition 3.0
-
-struct CK_CHACHA20_PARAMS
-{
-    CK_BYTE_PTR pBlockCounter;
-    CK_ULONG blockCounterBits;
-    CK_BYTE_PTR pNonce;
-    CK_ULONG ulNonceBits;
-};
-
-struct CK_SALSA20_PARAMS
-{
-    CK_BYTE_PTR pBlockCounter;
-    CK_BYTE_PTR pNonce;
-    CK_ULONG ulNonceBits;
-};
-
-struct CK_XEDDSA_PARAMS
-{
-    CK_ULONG hash;
-};
-
-struct CK_PRF_DATA_PARAM
-{
-    CK_ULONG type;
-    void* pValue;
-    CK_ULONG ulValueLen;
-};
-
-struct CK_SP800_108_COUNTER_FORMAT
-{
-    CK_BBOOL bLittleEndian;
-    CK_ULONG ulWidthInBits;
-};
-
-struct CK_SP800_108_DKM_LENGTH_FORMAT
-{
-    CK_ULONG dkmLengthMethod;
-    CK_BBOOL bLittleEndian;
-    CK_ULONG ulWidthInBits;
-};
-
-struct CK_DERIVED_KEY
-{
-    CK_ATTRIBUTE* pTemplate;
-    CK_ULONG ulAttributeCount;
-    CK_OBJECT_HANDLE* phKey;
-};
-
-struct CK_SP800_108_KDF_PARAMS
-{
-    CK_MECHANISM_TYPE prfType;
-    CK_ULONG ulNumberOfDataParams;
-    CK_PRF_DATA_PARAM* pDataParams;
-    CK_ULONG ulAdditionalDerivedKeys;
-    CK_DERIVED_KEY* pAdditionalDerivedKeys;
-};
-
-struct CK_SP800_108_FEEDBACK_KDF_PARAMS
-{
-    CK_MECHANISM_TYPE prfType;
-    CK_ULONG ulNumberOfDataParams;
-    CK_PRF_DATA_PARAM* pDataParams;
-    CK_ULONG ulIVLen;
-    CK_BYTE_PTR pIV;
-    CK_ULONG ulAdditionalDerivedKeys;
-    CK_DERIVED_KEY* pAdditionalDerivedKeys;
-};
-
-struct CK_EDDSA_PARAMS
-{
-    CK_BBOOL phFlag;
-    CK_ULONG ulContextDataLen;
-    CK_BYTE_PTR pContextData;
-};
-
-struct CK_SALSA20_CHACHA20_POLY1305_PARAMS
-{
-    CK_BYTE_PTR pNonce;
-    CK_ULONG ulNonceLen;
-    CK_BYTE_PTR pAAD;
-    CK_ULONG ulAADLen;
-};
-
-struct CK_HKDF_PARAMS
-{
-    CK_BBOOL bExtract;
-    CK_BBOOL bExpand;
-    CK_MECHANISM_TYPE prfHashMechanism;
-    CK_ULONG ulSaltType;
-    CK_BYTE_PTR pSalt;
-    CK_ULONG ulSaltLen;
-    CK_OBJECT_HANDLE hSaltKey;
-    CK_BYTE_PTR pInfo;
-    CK_ULONG ulInfoLen;
-};
-
-// Edition 3.2
-
-struct CK_SIGN_ADDITIONAL_CONTEXT
-{
-    CK_ULONG hedgeVariant;
-    CK_BYTE_PTR pContext;
-    CK_ULONG ulContextLen;
-};
-
-struct CK_HASH_SIGN_ADDITIONAL_CONTEXT
-{
-    CK_ULONG hedgeVariant;
-    CK_BYTE_PTR pContext;
-    CK_ULONG ulContextLen;
-    CK_MECHANISM_TYPE hash;
-};
-
-struct CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS
-{
-    CK_MECHANISM_TYPE prfHashMechanism;
-    CK_BYTE_PTR pSessionHash;
-    CK_ULONG ulSessionHashLen;
-    CK_VERSION_PTR pVersion;
-};
+static_assert(sizeIs<CK_C_INITIALIZE_ARGS>(48, 44));
 
 // ---- The function list ----
 
@@ -633,6 +268,7 @@ struct CK_FUNCTION_LIST
     CK_RV (*C_CancelFunction)(CK_SESSION_HANDLE session);
     CK_RV (*C_WaitForSlotEvent)(CK_FLAGS flags, CK_SLOT_ID* slot, void* reserved);
 };
+static_assert(sizeIs<CK_FUNCTION_LIST>(552, 546));
 
 using CK_FUNCTION_LIST_PTR = CK_FUNCTION_LIST*;
 using CK_C_GetFunctionList = CK_RV (*)(CK_FUNCTION_LIST** list);
@@ -644,6 +280,7 @@ struct CK_INTERFACE
     void* pFunctionList;
     CK_FLAGS flags;
 };
+static_assert(sizeIs<CK_INTERFACE>(24, 20));
 
 using CK_C_GetInterface = CK_RV (*)(const char* name, CK_VERSION* version, CK_INTERFACE** found, CK_FLAGS flags);
 
@@ -667,6 +304,7 @@ struct CK_FUNCTION_LIST_3_2
                               CK_ATTRIBUTE* attributes, CK_ULONG count, CK_BYTE* ciphertext, CK_ULONG length,
                               CK_OBJECT_HANDLE* key);
 };
+static_assert(sizeIs<CK_FUNCTION_LIST_3_2>(760, 754));
 
 #ifdef _WIN32
 #pragma pack(pop)

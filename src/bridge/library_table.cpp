@@ -22,8 +22,8 @@ struct CallCounts
         CallCount calls;
     };
 
-    std::atomic<CK_FUNCTION_LIST_PTR> openFor;
     std::array<Place, 16> places;
+    std::atomic<CK_FUNCTION_LIST_PTR> openFor;
     std::uint32_t suspensions = 0; // changed under the bridge lock
 
     bool drained() const

@@ -13,10 +13,10 @@
 #include "bridge/frame.h"
 #include "bridge/handles.h"
 #include "bridge/stack_buffer.h"
-#include "marshal/mechanisms.h"
+#include "marshal/mechanism.h"
 #include "marshal/pin_buffer.h"
+#include "marshal/template_encode.h"
 #include "marshal/value_build.h"
-#include "marshal/values.h"
 #include "session/session_calls.h"
 
 namespace {
@@ -142,11 +142,11 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativeExtensions_encapsulateKey(JNIEnv*
     if (!resolveSession(env, session, &handles) || !objectHandleOf(env, publicKey, &publicHandle))
         return nullptr;
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
@@ -195,11 +195,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativeExtensions_decapsulateKey(JNIEnv* env,
     if (!resolveSession(env, session, &handles) || !objectHandleOf(env, privateKey, &privateHandle))
         return nullptr;
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));

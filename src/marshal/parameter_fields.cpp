@@ -8,7 +8,7 @@
 #include "bridge/exception.h"
 #include "bridge/fields.h"
 #include "bridge/java_numbers.h"
-#include "marshal/values.h"
+#include "marshal/value_encode.h"
 
 namespace {
 
@@ -17,101 +17,97 @@ CK_ULONG lengthOf(const ParameterFields* java, jbyteArray array)
     return array != nullptr ? fromJava(java->env->GetArrayLength(array)) : 0;
 }
 
-// Copies an array to an offset in the area, or only measures it, and gives the reference back. *size is the room there,
-// and then the bytes copied.
-bool placeArray(ParameterFields* java, jbyteArray array, CK_ULONG offset, CK_BYTE_PTR* block, CK_ULONG* size)
+// Copies an array to an offset in the area, or only sizes it. *size is the capacity there, and then the bytes copied.
+bool placeArrayAt(ParameterFields* java, jbyteArray array, CK_ULONG offset, CK_BYTE_PTR* block, CK_ULONG* size)
 {
-    bool placed = true;
-    if (!measures(java))
+    if (!isSizing(java))
         *block = java->area + offset;
-    if (measures(java) || array == nullptr)
-        *size = lengthOf(java, array);
-    else
-        placed = copyByteArray(java->env, array, *block, size);
-    java->env->DeleteLocalRef(array);
-    return placed;
+    if (!isSizing(java) && array != nullptr)
+        return copyByteArray(java->env, array, *block, size);
+    *size = lengthOf(java, array);
+    return true;
 }
 
 } // namespace
 
-bool demand(const ParameterFields* java, bool condition)
+bool checkParameter(const ParameterFields* java, bool condition)
 {
-    return measures(java) || require(java->env, condition, kWrongParameter);
+    return isSizing(java) || require(java->env, condition, kWrongParameter);
 }
 
-bool demandInside(const ParameterFields* java, CK_ULONG offset, CK_ULONG length)
+bool checkInside(const ParameterFields* java, CK_ULONG offset, CK_ULONG length)
 {
-    return demand(java, offset <= java->areaSize && length <= java->areaSize - offset);
+    return checkParameter(java, offset <= java->areaSize && length <= java->areaSize - offset);
 }
 
-bool readStructure(ParameterFields* java, const ParameterStructure& description, void* structure)
+bool readStructure(ParameterFields* java, const ParameterDescriptor& descriptor, void* structure)
 {
-    java->type = classIfInstance(java->env, java->object, description.className);
+    java->type = classIfInstance(java->env, java->object, descriptor.className);
     if (java->type == nullptr) {
-        demand(java, false);
+        checkParameter(java, false);
         return false;
     }
-    return description.fields(java, structure);
+    return descriptor.fields(java, structure);
 }
 
-bool readMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
-                void* structure, bool* there)
+bool readMember(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, NullPolicy null,
+                void* structure, bool* present)
 {
     std::array<char, 96> signature;
-    std::snprintf(signature.data(), signature.size(), "L%s;", description.className);
+    std::snprintf(signature.data(), signature.size(), "L%s;", descriptor.className);
     ParameterFields member = *java;
     member.type = nullptr;
     if (!readObjectField(java->env, java->object, java->type, name, signature.data(), &member.object))
         return false;
 
-    bool absent = member.object == nullptr && null != Null::refused;
-    bool done = absent || readStructure(&member, description, structure);
+    bool absent = member.object == nullptr && null != NullPolicy::reject;
+    bool done = absent || readStructure(&member, descriptor, structure);
     java->env->DeleteLocalRef(member.type);
     java->env->DeleteLocalRef(member.object);
     java->used = member.used;
-    if (there != nullptr)
-        *there = !absent;
+    if (present != nullptr)
+        *present = !absent;
     return done;
 }
 
-bool placeMember(ParameterFields* java, const char* name, const ParameterStructure& description, Null null,
+bool placeMember(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, NullPolicy null,
                  void** place)
 {
     CK_ULONG offset = java->used;
-    auto size = static_cast<CK_ULONG>(description.size);
-    if (!demandInside(java, offset, size))
+    auto size = static_cast<CK_ULONG>(descriptor.size);
+    if (!checkInside(java, offset, size))
         return false;
 
     java->used += size;
-    MeasuredStructure measured;
+    SizedStructure sized;
     bool there = false;
-    *place = measures(java) ? static_cast<void*>(&measured) : java->area + offset;
-    bool done = readMember(java, name, description, null, *place, &there);
-    if (measures(java) || (null == Null::pointer && !there))
+    *place = isSizing(java) ? static_cast<void*>(&sized) : java->area + offset;
+    bool done = readMember(java, name, descriptor, null, *place, &there);
+    if (isSizing(java) || (null == NullPolicy::nullPointer && !there))
         *place = nullptr;
     return done;
 }
 
-bool takeRoom(ParameterFields* java, std::size_t size, void** place)
+bool reserveAligned(ParameterFields* java, std::size_t size, void** place)
 {
     // Where a CK_ULONG has 32 bits a size may be beyond it: such a one is more than any area holds.
     constexpr std::size_t largest = std::numeric_limits<CK_ULONG>::max();
-    auto room = static_cast<CK_ULONG>(std::min(size, largest));
+    auto needed = static_cast<CK_ULONG>(std::min(size, largest));
     constexpr CK_ULONG alignment = 16; // everywhere, so that a parameter lies the same on every processor
     auto start = reinterpret_cast<std::uintptr_t>(java->area) + java->used;
-    java->used += measures(java) ? alignment - 1 : static_cast<CK_ULONG>(-start % alignment);
-    if (!demandInside(java, java->used, room))
+    java->used += isSizing(java) ? alignment - 1 : static_cast<CK_ULONG>(-start % alignment);
+    if (!checkInside(java, java->used, needed))
         return false;
-    *place = measures(java) ? nullptr : java->area + java->used;
-    java->used = static_cast<CK_ULONG>(std::min(addSize(java->used, room), largest));
+    *place = isSizing(java) ? nullptr : java->area + java->used;
+    java->used = static_cast<CK_ULONG>(std::min(addSize(java->used, needed), largest));
     return true;
 }
 
-bool placeRecords(ParameterFields* java, const char* name, const ParameterStructure& description, void** records,
+bool placeRecords(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, void** records,
                   CK_ULONG* count)
 {
     std::array<char, 96> signature;
-    std::snprintf(signature.data(), signature.size(), "[L%s;", description.className);
+    std::snprintf(signature.data(), signature.size(), "[L%s;", descriptor.className);
     jobject value = nullptr;
     if (!readObjectField(java->env, java->object, java->type, name, signature.data(), &value))
         return false;
@@ -119,15 +115,15 @@ bool placeRecords(ParameterFields* java, const char* name, const ParameterStruct
     auto* array = static_cast<jobjectArray>(value);
     jsize length = array != nullptr ? java->env->GetArrayLength(array) : 0;
     *count = fromJava(length);
-    bool done = takeRoom(java, arraySize(*count, description.size), records);
+    bool done = reserveAligned(java, arraySize(*count, descriptor.size), records);
     for (jsize i = 0; done && i < length; ++i) {
-        MeasuredStructure measured;
+        SizedStructure sized;
         auto* record = static_cast<CK_BYTE_PTR>(*records);
         ParameterFields element = *java;
         element.object = java->env->GetObjectArrayElement(array, i);
         element.type = nullptr;
-        done = readStructure(&element, description,
-                             measures(java) ? static_cast<void*>(&measured) : record + fromJava(i) * description.size);
+        done = readStructure(&element, descriptor,
+                             isSizing(java) ? static_cast<void*>(&sized) : record + fromJava(i) * descriptor.size);
         java->env->DeleteLocalRef(element.type);
         java->env->DeleteLocalRef(element.object);
         java->used = element.used;
@@ -140,12 +136,12 @@ bool placeRecords(ParameterFields* java, const char* name, const ParameterStruct
 
 namespace {
 
-// The description whose class an object is of; its class stays in `type`. Null when there is none, or with the virtual
+// The descriptor whose class an object is of; its class stays in `type`. Null when there is none, or with the virtual
 // machine's error pending.
-const ParameterStructure* descriptionOf(ParameterFields* java,
-                                        std::initializer_list<const ParameterStructure*> descriptions)
+const ParameterDescriptor* descriptorFor(ParameterFields* java,
+                                         std::initializer_list<const ParameterDescriptor*> descriptors)
 {
-    for (const ParameterStructure* each : descriptions) {
+    for (const ParameterDescriptor* each : descriptors) {
         java->type = classIfInstance(java->env, java->object, each->className);
         if (java->type != nullptr)
             return each;
@@ -155,25 +151,22 @@ const ParameterStructure* descriptionOf(ParameterFields* java,
     return nullptr;
 }
 
-// Places an object that is none of a structure: a byte[], or what is refused.
+// Places the bytes of a byte[]; any other object is rejected. Deletes the reference.
 bool placeBytes(ParameterFields* java, jobject value, void** place, CK_ULONG* size)
 {
-    if (java->env->ExceptionCheck() == JNI_TRUE || !isInstance(java->env, value, "[B")) {
-        demand(java, false);
-        java->env->DeleteLocalRef(value);
-        return false;
-    }
     CK_BYTE_PTR block = nullptr;
-    *size = java->areaSize - java->used;
-    bool placed = placeArray(java, static_cast<jbyteArray>(value), java->used, &block, size);
+    bool isBytes = java->env->ExceptionCheck() != JNI_TRUE && isInstance(java->env, value, "[B");
+    bool placed = isBytes && placeArray(java, static_cast<jbyteArray>(value), &block, size);
+    if (!isBytes)
+        checkParameter(java, false);
     *place = block;
-    java->used += *size;
+    java->env->DeleteLocalRef(value);
     return placed;
 }
 
 } // namespace
 
-bool placeAny(ParameterFields* java, const char* name, std::initializer_list<const ParameterStructure*> descriptions,
+bool placeAny(ParameterFields* java, const char* name, std::initializer_list<const ParameterDescriptor*> descriptors,
               void** place, CK_ULONG* size)
 {
     *place = nullptr;
@@ -183,13 +176,13 @@ bool placeAny(ParameterFields* java, const char* name, std::initializer_list<con
         return false;
     if (member.object == nullptr)
         return true;
-    const ParameterStructure* description = descriptionOf(&member, descriptions);
-    if (description == nullptr)
+    const ParameterDescriptor* descriptor = descriptorFor(&member, descriptors);
+    if (descriptor == nullptr)
         return placeBytes(java, member.object, place, size);
 
-    MeasuredStructure measured;
-    *size = static_cast<CK_ULONG>(description->size);
-    bool done = takeRoom(&member, *size, place) && description->fields(&member, measures(java) ? &measured : *place);
+    SizedStructure sized;
+    *size = static_cast<CK_ULONG>(descriptor->size);
+    bool done = reserveAligned(&member, *size, place) && descriptor->fields(&member, isSizing(java) ? &sized : *place);
     java->used = member.used;
     java->env->DeleteLocalRef(member.type);
     java->env->DeleteLocalRef(member.object);
@@ -199,7 +192,7 @@ bool placeAny(ParameterFields* java, const char* name, std::initializer_list<con
 bool readUlong(ParameterFields* java, const char* name, CK_ULONG* value)
 {
     jint number = 0;
-    if (measures(java))
+    if (isSizing(java))
         return true;
     if (!readIntField(java->env, java->object, java->type, name, &number))
         return false;
@@ -210,7 +203,7 @@ bool readUlong(ParameterFields* java, const char* name, CK_ULONG* value)
 bool readByte(ParameterFields* java, const char* name, CK_BYTE* value)
 {
     jbyte number = 0;
-    if (measures(java))
+    if (isSizing(java))
         return true;
     if (!readByteField(java->env, java->object, java->type, name, &number))
         return false;
@@ -221,7 +214,7 @@ bool readByte(ParameterFields* java, const char* name, CK_BYTE* value)
 bool readFlag(ParameterFields* java, const char* name, CK_BBOOL* value)
 {
     jboolean flag = JNI_FALSE;
-    if (measures(java))
+    if (isSizing(java))
         return true;
     if (!readBooleanField(java->env, java->object, java->type, name, &flag))
         return false;
@@ -248,17 +241,24 @@ bool readBlockLength(ParameterFields* java, const char* name, CK_ULONG* length)
     return true;
 }
 
-bool placeBlock(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length)
+bool placeArray(ParameterFields* java, jbyteArray array, CK_BYTE_PTR* block, CK_ULONG* length)
 {
-    jbyteArray array = nullptr;
     CK_ULONG size = java->areaSize - java->used;
-    if (!readByteArrayField(java, name, &array) || !placeArray(java, array, java->used, block, &size))
+    if (!placeArrayAt(java, array, java->used, block, &size))
         return false;
 
     java->used += size;
     if (length != nullptr)
         *length = size;
     return true;
+}
+
+bool placeBlock(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length)
+{
+    jbyteArray array = nullptr;
+    bool placed = readByteArrayField(java, name, &array) && placeArray(java, array, block, length);
+    java->env->DeleteLocalRef(array);
+    return placed;
 }
 
 bool placeBlockOrNull(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length)
@@ -276,23 +276,23 @@ bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_B
         return false;
 
     CK_ULONG size = lengthOf(java, array);
-    if (!demandInside(java, offset, size) || !placeArray(java, array, offset, block, &size))
-        return false;
-    java->used += size;
-    return true;
+    bool placed = checkInside(java, offset, size) && placeArrayAt(java, array, offset, block, &size);
+    java->used += placed ? size : 0;
+    java->env->DeleteLocalRef(array);
+    return placed;
 }
 
-bool readBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG room, CK_ULONG shortest)
+bool readBytes(ParameterFields* java, const char* name, void* bytes, CK_ULONG longest, CK_ULONG shortest)
 {
     jbyteArray array = nullptr;
-    if (measures(java))
+    if (isSizing(java))
         return true;
     if (!readByteArrayField(java, name, &array))
         return false;
 
     CK_ULONG size = lengthOf(java, array);
-    bool copied = demand(java, size >= shortest && size <= room) &&
-                  (array == nullptr || copyByteArray(java->env, array, bytes, &room));
+    bool copied = checkParameter(java, size >= shortest && size <= longest) &&
+                  (array == nullptr || copyByteArray(java->env, array, bytes, &longest));
     java->env->DeleteLocalRef(array);
     return copied;
 }

@@ -1,6 +1,6 @@
-// Parameters of ciphers and password-based key generation, and those that are any mechanism's.
+// Parameters of ciphers and password-based key generation.
 
-#include "marshal/mechanism_params.h"
+#include "marshal/parameters.h"
 
 namespace {
 
@@ -40,7 +40,7 @@ bool rc5MacGeneralFields(ParameterFields* java, CK_RC5_MAC_GENERAL_PARAMS* rc5)
 bool pbeFields(ParameterFields* java, CK_PBE_PARAMS* pbe)
 {
     // The token writes an IV where the parameter points, however short the Java array is.
-    java->used += measures(java) ? kPBEInitVector : 0;
+    java->used += isSizing(java) ? kPBEInitVector : 0;
     return placeBlock(java, "iv", &pbe->pInitVector, nullptr) &&
            placeBlock(java, "password", &pbe->pPassword, &pbe->ulPasswordLen) &&
            placeBlock(java, "salt", &pbe->pSalt, &pbe->ulSaltLen) && readUlong(java, "iterations", &pbe->ulIteration);
@@ -63,7 +63,7 @@ bool gcmFields(ParameterFields* java, CK_GCM_PARAMS* gcm)
     // the IV's tail.
     setIvBits(gcm);
     return placeBlockAt(java, "pAAD", gcm->ulIvLen, &gcm->pAAD) && readUlong(java, "ulAADLen", &gcm->ulAADLen) &&
-           demandInside(java, gcm->ulIvLen, gcm->ulAADLen) && readUlong(java, "ulTagBits", &gcm->ulTagBits);
+           checkInside(java, gcm->ulIvLen, gcm->ulAADLen) && readUlong(java, "ulTagBits", &gcm->ulTagBits);
 }
 
 bool aesCtrFields(ParameterFields* java, CK_AES_CTR_PARAMS* ctr)
@@ -100,39 +100,34 @@ bool salsa20Fields(ParameterFields* java, CK_SALSA20_PARAMS* salsa20)
     constexpr CK_ULONG kCounterSize = 8; // which the structure does not tell
     CK_ULONG counterSize = 0;
     bool done = placeBlockOrNull(java, "pBlockCounter", &salsa20->pBlockCounter, &counterSize) &&
-                demand(java, counterSize == kCounterSize) &&
+                checkParameter(java, counterSize == kCounterSize) &&
                 placeBlockOrNull(java, "pNonce", &salsa20->pNonce, &salsa20->ulNonceBits);
     salsa20->ulNonceBits *= 8;
     return done;
 }
 
-bool rawFields(ParameterFields* java, void* /*unused*/)
-{
-    CK_BYTE_PTR start = nullptr;
-    return placeBlock(java, "bytes", &start, nullptr);
-}
-
 } // namespace
 
-constexpr ParameterStructure kRC2 = describe<CK_RC2_PARAMS, rc2Fields>("com/kelvane/pkcs11/PKCS11MechPar_RC2");
-constexpr ParameterStructure kRC2CBC =
+constexpr ParameterDescriptor kRC2 = describe<CK_RC2_PARAMS, rc2Fields>("com/kelvane/pkcs11/PKCS11MechPar_RC2");
+constexpr ParameterDescriptor kRC2CBC =
     describe<CK_RC2_CBC_PARAMS, rc2CBCFields>("com/kelvane/pkcs11/PKCS11MechPar_RC2_CBC");
-constexpr ParameterStructure kRC2MacGeneral =
+constexpr ParameterDescriptor kRC2MacGeneral =
     describe<CK_RC2_MAC_GENERAL_PARAMS, rc2MacGeneralFields>("com/kelvane/pkcs11/PKCS11MechPar_RC2_GENMAC");
-constexpr ParameterStructure kRC5 = describe<CK_RC5_PARAMS, rc5Fields>("com/kelvane/pkcs11/PKCS11MechPar_RC5");
-constexpr ParameterStructure kRC5CBC =
+constexpr ParameterDescriptor kRC5 = describe<CK_RC5_PARAMS, rc5Fields>("com/kelvane/pkcs11/PKCS11MechPar_RC5");
+constexpr ParameterDescriptor kRC5CBC =
     describe<CK_RC5_CBC_PARAMS, rc5CBCFields>("com/kelvane/pkcs11/PKCS11MechPar_RC5_CBC");
-constexpr ParameterStructure kRC5MacGeneral =
+constexpr ParameterDescriptor kRC5MacGeneral =
     describe<CK_RC5_MAC_GENERAL_PARAMS, rc5MacGeneralFields>("com/kelvane/pkcs11/PKCS11MechPar_RC5_GENMAC");
-constexpr ParameterStructure kPBE = describe<CK_PBE_PARAMS, pbeFields>("com/kelvane/pkcs11/PKCS11MechPar_PBE");
-constexpr ParameterStructure kGCM = describe<CK_GCM_PARAMS, gcmFields>("com/kelvane/pkcs11/CK_GCM_PARAMS");
-constexpr ParameterStructure kAesCtr =
-    describe<CK_AES_CTR_PARAMS, aesCtrFields>("com/kelvane/pkcs11/CK_AES_CTR_PARAMS", Null::none);
-constexpr ParameterStructure kCcm = describe<CK_CCM_PARAMS, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", Null::none);
-constexpr ParameterStructure kPoly1305 = describe<CK_SALSA20_CHACHA20_POLY1305_PARAMS, poly1305Fields>(
-    "com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", Null::none);
-constexpr ParameterStructure kChaCha20 =
-    describe<CK_CHACHA20_PARAMS, chaCha20Fields>("com/kelvane/pkcs11/CK_CHACHA20_PARAMS", Null::none);
-constexpr ParameterStructure kSalsa20 =
-    describe<CK_SALSA20_PARAMS, salsa20Fields>("com/kelvane/pkcs11/CK_SALSA20_PARAMS", Null::none);
-constexpr ParameterStructure kRaw = {"com/kelvane/pkcs11/PKCS11RawParameter", 0, Null::none, rawFields};
+constexpr ParameterDescriptor kPBE =
+    describe<CK_PBE_PARAMS, pbeFields>("com/kelvane/pkcs11/PKCS11MechPar_PBE", NullPolicy::reject, &kPBEOutput);
+constexpr ParameterDescriptor kGCM = describe<CK_GCM_PARAMS, gcmFields>("com/kelvane/pkcs11/CK_GCM_PARAMS");
+constexpr ParameterDescriptor kAesCtr =
+    describe<CK_AES_CTR_PARAMS, aesCtrFields>("com/kelvane/pkcs11/CK_AES_CTR_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kCcm =
+    describe<CK_CCM_PARAMS, ccmFields>("com/kelvane/pkcs11/CK_CCM_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kPoly1305 = describe<CK_SALSA20_CHACHA20_POLY1305_PARAMS, poly1305Fields>(
+    "com/kelvane/pkcs11/CK_SALSA20_CHACHA20_POLY1305_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kChaCha20 =
+    describe<CK_CHACHA20_PARAMS, chaCha20Fields>("com/kelvane/pkcs11/CK_CHACHA20_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kSalsa20 =
+    describe<CK_SALSA20_PARAMS, salsa20Fields>("com/kelvane/pkcs11/CK_SALSA20_PARAMS", NullPolicy::omit);

@@ -5,20 +5,9 @@
 
 #include "bridge/diagnostics.h"
 #include "bridge/exception.h"
-#include "bridge/handles.h"
-#include "marshal/mechanism_params.h"
+#include "marshal/parameters.h"
 
 namespace {
-
-bool keyHandleFields(ParameterFields* java, CK_OBJECT_HANDLE* handle)
-{
-    return measures(java) || readHandle(java->env, java->object, java->type, "objectID", handle);
-}
-
-bool versionFields(ParameterFields* java, CK_VERSION* version)
-{
-    return readByte(java, "major", &version->major) && readByte(java, "minor", &version->minor);
-}
 
 bool randomDataFields(ParameterFields* java, CK_SSL3_RANDOM_DATA* random)
 {
@@ -29,8 +18,8 @@ bool randomDataFields(ParameterFields* java, CK_SSL3_RANDOM_DATA* random)
 bool masterKeyDeriveFields(ParameterFields* java, CK_SSL3_MASTER_KEY_DERIVE_PARAMS* derive)
 {
     void* version = nullptr;
-    bool done = readMember(java, "random_data", kRandomData, Null::refused, &derive->RandomInfo) &&
-                placeMember(java, "version", kVersion, Null::none, &version);
+    bool done = readMember(java, "random_data", kRandomData, NullPolicy::reject, &derive->RandomInfo) &&
+                placeMember(java, "version", kVersion, NullPolicy::omit, &version);
     derive->pVersion = static_cast<CK_VERSION_PTR>(version);
     return done;
 }
@@ -39,13 +28,13 @@ bool masterKeyDeriveFields(ParameterFields* java, CK_SSL3_MASTER_KEY_DERIVE_PARA
 bool keyMatOutFields(ParameterFields* java, KeyMaterialPlace* material)
 {
     CK_SSL3_KEY_MAT_OUT out = {};
-    if (measures(java)) {
+    if (isSizing(java)) {
         java->used += sizeof out;
         return placeBlock(java, "ivClient", &out.pIVClient, nullptr) &&
                placeBlock(java, "ivServer", &out.pIVServer, nullptr);
     }
     CK_ULONG ivBytes = material->ivSizeInBits / 8 + (material->ivSizeInBits % 8 != 0 ? 1 : 0);
-    if (!demandInside(java, java->used, sizeof out + 2 * ivBytes))
+    if (!checkInside(java, java->used, sizeof out + 2 * ivBytes))
         return false;
 
     CK_BYTE_PTR place = java->area + java->used;
@@ -62,11 +51,11 @@ bool keyMatFields(ParameterFields* java, CK_SSL3_KEY_MAT_PARAMS* material)
         !readUlong(java, "keySizeInBits", &material->ulKeySizeInBits) ||
         !readUlong(java, "ivSizeInBits", &material->ulIVSizeInBits) ||
         !readByte(java, "exportable", &material->bIsExport) ||
-        !readMember(java, "randomData", kRandomData, Null::refused, &material->RandomInfo))
+        !readMember(java, "randomData", kRandomData, NullPolicy::reject, &material->RandomInfo))
         return false;
 
     KeyMaterialPlace out = {material->ulIVSizeInBits, nullptr};
-    bool done = readMember(java, "returnedKeyMaterial", kSSL3KeyMatOut, Null::refused, &out);
+    bool done = readMember(java, "returnedKeyMaterial", kSSL3KeyMatOut, NullPolicy::reject, &out);
     material->pReturnedKeyMaterial = out.place;
     return done;
 }
@@ -78,7 +67,7 @@ bool placeOutput(ParameterFields* java, const char* name, CK_BYTE_PTR* output, C
     if (!readBlockLength(java, name, &length))
         return false;
     constexpr CK_ULONG wordSize = sizeof **outputLength;
-    if (measures(java)) {
+    if (isSizing(java)) {
         java->used += length + 2 * wordSize; // the word is aligned
         return true;
     }
@@ -103,18 +92,18 @@ bool tlsPRFFields(ParameterFields* java, CK_TLS_PRF_PARAMS* prf)
 bool ecdh1Fields(ParameterFields* java, CK_ECDH1_DERIVE_PARAMS* ecdh)
 {
     if (!readUlong(java, "kdf", &ecdh->kdf) || !readUlong(java, "sharedDataLen", &ecdh->ulSharedDataLen) ||
-        !demandInside(java, 0, ecdh->ulSharedDataLen))
+        !checkInside(java, 0, ecdh->ulSharedDataLen))
         return false;
 
-    bool hasSharedData = measures(java) || ecdh->ulSharedDataLen != 0;
+    bool hasSharedData = isSizing(java) || ecdh->ulSharedDataLen != 0;
     if (hasSharedData && !placeBlock(java, "sharedData", &ecdh->pSharedData, nullptr))
         return false;
-    if (!measures(java) && debugEnabled())
+    if (!isSizing(java) && debugEnabled())
         traceECDH1(*ecdh);
 
     return readUlong(java, "publicDataLen", &ecdh->ulPublicDataLen) &&
            placeBlockAt(java, "publicData", ecdh->ulSharedDataLen, &ecdh->pPublicData) &&
-           demandInside(java, ecdh->ulSharedDataLen, ecdh->ulPublicDataLen);
+           checkInside(java, ecdh->ulSharedDataLen, ecdh->ulPublicDataLen);
 }
 
 bool stringDataFields(ParameterFields* java, CK_KEY_DERIVATION_STRING_DATA* string)
@@ -140,7 +129,7 @@ bool hkdfFields(ParameterFields* java, CK_HKDF_PARAMS* hkdf)
            readUlong(java, "prfHashMechanism", &hkdf->prfHashMechanism) &&
            readUlong(java, "ulSaltType", &hkdf->ulSaltType) &&
            placeBlockOrNull(java, "pSalt", &hkdf->pSalt, &hkdf->ulSaltLen) &&
-           readMember(java, "hSaltKey", kKeyHandle, Null::none, &hkdf->hSaltKey) &&
+           readMember(java, "hSaltKey", kKeyHandle, NullPolicy::omit, &hkdf->hSaltKey) &&
            placeBlockOrNull(java, "pInfo", &hkdf->pInfo, &hkdf->ulInfoLen);
 }
 
@@ -157,7 +146,7 @@ bool x942Dh2Fields(ParameterFields* java, CK_X9_42_DH2_DERIVE_PARAMS* derive)
            placeBlockOrNull(java, "pOtherInfo", &derive->pOtherInfo, &derive->ulOtherInfoLen) &&
            placeBlockOrNull(java, "pPublicData", &derive->pPublicData, &derive->ulPublicDataLen) &&
            readUlong(java, "ulPrivateDataLen", &derive->ulPrivateDataLen) &&
-           readMember(java, "hPrivateData", kKeyHandle, Null::refused, &derive->hPrivateData) &&
+           readMember(java, "hPrivateData", kKeyHandle, NullPolicy::reject, &derive->hPrivateData) &&
            placeBlockOrNull(java, "pPublicData2", &derive->pPublicData2, &derive->ulPublicDataLen2);
 }
 
@@ -167,39 +156,39 @@ bool x942MqvFields(ParameterFields* java, CK_X9_42_MQV_DERIVE_PARAMS* derive)
            placeBlockOrNull(java, "OtherInfo", &derive->OtherInfo, &derive->ulOtherInfoLen) &&
            placeBlockOrNull(java, "PublicData", &derive->PublicData, &derive->ulPublicDataLen) &&
            readUlong(java, "ulPrivateDataLen", &derive->ulPrivateDataLen) &&
-           readMember(java, "hPrivateData", kKeyHandle, Null::refused, &derive->hPrivateData) &&
+           readMember(java, "hPrivateData", kKeyHandle, NullPolicy::reject, &derive->hPrivateData) &&
            placeBlockOrNull(java, "PublicData2", &derive->PublicData2, &derive->ulPublicDataLen2) &&
-           readMember(java, "publicKey", kKeyHandle, Null::refused, &derive->publicKey);
+           readMember(java, "publicKey", kKeyHandle, NullPolicy::reject, &derive->publicKey);
 }
 
 } // namespace
 
-constexpr ParameterStructure kKeyHandle =
-    describe<CK_OBJECT_HANDLE, keyHandleFields>("com/kelvane/pkcs11/nat/NativePKCS11Object");
-constexpr ParameterStructure kVersion = describe<CK_VERSION, versionFields>("com/kelvane/pkcs11/CK_VERSION");
-constexpr ParameterStructure kSSL3MasterKeyDerive = describe<CK_SSL3_MASTER_KEY_DERIVE_PARAMS, masterKeyDeriveFields>(
-    "com/kelvane/pkcs11/CK_SSL3_MASTER_KEY_DERIVE_PARAMS");
-constexpr ParameterStructure kSSL3KeyMat =
-    describe<CK_SSL3_KEY_MAT_PARAMS, keyMatFields>("com/kelvane/pkcs11/CK_SSL3_KEY_MAT_PARAMS");
-constexpr ParameterStructure kRandomData =
+constexpr const char* kMasterKeyDeriveClass = "com/kelvane/pkcs11/CK_SSL3_MASTER_KEY_DERIVE_PARAMS";
+constexpr ParameterDescriptor kSSL3MasterKeyDerive = describe<CK_SSL3_MASTER_KEY_DERIVE_PARAMS, masterKeyDeriveFields>(
+    kMasterKeyDeriveClass, NullPolicy::reject, &kSSL3VersionOutput);
+constexpr ParameterDescriptor kSSL3MasterKeyDeriveDh =
+    describe<CK_SSL3_MASTER_KEY_DERIVE_PARAMS, masterKeyDeriveFields>(kMasterKeyDeriveClass);
+constexpr ParameterDescriptor kSSL3KeyMat = describe<CK_SSL3_KEY_MAT_PARAMS, keyMatFields>(
+    "com/kelvane/pkcs11/CK_SSL3_KEY_MAT_PARAMS", NullPolicy::reject, &kSSL3KeyMatOutput);
+constexpr ParameterDescriptor kRandomData =
     describe<CK_SSL3_RANDOM_DATA, randomDataFields>("com/kelvane/pkcs11/CK_SSL3_RANDOM_DATA");
-constexpr ParameterStructure kSSL3KeyMatOut =
+constexpr ParameterDescriptor kSSL3KeyMatOut =
     describe<KeyMaterialPlace, keyMatOutFields>("com/kelvane/pkcs11/CK_SSL3_KEY_MAT_OUT");
-constexpr ParameterStructure kTLSPRF =
-    describe<CK_TLS_PRF_PARAMS, tlsPRFFields>("com/kelvane/pkcs11/CK_TLS_PRF_PARAMS");
-constexpr ParameterStructure kECDH1 =
+constexpr ParameterDescriptor kTLSPRF = describe<CK_TLS_PRF_PARAMS, tlsPRFFields>(
+    "com/kelvane/pkcs11/CK_TLS_PRF_PARAMS", NullPolicy::reject, &kTLSPRFOutput);
+constexpr ParameterDescriptor kECDH1 =
     describe<CK_ECDH1_DERIVE_PARAMS, ecdh1Fields>("com/kelvane/pkcs11/CK_ECDH1_DERIVE_PARAMS");
-constexpr ParameterStructure kStringData = describe<CK_KEY_DERIVATION_STRING_DATA, stringDataFields>(
-    "com/kelvane/pkcs11/CK_KEY_DERIVATION_STRING_DATA", Null::none);
-constexpr ParameterStructure kDesCbcEncryptData = describe<CK_DES_CBC_ENCRYPT_DATA_PARAMS, desCbcEncryptDataFields>(
-    "com/kelvane/pkcs11/CK_DES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
-constexpr ParameterStructure kAesCbcEncryptData = describe<CK_AES_CBC_ENCRYPT_DATA_PARAMS, aesCbcEncryptDataFields>(
-    "com/kelvane/pkcs11/CK_AES_CBC_ENCRYPT_DATA_PARAMS", Null::none);
-constexpr ParameterStructure kHkdf =
-    describe<CK_HKDF_PARAMS, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", Null::none);
-constexpr ParameterStructure kX942Dh1 =
-    describe<CK_X9_42_DH1_DERIVE_PARAMS, x942Dh1Fields>("com/kelvane/pkcs11/CK_X9_42_DH1_DERIVE_PARAMS", Null::none);
-constexpr ParameterStructure kX942Dh2 =
-    describe<CK_X9_42_DH2_DERIVE_PARAMS, x942Dh2Fields>("com/kelvane/pkcs11/CK_X9_42_DH2_DERIVE_PARAMS", Null::none);
-constexpr ParameterStructure kX942Mqv =
-    describe<CK_X9_42_MQV_DERIVE_PARAMS, x942MqvFields>("com/kelvane/pkcs11/CK_X9_42_MQV_DERIVE_PARAMS", Null::none);
+constexpr ParameterDescriptor kStringData = describe<CK_KEY_DERIVATION_STRING_DATA, stringDataFields>(
+    "com/kelvane/pkcs11/CK_KEY_DERIVATION_STRING_DATA", NullPolicy::omit);
+constexpr ParameterDescriptor kDesCbcEncryptData = describe<CK_DES_CBC_ENCRYPT_DATA_PARAMS, desCbcEncryptDataFields>(
+    "com/kelvane/pkcs11/CK_DES_CBC_ENCRYPT_DATA_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kAesCbcEncryptData = describe<CK_AES_CBC_ENCRYPT_DATA_PARAMS, aesCbcEncryptDataFields>(
+    "com/kelvane/pkcs11/CK_AES_CBC_ENCRYPT_DATA_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kHkdf =
+    describe<CK_HKDF_PARAMS, hkdfFields>("com/kelvane/pkcs11/CK_HKDF_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kX942Dh1 = describe<CK_X9_42_DH1_DERIVE_PARAMS, x942Dh1Fields>(
+    "com/kelvane/pkcs11/CK_X9_42_DH1_DERIVE_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kX942Dh2 = describe<CK_X9_42_DH2_DERIVE_PARAMS, x942Dh2Fields>(
+    "com/kelvane/pkcs11/CK_X9_42_DH2_DERIVE_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kX942Mqv = describe<CK_X9_42_MQV_DERIVE_PARAMS, x942MqvFields>(
+    "com/kelvane/pkcs11/CK_X9_42_MQV_DERIVE_PARAMS", NullPolicy::omit);

@@ -1,7 +1,7 @@
 // Parameters of signatures, of the RSA paddings, and of key wrapping with RSA or ECDH.
 
 #include "bridge/diagnostics.h"
-#include "marshal/mechanism_params.h"
+#include "marshal/parameters.h"
 
 namespace {
 
@@ -11,12 +11,11 @@ bool oaepFields(ParameterFields* java, CK_RSA_PKCS_OAEP_PARAMS* oaep)
     CK_BYTE_PTR sourceData = nullptr;
     if (!readUlong(java, "hashAlg", &oaep->hashAlg) || !readUlong(java, "mgf", &oaep->mgf) ||
         !readUlong(java, "source", &oaep->source) || !placeBlock(java, "pSourceData", &sourceData, nullptr) ||
-        !readUlong(java, "ulSourceDataLen", &oaep->ulSourceDataLen) ||
-        !demandInside(java, start, oaep->ulSourceDataLen))
+        !readUlong(java, "ulSourceDataLen", &oaep->ulSourceDataLen) || !checkInside(java, start, oaep->ulSourceDataLen))
         return false;
 
     oaep->pSourceData = sourceData;
-    if (!measures(java) && debugEnabled())
+    if (!isSizing(java) && debugEnabled())
         traceOAEP(*oaep);
     return true;
 }
@@ -27,7 +26,7 @@ bool pssFields(ParameterFields* java, CK_RSA_PKCS_PSS_PARAMS* pss)
         !readUlong(java, "sLen", &pss->sLen))
         return false;
 
-    if (!measures(java) && debugEnabled())
+    if (!isSizing(java) && debugEnabled())
         tracePSS(*pss);
     return true;
 }
@@ -36,7 +35,7 @@ bool rsaAesKeyWrapFields(ParameterFields* java, CK_RSA_AES_KEY_WRAP_PARAMS* wrap
 {
     void* oaep = nullptr;
     bool done = readUlong(java, "ulAESKeyBits", &wrap->ulAESKeyBits) &&
-                placeMember(java, "pOAEPParams", kOAEP, Null::refused, &oaep);
+                placeMember(java, "pOAEPParams", kOAEP, NullPolicy::reject, &oaep);
     wrap->pOAEPParams = static_cast<CK_RSA_PKCS_OAEP_PARAMS*>(oaep);
     return done;
 }
@@ -73,19 +72,19 @@ bool hashSignContextFields(ParameterFields* java, CK_HASH_SIGN_ADDITIONAL_CONTEX
 
 } // namespace
 
-constexpr ParameterStructure kOAEP =
+constexpr ParameterDescriptor kOAEP =
     describe<CK_RSA_PKCS_OAEP_PARAMS, oaepFields>("com/kelvane/pkcs11/CK_RSA_PKCS_OAEP_PARAMS");
-constexpr ParameterStructure kPSS =
+constexpr ParameterDescriptor kPSS =
     describe<CK_RSA_PKCS_PSS_PARAMS, pssFields>("com/kelvane/pkcs11/CK_RSA_PKCS_PSS_PARAMS");
-constexpr ParameterStructure kRsaAesKeyWrap = describe<CK_RSA_AES_KEY_WRAP_PARAMS, rsaAesKeyWrapFields>(
-    "com/kelvane/pkcs11/CK_RSA_AES_KEY_WRAP_PARAMS", Null::none);
-constexpr ParameterStructure kEcdhAesKeyWrap = describe<CK_ECDH_AES_KEY_WRAP_PARAMS, ecdhAesKeyWrapFields>(
-    "com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", Null::none);
-constexpr ParameterStructure kEddsa =
-    describe<CK_EDDSA_PARAMS, eddsaFields>("com/kelvane/pkcs11/CK_EDDSA_PARAMS", Null::none);
-constexpr ParameterStructure kXeddsa =
-    describe<CK_XEDDSA_PARAMS, xeddsaFields>("com/kelvane/pkcs11/CK_XEDDSA_PARAMS", Null::none);
-constexpr ParameterStructure kSignContext = describe<CK_SIGN_ADDITIONAL_CONTEXT, signContextFields>(
-    "com/kelvane/pkcs11/CK_SIGN_ADDITIONAL_CONTEXT", Null::none);
-constexpr ParameterStructure kHashSignContext = describe<CK_HASH_SIGN_ADDITIONAL_CONTEXT, hashSignContextFields>(
-    "com/kelvane/pkcs11/CK_HASH_SIGN_ADDITIONAL_CONTEXT", Null::none);
+constexpr ParameterDescriptor kRsaAesKeyWrap = describe<CK_RSA_AES_KEY_WRAP_PARAMS, rsaAesKeyWrapFields>(
+    "com/kelvane/pkcs11/CK_RSA_AES_KEY_WRAP_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kEcdhAesKeyWrap = describe<CK_ECDH_AES_KEY_WRAP_PARAMS, ecdhAesKeyWrapFields>(
+    "com/kelvane/pkcs11/CK_ECDH_AES_KEY_WRAP_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kEddsa =
+    describe<CK_EDDSA_PARAMS, eddsaFields>("com/kelvane/pkcs11/CK_EDDSA_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kXeddsa =
+    describe<CK_XEDDSA_PARAMS, xeddsaFields>("com/kelvane/pkcs11/CK_XEDDSA_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kSignContext = describe<CK_SIGN_ADDITIONAL_CONTEXT, signContextFields>(
+    "com/kelvane/pkcs11/CK_SIGN_ADDITIONAL_CONTEXT", NullPolicy::omit);
+constexpr ParameterDescriptor kHashSignContext = describe<CK_HASH_SIGN_ADDITIONAL_CONTEXT, hashSignContextFields>(
+    "com/kelvane/pkcs11/CK_HASH_SIGN_ADDITIONAL_CONTEXT", NullPolicy::omit);

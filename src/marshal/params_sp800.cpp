@@ -1,8 +1,8 @@
 // Parameters of the derivations of SP 800-108: data that is put together from pieces, and more keys than one.
 
 #include "bridge/fields.h"
-#include "marshal/mechanism_params.h"
-#include "marshal/values.h"
+#include "marshal/parameters.h"
+#include "marshal/template_encode.h"
 
 namespace {
 
@@ -19,9 +19,9 @@ bool lengthFormatFields(ParameterFields* java, CK_SP800_108_DKM_LENGTH_FORMAT* f
            readUlong(java, "ulWidthInBits", &format->ulWidthInBits);
 }
 
-constexpr ParameterStructure kCounterFormat =
+constexpr ParameterDescriptor kCounterFormat =
     describe<CK_SP800_108_COUNTER_FORMAT, counterFormatFields>("com/kelvane/pkcs11/CK_SP800_108_COUNTER_FORMAT");
-constexpr ParameterStructure kLengthFormat =
+constexpr ParameterDescriptor kLengthFormat =
     describe<CK_SP800_108_DKM_LENGTH_FORMAT, lengthFormatFields>("com/kelvane/pkcs11/CK_SP800_108_DKM_LENGTH_FORMAT");
 
 bool prfDataFields(ParameterFields* java, CK_PRF_DATA_PARAM* data)
@@ -30,7 +30,7 @@ bool prfDataFields(ParameterFields* java, CK_PRF_DATA_PARAM* data)
            placeAny(java, "pValue", {&kCounterFormat, &kLengthFormat, &kKeyHandle}, &data->pValue, &data->ulValueLen);
 }
 
-constexpr ParameterStructure kPrfData =
+constexpr ParameterDescriptor kPrfData =
     describe<CK_PRF_DATA_PARAM, prfDataFields>("com/kelvane/pkcs11/CK_PRF_DATA_PARAM");
 
 // The template's entries and values go into the area too.
@@ -41,7 +41,7 @@ bool placeTemplate(ParameterFields* java, const char* name, CK_ATTRIBUTE** entri
         return false;
 
     bool done = false;
-    if (measures(java)) {
+    if (isSizing(java)) {
         std::size_t size = 0;
         done = templateObjectSize(java->env, attributes, false, &size);
         java->used = static_cast<CK_ULONG>(addSize(java->used, size));
@@ -58,7 +58,7 @@ bool derivedKeyFields(ParameterFields* java, CK_DERIVED_KEY* key)
 {
     void* handle = nullptr;
     if (!placeTemplate(java, "pTemplate", &key->pTemplate, &key->ulAttributeCount) ||
-        !takeRoom(java, sizeof(CK_OBJECT_HANDLE), &handle))
+        !reserveAligned(java, sizeof(CK_OBJECT_HANDLE), &handle))
         return false;
     key->phKey = static_cast<CK_OBJECT_HANDLE*>(handle);
     return true;
@@ -93,9 +93,9 @@ bool feedbackKdfFields(ParameterFields* java, CK_SP800_108_FEEDBACK_KDF_PARAMS* 
 
 } // namespace
 
-constexpr ParameterStructure kDerivedKey =
+constexpr ParameterDescriptor kDerivedKey =
     describe<CK_DERIVED_KEY, derivedKeyFields>("com/kelvane/pkcs11/CK_DERIVED_KEY");
-constexpr ParameterStructure kSp800Kdf =
-    describe<CK_SP800_108_KDF_PARAMS, kdfFields>("com/kelvane/pkcs11/CK_SP800_108_KDF_PARAMS", Null::none);
-constexpr ParameterStructure kSp800FeedbackKdf = describe<CK_SP800_108_FEEDBACK_KDF_PARAMS, feedbackKdfFields>(
-    "com/kelvane/pkcs11/CK_SP800_108_FEEDBACK_KDF_PARAMS", Null::none);
+constexpr ParameterDescriptor kSp800Kdf = describe<CK_SP800_108_KDF_PARAMS, kdfFields>(
+    "com/kelvane/pkcs11/CK_SP800_108_KDF_PARAMS", NullPolicy::omit, &kSp800Output);
+constexpr ParameterDescriptor kSp800FeedbackKdf = describe<CK_SP800_108_FEEDBACK_KDF_PARAMS, feedbackKdfFields>(
+    "com/kelvane/pkcs11/CK_SP800_108_FEEDBACK_KDF_PARAMS", NullPolicy::omit, &kSp800FeedbackOutput);

@@ -1,20 +1,20 @@
 // Parameters of TLS 1.2. Their fields in Java have the standard's names.
 
-#include "marshal/mechanism_params.h"
+#include "marshal/parameters.h"
 
 namespace {
 
 bool placeVersion(ParameterFields* java, CK_VERSION_PTR* version)
 {
     void* place = nullptr;
-    bool done = placeMember(java, "pVersion", kVersion, Null::pointer, &place);
+    bool done = placeMember(java, "pVersion", kVersion, NullPolicy::nullPointer, &place);
     *version = static_cast<CK_VERSION_PTR>(place);
     return done;
 }
 
 bool masterKeyDeriveFields(ParameterFields* java, CK_TLS12_MASTER_KEY_DERIVE_PARAMS* derive)
 {
-    return readMember(java, "RandomInfo", kRandomData, Null::refused, &derive->RandomInfo) &&
+    return readMember(java, "RandomInfo", kRandomData, NullPolicy::reject, &derive->RandomInfo) &&
            placeVersion(java, &derive->pVersion) && readUlong(java, "prfHashMechanism", &derive->prfHashMechanism);
 }
 
@@ -31,12 +31,12 @@ bool keyMatFields(ParameterFields* java, CK_TLS12_KEY_MAT_PARAMS* material)
         !readUlong(java, "ulKeySizeInBits", &material->ulKeySizeInBits) ||
         !readUlong(java, "ulIVSizeInBits", &material->ulIVSizeInBits) ||
         !readFlag(java, "bIsExport", &material->bIsExport) ||
-        !readMember(java, "RandomInfo", kRandomData, Null::refused, &material->RandomInfo) ||
+        !readMember(java, "RandomInfo", kRandomData, NullPolicy::reject, &material->RandomInfo) ||
         !readUlong(java, "prfHashMechanism", &material->prfHashMechanism))
         return false;
 
     KeyMaterialPlace out = {material->ulIVSizeInBits, nullptr};
-    bool done = readMember(java, "pReturnedKeyMaterial", kSSL3KeyMatOut, Null::refused, &out);
+    bool done = readMember(java, "pReturnedKeyMaterial", kSSL3KeyMatOut, NullPolicy::reject, &out);
     material->pReturnedKeyMaterial = out.place;
     return done;
 }
@@ -52,20 +52,22 @@ bool kdfFields(ParameterFields* java, CK_TLS_KDF_PARAMS* kdf)
 {
     return readUlong(java, "prfMechanism", &kdf->prfMechanism) &&
            placeBlockOrNull(java, "pLabel", &kdf->pLabel, &kdf->ulLabelLength) &&
-           readMember(java, "RandomInfo", kRandomData, Null::refused, &kdf->RandomInfo) &&
+           readMember(java, "RandomInfo", kRandomData, NullPolicy::reject, &kdf->RandomInfo) &&
            placeBlockOrNull(java, "pContextData", &kdf->pContextData, &kdf->ulContextDataLength);
 }
 
 } // namespace
 
-constexpr ParameterStructure kTls12MasterKeyDerive = describe<CK_TLS12_MASTER_KEY_DERIVE_PARAMS, masterKeyDeriveFields>(
-    "com/kelvane/pkcs11/CK_TLS12_MASTER_KEY_DERIVE_PARAMS", Null::none);
-constexpr ParameterStructure kTls12ExtendedMasterKeyDerive =
+constexpr ParameterDescriptor kTls12MasterKeyDerive =
+    describe<CK_TLS12_MASTER_KEY_DERIVE_PARAMS, masterKeyDeriveFields>(
+        "com/kelvane/pkcs11/CK_TLS12_MASTER_KEY_DERIVE_PARAMS", NullPolicy::omit, &kTls12VersionOutput);
+constexpr ParameterDescriptor kTls12ExtendedMasterKeyDerive =
     describe<CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS, extendedMasterKeyDeriveFields>(
-        "com/kelvane/pkcs11/CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS", Null::none);
-constexpr ParameterStructure kTls12KeyMat =
-    describe<CK_TLS12_KEY_MAT_PARAMS, keyMatFields>("com/kelvane/pkcs11/CK_TLS12_KEY_MAT_PARAMS", Null::none);
-constexpr ParameterStructure kTlsMac =
-    describe<CK_TLS_MAC_PARAMS, macFields>("com/kelvane/pkcs11/CK_TLS_MAC_PARAMS", Null::none);
-constexpr ParameterStructure kTlsKdf =
-    describe<CK_TLS_KDF_PARAMS, kdfFields>("com/kelvane/pkcs11/CK_TLS_KDF_PARAMS", Null::none);
+        "com/kelvane/pkcs11/CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS", NullPolicy::omit,
+        &kTls12ExtendedVersionOutput);
+constexpr ParameterDescriptor kTls12KeyMat = describe<CK_TLS12_KEY_MAT_PARAMS, keyMatFields>(
+    "com/kelvane/pkcs11/CK_TLS12_KEY_MAT_PARAMS", NullPolicy::omit, &kTls12KeyMatOutput);
+constexpr ParameterDescriptor kTlsMac =
+    describe<CK_TLS_MAC_PARAMS, macFields>("com/kelvane/pkcs11/CK_TLS_MAC_PARAMS", NullPolicy::omit);
+constexpr ParameterDescriptor kTlsKdf =
+    describe<CK_TLS_KDF_PARAMS, kdfFields>("com/kelvane/pkcs11/CK_TLS_KDF_PARAMS", NullPolicy::omit);

@@ -3,7 +3,7 @@
 
 #include "bridge/diagnostics.h"
 #include "bridge/java_numbers.h"
-#include "marshal/mechanism_params.h"
+#include "marshal/parameters.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "marshal/values.h"
+#include "marshal/value_encode.h"
 
 #include <array>
 #include <chrono>
@@ -10,6 +10,86 @@
 #include "bridge/fields.h"
 #include "bridge/java_numbers.h"
 #include "marshal/attribute_kinds.h"
+#include "marshal/template_encode.h"
+
+// ---- Sizes ----
+
+namespace {
+
+// The size of an array that a value may be; 0 for another value.
+bool arrayValueSize(JNIEnv* env, jobject value, const char* className, std::size_t elementSize, std::size_t* size)
+{
+    Instance array = testInstance(env, value, className);
+    if (array == Instance::yes)
+        *size = arraySize(fromJava(env->GetArrayLength(static_cast<jarray>(value))), elementSize);
+    return array != Instance::failed;
+}
+
+// Whether a value's size follows from its kind: nothing is asked of the virtual machine then.
+bool sizeIsFixed(ValueKind kind)
+{
+    return kind == ValueKind::boolean || kind == ValueKind::integer || kind == ValueKind::date ||
+           kind == ValueKind::unknown;
+}
+
+} // namespace
+
+// With the sign bit: the two's complement is one byte longer than the magnitude where that begins with a 1.
+bool bigIntegerSize(JNIEnv* env, jobject value, std::size_t* size)
+{
+    jclass type = env->GetObjectClass(value);
+    jmethodID bitLength = type != nullptr ? env->GetMethodID(type, "bitLength", "()I") : nullptr;
+    if (bitLength == nullptr)
+        return false;
+
+    jint bits = env->CallIntMethod(value, bitLength);
+    env->DeleteLocalRef(type);
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return false;
+    *size = bits < 0 ? 0 : (fromJava(bits) + 8) / 8;
+    return true;
+}
+
+bool encodedValueSize(JNIEnv* env, ValueKind kind, jobject value, std::size_t* size)
+{
+    *size = 0;
+    Instance own = Instance::no;
+    switch (kind) {
+    case ValueKind::boolean: *size = sizeof(CK_BBOOL); return true;
+    case ValueKind::integer: *size = sizeof(CK_ULONG); return true;
+    case ValueKind::date: *size = sizeof(CK_DATE); return true;
+    case ValueKind::numbers: return arrayValueSize(env, value, "[I", sizeof(CK_ULONG), size);
+    case ValueKind::attributes: return templateObjectSize(env, value, true, size);
+    case ValueKind::string:
+        own = testInstance(env, value, "java/lang/String");
+        if (own == Instance::yes)
+            *size = fromJava(env->GetStringUTFLength(static_cast<jstring>(value)));
+        break;
+    case ValueKind::bigInteger:
+        own = testInstance(env, value, "java/math/BigInteger");
+        if (own == Instance::yes)
+            return bigIntegerSize(env, value, size);
+        break;
+    case ValueKind::bytes: break;
+    case ValueKind::unknown: return true;
+    }
+    return own == Instance::yes || (own == Instance::no && arrayValueSize(env, value, "[B", 1, size));
+}
+
+bool encodedElementSize(JNIEnv* env, ValueKind kind, jobjectArray values, jsize index, std::size_t* size)
+{
+    if (sizeIsFixed(kind))
+        return encodedValueSize(env, kind, nullptr, size);
+
+    jobject value = env->GetObjectArrayElement(values, index);
+    if (value == nullptr)
+        return env->ExceptionCheck() != JNI_TRUE;
+    bool sized = encodedValueSize(env, kind, value, size);
+    env->DeleteLocalRef(value);
+    return sized;
+}
+
+// ---- Values ----
 
 namespace {
 
@@ -89,38 +169,26 @@ bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     return store(env, text.data(), sizeof(CK_DATE), attr->pValue, &attr->ulValueLen);
 }
 
-bool encodeMagnitudeOf(JNIEnv* env, jobject bigInteger, jclass type, void* dest, CK_ULONG* len)
+bool encodeNumber(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
-    jmethodID toByteArray = methodOf(env, type, "toByteArray", "()[B");
-    if (toByteArray == nullptr)
-        return false;
-
-    auto* array = static_cast<jbyteArray>(env->CallObjectMethod(bigInteger, toByteArray));
-    if (env->ExceptionCheck() == JNI_TRUE)
-        return false;
-    if (array == nullptr)
-        return refuse(env, "toByteArray() returned null");
-    PinnedBytes pinned = {};
-    if (!pinArray(env, array, &pinned))
-        return refuse(env, "encodeBigInteger(): can't get elements");
-
-    CK_ULONG zeros = 0;
-    while (zeros + 1 < pinned.length && pinned.data[zeros] == 0)
-        ++zeros;
-    bool stored = store(env, pinned.data + zeros, pinned.length - zeros, dest, len);
-    releaseBuffer(env, pinned, JNI_ABORT);
-    env->DeleteLocalRef(array);
-    return stored;
+    jclass type = classIfInstance(env, value, "java/lang/Integer");
+    if (type == nullptr)
+        return refuse(env, CKR_ATTRIBUTE_VALUE_INVALID);
+    bool done = encodeInteger(env, value, type, attr->pValue, &attr->ulValueLen);
+    env->DeleteLocalRef(type);
+    return done;
 }
 
 bool encodeMagnitude(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
     jclass type = classIfInstance(env, value, "java/math/BigInteger");
-    if (type != nullptr)
-        return encodeMagnitudeOf(env, value, type, attr->pValue, &attr->ulValueLen);
-    if (value != nullptr && env->ExceptionCheck() == JNI_TRUE)
+    if (type == nullptr && value != nullptr && env->ExceptionCheck() == JNI_TRUE)
         return false;
-    return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    if (type == nullptr)
+        return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    bool done = encodeBigInteger(env, value, type, attr->pValue, &attr->ulValueLen);
+    env->DeleteLocalRef(type);
+    return done;
 }
 
 bool encodeNumbers(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
@@ -168,22 +236,33 @@ bool copyByteArray(JNIEnv* env, jbyteArray array, void* dest, CK_ULONG* len)
     return stored;
 }
 
-bool encodeBigInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool encodeBigInteger(JNIEnv* env, jobject value, jclass type, void* dest, CK_ULONG* len)
 {
-    if (value == nullptr) {
-        *len = 0;
-        return true;
-    }
-    jclass type = classIfInstance(env, value, "java/math/BigInteger");
-    return type != nullptr ? encodeMagnitudeOf(env, value, type, dest, len) : refuse(env, wrongType);
+    jmethodID toByteArray = env->GetMethodID(type, "toByteArray", "()[B");
+    if (toByteArray == nullptr)
+        return false;
+
+    auto* array = static_cast<jbyteArray>(env->CallObjectMethod(value, toByteArray));
+    if (env->ExceptionCheck() == JNI_TRUE)
+        return false;
+    if (array == nullptr)
+        return refuse(env, "toByteArray() returned null");
+    PinnedBytes pinned = {};
+    if (!pinArray(env, array, &pinned))
+        return refuse(env, "encodeBigInteger(): can't get elements");
+
+    CK_ULONG zeros = 0;
+    while (zeros + 1 < pinned.length && pinned.data[zeros] == 0)
+        ++zeros;
+    bool stored = store(env, pinned.data + zeros, pinned.length - zeros, dest, len);
+    releaseBuffer(env, pinned, JNI_ABORT);
+    env->DeleteLocalRef(array);
+    return stored;
 }
 
-bool encodeInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV wrongType)
+bool encodeInteger(JNIEnv* env, jobject value, jclass type, void* dest, CK_ULONG* len)
 {
-    jclass type = classIfInstance(env, value, "java/lang/Integer");
-    if (type == nullptr)
-        return refuse(env, wrongType);
-    jmethodID intValue = methodOf(env, type, "intValue", "()I");
+    jmethodID intValue = env->GetMethodID(type, "intValue", "()I");
     if (intValue == nullptr)
         return false;
 
@@ -193,13 +272,12 @@ bool encodeInteger(JNIEnv* env, jobject value, void* dest, CK_ULONG* len, CK_RV 
 
 namespace {
 
-// Encodes a value at attr->pValue. attr->ulValueLen holds the room on entry and the bytes written on success.
+// Encodes a value at attr->pValue. attr->ulValueLen holds the capacity on entry and the bytes written on success.
 bool encodePlainValue(JNIEnv* env, jobject value, ValueKind kind, CK_ATTRIBUTE* attr)
 {
     switch (kind) {
     case ValueKind::boolean: return encodeBoolean(env, value, attr);
-    case ValueKind::integer:
-        return encodeInteger(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);
+    case ValueKind::integer: return encodeNumber(env, value, attr);
     case ValueKind::string: return encodeString(env, value, attr);
     case ValueKind::bytes:
         return encodeByteArray(env, value, attr->pValue, &attr->ulValueLen, CKR_ATTRIBUTE_VALUE_INVALID);

@@ -2,7 +2,7 @@
 
 #include "bridge/frame.h"
 #include "bridge/stack_buffer.h"
-#include "marshal/mechanisms.h"
+#include "marshal/mechanism.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ bool runSession(JNIEnv* env, jobject session, InOutFunction function, InputBytes
 Outcome callInit(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
                  const EncodeBuffer& encoded, CK_OBJECT_HANDLE key)
 {
-    return callWithLabelOrNone(mechanism, encoded, [&] {
+    return callDroppingEmptyLabel(mechanism, encoded, [&] {
         return callGuarded(env, handles.list, function, handles.session, mechanismIn(encoded), key);
     });
 }
@@ -121,7 +121,7 @@ void cryptInitCall(JNIEnv* env, jobject session, InitFunction function, Operatio
     if (!resolveSession(env, session, &handles) || !objectHandleOf(env, start.key, &key))
         return;
 
-    JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
+    JavaMechanism mechanism = sizeMechanism(env, start.mechanism, start.parameter);
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, mechanism.size);
@@ -135,7 +135,7 @@ void encryptInitCall(JNIEnv* env, jobject session, OperationStart start)
     if (!resolveSession(env, session, &handles) || !objectHandleOf(env, start.key, &key))
         return;
 
-    JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
+    JavaMechanism mechanism = sizeMechanism(env, start.mechanism, start.parameter);
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, mechanism.size);
@@ -149,11 +149,11 @@ void digestInitCall(JNIEnv* env, jobject session, jint mechanism, jobject parame
     if (!resolveSession(env, session, &handles))
         return;
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return;
 
     checkResult(env,
@@ -170,7 +170,7 @@ jint cryptDoFinalGCM(JNIEnv* env, jobject session, InitFunction init, InOutFunct
     if (!objectHandleOf(env, start.key, &key))
         return 3;
 
-    JavaMechanism mechanism = measureMechanism(env, start.mechanism, start.parameter);
+    JavaMechanism mechanism = sizeMechanism(env, start.mechanism, start.parameter);
     StackBudget budget;
     EncodeBuffer encoded;
     RESERVE_STACK(budget, encoded, mechanism.size);

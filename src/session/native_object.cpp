@@ -7,7 +7,7 @@
 #include "bridge/frame.h"
 #include "bridge/stack_buffer.h"
 #include "marshal/attribute_kinds.h"
-#include "marshal/values.h"
+#include "marshal/template_encode.h"
 #include "session/session_calls.h"
 
 namespace {

@@ -8,8 +8,8 @@
 #include "bridge/frame.h"
 #include "bridge/handles.h"
 #include "bridge/stack_buffer.h"
-#include "marshal/mechanisms.h"
-#include "marshal/values.h"
+#include "marshal/mechanism.h"
+#include "marshal/template_encode.h"
 
 namespace {
 
@@ -36,11 +36,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env,
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return nullptr;
     EncodedTemplate attributes;
     RESERVE_STACK(budget, attributes.buffer, openTemplate(env, types, values, &attributes));
@@ -53,7 +53,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKey(JNIEnv* env,
     if (!checkCreated(env, handles, outcome, {key}))
         return nullptr;
 
-    if (!decodeMechanismParameter(env, measured, encoded)) {
+    if (!decodeMechanismParameter(env, sized, encoded)) {
         discardObject(env, handles, key);
         return nullptr;
     }
@@ -68,11 +68,11 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return nullptr;
     EncodedTemplate publicAttributes;
     RESERVE_STACK(budget, publicAttributes.buffer, openTemplate(env, publicTypes, publicValues, &publicAttributes));
@@ -107,11 +107,11 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
     if (!resolveSession(env, session, &handles))
         return 0;
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return 0;
     CK_OBJECT_HANDLE keyHandle = 0;
     CK_OBJECT_HANDLE wrappingHandle = 0;
@@ -121,7 +121,7 @@ jint Java_com_kelvane_pkcs11_nat_NativePKCS11Session_wrapKey(JNIEnv* env, jobjec
         return 0;
 
     CK_ULONG length = 0;
-    Outcome outcome = callWithLabelOrNone(measured, encoded, [&] {
+    Outcome outcome = callDroppingEmptyLabel(sized, encoded, [&] {
         length = wrapped.length;
         return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_WrapKey, handles.session, mechanismIn(encoded),
                            wrappingHandle, keyHandle, wrapped.data, &length);
@@ -141,11 +141,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
     if (!resolveSession(env, session, &handles))
         return nullptr;
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return nullptr;
     CK_OBJECT_HANDLE unwrappingHandle = 0;
     if (!objectHandleOf(env, unwrappingKey, &unwrappingHandle))
@@ -157,7 +157,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_unwrapKey(JNIEnv* env, j
         return nullptr;
 
     CK_OBJECT_HANDLE key = 0;
-    Outcome outcome = callWithLabelOrNone(measured, encoded, [&] {
+    Outcome outcome = callDroppingEmptyLabel(sized, encoded, [&] {
         return callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_UnwrapKey, handles.session, mechanismIn(encoded),
                            unwrappingHandle, wrapped.data, wrapped.length, attributes.entries, attributes.count, &key);
     });
@@ -179,11 +179,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
         debugFlush();
     }
 
-    JavaMechanism measured = measureMechanism(env, mechanism, parameter);
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
     StackBudget budget;
     EncodeBuffer encoded;
-    RESERVE_STACK(budget, encoded, measured.size);
-    if (!encodeMechanism(env, measured, encoded))
+    RESERVE_STACK(budget, encoded, sized.size);
+    if (!encodeMechanism(env, sized, encoded))
         return nullptr;
     CK_OBJECT_HANDLE baseHandle = 0;
     if (!objectHandleOf(env, baseKey, &baseHandle))
@@ -198,11 +198,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
                                   mechanismIn(encoded), baseHandle, attributes.entries, attributes.count, &key);
     if (!checkCreated(env, handles, outcome, {key})) {
         if (outcome.rv == CKR_OK)
-            discardDerivedKeys(env, handles, measured, encoded);
+            discardDerivedKeys(env, handles, sized, encoded);
         return nullptr;
     }
 
-    returnDerivedOutput(env, measured, session, handles, encoded);
+    returnDerivedOutput(env, sized, session, handles, encoded);
     if (debugEnabled())
         debugPrint("tokbridge:  Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey: The returned secretKey is:  "
                    ">%lu<\n",

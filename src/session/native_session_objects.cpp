@@ -7,7 +7,7 @@
 #include "bridge/frame.h"
 #include "bridge/handles.h"
 #include "bridge/stack_buffer.h"
-#include "marshal/values.h"
+#include "marshal/template_encode.h"
 #include "session/session_calls.h"
 
 jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_createObject(JNIEnv* env, jobject session, jintArray types,

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "bridge/resolve.h"
-#include "marshal/values.h"
+#include "marshal/template_encode.h"
 
 /// A call that takes the session alone, as C_Logout does.
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function);

@@ -9,10 +9,10 @@
 //     72  the IV
 //     84  the AAD
 //
-// Which structure that is the mechanism's row in the table decides, not the class of the Java object; the class is only
+// The mechanism's row in the table decides which structure that is, not the class of the Java object; the class is only
 // checked. A mechanism without a row may have its parameter's bytes as they are, from a PKCS11RawParameter, and so may
-// those whose rows came later, for modules that go by another layout. Everything here runs on the calling thread
-// outside the bridge lock and keeps no state.
+// those for which null is no parameter, for modules that go by another layout. Everything here runs on the calling
+// thread outside the bridge lock and keeps no state.
 #pragma once
 
 #include <jni.h>
@@ -21,21 +21,22 @@
 #include "bridge/cryptoki.h"
 #include "bridge/resolve.h"
 #include "bridge/stack_buffer.h"
-#include "marshal/mechanism_kinds.h"
 
-/// A mechanism as Java passes it, and what measuring it has found: each is looked up once in a native call.
+struct ParameterDescriptor;
+
+/// A mechanism as Java passes it, and what sizing it has found: each is looked up once in a native call.
 struct JavaMechanism
 {
     CK_MECHANISM_TYPE type;
     jobject parameter;
-    ParameterKind kind;
-    jclass parameterClass; ///< the class that its kind asks for; null when the parameter is none of it
+    const ParameterDescriptor* descriptor;
+    jclass parameterClass; ///< the descriptor's; null when the parameter is of another one
     std::size_t size;      ///< the bytes that the mechanism and its parameter take encoded
     bool failed;           ///< the virtual machine's error is pending
 };
 
-/// Measures a mechanism and its parameter. Raises nothing: encodeMechanism raises what was found.
-JavaMechanism measureMechanism(JNIEnv* env, jint mechanism, jobject parameter);
+/// Sizes a mechanism and its parameter. Raises nothing: encodeMechanism raises what was found.
+JavaMechanism sizeMechanism(JNIEnv* env, jint mechanism, jobject parameter);
 
 /// The CK_MECHANISM at the start of a reservation.
 inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
@@ -43,25 +44,27 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
     return reinterpret_cast<CK_MECHANISM*>(buffer.bytes);
 }
 
-/// Encodes a mechanism into a reservation of its size. Raises
-/// "no space for encoded mechanism / parameter!" for a refused reservation; 0x71 for a parameter of a wrong class, one
-/// that is missing or not wanted, and a Java length or size that reaches outside the parameter's own bytes;
-/// "parameter encoding not yet implemented!"; "unknown mechanism parameter type!"; "encodeByteArray(): can't get
-/// elements"; "no space for encoded attribute!" for an array that has grown since it was sized.
+/// Encodes a mechanism into a reservation of its size. Raises "no space for encoded mechanism / parameter!" for a
+/// refused reservation; 0x71 for a parameter of a wrong class, one that is missing or not wanted, and a Java length or
+/// size that reaches outside the parameter's own bytes; "parameter encoding not yet implemented!"; "unknown mechanism
+/// parameter type!"; "encodeByteArray(): can't get elements"; "no space for encoded attribute!" for an array that has
+/// grown since it was sized.
 bool encodeMechanism(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& buffer);
 
-/// Whether a call that the module has answered with `rv` is to be made once more. OAEP without a label, alone or in
-/// RSA-AES key wrapping, goes out with a pointer to 0 bytes, which some modules refuse; from then on the pointer is
-/// null.
-bool askWithoutLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv);
+/// Replaces the pointer to the empty label of OAEP, alone or in RSA-AES key wrapping, by a null pointer: some modules
+/// refuse the former with `rv`. False when there is no such pointer, or the code says something else.
+bool dropEmptyOaepLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv);
 
-/// Makes a call of the module, and at most once more: what it wrote into the mechanism meanwhile decides nothing.
+/// Makes a call of the module, and at most once more, without the empty label. What the module wrote into the mechanism
+/// meanwhile decides nothing.
 template <typename Call>
-Outcome callWithLabelOrNone(const JavaMechanism& mechanism, const EncodeBuffer& encoded, Call call)
+Outcome callDroppingEmptyLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, Call call)
 {
     Outcome outcome = call();
-    return !outcome.lockFailed && askWithoutLabel(mechanism, encoded, outcome.rv) ? call() : outcome;
+    return !outcome.lockFailed && dropEmptyOaepLabel(mechanism, encoded, outcome.rv) ? call() : outcome;
 }
+
+// ---- params_output.cpp ----
 
 /// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's
 /// iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other mechanism. Raises 0x150
@@ -73,10 +76,10 @@ bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const
 void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const JavaMechanism& mechanism,
                         const EncodeBuffer& encoded);
 
-/// Hands what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
+/// Copies what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
 /// IVs of SSL3 and TLS key material (handles are those of `session`), the output of the TLS pseudo-random function, the
 /// additional keys of SP 800-108; nothing for any other mechanism. Raises 0x150 for an array longer than its output,
-/// "decodeByteArray(): can't get elements", and for a key that cannot be handed back, which is destroyed again; what
-/// can be handed back still is.
+/// "decodeByteArray(): can't get elements", and for a key that no field can hold, which is destroyed; what can be
+/// returned still is.
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
                          const EncodeBuffer& encoded);

@@ -1,4 +1,4 @@
-// What a token wrote into an encoded mechanism, handed back to the Java parameter.
+// What a module wrote into an encoded mechanism, returned to the Java parameter.
 
 #include <array>
 #include <cstring>
@@ -10,9 +10,28 @@
 #include "bridge/handles.h"
 #include "bridge/java_numbers.h"
 #include "bridge/resolve.h"
-#include "marshal/mechanism_kinds.h"
-#include "marshal/mechanism_params.h"
-#include "marshal/mechanisms.h"
+#include "marshal/mechanism.h"
+#include "marshal/parameters.h"
+
+/// The keys that a derivation has created besides its own, as the module has written them into the mechanism.
+struct DerivedKeys
+{
+    std::array<CK_OBJECT_HANDLE, 4> material = {}; ///< of SSL3 and TLS: MAC secrets and keys of client and server
+    const CK_DERIVED_KEY* additional = nullptr;    ///< of SP 800-108
+    CK_ULONG count = 0;
+};
+
+/// How what a module has written into a parameter returns to Java; what does not apply is null.
+struct ParameterOutput
+{
+    /// After C_EncryptInit and C_GenerateKey. False after raising.
+    bool (*afterStart)(const ParameterFields& fields, const EncodeBuffer& encoded);
+
+    /// After C_DeriveKey: the keys, and what goes into the fields.
+    DerivedKeys (*keys)(const EncodeBuffer& encoded);
+    void (*afterDerivation)(const ParameterFields& fields, jobject session, const SessionHandles& handles,
+                            const EncodeBuffer& encoded, const DerivedKeys& keys);
+};
 
 namespace {
 
@@ -73,12 +92,12 @@ ParameterFields fieldsOf(JNIEnv* env, const JavaMechanism& mechanism)
 
 // The object of a field as the owner of fields; nothing is raised for one that is null or of another class.
 bool openMember(const ParameterFields& owner, const char* name, const char* signature,
-                const ParameterStructure& description, ParameterFields* member)
+                const ParameterDescriptor& descriptor, ParameterFields* member)
 {
     *member = {owner.env, nullptr, nullptr, nullptr, 0, 0};
     if (!readObjectField(owner.env, owner.object, owner.type, name, signature, &member->object))
         return false;
-    member->type = classIfInstance(owner.env, member->object, description.className);
+    member->type = classIfInstance(owner.env, member->object, descriptor.className);
     return member->type != nullptr;
 }
 
@@ -107,7 +126,7 @@ void setKey(const ParameterFields& fields, const char* name, const char* signatu
     restorePendingException(env, first);
 }
 
-// Hands the version that a token has written back to a field of the parameter.
+// Copies the version that a token has written to a field of the parameter.
 template <typename Params>
 void returnVersion(const ParameterFields& fields, const EncodeBuffer& encoded, const char* name)
 {
@@ -133,46 +152,27 @@ bool readKeyMaterial(const EncodeBuffer& encoded, CK_SSL3_KEY_MAT_OUT* material)
     return there;
 }
 
-bool readKeyMaterial(ParameterKind kind, const EncodeBuffer& encoded, CK_SSL3_KEY_MAT_OUT* material)
-{
-    switch (kind) {
-    case ParameterKind::ssl3KeyAndMacDerive:
-    case ParameterKind::tlsKeyAndMacDerive: return readKeyMaterial<CK_SSL3_KEY_MAT_PARAMS>(encoded, material);
-    case ParameterKind::tls12KeyMat: return readKeyMaterial<CK_TLS12_KEY_MAT_PARAMS>(encoded, material);
-    default: return false;
-    }
-}
-
-// The keys that a derivation has created besides its own, as the module has written them into the mechanism.
-struct DerivedKeys
-{
-    std::array<CK_OBJECT_HANDLE, 4> material = {}; // of SSL3 and TLS: MAC secrets and keys of client and server
-    const CK_DERIVED_KEY* additional = nullptr;    // of SP 800-108
-    CK_ULONG count = 0;
-};
-
-// None when the module has moved them out of reach.
 template <typename Params>
-void findAdditionalKeys(const EncodeBuffer& encoded, DerivedKeys* keys)
-{
-    const auto* params = paramsIn<Params>(encoded);
-    if (params == nullptr || !lieIn(encoded, params->pAdditionalDerivedKeys, params->ulAdditionalDerivedKeys))
-        return;
-    keys->additional = params->pAdditionalDerivedKeys;
-    keys->count = params->ulAdditionalDerivedKeys;
-}
-
-DerivedKeys findDerivedKeys(const JavaMechanism& mechanism, const EncodeBuffer& encoded)
+DerivedKeys keysOfMaterial(const EncodeBuffer& encoded)
 {
     DerivedKeys keys = {};
     CK_SSL3_KEY_MAT_OUT material = {};
-    if (readKeyMaterial(mechanism.kind, encoded, &material))
+    if (readKeyMaterial<Params>(encoded, &material))
         keys.material = {material.hClientMacSecret, material.hServerMacSecret, material.hClientKey,
                          material.hServerKey};
-    if (mechanism.kind == ParameterKind::sp800Kdf)
-        findAdditionalKeys<CK_SP800_108_KDF_PARAMS>(encoded, &keys);
-    if (mechanism.kind == ParameterKind::sp800FeedbackKdf)
-        findAdditionalKeys<CK_SP800_108_FEEDBACK_KDF_PARAMS>(encoded, &keys);
+    return keys;
+}
+
+// None when the module has moved them out of reach.
+template <typename Params>
+DerivedKeys additionalKeys(const EncodeBuffer& encoded)
+{
+    DerivedKeys keys = {};
+    const auto* params = paramsIn<Params>(encoded);
+    if (params != nullptr && lieIn(encoded, params->pAdditionalDerivedKeys, params->ulAdditionalDerivedKeys)) {
+        keys.additional = params->pAdditionalDerivedKeys;
+        keys.count = params->ulAdditionalDerivedKeys;
+    }
     return keys;
 }
 
@@ -183,13 +183,14 @@ CK_OBJECT_HANDLE additionalKey(const EncodeBuffer& encoded, const DerivedKeys& k
     return lieIn(encoded, handle, 1) ? *handle : 0;
 }
 
-void returnKeyMaterial(const ParameterFields& fields, ParameterKind kind, const char* name, jobject session,
-                       const SessionHandles& handles, const EncodeBuffer& encoded, const DerivedKeys& keys)
+template <typename Params>
+void returnKeyMaterial(const ParameterFields& fields, const char* name, jobject session, const SessionHandles& handles,
+                       const EncodeBuffer& encoded, const DerivedKeys& keys)
 {
     JNIEnv* env = fields.env;
     CK_SSL3_KEY_MAT_OUT material = {};
     if (mechanismIn(encoded)->pParameter == nullptr ||
-        !require(env, readKeyMaterial(kind, encoded, &material), CKR_BUFFER_TOO_SMALL))
+        !require(env, readKeyMaterial<Params>(encoded, &material), CKR_BUFFER_TOO_SMALL))
         return;
 
     ParameterFields out;
@@ -242,36 +243,86 @@ void returnAdditionalKeys(const ParameterFields& fields, jobject session, const 
     env->DeleteLocalRef(array);
 }
 
-void returnTLSPRFOutput(const ParameterFields& fields, const EncodeBuffer& encoded)
+// ---- The functions of the outputs ----
+
+bool returnPBEInitVector(const ParameterFields& fields, const EncodeBuffer& encoded)
+{
+    const auto* pbe = paramsIn<CK_PBE_PARAMS>(encoded);
+    jbyteArray iv = nullptr;
+    return pbe == nullptr || (readByteArrayField(&fields, "iv", &iv) &&
+                              returnBytes(fields.env, encoded, pbe->pInitVector, iv, kPBEInitVector));
+}
+
+bool returnTokenIv(const ParameterFields& fields, const EncodeBuffer& encoded)
+{
+    return returnBytes(fields.env, encoded, encoded.bytes + sizeof(CK_MECHANISM),
+                       static_cast<jbyteArray>(fields.object), kTokenInitVector);
+}
+
+void returnSSL3Version(const ParameterFields& fields, jobject /*session*/, const SessionHandles& /*handles*/,
+                       const EncodeBuffer& encoded, const DerivedKeys& /*keys*/)
+{
+    returnVersion<CK_SSL3_MASTER_KEY_DERIVE_PARAMS>(fields, encoded, "version");
+}
+
+template <typename Params>
+void returnTls12Version(const ParameterFields& fields, jobject /*session*/, const SessionHandles& /*handles*/,
+                        const EncodeBuffer& encoded, const DerivedKeys& /*keys*/)
+{
+    returnVersion<Params>(fields, encoded, "pVersion");
+}
+
+void returnSSL3KeyMat(const ParameterFields& fields, jobject session, const SessionHandles& handles,
+                      const EncodeBuffer& encoded, const DerivedKeys& keys)
+{
+    returnKeyMaterial<CK_SSL3_KEY_MAT_PARAMS>(fields, "returnedKeyMaterial", session, handles, encoded, keys);
+}
+
+void returnTls12KeyMat(const ParameterFields& fields, jobject session, const SessionHandles& handles,
+                       const EncodeBuffer& encoded, const DerivedKeys& keys)
+{
+    returnKeyMaterial<CK_TLS12_KEY_MAT_PARAMS>(fields, "pReturnedKeyMaterial", session, handles, encoded, keys);
+}
+
+void returnTLSPRFOutput(const ParameterFields& fields, jobject /*session*/, const SessionHandles& /*handles*/,
+                        const EncodeBuffer& encoded, const DerivedKeys& /*keys*/)
 {
     const auto* prf = paramsIn<CK_TLS_PRF_PARAMS>(encoded);
     if (prf != nullptr)
         returnField(fields, encoded, "output", prf->pOutput);
 }
 
+DerivedKeys keysOf(const JavaMechanism& mechanism, const EncodeBuffer& encoded)
+{
+    const ParameterOutput* output = mechanism.descriptor->output;
+    return output != nullptr && output->keys != nullptr ? output->keys(encoded) : DerivedKeys{};
+}
+
 } // namespace
+
+// clang-format off
+constexpr ParameterOutput kPBEOutput =                  {returnPBEInitVector, nullptr, nullptr};
+constexpr ParameterOutput kTokenIvOutput =              {returnTokenIv, nullptr, nullptr};
+constexpr ParameterOutput kSSL3VersionOutput =          {nullptr, nullptr, returnSSL3Version};
+constexpr ParameterOutput kTls12VersionOutput =         {nullptr, nullptr, returnTls12Version<CK_TLS12_MASTER_KEY_DERIVE_PARAMS>};
+constexpr ParameterOutput kTls12ExtendedVersionOutput = {nullptr, nullptr, returnTls12Version<CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS>};
+constexpr ParameterOutput kSSL3KeyMatOutput =           {nullptr, keysOfMaterial<CK_SSL3_KEY_MAT_PARAMS>, returnSSL3KeyMat};
+constexpr ParameterOutput kTls12KeyMatOutput =          {nullptr, keysOfMaterial<CK_TLS12_KEY_MAT_PARAMS>, returnTls12KeyMat};
+constexpr ParameterOutput kTLSPRFOutput =               {nullptr, nullptr, returnTLSPRFOutput};
+constexpr ParameterOutput kSp800Output =                {nullptr, additionalKeys<CK_SP800_108_KDF_PARAMS>, returnAdditionalKeys};
+constexpr ParameterOutput kSp800FeedbackOutput =        {nullptr, additionalKeys<CK_SP800_108_FEEDBACK_KDF_PARAMS>, returnAdditionalKeys};
+// clang-format on
 
 bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded)
 {
-    switch (mechanism.kind) {
-    case ParameterKind::pbe: {
-        const auto* pbe = paramsIn<CK_PBE_PARAMS>(encoded);
-        ParameterFields fields = fieldsOf(env, mechanism);
-        jbyteArray iv = nullptr;
-        return pbe == nullptr || (readByteArrayField(&fields, "iv", &iv) &&
-                                  returnBytes(env, encoded, pbe->pInitVector, iv, kPBEInitVector));
-    }
-    case ParameterKind::tokenIv:
-        return returnBytes(env, encoded, encoded.bytes + sizeof(CK_MECHANISM),
-                           static_cast<jbyteArray>(mechanism.parameter), kTokenInitVector);
-    default: return true;
-    }
+    const ParameterOutput* output = mechanism.descriptor->output;
+    return output == nullptr || output->afterStart == nullptr || output->afterStart(fieldsOf(env, mechanism), encoded);
 }
 
 void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const JavaMechanism& mechanism,
                         const EncodeBuffer& encoded)
 {
-    DerivedKeys keys = findDerivedKeys(mechanism, encoded);
+    DerivedKeys keys = keysOf(mechanism, encoded);
     for (CK_OBJECT_HANDLE each : keys.material)
         discardObject(env, session, each);
     for (CK_ULONG i = 0; i < keys.count; ++i)
@@ -281,27 +332,7 @@ void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const JavaMe
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
                          const EncodeBuffer& encoded)
 {
-    ParameterFields fields = fieldsOf(env, mechanism);
-    DerivedKeys keys = findDerivedKeys(mechanism, encoded);
-    switch (mechanism.kind) {
-    case ParameterKind::ssl3MasterKeyDerive:
-    case ParameterKind::tlsMasterKeyDerive:
-        returnVersion<CK_SSL3_MASTER_KEY_DERIVE_PARAMS>(fields, encoded, "version");
-        break;
-    case ParameterKind::tls12MasterKeyDerive:
-        returnVersion<CK_TLS12_MASTER_KEY_DERIVE_PARAMS>(fields, encoded, "pVersion");
-        break;
-    case ParameterKind::tls12ExtendedMasterKeyDerive:
-        returnVersion<CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS>(fields, encoded, "pVersion");
-        break;
-    case ParameterKind::ssl3KeyAndMacDerive:
-    case ParameterKind::tlsKeyAndMacDerive:
-        returnKeyMaterial(fields, mechanism.kind, "returnedKeyMaterial", session, handles, encoded, keys);
-        break;
-    case ParameterKind::tls12KeyMat:
-        returnKeyMaterial(fields, mechanism.kind, "pReturnedKeyMaterial", session, handles, encoded, keys);
-        break;
-    case ParameterKind::tlsPrf: returnTLSPRFOutput(fields, encoded); break;
-    default: returnAdditionalKeys(fields, session, handles, encoded, keys); break;
-    }
+    const ParameterOutput* output = mechanism.descriptor->output;
+    if (output != nullptr && output->afterDerivation != nullptr)
+        output->afterDerivation(fieldsOf(env, mechanism), session, handles, encoded, keysOf(mechanism, encoded));
 }

@@ -1,0 +1,10 @@
+// Which parameter each mechanism takes.
+#pragma once
+
+#include "bridge/cryptoki.h"
+
+struct ParameterDescriptor;
+
+/// The descriptor of a mechanism's parameter (parameters.h). A mechanism without a row takes none, or a
+/// PKCS11RawParameter.
+const ParameterDescriptor& parameterDescriptor(CK_MECHANISM_TYPE mechanism);
