@@ -68,6 +68,17 @@ jobjectArray newEncapsulation(JNIEnv* env, jobject session, const CK_BYTE* ciphe
 
 } // namespace
 
+jstring Java_com_kelvane_pkcs11_nat_NativeExtensions_describeParameter(JNIEnv* env, jclass /*type*/, jint mechanism,
+                                                                       jobject parameter)
+{
+    std::array<char, 96> text = {};
+    jstring result = nullptr;
+    JavaMechanism sized = sizeMechanism(env, mechanism, parameter);
+    if (!sized.failed && describeParameter(sized, text.data(), text.size()))
+        newStringFromText(env, text.data(), &result);
+    return result;
+}
+
 jobjectArray Java_com_kelvane_pkcs11_nat_NativeExtensions_getInterfaces(JNIEnv* env, jclass /*type*/, jobject library)
 {
     CK_FUNCTION_LIST_PTR list = resolveFunctionList(env, library);

@@ -51,6 +51,10 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
 /// grown since it was sized.
 bool encodeMechanism(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& buffer);
 
+/// Writes what a mechanism takes as its parameter, "CK_HKDF_PARAMS or none" for example, or the text of its refusal.
+/// False when the parameter's class is right, or null is.
+bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t room);
+
 /// Replaces the pointer to the empty label of OAEP, alone or in RSA-AES key wrapping, by a null pointer: some modules
 /// refuse the former with `rv`. False when there is no such pointer, or the code says something else.
 bool dropEmptyOaepLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv);

@@ -1,3 +1,6 @@
+#include <cstdio>
+#include <cstring>
+
 #include "bridge/exception.h"
 #include "bridge/java_numbers.h"
 #include "marshal/mechanism.h"
@@ -72,6 +75,13 @@ CK_RSA_PKCS_OAEP_PARAMS* oaepIn(const ParameterDescriptor* descriptor, const Enc
     return there ? reinterpret_cast<CK_RSA_PKCS_OAEP_PARAMS*>(encoded.bytes + place) : nullptr;
 }
 
+// The class's name without its package.
+const char* simpleName(const char* className)
+{
+    const char* slash = std::strrchr(className, '/');
+    return std::strcmp(className, "[B") == 0 ? "byte[]" : slash != nullptr ? slash + 1 : className;
+}
+
 } // namespace
 
 JavaMechanism sizeMechanism(JNIEnv* env, jint mechanism, jobject parameter)
@@ -101,6 +111,22 @@ bool encodeMechanism(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBu
     encoded->pParameter = buffer.bytes + sizeof(CK_MECHANISM);
     encoded->ulParameterLen = static_cast<CK_ULONG>(buffer.size - sizeof(CK_MECHANISM));
     return encodeParameter(env, mechanism, encoded);
+}
+
+bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t room)
+{
+    const ParameterDescriptor& descriptor = parameterDescriptor(mechanism.type);
+    bool fits =
+        mechanism.parameter != nullptr ? mechanism.parameterClass != nullptr : descriptor.null != NullPolicy::reject;
+    if (fits)
+        return false;
+
+    const char* name = descriptor.refusal != nullptr ? descriptor.refusal : descriptor.className;
+    if (name == nullptr)
+        std::snprintf(text, room, "no parameter");
+    else
+        std::snprintf(text, room, "%s%s", simpleName(name), descriptor.null == NullPolicy::omit ? " or none" : "");
+    return true;
 }
 
 bool dropEmptyOaepLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv)

@@ -19,6 +19,9 @@ public class PKCS11Exception extends RuntimeException {
     /** Whether there is a code. */
     private final boolean hasCode;
 
+    /** What else there is to say about the code; null for nothing. */
+    private final String detail;
+
     /**
      * Builds an exception that has a text and no code: {@link #getCode} is {@link PKCS11Constants#CKR_OK} then.
      *
@@ -28,6 +31,7 @@ public class PKCS11Exception extends RuntimeException {
         super(message);
         code = PKCS11Constants.CKR_OK;
         hasCode = false;
+        detail = null;
     }
 
     /**
@@ -36,8 +40,33 @@ public class PKCS11Exception extends RuntimeException {
      * @param code the code, its 32 bits unsigned
      */
     public PKCS11Exception(int code) {
+        this(code, null);
+    }
+
+    /**
+     * Builds an exception for a Cryptoki return code and what else there is to say about it.
+     *
+     * @param code the code, its 32 bits unsigned
+     * @param detail the end of the message; null for none
+     */
+    public PKCS11Exception(int code, String detail) {
         this.code = code;
         hasCode = true;
+        this.detail = detail;
+    }
+
+    /**
+     * Builds the same exception again, with the place where it was thrown, and names the call that failed.
+     *
+     * @param failure the exception
+     * @param call the call, the end of the message; one with a text and no code keeps its text as it is
+     */
+    public PKCS11Exception(PKCS11Exception failure, String call) {
+        super(failure.hasCode ? null : failure.getMessage());
+        code = failure.code;
+        hasCode = failure.hasCode;
+        detail = failure.detail == null ? call : failure.detail + " in " + call;
+        setStackTrace(failure.getStackTrace());
     }
 
     /**
@@ -72,7 +101,8 @@ public class PKCS11Exception extends RuntimeException {
      * Returns the text, or the code as text.
      *
      * @return the text given; for a code its name and value, {@code CKR_PIN_INCORRECT (0xa0)}, and for a code without a
-     *     name, a vendor's own for example, {@code CKR_0x80000012}
+     *     name, a vendor's own for example, {@code CKR_0x80000012}; from a method that names its call,
+     *     {@code CKR_KEY_SIZE_RANGE (0x62): C_SignInit with CKM_RSA_PKCS}
      */
     @Override
     public String getMessage() {
@@ -81,6 +111,7 @@ public class PKCS11Exception extends RuntimeException {
             return super.getMessage();
         }
         String value = "0x" + Integer.toHexString(code);
-        return name.endsWith(value) ? name : name + " (" + value + ")";
+        String text = name.endsWith(value) ? name : name + " (" + value + ")";
+        return detail == null ? text : text + ": " + detail;
     }
 }

@@ -125,9 +125,7 @@ public interface PKCS11Object {
      * @param changes the attributes to be changed
      * @return the copy, in the same session
      */
-    default NativePKCS11Object copy(Template changes) {
-        return copy(changes.getTypes(), changes.getValues());
-    }
+    NativePKCS11Object copy(Template changes);
 
     /** Destroys the object. This Java object is not changed, but of no use any more. */
     void destroy();
@@ -166,9 +164,7 @@ public interface PKCS11Object {
      *
      * @param attributes the attributes and their new values
      */
-    default void setAttributeValues(Template attributes) {
-        setAttributeValues(attributes.getTypes(), attributes.getValues());
-    }
+    void setAttributeValues(Template attributes);
 
     /**
      * Sets a boolean attribute.

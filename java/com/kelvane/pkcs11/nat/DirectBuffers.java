@@ -21,6 +21,8 @@ final class DirectBuffers {
         void run(NativePKCS11Session session, ByteBuffer in, int inOffset, int inLength);
     }
 
+    private static final byte[] ZEROS = new byte[4096];
+
     private DirectBuffers() {
     }
 
@@ -35,8 +37,11 @@ final class DirectBuffers {
         int length = call.run(session, in, in.position(), in.remaining(), out, place, capacity);
         if (length == NativeExtensions.OVERLAP) {
             ByteBuffer copy = ByteBuffer.allocateDirect(in.remaining()).put(in.duplicate());
-            length = call.run(session, copy, 0, copy.capacity(), out, place, capacity);
-            wipe(copy);
+            try {
+                length = call.run(session, copy, 0, copy.capacity(), out, place, capacity);
+            } finally {
+                wipe(copy);
+            }
         }
         if (length <= capacity) {
             in.position(in.limit());
@@ -76,8 +81,9 @@ final class DirectBuffers {
 
     /** Overwrites all of a buffer with zeros. */
     static void wipe(ByteBuffer buffer) {
-        for (int i = 0; i < buffer.capacity(); i++) {
-            buffer.put(i, (byte) 0);
+        buffer.clear();
+        while (buffer.hasRemaining()) {
+            buffer.put(ZEROS, 0, Math.min(buffer.remaining(), ZEROS.length));
         }
     }
 

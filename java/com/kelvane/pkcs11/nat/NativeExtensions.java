@@ -18,6 +18,12 @@ final class NativeExtensions {
     private NativeExtensions() {
     }
 
+    /**
+     * Returns what a mechanism takes as its parameter, {@code CK_HKDF_PARAMS or none} for example, or why it takes none
+     * at all; null if this object is of the right class.
+     */
+    static native String describeParameter(int mechanism, Object parameter);
+
     static native PKCS11Interface[] getInterfaces(NativePKCS11 library);
 
     static native void login(NativePKCS11Session session, int userType, Object pin);

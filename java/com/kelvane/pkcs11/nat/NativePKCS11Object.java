@@ -3,6 +3,7 @@ package com.kelvane.pkcs11.nat;
 import com.kelvane.pkcs11.PKCS11Constants;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Object;
+import com.kelvane.pkcs11.Template;
 import java.io.ByteArrayInputStream;
 import java.math.BigInteger;
 import java.security.GeneralSecurityException;
@@ -207,6 +208,11 @@ public class NativePKCS11Object implements PKCS11Object {
     @Override
     public native NativePKCS11Object copy(int[] types, Object[] values);
 
+    @Override
+    public NativePKCS11Object copy(Template changes) {
+        return ShortForm.call("C_CopyObject", () -> copy(changes.getTypes(), changes.getValues()));
+    }
+
     /**
      * {@inheritDoc}
      *
@@ -242,6 +248,14 @@ public class NativePKCS11Object implements PKCS11Object {
      */
     @Override
     public native void setAttributeValues(int[] types, Object[] values);
+
+    @Override
+    public void setAttributeValues(Template attributes) {
+        ShortForm.call("C_SetAttributeValue", () -> {
+            setAttributeValues(attributes.getTypes(), attributes.getValues());
+            return null;
+        });
+    }
 
     /**
      * {@inheritDoc}

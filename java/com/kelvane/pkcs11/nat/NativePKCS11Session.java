@@ -1,10 +1,12 @@
 package com.kelvane.pkcs11.nat;
 
-import com.kelvane.pkcs11.PKCS11Constants;
+import static com.kelvane.pkcs11.nat.ShortForm.usable;
+
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Object;
 import com.kelvane.pkcs11.PKCS11SessionInfo;
 import com.kelvane.pkcs11.Template;
+import com.kelvane.pkcs11.nat.Operation.Kind;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
@@ -19,8 +21,9 @@ import java.util.Objects;
  * A session with a token.
  *
  * <p>There are two forms of most methods. Those that take a {@link Template}, and those that take all the data and
- * return all of the result, are the short one: they tell every failure by an exception, and leave neither an operation
- * nor a search behind. The native ones are the calls of the token themselves, with arrays and room of the caller's.
+ * return all of the result, are the short one: they leave neither an operation nor a search behind, and the exception of a
+ * failure names the function called and the mechanism. A parameter of the wrong class is refused by
+ * {@link IllegalArgumentException}: "CKM_AES_GCM takes CK_GCM_PARAMS, not byte[]". The native ones are the calls of the token themselves, with arrays and room of the caller's.
  *
  * <p>Buffers, templates, mechanisms, null, failures and threads are handled alike in all native methods; see the
  * description of the package. Three things about buffers are worth repeating here:
@@ -126,15 +129,8 @@ public class NativePKCS11Session implements AutoCloseable {
         return "session 0x" + Long.toHexString(handle) + " with " + slot;
     }
 
-    /** Refuses null as native methods do, and a key with handle 0, for which they do nothing and raise nothing. */
-    private static NativePKCS11Object usable(NativePKCS11Object key) {
-        if (key == null) {
-            throw new PKCS11Exception("obj is null");
-        }
-        if (key.getObjectID() == 0) {
-            throw new PKCS11Exception(PKCS11Constants.CKR_KEY_HANDLE_INVALID);
-        }
-        return key;
+    private Operation operation(Kind kind, int mechanism, Object parameter, Runnable start) {
+        return new Operation(this, kind, mechanism, parameter, start);
     }
 
     // Session management
@@ -337,16 +333,14 @@ public class NativePKCS11Session implements AutoCloseable {
      * Encrypts data.
      *
      * @param mechanism the mechanism type
-     * @param parameter the mechanism's parameter, or null; an initialisation vector that the token makes comes back
-     *     from {@link #encryptInit} only
+     * @param parameter the mechanism's parameter, or null
      * @param key the key
      * @param data the data
      * @return the encrypted data; with GCM the tag is its end
      */
     public byte[] encrypt(int mechanism, Object parameter, NativePKCS11Object key, byte[] data) {
-        usable(key);
-        return Operation.whole((in, inOffset, inLength, out, outOffset) -> encryptDoFinalGCM(mechanism, parameter, key,
-            in, inOffset, inLength, out, outOffset), this::encrypt, this::encryptFinal, data);
+        return operation(Kind.ENCRYPT, mechanism, parameter, () -> encryptInit(mechanism, parameter, usable(key)))
+            .whole(this::encrypt, this::encryptFinal, data);
     }
 
     /**
@@ -357,12 +351,12 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param key the key
      * @param in the data; read to its end, not closed
      * @param out receives the encrypted data; not closed
-     * @throws IOException if a stream fails; the token then has to end the operation, and what comes of that is lost
+     * @throws IOException if a stream fails; the operation is ended then, and its output lost
      */
     public void encrypt(int mechanism, Object parameter, NativePKCS11Object key, InputStream in, OutputStream out)
         throws IOException {
-        Operation.streamed(() -> encryptInit(mechanism, parameter, usable(key)), this::encryptUpdate, this::encrypt,
-            this::encryptFinal, in, out);
+        operation(Kind.ENCRYPT, mechanism, parameter, () -> encryptInit(mechanism, parameter, usable(key)))
+            .streamed(this::encryptUpdate, this::encrypt, this::encryptFinal, in, out);
     }
 
     /**
@@ -453,26 +447,29 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the data
      */
     public byte[] decrypt(int mechanism, Object parameter, NativePKCS11Object key, byte[] data) {
-        usable(key);
-        return Operation.whole((in, inOffset, inLength, out, outOffset) -> decryptDoFinalGCM(mechanism, parameter, key,
-            in, inOffset, inLength, out, outOffset), this::decrypt, this::decryptFinal, data);
+        return operation(Kind.DECRYPT, mechanism, parameter, () -> decryptInit(mechanism, parameter, usable(key)))
+            .whole(this::decrypt, this::decryptFinal, data);
     }
 
     /**
-     * Decrypts a stream of any length, in small parts. With GCM most tokens keep all of it in their memory and Java's
-     * until the tag has come.
+     * Decrypts a stream of any length, in small parts.
+     *
+     * <p>With GCM most tokens keep all of the text until the tag has come. It is then in their memory and in a direct
+     * buffer of up to twice its length: seal large data in pieces.
      *
      * @param mechanism the mechanism type
      * @param parameter the mechanism's parameter, or null
      * @param key the key
      * @param in the encrypted data; read to its end, not closed
      * @param out receives the data, which is not to be trusted unless this method returns; not closed
-     * @throws IOException if a stream fails; the token then has to end the operation, and what comes of that is lost
+     * @throws IOException if a stream fails; the operation is ended then, and its output lost
+     * @throws PKCS11Exception with {@code CKR_HOST_MEMORY} if there is no memory for what the token returns at once; a
+     *     token that lacks {@code C_SessionCancel} may then keep the operation until the session is closed
      */
     public void decrypt(int mechanism, Object parameter, NativePKCS11Object key, InputStream in, OutputStream out)
         throws IOException {
-        Operation.streamed(() -> decryptInit(mechanism, parameter, usable(key)), this::decryptUpdate, this::decrypt,
-            this::decryptFinal, in, out);
+        operation(Kind.DECRYPT, mechanism, parameter, () -> decryptInit(mechanism, parameter, usable(key)))
+            .streamed(this::decryptUpdate, this::decrypt, this::decryptFinal, in, out);
     }
 
     /**
@@ -556,7 +553,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the digest
      */
     public byte[] digest(int mechanism, Object parameter, byte[] data) {
-        return Operation.whole(() -> digestInit(mechanism, parameter), this::digest, this::digestFinal, data);
+        return operation(Kind.DIGEST, mechanism, parameter, () -> digestInit(mechanism, parameter))
+            .whole(this::digest, this::digestFinal, data);
     }
 
     /**
@@ -569,8 +567,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @throws IOException if the stream fails
      */
     public byte[] digest(int mechanism, Object parameter, InputStream in) throws IOException {
-        return Operation.gathered(() -> digestInit(mechanism, parameter), this::digestUpdate, this::digest,
-            this::digestFinal, in);
+        return operation(Kind.DIGEST, mechanism, parameter, () -> digestInit(mechanism, parameter))
+            .gathered(this::digestUpdate, this::digest, this::digestFinal, in);
     }
 
     /**
@@ -630,7 +628,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the signature; of ECDSA the two numbers one after the other, without DER
      */
     public byte[] sign(int mechanism, Object parameter, NativePKCS11Object key, byte[] data) {
-        return Operation.whole(() -> signInit(mechanism, parameter, usable(key)), this::sign, this::signFinal, data);
+        return operation(Kind.SIGN, mechanism, parameter, () -> signInit(mechanism, parameter, usable(key)))
+            .whole(this::sign, this::signFinal, data);
     }
 
     /**
@@ -641,11 +640,12 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param key the key
      * @param in the data; read to its end, not closed
      * @return the signature
-     * @throws IOException if the stream fails; the token then has to end the operation by a signature that is lost
+     * @throws IOException if the stream fails; a token that lacks {@code C_SessionCancel} makes a signature then, which is
+     *     lost
      */
     public byte[] sign(int mechanism, Object parameter, NativePKCS11Object key, InputStream in) throws IOException {
-        return Operation.gathered(() -> signInit(mechanism, parameter, usable(key)), this::signUpdate, this::sign,
-            this::signFinal, in);
+        return operation(Kind.SIGN, mechanism, parameter, () -> signInit(mechanism, parameter, usable(key)))
+            .gathered(this::signUpdate, this::sign, this::signFinal, in);
     }
 
     /**
@@ -722,9 +722,8 @@ public class NativePKCS11Session implements AutoCloseable {
      *     {@code CKR_SIGNATURE_LEN_RANGE}
      */
     public boolean verify(int mechanism, Object parameter, NativePKCS11Object key, byte[] data, byte[] signature) {
-        return Operation.verified(() -> verifyInit(mechanism, parameter, usable(key)),
-            () -> verify(data, 0, data.length, signature, 0, signature.length),
-            () -> verifyFinal(signature, 0, signature.length));
+        return operation(Kind.VERIFY, mechanism, parameter, () -> verifyInit(mechanism, parameter, usable(key)))
+            .verified(() -> verify(data, 0, data.length, signature, 0, signature.length), () -> verifyFinal(signature, 0, signature.length));
     }
 
     /**
@@ -741,9 +740,9 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public boolean verify(int mechanism, Object parameter, NativePKCS11Object key, InputStream in, byte[] signature)
         throws IOException {
-        return Operation.verified(() -> verifyInit(mechanism, parameter, usable(key)), this::verifyUpdate,
-            () -> verify(signature, 0, 0, signature, 0, signature.length),
-            () -> verifyFinal(signature, 0, signature.length), in);
+        return operation(Kind.VERIFY, mechanism, parameter, () -> verifyInit(mechanism, parameter, usable(key)))
+            .verified(this::verifyUpdate, () -> verify(signature, 0, 0, signature, 0, signature.length),
+                () -> verifyFinal(signature, 0, signature.length), in);
     }
 
     /**
@@ -873,7 +872,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the key
      */
     public NativePKCS11Object generateKey(int mechanism, Object parameter, Template template) {
-        return generateKey(mechanism, parameter, template.getTypes(), template.getValues());
+        return ShortForm.call("C_GenerateKey", mechanism, parameter, () ->
+            generateKey(mechanism, parameter, template.getTypes(), template.getValues()));
     }
 
     /**
@@ -904,8 +904,9 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public NativePKCS11KeyPair generateKeyPair(int mechanism, Object parameter, Template publicTemplate,
         Template privateTemplate) {
-        PKCS11Object[] pair = generateKeyPair(mechanism, parameter, publicTemplate.getTypes(),
-            publicTemplate.getValues(), privateTemplate.getTypes(), privateTemplate.getValues());
+        PKCS11Object[] pair = ShortForm.call("C_GenerateKeyPair", mechanism, parameter, () ->
+            generateKeyPair(mechanism, parameter, publicTemplate.getTypes(), publicTemplate.getValues(),
+                privateTemplate.getTypes(), privateTemplate.getValues()));
         return new NativePKCS11KeyPair((NativePKCS11Object) pair[0], (NativePKCS11Object) pair[1]);
     }
 
@@ -935,9 +936,10 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the wrapped key
      */
     public byte[] wrapKey(int mechanism, Object parameter, NativePKCS11Object wrappingKey, NativePKCS11Object key) {
-        usable(wrappingKey);
-        usable(key);
-        return Operation.single((out, outOffset) -> wrapKey(mechanism, parameter, wrappingKey, key, out, outOffset));
+        try (Room room = Room.ofArrays()) {
+            return ShortForm.call("C_WrapKey", mechanism, parameter, () -> room.toArray(room.fill(Room.EXTRA,
+                out -> wrapKey(mechanism, parameter, usable(wrappingKey), usable(key), out.array(), 0), null)));
+        }
     }
 
     /**
@@ -968,8 +970,8 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public NativePKCS11Object unwrapKey(int mechanism, Object parameter, NativePKCS11Object unwrappingKey,
         byte[] wrappedKey, Template template) {
-        return unwrapKey(mechanism, parameter, unwrappingKey, wrappedKey, 0, wrappedKey.length, template.getTypes(),
-            template.getValues());
+        return ShortForm.call("C_UnwrapKey", mechanism, parameter, () -> unwrapKey(mechanism, parameter,
+            unwrappingKey, wrappedKey, 0, wrappedKey.length, template.getTypes(), template.getValues()));
     }
 
     /**
@@ -1002,7 +1004,8 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public NativePKCS11Object deriveKey(int mechanism, Object parameter, NativePKCS11Object baseKey,
         Template template) {
-        return deriveKey(mechanism, parameter, baseKey, template.getTypes(), template.getValues());
+        return ShortForm.call("C_DeriveKey", mechanism, parameter, () ->
+            deriveKey(mechanism, parameter, baseKey, template.getTypes(), template.getValues()));
     }
 
     /**
@@ -1013,9 +1016,15 @@ public class NativePKCS11Session implements AutoCloseable {
      * <ul>
      * <li>{@code CKM_SSL3_MASTER_KEY_DERIVE} and {@code CKM_TLS_MASTER_KEY_DERIVE} in
      * {@link com.kelvane.pkcs11.CK_SSL3_MASTER_KEY_DERIVE_PARAMS#version};
+     * <li>{@code CKM_TLS12_MASTER_KEY_DERIVE} and {@code CKM_TLS12_EXTENDED_MASTER_KEY_DERIVE} in
+     * {@link com.kelvane.pkcs11.CK_TLS12_MASTER_KEY_DERIVE_PARAMS#pVersion} and
+     * {@link com.kelvane.pkcs11.CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS#pVersion};
      * <li>{@code CKM_SSL3_KEY_AND_MAC_DERIVE} and {@code CKM_TLS_KEY_AND_MAC_DERIVE} in
      * {@link com.kelvane.pkcs11.CK_SSL3_KEY_MAT_PARAMS#returnedKeyMaterial};
-     * <li>{@code CKM_TLS_PRF} in {@link com.kelvane.pkcs11.CK_TLS_PRF_PARAMS#output}.
+     * <li>{@code CKM_TLS12_KEY_AND_MAC_DERIVE} and {@code CKM_TLS12_KEY_SAFE_DERIVE} in
+     * {@link com.kelvane.pkcs11.CK_TLS12_KEY_MAT_PARAMS#pReturnedKeyMaterial};
+     * <li>{@code CKM_TLS_PRF} in {@link com.kelvane.pkcs11.CK_TLS_PRF_PARAMS#output};
+     * <li>the {@code CKM_SP800_108} mechanisms in {@link com.kelvane.pkcs11.CK_DERIVED_KEY#phKey} of each additional key.
      * </ul>
      *
      * <p>With {@code PKCS11DEBUG} set the call and the new handle are printed.
@@ -1045,8 +1054,9 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public NativePKCS11Encapsulation encapsulateKey(int mechanism, Object parameter, NativePKCS11Object publicKey,
         Template template) {
-        Object[] result = NativeExtensions.encapsulateKey(this, mechanism, parameter, usable(publicKey),
-            template.getTypes(), template.getValues());
+        Object[] result = ShortForm.call("C_EncapsulateKey", mechanism, parameter, () ->
+            NativeExtensions.encapsulateKey(this, mechanism, parameter, usable(publicKey), template.getTypes(),
+                template.getValues()));
         return new NativePKCS11Encapsulation((byte[]) result[0], (NativePKCS11Object) result[1]);
     }
 
@@ -1064,8 +1074,9 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public NativePKCS11Object decapsulateKey(int mechanism, Object parameter, NativePKCS11Object privateKey,
         byte[] ciphertext, Template template) {
-        return NativeExtensions.decapsulateKey(this, mechanism, parameter, usable(privateKey), ciphertext, 0,
-            ciphertext.length, template.getTypes(), template.getValues());
+        return ShortForm.call("C_DecapsulateKey", mechanism, parameter, () ->
+            NativeExtensions.decapsulateKey(this, mechanism, parameter, usable(privateKey), ciphertext, 0,
+                ciphertext.length, template.getTypes(), template.getValues()));
     }
 
     // Objects
@@ -1079,7 +1090,10 @@ public class NativePKCS11Session implements AutoCloseable {
     @SuppressWarnings("try") // the search is there to be closed
     public List<NativePKCS11Object> findObjects(Template template) {
         List<NativePKCS11Object> found = new ArrayList<>();
-        findObjectsInit(template);
+        ShortForm.call("C_FindObjectsInit", () -> {
+            findObjectsInit(template);
+            return null;
+        });
         try (Search search = this::findObjectsFinal) {
             for (NativePKCS11Object each = findObject(); each != null; each = findObject()) {
                 found.add(each);
@@ -1101,7 +1115,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the object
      */
     public NativePKCS11Object createObject(Template template) {
-        return createObject(template.getTypes(), template.getValues());
+        return ShortForm.call("C_CreateObject", () -> createObject(template.getTypes(), template.getValues()));
     }
 
     /**
@@ -1123,7 +1137,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the copy, in this session
      */
     public NativePKCS11Object copy(NativePKCS11Object source, Template changes) {
-        return copy(source, changes.getTypes(), changes.getValues());
+        return ShortForm.call("C_CopyObject", () -> copy(source, changes.getTypes(), changes.getValues()));
     }
 
     /**

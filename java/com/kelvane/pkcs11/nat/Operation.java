@@ -5,246 +5,253 @@ import com.kelvane.pkcs11.PKCS11Exception;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
+import java.nio.ByteBuffer;
 import java.util.Arrays;
 import java.util.function.BooleanSupplier;
+import java.util.function.Supplier;
 
 /**
- * An operation of the token from its start to its end, with room for whatever comes out. Closed while it may still be
- * active, it is brought to an end, so that the session is free again; its room, which may hold a secret, is wiped.
- *
- * <p>Too little room is told by a length beyond it or by {@code CKR_BUFFER_TOO_SMALL}, and the call is made again with
- * more. The operation goes on meanwhile; where a token has ended it in spite of the standard, it is started again. Room
- * is never 0: some tokens give a wrong length for that, or end the operation.
+ * An operation of a session, carried out from its start to its end. Where that fails, it is brought to an end, so that
+ * the session is free again; one that this object has not started is left alone.
  */
-final class Operation implements AutoCloseable {
-    /** How much longer than the input the output is at first allowed to be: enough for a tag, or for an RSA result. */
-    private static final int EXTRA = 1024;
+final class Operation {
+    /** What a session carries out in several calls. */
+    enum Kind {
+        ENCRYPT("C_Encrypt", PKCS11Constants.CKF_ENCRYPT),
+        DECRYPT("C_Decrypt", PKCS11Constants.CKF_DECRYPT),
+        DIGEST("C_Digest", PKCS11Constants.CKF_DIGEST),
+        SIGN("C_Sign", PKCS11Constants.CKF_SIGN),
+        VERIFY("C_Verify", PKCS11Constants.CKF_VERIFY);
 
-    /** How much longer it may be at all; a token that asks for more is not believed. */
-    private static final int MOST = 1 << 20;
+        private final String function;
+        private final int flag;
 
-    /** The longest array that every virtual machine has. */
-    private static final int LONGEST = Integer.MAX_VALUE - 8;
+        Kind(String function, int flag) {
+            this.function = function;
+            this.flag = flag;
+        }
+    }
+
+    /** A call with input and output: {@code encrypt} and its like. */
+    interface Step {
+        int run(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+    }
+
+    /** The same with direct buffers. */
+    interface BufferStep {
+        int run(ByteBuffer in, ByteBuffer out);
+    }
+
+    /** A call with output: {@code encryptFinal} and its like. */
+    interface Last {
+        int run(byte[] out, int outOffset);
+    }
+
+    /** A call with input: {@code digestUpdate} and its like. */
+    interface Update {
+        void run(byte[] in, int inOffset, int inLength);
+    }
+
+    private interface Body<T, E extends Exception> {
+        T run(Room room) throws E;
+    }
 
     /** How much of a stream is passed on at once: every call copies its arrays, so small ones are quick. */
     private static final int CHUNK = 16 * 1024;
 
-    /** A call that ends an operation in parts: {@code encryptFinal} and its like. */
-    interface Last {
-        /** Answers the number of bytes written, or the length needed if that is more than the room. */
-        int run(byte[] out, int outOffset);
+    /**
+     * The longest signature of the standard, {@code CKM_SLH_DSA}'s. A stream cannot be signed again where a token ends
+     * the operation for want of room.
+     */
+    private static final int LONGEST_SIGNATURE = 49_856;
+
+    /** What some tokens want the room for an Edwards signature to be, to the byte; the others ask for more. */
+    private static final int ED25519_SIGNATURE = 64;
+
+    private static final byte[] NOTHING = {};
+
+    private final NativePKCS11Session session;
+    private final Kind kind;
+    private final int mechanism;
+    private final Object parameter;
+    private final Runnable start;
+
+    private boolean isActive;
+
+    Operation(NativePKCS11Session session, Kind kind, int mechanism, Object parameter, Runnable start) {
+        this.session = session;
+        this.kind = kind;
+        this.mechanism = mechanism;
+        this.parameter = parameter;
+        this.start = start;
     }
 
-    /** A call with input and output: {@code encrypt}, {@code encryptUpdate} and their like. */
-    interface Step {
-        /** Answers as {@link Last#run} does. */
-        int run(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+    /** All the data in one step. */
+    byte[] whole(Step whole, Last last, byte[] data) {
+        boolean isInput = kind == Kind.ENCRYPT || kind == Kind.DECRYPT;
+        long size = mechanism == PKCS11Constants.CKM_EDDSA && kind == Kind.SIGN ? ED25519_SIGNATURE
+            : Room.EXTRA + (isInput ? (long) data.length : 0);
+        Room.Call call = out -> whole.run(data, 0, data.length, out.array(), 0);
+        return run(Room.ofArrays(), room -> {
+            room.count(isInput ? data.length : 0);
+            start();
+            return room.toArray(finish("", () -> room.fill(size, call, start)));
+        }, ends(whole, last));
     }
 
-    /** A call with input: {@code digestUpdate} and its like. */
-    interface Part {
-        /** Takes a part of the data. */
-        void take(byte[] in, int inOffset, int inLength) throws IOException;
-    }
-
-    /** What ends the operation: the last call in parts, and a step of no data, since some know one of the two only. */
-    private final Last[] ends;
-
-    /** How much input there has been. */
-    private long taken;
-
-    /** Where output goes. */
-    private byte[] room = {};
-
-    /** Whether the operation may be active. */
-    private boolean active;
-
-    /** Begins nothing yet. */
-    private Operation(Last... ends) {
-        this.ends = ends;
-    }
-
-    /** Begins nothing yet. */
-    private Operation(Step whole, Last last) {
-        this(last, (out, at) -> whole.run(new byte[0], 0, 0, out, at));
-    }
-
-    /** Carries an operation out in one step whose output has a length of its own, whatever the input's. */
-    static byte[] whole(Runnable start, Step whole, Last last, byte[] data) {
-        try (Operation operation = new Operation(whole, last)) {
-            return operation.result(0, (out, at) -> {
-                operation.start(start);
-                return whole.run(data, 0, data.length, out, at);
-            }, (out, at) -> whole.run(data, 0, data.length, out, at));
-        }
-    }
-
-    /** The same for output that is about as long as the input; one call starts the operation and takes the step. */
-    static byte[] whole(Step startAndWhole, Step whole, Last last, byte[] data) {
-        try (Operation operation = new Operation(whole, last)) {
-            return operation.result(data.length, (out, at) -> {
-                operation.active = true;
-                try {
-                    return startAndWhole.run(data, 0, data.length, out, at);
-                } catch (PKCS11Exception e) {
-                    operation.active = e.getCode() != PKCS11Constants.CKR_OPERATION_ACTIVE; // which is the caller's own
-                    throw e;
-                }
-            }, (out, at) -> whole.run(data, 0, data.length, out, at));
-        }
-    }
-
-    /** Carries an operation out whose output comes at the end. */
-    static byte[] gathered(Runnable start, Part update, Step whole, Last last, InputStream in) throws IOException {
-        try (Operation operation = new Operation(whole, last)) {
-            operation.start(start);
+    /** A stream whose output comes at the end. */
+    byte[] gathered(Update update, Step whole, Last last, InputStream in) throws IOException {
+        return run(Room.ofArrays(), room -> {
             feed(in, update);
-            return operation.result(0, last, last);
-        }
+            Room.Call call = out -> last.run(out.array(), 0);
+            return room.toArray(finish("Final", () -> room.fill(LONGEST_SIGNATURE, call, null)));
+        }, ends(whole, last));
     }
 
-    /** Carries an operation out whose output comes as the input goes. */
-    static void streamed(Runnable start, Step update, Step whole, Last last, InputStream in, OutputStream out)
+    /** A stream whose output comes as the input goes, or, from some tokens, at the end. */
+    void streamed(BufferStep update, BufferStep whole, Room.Call last, InputStream in, OutputStream out)
         throws IOException {
-        try (Operation operation = new Operation(whole, last)) {
-            operation.start(start);
-            feed(in, (data, offset, length) -> {
-                Last part = (room, at) -> update.run(data, offset, length, room, at);
-                int written = operation.call(length, part, part);
-                out.write(operation.room, 0, written);
-            });
-            int length = operation.call(0, last, last);
-            operation.active = false;
-            out.write(operation.room, 0, length);
+        ByteBuffer data = ByteBuffer.allocateDirect(CHUNK);
+        byte[] chunk = new byte[CHUNK];
+        try {
+            run(Room.ofDirectBuffers(), room -> {
+                start();
+                for (int length = in.read(chunk); length >= 0; length = in.read(chunk)) {
+                    data.clear();
+                    data.put(chunk, 0, length).flip();
+                    room.count(length);
+                    Room.Call call = output -> update.run(data, output);
+                    int size = length + Room.EXTRA;
+                    write(room.written(call("Update", () -> room.fill(size, call, null))), chunk, out);
+                }
+                write(room.written(finish("Final", () -> room.fill(Room.EXTRA, last, null))), chunk, out);
+                return null;
+            }, last, output -> whole.run(ByteBuffer.allocateDirect(0), output));
+        } finally {
+            Arrays.fill(chunk, (byte) 0);
+            DirectBuffers.wipe(data);
         }
     }
 
-    /** Makes a call whose output is of a length that only the token knows, and which is no operation. */
-    static byte[] single(Last call) {
-        try (Operation none = new Operation()) {
-            return none.result(0, call, call);
-        }
-    }
-
-    /** Verifies in one step. */
-    static boolean verified(Runnable start, BooleanSupplier whole, BooleanSupplier last) {
-        try (Operation operation = new Operation(ending(last), ending(whole))) {
-            operation.start(start);
-            return operation.verdict(whole);
-        }
+    /** Verifies all the data in one step. */
+    boolean verified(BooleanSupplier whole, BooleanSupplier last) {
+        return run(Room.ofArrays(), room -> {
+            start();
+            return finish("", () -> isRight(whole));
+        }, ending(last), ending(whole));
     }
 
     /** Verifies a stream. */
-    static boolean verified(Runnable start, Part update, BooleanSupplier whole, BooleanSupplier last, InputStream in)
-        throws IOException {
-        try (Operation operation = new Operation(ending(last), ending(whole))) {
-            operation.start(start);
+    boolean verified(Update update, BooleanSupplier whole, BooleanSupplier last, InputStream in) throws IOException {
+        return run(Room.ofArrays(), room -> {
             feed(in, update);
-            return operation.verdict(last);
-        }
+            return finish("Final", () -> isRight(last));
+        }, ending(last), ending(whole));
     }
 
-    /** A verification for the sake of its end. */
-    private static Last ending(BooleanSupplier verification) {
-        return (out, at) -> {
-            verification.getAsBoolean();
-            return 0;
-        };
-    }
-
-    /** Passes a stream on in small parts. */
-    private static void feed(InputStream in, Part update) throws IOException {
-        byte[] data = new byte[CHUNK];
+    private void start() {
         try {
-            for (int length = in.read(data); length >= 0; length = in.read(data)) {
-                update.take(data, 0, length);
+            call("Init", () -> {
+                start.run();
+                return null;
+            });
+        } catch (PKCS11Exception e) {
+            // An array too short for the vector that the token has made is found after the start.
+            isActive = e.getCode() == PKCS11Constants.CKR_BUFFER_TOO_SMALL;
+            throw e;
+        }
+        isActive = true;
+    }
+
+    private void feed(InputStream in, Update update) throws IOException {
+        start();
+        byte[] chunk = new byte[CHUNK];
+        try {
+            for (int length = in.read(chunk); length >= 0; length = in.read(chunk)) {
+                int size = length;
+                call("Update", () -> {
+                    update.run(chunk, 0, size);
+                    return null;
+                });
             }
         } finally {
-            Arrays.fill(data, (byte) 0);
+            Arrays.fill(chunk, (byte) 0);
         }
     }
 
-    /** Starts the operation. */
-    private void start(Runnable start) {
-        start.run();
-        active = true;
+    private static void write(ByteBuffer written, byte[] chunk, OutputStream out) throws IOException {
+        while (written.hasRemaining()) {
+            int length = Math.min(written.remaining(), chunk.length);
+            written.get(chunk, 0, length);
+            out.write(chunk, 0, length);
+        }
     }
 
-    /** Makes the call that ends the operation and gives its last output. */
-    private byte[] result(int input, Last first, Last again) {
-        int length = call(input, first, again);
-        active = false;
-        return Arrays.copyOf(room, length);
+    /** Makes calls of one of the operation's functions. */
+    private <T> T call(String suffix, Supplier<T> calls) {
+        return ShortForm.call(kind.function + suffix, mechanism, parameter, calls);
     }
 
-    /** Makes the call that ends a verification; a signature of the wrong length is a wrong one. */
-    private boolean verdict(BooleanSupplier verification) {
-        boolean right = false;
+    /** Makes the call that ends the operation. */
+    private <T> T finish(String suffix, Supplier<T> calls) {
+        T result = call(suffix, calls);
+        isActive = false;
+        return result;
+    }
+
+    /** A signature of the wrong length is a wrong one. */
+    private static boolean isRight(BooleanSupplier verification) {
         try {
-            right = verification.getAsBoolean();
+            return verification.getAsBoolean();
         } catch (PKCS11Exception e) {
             if (e.getCode() != PKCS11Constants.CKR_SIGNATURE_LEN_RANGE) {
                 throw e;
             }
+            return false;
         }
-        active = false;
-        return right;
     }
 
-    /**
-     * Makes a call with room for its output, and again with more as long as it asks for more.
-     *
-     * @return the number of bytes in the room
-     */
-    private int call(int input, Last first, Last again) {
-        taken += input;
-        reserve(input + (long) EXTRA);
-        Last call = first;
-        boolean tooSmall = false;
-        for (long more = 8 * EXTRA;; more *= 8) {
-            int length = 0;
+    private <T, E extends Exception> T run(Room room, Body<T, E> body, Room.Call... ends) throws E {
+        try (room) {
             try {
-                length = call.run(room, 0);
-                if (length <= room.length) {
-                    return length;
-                }
-            } catch (PKCS11Exception e) {
-                if (tooSmall && e.getCode() == PKCS11Constants.CKR_OPERATION_NOT_INITIALIZED) {
-                    tooSmall = false;
-                    call = first;
-                    continue;
-                }
-                if (e.getCode() != PKCS11Constants.CKR_BUFFER_TOO_SMALL) {
-                    throw e;
+                return body.run(room);
+            } finally {
+                if (isActive && !isCancelled()) {
+                    end(room, ends);
                 }
             }
-            tooSmall = true;
-            call = again;
-            reserve(Math.max(length, room.length + more));
         }
     }
 
-    /** Sees to it that there is so much room. */
-    private void reserve(long size) {
-        if (size <= room.length) {
-            return;
+    private boolean isCancelled() {
+        try {
+            NativeExtensions.sessionCancel(session, kind.flag);
+            return true;
+        } catch (PKCS11Exception e) {
+            return false; // the module has no such function, as a rule
         }
-        if (size > taken + MOST) {
-            throw new PKCS11Exception(PKCS11Constants.CKR_BUFFER_TOO_SMALL);
-        }
-        Arrays.fill(room, (byte) 0);
-        room = new byte[(int) Math.min(size, LONGEST)];
     }
 
-    @Override
-    public void close() {
-        for (int i = 0; active && i < ends.length; i++) {
+    /** Makes the last call in parts, and a step of no data, since some tokens end an operation by one of the two only. */
+    private static void end(Room room, Room.Call... ends) {
+        for (Room.Call each : ends) {
             try {
-                call(0, ends[i], ends[i]);
+                room.fill(Room.EXTRA, each, null);
             } catch (PKCS11Exception e) {
                 // What was raised before is for the caller to know. A failure ends the operation too, mostly.
             }
         }
-        Arrays.fill(room, (byte) 0);
+    }
+
+    private static Room.Call[] ends(Step whole, Last last) {
+        return new Room.Call[] {out -> last.run(out.array(), 0),
+            out -> whole.run(NOTHING, 0, 0, out.array(), 0)};
+    }
+
+    private static Room.Call ending(BooleanSupplier verification) {
+        return out -> {
+            verification.getAsBoolean();
+            return 0;
+        };
     }
 }

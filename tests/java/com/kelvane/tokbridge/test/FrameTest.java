@@ -87,8 +87,9 @@ class FrameTest extends SessionFixture {
         for (Method method : EXTENSIONS.getDeclaredMethods()) {
             if (Modifier.isNative(method.getModifiers())) {
                 String export = "Java_" + EXTENSIONS.getName().replace('.', '_') + "_" + method.getName();
-                assertEquals("obj is null", raised(() -> assertTrue(ScriptedToken.callWithNullReceiver(
-                    System.getProperty("tokbridge.library"), export), export)), export);
+                assertEquals(method.getName().equals("describeParameter") ? "" : "obj is null", raised(() ->
+                    assertTrue(ScriptedToken.callWithNullReceiver(System.getProperty("tokbridge.library"), export),
+                        export)), export);
                 assertTrue(exports.remove(export), export);
             }
         }

@@ -8,6 +8,7 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.io.*;
 import java.math.*;
+import java.nio.*;
 import java.nio.file.*;
 import java.util.*;
 import java.util.concurrent.*;
@@ -53,6 +54,7 @@ class SamplesTest {
         assertTrue(outcome("MoveKey", softhsm, "first", "second", "none").contains(": 0 secret keys have the label"));
         assertEquals("The key is on both tokens.\nexit 0", outcome("MoveKey", softhsm, "first", "second", "moved"));
         assertEquals("100 digests from 4 sessions.\nexit 0", outcome("Pool", softhsm, "first"));
+        assertEquals("ECDH and CMAC: true\nexit 0", outcome("Derive", softhsm, "first"));
         Path certificate = Files.write(scratchFile(".crt"), Base64.getDecoder().decode(CERTIFICATE));
         assertEquals("GCM: a text\nOAEP: a text\nCertificate: CN=host.example\nexit 0",
             outcome("Recipes", softhsm, "first", certificate.toString()));
@@ -62,26 +64,46 @@ class SamplesTest {
         String told = Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "keytool")
             .toString(), "-printcertreq", "-file", request).redirectErrorStream(true).start()); // which verifies it
         assertTrue(told.contains("CN=host.example") && told.endsWith("exit 0"), told);
-        for (int size : new int[] {0, 1, 16383, 16384, 100_000}) {
-            Path plain = scratchFile(".plain"), hidden = scratchFile(".hidden"), shown = scratchFile(".shown");
-            byte[] content = new byte[size];
-            new Random(size).nextBytes(content);
+    }
+
+    @Test
+    void sealedFiles() throws Exception {
+        programs.onNewTokens(List.of("first"), session -> session.generateKey(CKM_AES_KEY_GEN, null,
+            Template.of(CKA_VALUE_LEN, 32, CKA_TOKEN, true, CKA_LABEL, "key", CKA_ENCRYPT, true, CKA_DECRYPT, true)));
+        int piece = 1 << 20;
+        for (int size : new int[] {0, piece, 2 * piece + 1}) {
+            Path plain = scratchFile(".plain"), sealed = scratchFile(".sealed"), opened = scratchFile(".opened");
+            byte[] content = bytes(size, size);
             Files.write(plain, content);
-            int padded = size / 16 * 16 + 16;
-            assertEquals(size + " bytes became " + padded + " and came back.\nexit 0",
-                outcome("CryptFile", softhsm, "first", plain.toString(), hidden.toString(), shown.toString()));
-            assertArrayEquals(content, Files.readAllBytes(shown));
+            assertTrue(sealFile("seal", plain, sealed).endsWith("exit 0"));
+            assertTrue(sealFile("open", sealed, opened).endsWith("exit 0"));
+            assertArrayEquals(content, Files.readAllBytes(opened));
+            byte[] whole = Files.readAllBytes(sealed);
+            int first = 7 + piece + 16;
+            List<byte[]> wrong = size < first ? List.of() : List.of(Arrays.copyOf(whole, first), // the rest is missing
+                ByteBuffer.allocate(whole.length).put(whole).put(7, (byte) ~whole[7]).array(),
+                ByteBuffer.allocate(2 * first).put(whole, 0, first).put(whole, 7, first - 7).array());
+            for (byte[] each : wrong) {
+                Files.write(sealed, each);
+                String told = sealFile("open", sealed, opened);
+                assertTrue(told.contains("C_Decrypt with CKM_AES_GCM") && told.endsWith("exit 1"), told);
+                assertFalse(Files.exists(opened));
+            }
         }
+    }
+
+    private String sealFile(String verb, Path from, Path to) throws Exception {
+        return outcome("SealFile", softhsm, "first", "key", verb, from.toString(), to.toString());
     }
 
     /** A PIN that is not there is never sent: null would mean the token's PIN pad, an empty one costs a try. */
     @Test
     void withoutAPIN() throws Exception {
-        for (String sample : List.of("Sign", "CryptFile", "Recover", "Pool", "MoveKey", "Request", "Recipes")) {
+        for (String sample : List.of("Sign", "SealFile", "Derive", "Recover", "Pool", "MoveKey", "Request", "Recipes")) {
             for (String pin : new String[] {null, ""}) {
                 ProcessBuilder builder = programs.java(System.getProperty("tokbridge.library"), sample, softhsm,
-                    "token",
-                    "token", "x", "x");
+                    "token", "token", "x",
+                    "x", "x");
                 builder.environment().remove("TOKEN_PIN");
                 if (pin != null) {
                     builder.environment().put("TOKEN_PIN", pin);

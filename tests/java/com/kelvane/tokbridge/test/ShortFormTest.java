@@ -8,6 +8,7 @@ import static org.junit.jupiter.api.Assumptions.*;
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.io.*;
+import java.nio.ByteBuffer;
 import java.security.*;
 import java.security.interfaces.*;
 import java.security.spec.*;
@@ -25,7 +26,12 @@ class ShortFormTest extends SessionFixture {
     private static final String TOO_SMALL = "CKR_BUFFER_TOO_SMALL";
     private static final IOException BROKEN = new IOException("broken");
 
+    private static final Map<String, String> FLAGS = Map.of("C_Encrypt", "0x100", "C_Decrypt", "0x200", "C_Digest",
+        "0x400", "C_Sign", "0x800", "C_Verify", "0x2000");
+
     private final byte[] in = {1, 2, 3, 4, 5};
+    private String way = "reset";
+    private boolean cancels = true;
     private InputStream source = new ByteArrayInputStream(in);
     private OutputStream sink = new ByteArrayOutputStream();
 
@@ -55,13 +61,31 @@ class ShortFormTest extends SessionFixture {
             });
         }
 
-        /** Ended by the last call in parts, and then by one of no data. */
+        /** Ended by C_SessionCancel, or where that is missing by the last call in parts and one of no data. */
         void assertEnded(List<String> made) {
             String whole = functions.get(1).replace("Update", "");
             String last = made.get(made.size() - 1);
+            if (cancels) {
+                assertEquals("C_SessionCancel session=0x7 flags=" + FLAGS.get(whole), last);
+                return;
+            }
             assertTrue(names(made).contains(whole + "Final") && (last.startsWith(whole + " session=0x7 in= ")
                 || last.startsWith("C_Verify session=0x7 in=")), functions + ": " + made);
         }
+    }
+
+    /** A token that has C_SessionCancel, one that has not, and one where it fails. */
+    private void forEveryToken(Executable test) throws Throwable {
+        for (String each : List.of("reset", "missing C_SessionCancel", "always C_SessionCancel rv=" + FAILED)) {
+            way = each;
+            cancels = each.equals("reset");
+            reset();
+            test.execute();
+        }
+    }
+
+    private void reset() {
+        token.reset().steer(way);
     }
 
     private Form stream(String functions, Executable call) {
@@ -160,25 +184,105 @@ class ShortFormTest extends SessionFixture {
         }
     }
 
+    /** One that has not started is left alone: it may be the caller's own. */
     @Test
     void everyFailureEndsWhatWasBegun() throws Throwable {
-        for (Form form : forms()) {
-            for (String function : form.functions) {
-                token.answer(function, "rv=" + FAILED);
-                assertEquals(FAILED, form.run(), function);
-                List<String> made = calls();
-                if (function.endsWith("Init") && !function.matches("C_..crypt.*") || function.endsWith("Init")
-                    && form.isStream()) {
-                    assertEquals(List.of(function), names(made));
-                } else {
-                    form.assertEnded(made);
+        forEveryToken(() -> {
+            for (Form form : forms()) {
+                for (String function : form.functions) {
+                    token.answer(function, "rv=" + FAILED);
+                    assertEquals(FAILED, form.run(), function);
+                    List<String> made = calls();
+                    if (function.endsWith("Init")) {
+                        assertEquals(List.of(function), names(made));
+                    } else {
+                        form.assertEnded(made);
+                    }
                 }
             }
-            token.answer(form.functions.get(0), "rv=" + ACTIVE); // an operation of the caller's own goes on
-            assertEquals(ACTIVE, form.run());
-            assertEquals(1, calls().size());
+        });
+        token.reset().answer("C_EncryptInit", "parameter=" + "ab".repeat(20)); // more than the array holds, found after the start
+        assertEquals(TOO_SMALL, raised(() -> session.encrypt(CKM_SKIPJACK_CBC64, new byte[8], key(9), in)));
+        assertEquals(List.of("C_EncryptInit", "C_SessionCancel"), names(calls()));
+    }
+
+    private static String message(Executable call) {
+        return assertThrows(RuntimeException.class, call).getMessage();
+    }
+
+    @Test
+    void failuresNameTheCallAndTheMechanism() {
+        CK_GCM_PARAMS gcm = new CK_GCM_PARAMS();
+        String refused = "CKR_KEY_SIZE_RANGE (0x62): ";
+        Template none = Template.of();
+        Map<String, Executable> calls = Map.of("C_EncryptInit with CKM_AES_GCM",
+            () -> session.encrypt(CKM_AES_GCM, gcm, key(9), in), "C_SignUpdate with CKM_SHA256_RSA_PKCS",
+            () -> session.sign(CKM_SHA256_RSA_PKCS, null, key(9), new ByteArrayInputStream(in)), "C_DigestFinal with CKM_SHA256",
+            () -> session.digest(CKM_SHA256, null, source), "C_Verify with CKM_0x80000001",
+            () -> session.verify(0x80000001, null, key(9), in, in), "C_WrapKey with CKM_AES_KEY_WRAP",
+            () -> session.wrapKey(CKM_AES_KEY_WRAP, null, key(8), key(9)), "C_GenerateKey with CKM_AES_KEY_GEN",
+            () -> session.generateKey(CKM_AES_KEY_GEN, null, none), "C_CreateObject", () -> session.createObject(none),
+            "C_SetAttributeValue", () -> key(9).setAttributeValues(none), "C_CopyObject", () -> key(9).copy(none),
+            "C_FindObjectsInit", () -> session.findObjects(none));
+        calls.forEach((named, call) -> {
+            token.reset().answer(named.split(" ")[0], "rv=CKR_KEY_SIZE_RANGE");
+            assertEquals(refused + named, message(call));
+        });
+        Map<String, Executable> wrong = Map.of("CKM_AES_GCM takes CK_GCM_PARAMS, not byte[]",
+            () -> session.encrypt(CKM_AES_GCM, in, key(9), in), "CKM_AES_GCM takes CK_GCM_PARAMS, not null",
+            () -> session.decrypt(CKM_AES_GCM, null, key(9), source, sink), "CKM_AES_CBC takes byte[], not Integer",
+            () -> session.wrapKey(CKM_AES_CBC, 3, key(8), key(9)), "CKM_SHA_1 takes no parameter, not byte[]",
+            () -> session.digest(CKM_SHA_1, in, in), "CKM_HKDF_DERIVE takes CK_HKDF_PARAMS or none, not CK_GCM_PARAMS",
+            () -> session.deriveKey(CKM_HKDF_DERIVE, gcm, key(9), none), "CKM_SHA256 takes PKCS11RawParameter or none, "
+            + "not String", () -> session.digest(CKM_SHA256, "", source));
+        calls();
+        wrong.forEach((message, call) -> {
+            assertEquals(message, message(call));
+            assertInstanceOf(PKCS11Exception.class, assertThrows(IllegalArgumentException.class, call).getCause());
+        });
+        assertCalls();
+        token.answer("C_EncryptInit", "rv=CKR_MECHANISM_PARAM_INVALID");
+        assertEquals("CKR_MECHANISM_PARAM_INVALID (0x71): C_EncryptInit with CKM_AES_GCM", message(() -> session.encrypt(
+            CKM_AES_GCM, gcm, key(9), in)), "of the right class");
+        assertEquals("obj is null", message(() -> session.encrypt(CKM_AES_GCM, gcm, null, in)), "texts stay as they are");
+    }
+
+    /** Where nothing can be made again there is room for any signature; Edwards ones are first tried to the byte. */
+    @Test
+    void roomForSignatures() throws Throwable {
+        token.always("C_SignFinal", "out=" + "ab".repeat(49_856));
+        assertEquals(49_856, session.sign(CKM_SLH_DSA, null, key(9), source).length);
+        for (int length : new int[] {64, 114}) {
+            calls();
+            token.always("C_Sign", "out=" + "ab".repeat(length));
+            assertEquals(length, session.sign(CKM_EDDSA, null, key(9), in).length);
+            assertTrue(calls().get(1).endsWith(" room=64"));
         }
     }
+
+    /** A token that keeps all input, and asks for as much room at each call, gets it at a cost that is linear. */
+    @Test
+    void roomGrowsByDoubling() throws Throwable {
+        NativePKCS11Session greedy = new NativePKCS11Session(slot, 7) {
+            int kept;
+
+            @Override
+            public int decryptUpdate(ByteBuffer part, ByteBuffer out) {
+                int needed = kept + part.remaining();
+                asked.add(out.capacity());
+                if (needed > out.capacity()) {
+                    return needed;
+                }
+                kept = needed;
+                return 0;
+            }
+        };
+        greedy.decrypt(1, null, key(9), new ByteArrayInputStream(new byte[16 << 20]), sink);
+        List<Integer> rooms = asked.stream().distinct().collect(Collectors.toList());
+        assertTrue(rooms.size() < 16 && rooms.stream().mapToInt(each -> each).sum() < 64 << 20, "" + rooms);
+    }
+
+    private final List<Integer> asked = new ArrayList<>();
 
     @Test
     void streamsThatBreak() throws Throwable {
@@ -234,31 +338,30 @@ class ShortFormTest extends SessionFixture {
         assertRefused("obj is null", () -> session.encrypt(1, null, null, in));
     }
 
-    /** Keeps the arrays that the calls are made with. */
+    /** Keeps the arrays and buffers that the calls are made with. */
     private final class Watched extends NativePKCS11Session {
-        final List<byte[]> seen = new ArrayList<>();
+        final List<ByteBuffer> seen = new ArrayList<>();
 
         Watched() {
             super(ShortFormTest.this.slot, session.getSessionID());
         }
 
         @Override
-        public int decryptDoFinalGCM(int mechanism, Object parameter, NativePKCS11Object key, byte[] data, int offset,
-            int length, byte[] out, int outOffset) {
-            seen.add(out);
-            return super.decryptDoFinalGCM(mechanism, parameter, key, data, offset, length, out, outOffset);
-        }
-
-        @Override
         public int decrypt(byte[] data, int offset, int length, byte[] out, int outOffset) {
-            seen.add(out);
+            seen.add(ByteBuffer.wrap(out));
             return super.decrypt(data, offset, length, out, outOffset);
         }
 
         @Override
-        public int decryptUpdate(byte[] data, int offset, int length, byte[] out, int outOffset) {
+        public int decryptUpdate(ByteBuffer data, ByteBuffer out) {
             seen.addAll(List.of(data, out));
-            return super.decryptUpdate(data, offset, length, out, outOffset);
+            return super.decryptUpdate(data, out);
+        }
+
+        @Override
+        public void signUpdate(byte[] data, int offset, int length) {
+            seen.add(ByteBuffer.wrap(data));
+            super.signUpdate(data, offset, length);
         }
     }
 
@@ -269,9 +372,11 @@ class ShortFormTest extends SessionFixture {
         watched.decrypt(1, null, key(9), in);
         token.answer("C_DecryptUpdate", "rv=" + FAILED + " out=0101");
         raised(() -> watched.decrypt(1, null, key(9), source, sink));
-        assertEquals(5, watched.seen.size(), "two rooms in one step, two arrays of a stream, and the room of its end");
-        for (byte[] each : watched.seen) {
-            assertArrayEquals(new byte[each.length], each);
+        watched.sign(1, null, key(9), new ByteArrayInputStream(in));
+        assertEquals(5, watched.seen.size(), "two rooms in one step, input and room of a stream, input of another");
+        for (ByteBuffer each : watched.seen) {
+            each.clear();
+            assertEquals(ByteBuffer.allocate(each.capacity()), each);
         }
     }
 
