@@ -125,7 +125,8 @@ bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t r
     if (name == nullptr)
         std::snprintf(text, room, "no parameter");
     else
-        std::snprintf(text, room, "%s%s", simpleName(name), descriptor.null == NullPolicy::omit ? " or none" : "");
+        std::snprintf(text, room, "%s%s%s", simpleName(name), &descriptor == &kTokenIv ? " that the token fills" : "",
+                      descriptor.null == NullPolicy::omit ? " or none" : "");
     return true;
 }
 

@@ -1,8 +1,9 @@
 package com.kelvane.pkcs11;
 
 /**
- * The parameter of {@code CKM_ECDH_AES_KEY_WRAP} ({@code CK_ECDH_AES_KEY_WRAP_PARAMS}): an AES key, derived by ECDH
- * from a key pair made for the one use, wraps the key.
+ * The parameter of {@code CKM_ECDH_AES_KEY_WRAP}, {@code CKM_ECDH_X_AES_KEY_WRAP} and
+ * {@code CKM_ECDH_COF_AES_KEY_WRAP} ({@code CK_ECDH_AES_KEY_WRAP_PARAMS}): an AES key, derived by ECDH from a key pair
+ * made for the one use, wraps the key.
  *
  * <p>The array is kept by reference and only read.
  */

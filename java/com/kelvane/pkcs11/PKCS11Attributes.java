@@ -70,7 +70,7 @@ public final class PKCS11Attributes {
                 throw e;
             }
             byte[] bytes = object.getByteArrayAttributeValue(type); // refused in the same way where the object lacks it
-            return AttributeKinds.isText(type) ? new String(bytes, StandardCharsets.UTF_8) : bytes;
+            return AttributeKind.isText(type) ? new String(bytes, StandardCharsets.UTF_8) : bytes;
         }
     }
 
@@ -192,7 +192,7 @@ public final class PKCS11Attributes {
     @Override
     public String toString() {
         return Stream.concat(
-            values.entrySet().stream().map(each -> AttributeKinds.text(each.getKey(), each.getValue())),
+            values.entrySet().stream().map(each -> AttributeKind.text(each.getKey(), each.getValue())),
             sensitive.stream().map(each -> PKCS11Constants.nameOf("CKA_", each) + " sensitive"))
             .collect(Collectors.joining(", ", "[", "]"));
     }

@@ -1,5 +1,7 @@
 package com.kelvane.pkcs11;
 
+import static com.kelvane.pkcs11.AttributeKind.*;
+
 import java.lang.reflect.Field;
 import java.util.HashMap;
 import java.util.Map;
@@ -11,7 +13,8 @@ import java.util.Set;
  * <p>Cryptoki's numbers are unsigned; those of 2<sup>31</sup> and above, vendor-defined ones among them, are negative
  * as a Java {@code int}. Each group is ordered by value. Where the standard has two names for a number, both are here.
  *
- * <p>The native library is built with the numbers of this file, which the build reads line by line.
+ * <p>The native library is built with the numbers of this file and the kinds of attributes, which the build reads line by
+ * line.
  */
 public final class PKCS11Constants {
     /** Values that stand for themselves: truth, no handle, a quantity without practical limit, a quantity not told. */
@@ -505,33 +508,12 @@ public final class PKCS11Constants {
         CKM_PUB_KEY_FROM_PRIV_KEY = 0x0000403a,
         CKM_VENDOR_DEFINED = 0x80000000;
 
-    /** Attribute types. */
+    /** Attributes whose value is a {@code Boolean}; null is refused. */
+    @AttributeKind.Of(BOOLEAN)
     public static final int
-        CKA_CLASS = 0x00000000,
         CKA_TOKEN = 0x00000001,
         CKA_PRIVATE = 0x00000002,
-        CKA_LABEL = 0x00000003,
-        CKA_UNIQUE_ID = 0x00000004,
-        CKA_APPLICATION = 0x00000010,
-        CKA_VALUE = 0x00000011,
-        CKA_OBJECT_ID = 0x00000012,
-        CKA_CERTIFICATE_TYPE = 0x00000080,
-        CKA_ISSUER = 0x00000081,
-        CKA_SERIAL_NUMBER = 0x00000082,
-        CKA_AC_ISSUER = 0x00000083,
-        CKA_OWNER = 0x00000084,
-        CKA_ATTR_TYPES = 0x00000085,
         CKA_TRUSTED = 0x00000086,
-        CKA_CERTIFICATE_CATEGORY = 0x00000087,
-        CKA_JAVA_MIDP_SECURITY_DOMAIN = 0x00000088,
-        CKA_URL = 0x00000089,
-        CKA_HASH_OF_SUBJECT_PUBLIC_KEY = 0x0000008a,
-        CKA_HASH_OF_ISSUER_PUBLIC_KEY = 0x0000008b,
-        CKA_NAME_HASH_ALGORITHM = 0x0000008c,
-        CKA_CHECK_VALUE = 0x00000090,
-        CKA_KEY_TYPE = 0x00000100,
-        CKA_SUBJECT = 0x00000101,
-        CKA_ID = 0x00000102,
         CKA_SENSITIVE = 0x00000103,
         CKA_ENCRYPT = 0x00000104,
         CKA_DECRYPT = 0x00000105,
@@ -542,78 +524,130 @@ public final class PKCS11Constants {
         CKA_VERIFY = 0x0000010a,
         CKA_VERIFY_RECOVER = 0x0000010b,
         CKA_DERIVE = 0x0000010c,
-        CKA_START_DATE = 0x00000110,
-        CKA_END_DATE = 0x00000111,
-        CKA_MODULUS = 0x00000120,
+        CKA_EXTRACTABLE = 0x00000162,
+        CKA_LOCAL = 0x00000163,
+        CKA_NEVER_EXTRACTABLE = 0x00000164,
+        CKA_ALWAYS_SENSITIVE = 0x00000165,
+        CKA_MODIFIABLE = 0x00000170,
+        CKA_COPYABLE = 0x00000171,
+        CKA_DESTROYABLE = 0x00000172,
+        CKA_SECONDARY_AUTH = 0x00000200,
+        CKA_ALWAYS_AUTHENTICATE = 0x00000202,
+        CKA_WRAP_WITH_TRUSTED = 0x00000210,
+        CKA_OTP_USER_FRIENDLY_MODE = 0x00000223,
+        CKA_RESET_ON_INIT = 0x00000301,
+        CKA_HAS_RESET = 0x00000302,
+        CKA_COLOR = 0x00000405,
+        CKA_X2RATCHET_ISALICE = 0x0000060c,
+        CKA_ENCAPSULATE = 0x00000633,
+        CKA_DECAPSULATE = 0x00000634;
+
+    /** Attributes whose value is an {@code Integer}, 32 bits unsigned; null is refused. */
+    @AttributeKind.Of(INTEGER)
+    public static final int
+        CKA_CLASS = 0x00000000,
+        CKA_CERTIFICATE_TYPE = 0x00000080,
+        CKA_CERTIFICATE_CATEGORY = 0x00000087,
+        CKA_JAVA_MIDP_SECURITY_DOMAIN = 0x00000088,
+        CKA_NAME_HASH_ALGORITHM = 0x0000008c,
+        CKA_KEY_TYPE = 0x00000100,
         CKA_MODULUS_BITS = 0x00000121,
-        CKA_PUBLIC_EXPONENT = 0x00000122,
-        CKA_PRIVATE_EXPONENT = 0x00000123,
-        CKA_PRIME_1 = 0x00000124,
-        CKA_PRIME_2 = 0x00000125,
-        CKA_EXPONENT_1 = 0x00000126,
-        CKA_EXPONENT_2 = 0x00000127,
-        CKA_COEFFICIENT = 0x00000128,
-        CKA_PUBLIC_KEY_INFO = 0x00000129,
-        CKA_PRIME = 0x00000130,
-        CKA_SUBPRIME = 0x00000131,
-        CKA_BASE = 0x00000132,
         CKA_PRIME_BITS = 0x00000133,
         CKA_SUBPRIME_BITS = 0x00000134,
         CKA_SUB_PRIME_BITS = 0x00000134,
         CKA_VALUE_BITS = 0x00000160,
         CKA_VALUE_LEN = 0x00000161,
-        CKA_EXTRACTABLE = 0x00000162,
-        CKA_LOCAL = 0x00000163,
-        CKA_NEVER_EXTRACTABLE = 0x00000164,
-        CKA_ALWAYS_SENSITIVE = 0x00000165,
         CKA_KEY_GEN_MECHANISM = 0x00000166,
-        CKA_MODIFIABLE = 0x00000170,
-        CKA_COPYABLE = 0x00000171,
-        CKA_DESTROYABLE = 0x00000172,
-        CKA_ECDSA_PARAMS = 0x00000180,
-        CKA_EC_PARAMS = 0x00000180,
-        CKA_EC_POINT = 0x00000181,
-        CKA_SECONDARY_AUTH = 0x00000200,
         CKA_AUTH_PIN_FLAGS = 0x00000201,
-        CKA_ALWAYS_AUTHENTICATE = 0x00000202,
-        CKA_WRAP_WITH_TRUSTED = 0x00000210,
         CKA_OTP_FORMAT = 0x00000220,
         CKA_OTP_LENGTH = 0x00000221,
         CKA_OTP_TIME_INTERVAL = 0x00000222,
-        CKA_OTP_USER_FRIENDLY_MODE = 0x00000223,
         CKA_OTP_CHALLENGE_REQUIREMENT = 0x00000224,
         CKA_OTP_TIME_REQUIREMENT = 0x00000225,
         CKA_OTP_COUNTER_REQUIREMENT = 0x00000226,
         CKA_OTP_PIN_REQUIREMENT = 0x00000227,
-        CKA_OTP_USER_IDENTIFIER = 0x0000022a,
-        CKA_OTP_SERVICE_IDENTIFIER = 0x0000022b,
-        CKA_OTP_SERVICE_LOGO = 0x0000022c,
-        CKA_OTP_SERVICE_LOGO_TYPE = 0x0000022d,
-        CKA_OTP_COUNTER = 0x0000022e,
-        CKA_OTP_TIME = 0x0000022f,
-        CKA_GOSTR3410_PARAMS = 0x00000250,
-        CKA_GOSTR3411_PARAMS = 0x00000251,
-        CKA_GOST28147_PARAMS = 0x00000252,
         CKA_HW_FEATURE_TYPE = 0x00000300,
-        CKA_RESET_ON_INIT = 0x00000301,
-        CKA_HAS_RESET = 0x00000302,
         CKA_PIXEL_X = 0x00000400,
         CKA_PIXEL_Y = 0x00000401,
         CKA_RESOLUTION = 0x00000402,
         CKA_CHAR_ROWS = 0x00000403,
         CKA_CHAR_COLUMNS = 0x00000404,
-        CKA_COLOR = 0x00000405,
         CKA_BITS_PER_PIXEL = 0x00000406,
+        CKA_MECHANISM_TYPE = 0x00000500,
+        CKA_PROFILE_ID = 0x00000601,
+        CKA_X2RATCHET_BAGSIZE = 0x00000603,
+        CKA_X2RATCHET_NR = 0x0000060f,
+        CKA_X2RATCHET_NS = 0x00000610,
+        CKA_X2RATCHET_PNS = 0x00000611,
+        CKA_HSS_LEVELS = 0x00000617,
+        CKA_HSS_LMS_TYPE = 0x00000618,
+        CKA_HSS_LMOTS_TYPE = 0x00000619,
+        CKA_HSS_KEYS_REMAINING = 0x0000061c,
+        CKA_PARAMETER_SET = 0x0000061d,
+        CKA_OBJECT_VALIDATION_FLAGS = 0x0000061e,
+        CKA_VALIDATION_TYPE = 0x0000061f,
+        CKA_VALIDATION_LEVEL = 0x00000621,
+        CKA_VALIDATION_FLAG = 0x00000623,
+        CKA_VALIDATION_AUTHORITY_TYPE = 0x00000624,
+        CKA_TRUST_SERVER_AUTH = 0x0000062c,
+        CKA_TRUST_CLIENT_AUTH = 0x0000062d,
+        CKA_TRUST_CODE_SIGNING = 0x0000062e,
+        CKA_TRUST_EMAIL_PROTECTION = 0x0000062f,
+        CKA_TRUST_IPSEC_IKE = 0x00000630,
+        CKA_TRUST_TIME_STAMPING = 0x00000631,
+        CKA_TRUST_OCSP_SIGNING = 0x00000632;
+
+    /**
+     * Attributes whose value is a {@code String}, as modified UTF-8 without a NUL at its end; a {@code byte[]} is taken
+     * too. Null is an empty value.
+     */
+    @AttributeKind.Of(STRING)
+    public static final int
+        CKA_LABEL = 0x00000003,
+        CKA_UNIQUE_ID = 0x00000004,
+        CKA_APPLICATION = 0x00000010,
+        CKA_URL = 0x00000089,
+        CKA_OTP_USER_IDENTIFIER = 0x0000022a,
+        CKA_OTP_SERVICE_IDENTIFIER = 0x0000022b,
+        CKA_OTP_SERVICE_LOGO_TYPE = 0x0000022d,
+        CKA_OTP_TIME = 0x0000022f,
         CKA_CHAR_SETS = 0x00000480,
         CKA_ENCODING_METHODS = 0x00000481,
         CKA_MIME_TYPES = 0x00000482,
-        CKA_MECHANISM_TYPE = 0x00000500,
+        CKA_VALIDATION_COUNTRY = 0x00000625,
+        CKA_VALIDATION_CERTIFICATE_IDENTIFIER = 0x00000626,
+        CKA_VALIDATION_CERTIFICATE_URI = 0x00000627,
+        CKA_VALIDATION_VENDOR_URI = 0x00000628,
+        CKA_VALIDATION_PROFILE = 0x00000629;
+
+    /** Attributes whose value is a {@code byte[]}; null is an empty value. */
+    @AttributeKind.Of(BYTES)
+    public static final int
+        CKA_VALUE = 0x00000011,
+        CKA_OBJECT_ID = 0x00000012,
+        CKA_ISSUER = 0x00000081,
+        CKA_SERIAL_NUMBER = 0x00000082,
+        CKA_AC_ISSUER = 0x00000083,
+        CKA_OWNER = 0x00000084,
+        CKA_ATTR_TYPES = 0x00000085,
+        CKA_HASH_OF_SUBJECT_PUBLIC_KEY = 0x0000008a,
+        CKA_HASH_OF_ISSUER_PUBLIC_KEY = 0x0000008b,
+        CKA_CHECK_VALUE = 0x00000090,
+        CKA_SUBJECT = 0x00000101,
+        CKA_ID = 0x00000102,
+        CKA_PUBLIC_KEY_INFO = 0x00000129,
+        CKA_ECDSA_PARAMS = 0x00000180,
+        CKA_EC_PARAMS = 0x00000180,
+        CKA_EC_POINT = 0x00000181,
+        CKA_OTP_SERVICE_LOGO = 0x0000022c,
+        CKA_OTP_COUNTER = 0x0000022e,
+        CKA_GOSTR3410_PARAMS = 0x00000250,
+        CKA_GOSTR3411_PARAMS = 0x00000251,
+        CKA_GOST28147_PARAMS = 0x00000252,
         CKA_REQUIRED_CMS_ATTRIBUTES = 0x00000501,
         CKA_DEFAULT_CMS_ATTRIBUTES = 0x00000502,
         CKA_SUPPORTED_CMS_ATTRIBUTES = 0x00000503,
-        CKA_PROFILE_ID = 0x00000601,
         CKA_X2RATCHET_BAG = 0x00000602,
-        CKA_X2RATCHET_BAGSIZE = 0x00000603,
         CKA_X2RATCHET_BOBS1STMSG = 0x00000604,
         CKA_X2RATCHET_CKR = 0x00000605,
         CKA_X2RATCHET_CKS = 0x00000606,
@@ -622,50 +656,59 @@ public final class PKCS11Constants {
         CKA_X2RATCHET_DHS = 0x00000609,
         CKA_X2RATCHET_HKR = 0x0000060a,
         CKA_X2RATCHET_HKS = 0x0000060b,
-        CKA_X2RATCHET_ISALICE = 0x0000060c,
         CKA_X2RATCHET_NHKR = 0x0000060d,
         CKA_X2RATCHET_NHKS = 0x0000060e,
-        CKA_X2RATCHET_NR = 0x0000060f,
-        CKA_X2RATCHET_NS = 0x00000610,
-        CKA_X2RATCHET_PNS = 0x00000611,
         CKA_X2RATCHET_RK = 0x00000612,
-        CKA_HSS_LEVELS = 0x00000617,
-        CKA_HSS_LMS_TYPE = 0x00000618,
-        CKA_HSS_LMOTS_TYPE = 0x00000619,
-        CKA_HSS_LMS_TYPES = 0x0000061a,
-        CKA_HSS_LMOTS_TYPES = 0x0000061b,
-        CKA_HSS_KEYS_REMAINING = 0x0000061c,
-        CKA_PARAMETER_SET = 0x0000061d,
-        CKA_OBJECT_VALIDATION_FLAGS = 0x0000061e,
-        CKA_VALIDATION_TYPE = 0x0000061f,
         CKA_VALIDATION_VERSION = 0x00000620,
-        CKA_VALIDATION_LEVEL = 0x00000621,
         CKA_VALIDATION_MODULE_ID = 0x00000622,
-        CKA_VALIDATION_FLAG = 0x00000623,
-        CKA_VALIDATION_AUTHORITY_TYPE = 0x00000624,
-        CKA_VALIDATION_COUNTRY = 0x00000625,
-        CKA_VALIDATION_CERTIFICATE_IDENTIFIER = 0x00000626,
-        CKA_VALIDATION_CERTIFICATE_URI = 0x00000627,
-        CKA_VALIDATION_VENDOR_URI = 0x00000628,
-        CKA_VALIDATION_PROFILE = 0x00000629,
-        CKA_ENCAPSULATE_TEMPLATE = 0x0000062a,
-        CKA_DECAPSULATE_TEMPLATE = 0x0000062b,
-        CKA_TRUST_SERVER_AUTH = 0x0000062c,
-        CKA_TRUST_CLIENT_AUTH = 0x0000062d,
-        CKA_TRUST_CODE_SIGNING = 0x0000062e,
-        CKA_TRUST_EMAIL_PROTECTION = 0x0000062f,
-        CKA_TRUST_IPSEC_IKE = 0x00000630,
-        CKA_TRUST_TIME_STAMPING = 0x00000631,
-        CKA_TRUST_OCSP_SIGNING = 0x00000632,
-        CKA_ENCAPSULATE = 0x00000633,
-        CKA_DECAPSULATE = 0x00000634,
         CKA_HASH_OF_CERTIFICATE = 0x00000635,
         CKA_PUBLIC_CRC64_VALUE = 0x00000636,
-        CKA_SEED = 0x00000637,
+        CKA_SEED = 0x00000637;
+
+    /** Attributes whose value is a {@code java.util.Date}; null is an empty value. */
+    @AttributeKind.Of(DATE)
+    public static final int
+        CKA_START_DATE = 0x00000110,
+        CKA_END_DATE = 0x00000111;
+
+    /**
+     * Attributes whose value is a {@code java.math.BigInteger} that is not negative; a {@code byte[]} is taken too, as it is.
+     * Null is an empty value.
+     */
+    @AttributeKind.Of(BIG_INTEGER)
+    public static final int
+        CKA_MODULUS = 0x00000120,
+        CKA_PUBLIC_EXPONENT = 0x00000122,
+        CKA_PRIVATE_EXPONENT = 0x00000123,
+        CKA_PRIME_1 = 0x00000124,
+        CKA_PRIME_2 = 0x00000125,
+        CKA_EXPONENT_1 = 0x00000126,
+        CKA_EXPONENT_2 = 0x00000127,
+        CKA_COEFFICIENT = 0x00000128,
+        CKA_PRIME = 0x00000130,
+        CKA_SUBPRIME = 0x00000131,
+        CKA_BASE = 0x00000132;
+
+    /** Attributes whose value is an {@code int[]}, 32 bits of each number, unsigned; null is an empty value. */
+    @AttributeKind.Of(NUMBERS)
+    public static final int
+        CKA_HSS_LMS_TYPES = 0x0000061a,
+        CKA_HSS_LMOTS_TYPES = 0x0000061b,
+        CKA_ALLOWED_MECHANISMS = 0x40000600;
+
+    /**
+     * Attributes whose value is a {@link Template}, of attributes that hold no further ones; null is an empty value.
+     */
+    @AttributeKind.Of(ATTRIBUTES)
+    public static final int
+        CKA_ENCAPSULATE_TEMPLATE = 0x0000062a,
+        CKA_DECAPSULATE_TEMPLATE = 0x0000062b,
         CKA_WRAP_TEMPLATE = 0x40000211,
         CKA_UNWRAP_TEMPLATE = 0x40000212,
-        CKA_DERIVE_TEMPLATE = 0x40000213,
-        CKA_ALLOWED_MECHANISMS = 0x40000600,
+        CKA_DERIVE_TEMPLATE = 0x40000213;
+
+    /** The first of the attribute types that vendors define; no template can have them, they are read as bytes. */
+    public static final int
         CKA_VENDOR_DEFINED = 0x80000000;
 
     /** Object classes, the values of {@link #CKA_CLASS}. */

@@ -34,7 +34,7 @@ public final class Template {
     /** Checks attributes first. */
     private static Template checked(int[] types, Object[] values) {
         for (int i = 0; i < types.length; i++) {
-            AttributeKinds.check(types[i], values[i]);
+            AttributeKind.check(types[i], values[i]);
             for (int j = 0; j < i; j++) {
                 if (types[j] == types[i]) {
                     throw new IllegalArgumentException(PKCS11Constants.nameOf("CKA_", types[i]) + " stands twice");
@@ -112,7 +112,7 @@ public final class Template {
      */
     @Override
     public String toString() {
-        return IntStream.range(0, types.length).mapToObj(i -> AttributeKinds.text(types[i], values[i]))
+        return IntStream.range(0, types.length).mapToObj(i -> AttributeKind.text(types[i], values[i]))
             .collect(Collectors.joining(", ", "[", "]"));
     }
 }

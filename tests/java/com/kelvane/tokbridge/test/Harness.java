@@ -5,11 +5,12 @@ import static org.junit.jupiter.api.Assertions.*;
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.lang.reflect.Field;
+import java.lang.reflect.Method;
 import java.nio.charset.*;
 import java.nio.file.*;
 import java.util.*;
 import java.util.concurrent.atomic.*;
-import java.util.regex.*;
+import java.util.function.*;
 import org.junit.jupiter.api.function.*;
 
 /** What the tests ask of calls, objects, threads and the process. */
@@ -67,17 +68,38 @@ final class Harness {
         return object;
     }
 
-    /** What a documented table says of each number; its names are compared with those in Java. */
-    static Map<Integer, String> documented(String page) throws Exception {
-        Map<Integer, String> rows = new TreeMap<>();
-        Matcher row = Pattern.compile("(?m)^\\| `(CK\\w+)` \\| (0x[0-9A-F]+) \\| ([^|]+?) \\|")
-            .matcher(Files.readString(Path.of(System.getProperty("tokbridge.test.docs"), page)));
-        while (row.find()) {
-            int type = Integer.decode(row.group(2));
-            assertEquals(type, PKCS11Constants.class.getField(row.group(1)).getInt(null), row.group(1));
-            assertNull(rows.put(type, row.group(3)), row.group(1));
+    /** What is said of each constant with a prefix, null for nothing. */
+    private static Map<Integer, String> constants(String prefix, Function<Field, String> what) throws Exception {
+        Map<Integer, String> found = new TreeMap<>(Integer::compareUnsigned);
+        for (Field field : PKCS11Constants.class.getFields()) {
+            String said = field.getName().startsWith(prefix) ? what.apply(field) : null;
+            if (said != null) {
+                String before = found.put(field.getInt(null), said);
+                assertTrue(before == null || before.equals(said), field.getName());
+            }
         }
-        return rows;
+        return found;
+    }
+
+    /** The kind of each attribute type, as it is declared. */
+    static Map<Integer, String> attributes() throws Exception {
+        return constants("CKA_", field -> field.getAnnotations().length == 0 ? null
+            : field.getAnnotations()[0].toString().replaceAll(".*[(=]|\\)", ""));
+    }
+
+    /** What each mechanism takes that the library has a row of, in its own words. */
+    static Map<Integer, String> mechanisms() throws Exception {
+        Method describe = Class.forName("com.kelvane.pkcs11.nat.NativeExtensions").getDeclaredMethod("describeParameter",
+            int.class, Object.class);
+        describe.setAccessible(true);
+        return constants("CKM_", field -> {
+            try {
+                String said = (String) describe.invoke(null, field.getInt(null), new Object());
+                return said.startsWith("PKCS11Raw") ? null : said;
+            } catch (ReflectiveOperationException e) {
+                throw new AssertionError(e);
+            }
+        });
     }
 
     /** What the getters of the named properties answer, in the order of the names, which blanks divide. */

@@ -8,6 +8,7 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.math.*;
 import java.nio.charset.*;
+import java.nio.file.*;
 import java.security.*;
 import java.util.*;
 import java.util.stream.*;
@@ -17,6 +18,7 @@ import org.junit.jupiter.api.function.*;
 /** Mechanisms with every kind of parameter as a module receives them, and what it writes back. */
 class MechanismTest extends SessionFixture {
     private static final String REFUSED = "CKR_MECHANISM_PARAM_INVALID";
+    private static final String NONE = "no parameter";
     private static final String NOT_ENCODED = "parameter encoding not yet implemented!";
     private static final String UNKNOWN = "unknown mechanism parameter type!";
 
@@ -48,7 +50,7 @@ class MechanismTest extends SessionFixture {
         CK_PRF_DATA_PARAM[] data = {new CK_PRF_DATA_PARAM(CK_SP800_108_BYTE_ARRAY, bytes(1, 3))};
         CK_DERIVED_KEY[] keys = {new CK_DERIVED_KEY(Template.of(CKA_TOKEN, true), null)};
         Object[][] rows = {{"Integer", 0x80000008, "/8:0800008000000000"}, {"byte[]", IV16, "/16:" + HEX16},
-            {"byte[], filled by the token", bytes(1, 2), "/2:0102"}, {"BigInteger", new BigInteger("128"), "/1:80"},
+            {"byte[] that the token fills", bytes(1, 2), "/2:0102"}, {"BigInteger", new BigInteger("128"), "/1:80"},
             {"NativePKCS11Object", key, "{0x80000009}"}, {"PKCS11MechPar_RC2", new PKCS11MechPar_RC2(-1),
             "{4294967295}"},
             {"PKCS11MechPar_RC2_CBC", new PKCS11MechPar_RC2_CBC(5, bytes(1, 8)), "{5 " + HEX8 + "}"},
@@ -159,7 +161,7 @@ class MechanismTest extends SessionFixture {
             {CKM_VENDOR_DEFINED + 0x1234, new PKCS11RawParameter(bytes(1, 3)), "/3:010203"},
             {CKM_SHA256, new PKCS11RawParameter(null), "/0:"}, {CKM_AES_ECB, new PKCS11RawParameter(null), REFUSED},
             {CKM_AES_CBC, new PKCS11RawParameter(IV16), REFUSED}};
-        Map<Integer, String> kinds = documented("mechanisms.md");
+        Map<Integer, String> kinds = mechanisms();
         for (Object[] row : rows) {
             String structure = structureOf(kinds.getOrDefault(row[0], ""));
             assertEquals(row[2], values(structure, (int) row[0], row[1]), nameOf("CKM_", (int) row[0]));
@@ -177,22 +179,38 @@ class MechanismTest extends SessionFixture {
             + "_PARAMS" : name.equals("NativePKCS11Object") ? "CK_OBJECT_HANDLE" : name;
     }
 
-    /** The documented table against the library: what each mechanism says to its parameter, to none, and to others. */
+    /** The page's table is the library's. */
+    @Test
+    void thePageOfMechanisms() throws Exception {
+        Map<String, String> rows = new LinkedHashMap<>();
+        mechanisms().forEach((type, takes) -> rows.merge(takes, "`" + nameOf("CKM_", type) + "`", (a, b) -> a + " " + b));
+        StringBuilder table = new StringBuilder("| Parameter | Mechanisms |\n|---|---|\n");
+        Comparator<String> last = Comparator.comparing(takes -> takes.endsWith("!"));
+        rows.keySet().stream().sorted(last).forEach(takes -> table.append("| " + takes + " | " + rows.get(takes)
+            + " |\n"));
+        Path page = Path.of(System.getProperty("tokbridge.test.docs"), "mechanisms.md");
+        String right = Files.readString(page).replaceFirst("\\| Parameter \\|(?s).*?(?=\\n\\n)",
+            table.toString().strip());
+        Path made = Files.writeString(Harness.scratchFile(".md"), right);
+        assertEquals(Files.readString(page), right, () -> "cp " + made + " " + page);
+    }
+
+    /** The library's table against the library: what each mechanism says to its parameter, to none, and to others. */
     @Test
     void everyMechanismOfTheTable() throws Throwable {
         Map<String, Object[]> examples = examples();
-        Map<Integer, String> kinds = documented("mechanisms.md");
+        Map<Integer, String> kinds = mechanisms();
         assertEquals(172 + 115, kinds.size());
         for (int type : kinds.keySet()) {
             String kind = kinds.get(type);
-            String none = kind.endsWith("none") ? "null/0"
+            String none = kind.endsWith(" or none") ? "null/0"
                 : kind.startsWith("byte[]") || kind.equals("BigInteger") ? "+24/0:"
-                : kind.equals("not encoded") ? NOT_ENCODED : kind.equals("refused") ? UNKNOWN : REFUSED;
-            String always = none.equals(NOT_ENCODED) || none.equals(UNKNOWN) ? none : REFUSED;
+                : kind.equals(NOT_ENCODED) || kind.equals(UNKNOWN) ? kind : kind.equals(NONE) ? "null/0" : REFUSED;
+            String always = kind.equals(NOT_ENCODED) || kind.equals(UNKNOWN) ? kind : REFUSED;
             String name = nameOf("CKM_", type) + " " + kind;
             assertEquals(none, encode(type, null), name);
             Object[] right = examples.get(kind.replace(" or none", ""));
-            assertEquals(right == null, Set.of("none", "not encoded", "refused").contains(kind), name);
+            assertEquals(right == null, Set.of(NONE, NOT_ENCODED, UNKNOWN).contains(kind), name);
             for (Object[] each : examples.values()) {
                 String expected = each == right ? (String) each[2] : always;
                 boolean larger = kind.equals("PKCS11MechPar_RC2") || kind.equals("PKCS11MechPar_RC5"); // than its base
@@ -249,7 +267,7 @@ class MechanismTest extends SessionFixture {
 
     /** The mechanisms of the table with one parameter class, less those whose names end so. */
     private static List<Integer> taking(String kind, String except) throws Exception {
-        return documented("mechanisms.md").entrySet().stream().filter(row -> row.getValue().replace(" or none", "")
+        return mechanisms().entrySet().stream().filter(row -> row.getValue().replace(" or none", "")
             .equals(kind) && !nameOf("CKM_", row.getKey()).endsWith(except)).map(Map.Entry::getKey)
             .collect(Collectors.toList());
     }
@@ -258,7 +276,7 @@ class MechanismTest extends SessionFixture {
     @Test
     void whatTheTokenWritesComesBack() throws Throwable {
         NativePKCS11Object key = key(9);
-        for (int mechanism : taking("byte[], filled by the token", "-")) {
+        for (int mechanism : taking("byte[] that the token fills", "-")) {
             byte[] iv = new byte[22];
             token.answer("C_EncryptInit", "parameter=" + "a1".repeat(22));
             session.encryptInit(mechanism, iv, key);

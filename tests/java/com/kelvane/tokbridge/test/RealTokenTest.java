@@ -146,7 +146,7 @@ class RealTokenTest {
     @Tag("any")
     void allThatIsOnTheToken() throws Throwable {
         NativePKCS11Session session = session();
-        int[] types = documented("attributes.md").keySet().stream().mapToInt(type -> type).toArray();
+        int[] types = attributes().keySet().stream().mapToInt(type -> type).toArray();
         List<NativePKCS11Object> objects = session.findObjects(Template.of());
         for (NativePKCS11Object object : objects) {
             PKCS11Attributes read = object.readAttributes(types);
