@@ -57,7 +57,7 @@ for report in "$scratch"/asan.*; do
             for (i = 2; i <= lines && line[i] ~ /libsanitizer|libasan|libjvm/; ++i)
                 ;
             if (i <= lines && (line[i] ~ /JNIEnv_::Get[A-Za-z]*(Elements|Chars|Critical)\(/ ||
-                line[i] !~ /jni\.h/ && line[i] ~ /\/src\/(bridge|marshal|slot|session)\//)) { print; bad = 1 }
+                line[i] !~ /jni\.h/ && line[i] ~ /\/src\/(bridge|marshal|slot|session|extensions)\//)) { print; bad = 1 }
         }
         END { exit bad }' "$report"; then
         echo "run_suite.sh: see $report" >&2

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstring>
-#include <utility>
 
 #include "bridge/buffers.h"
 #include "bridge/created_objects.h"
@@ -25,6 +24,10 @@ namespace {
 constexpr CK_BYTE kLoginUser = 0;
 constexpr CK_BYTE kSessionCancel = 0;
 constexpr CK_BYTE kEncapsulation = 2;
+
+// More than any ciphertext of a key that has been standardised or proposed. C_EncapsulateKey is called once, with this
+// room: a module that took a call without any for more than a query would create two keys.
+constexpr CK_ULONG kCiphertextRoom = 32768;
 
 void traceCall(const char* method)
 {
@@ -164,29 +167,21 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativeExtensions_encapsulateKey(JNIEnv*
     if (!encodeTemplate(env, &attributes))
         return nullptr;
 
-    constexpr auto function = &CK_FUNCTION_LIST_3_2::C_EncapsulateKey;
-    CK_OBJECT_HANDLE key = 0;
-    CK_BYTE_PTR noCiphertext = nullptr;
-    CK_ULONG capacity = 0;
-    if (!checkResult(env,
-                     callExtended(env, handles.list, kEncapsulation, function, handles.session, mechanismIn(encoded),
-                                  publicHandle, attributes.entries, attributes.count, noCiphertext, &capacity, &key)))
-        return nullptr;
-    discardObject(env, handles, std::exchange(key, 0)); // of a module that has not taken the call for a query
-
     EncodeBuffer ciphertext;
-    RESERVE_STACK(budget, ciphertext, capacity);
+    RESERVE_STACK(budget, ciphertext, kCiphertextRoom);
     if (ciphertext.bytes == nullptr) {
         throwPKCS11Exception(env, 0, "alloca() failed");
         return nullptr;
     }
-    CK_ULONG length = capacity;
-    Outcome outcome = callExtended(env, handles.list, kEncapsulation, function, handles.session, mechanismIn(encoded),
-                                   publicHandle, attributes.entries, attributes.count, ciphertext.bytes, &length, &key);
+    CK_OBJECT_HANDLE key = 0;
+    CK_ULONG length = kCiphertextRoom;
+    Outcome outcome = callExtended(env, handles.list, kEncapsulation, &CK_FUNCTION_LIST_3_2::C_EncapsulateKey,
+                                   handles.session, mechanismIn(encoded), publicHandle, attributes.entries,
+                                   attributes.count, ciphertext.bytes, &length, &key);
     if (!checkCreated(env, handles, outcome, {key}))
         return nullptr;
 
-    jobjectArray result = require(env, length <= capacity, CKR_BUFFER_TOO_SMALL)
+    jobjectArray result = require(env, length <= kCiphertextRoom, CKR_BUFFER_TOO_SMALL)
                               ? newEncapsulation(env, session, ciphertext.bytes, length, key)
                               : nullptr;
     if (result == nullptr)

@@ -1042,7 +1042,8 @@ public class NativePKCS11Session implements AutoCloseable {
         Object[] values);
 
     /**
-     * Creates a secret key and encapsulates it with a public key ({@code C_EncapsulateKey}, edition 3.2, twice).
+     * Creates a secret key and encapsulates it with a public key ({@code C_EncapsulateKey}, edition 3.2), with room for a
+     * ciphertext of 32,768 bytes.
      *
      * @param mechanism the mechanism type, {@code CKM_ML_KEM} for example
      * @param parameter the mechanism's parameter, or null
