@@ -58,14 +58,18 @@ public final class CheckReport implements Examination.Report {
         faults += result.equals(REFUSED) || result.equals(WRONG) ? 1 : 0;
         Row row = new Row().put("result", result).put("operation", title).put("mechanism", mechanism).put("key", key)
             .put("ms", result.equals(NOT_TRIED) ? null : milliseconds);
+        String detail = end == null ? compared[0] : end instanceof Verdict ? end.getMessage() : end.toString();
         if (refusal == null) {
-            row.put("detail", end == null ? compared[0] : end instanceof Verdict ? end.getMessage() : end.toString());
+            row.json.put("detail", detail);
         } else {
-            row.show("detail", Failure.method(refusal) + ": " + refusal.getMessage());
             row.json.put("call", Failure.method(refusal));
             row.json.put("code", Failure.code(refusal));
+            detail = Failure.method(refusal) + ": " + refusal.getMessage();
             row.below = result.equals(REFUSED) ? ErrorPage.cause(refusal) + " Try: " + ErrorPage.remedy(refusal) : null;
         }
+        boolean fits = table.fits("detail", detail);
+        row.show("detail", fits ? detail : "");
+        row.below = fits ? row.below : detail + (row.below == null ? "" : ": " + row.below);
         output.row(table, row);
         output.json(row);
         return result;

@@ -49,6 +49,11 @@ final class Table {
         return terminal > 0 && sum > Math.max(terminal, INDENT + (1 + GAP) * widths.size());
     }
 
+    /** Returns whether a text fits into one line of a column. */
+    boolean fits(String name, String text) {
+        return terminal == 0 || text.length() <= widths.getOrDefault(name, 0);
+    }
+
     String head() {
         Row titles = new Row();
         widths.keySet().forEach(name -> titles.show(name, Row.title(name)));
