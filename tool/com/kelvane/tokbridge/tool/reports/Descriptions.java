@@ -89,6 +89,7 @@ public final class Descriptions {
         return number == null ? "not reported" : number;
     }
 
+    /** Returns a mechanism, its key sizes and its uses. */
     public static Row mechanism(PKCS11Slot slot, int type) {
         PKCS11MechanismInfo info = slot.getMechanismInfo(type);
         boolean keyless = info.getMinKeySize() == 0 && info.getMaxKeySize() == 0;

@@ -6,11 +6,8 @@ import java.security.interfaces.RSAPublicKey;
 
 /** A key that operations are tried with. */
 final class Key {
-    /** The secret key, or the private key of a pair. */
-    final NativePKCS11Object object;
-
-    /** The secret key again, or the public key of a pair; null if it is not on the token. */
-    final NativePKCS11Object open;
+    /** The secret key twice, or the private and the public key, which is null if it is not on the token. */
+    final NativePKCS11Object object, open;
 
     /** The value of a secret key; null if the token alone knows it. */
     final byte[] value;

@@ -30,10 +30,9 @@ enum KeyKind {
     // Key pairs: the template of the public key.
     RSA("RSA-2048", CKK_RSA, CKM_RSA_PKCS_KEY_PAIR_GEN, 0, null, CKA_MODULUS_BITS, 2048,
         CKA_PUBLIC_EXPONENT, BigInteger.valueOf(65537)),
-    EC("P-256", CKK_EC, CKM_EC_KEY_PAIR_GEN, 0, null, CKA_EC_PARAMS, curve(0x2a, 0x86, 0x48, 0xce, 0x3d, 3, 1, 7)),
-    ED25519("Ed25519", CKK_EC_EDWARDS, CKM_EC_EDWARDS_KEY_PAIR_GEN, 0, null, CKA_EC_PARAMS, curve(0x2b, 0x65, 0x70)),
-    X25519("X25519", CKK_EC_MONTGOMERY, CKM_EC_MONTGOMERY_KEY_PAIR_GEN, 0, null,
-        CKA_EC_PARAMS, curve(0x2b, 0x65, 0x6e)),
+    EC("P-256", CKK_EC, CKM_EC_KEY_PAIR_GEN, 0, null, CKA_EC_PARAMS, curve("06082a8648ce3d030107")),
+    ED25519("Ed25519", CKK_EC_EDWARDS, CKM_EC_EDWARDS_KEY_PAIR_GEN, 0, null, CKA_EC_PARAMS, curve("06032b6570")),
+    X25519("X25519", CKK_EC_MONTGOMERY, CKM_EC_MONTGOMERY_KEY_PAIR_GEN, 0, null, CKA_EC_PARAMS, curve("06032b656e")),
     DSA("DSA-1024", CKK_DSA, CKM_DSA_KEY_PAIR_GEN, 0, null, domain("DSA", 1024)),
     DH("DH-2048", CKK_DH, CKM_DH_PKCS_KEY_PAIR_GEN, 0, null, domain("DH", 2048)),
     ML_DSA("ML-DSA-65", CKK_ML_DSA, CKM_ML_DSA_KEY_PAIR_GEN, 0, null, CKA_PARAMETER_SET, CKP_ML_DSA_65),
@@ -63,15 +62,9 @@ enum KeyKind {
         this.template = template;
     }
 
-    /** Returns the object identifier of a curve in DER. */
-    private static byte[] curve(int... identifier) {
-        byte[] der = new byte[2 + identifier.length];
-        der[0] = 6;
-        der[1] = (byte) identifier.length;
-        for (int i = 0; i < identifier.length; i++) {
-            der[2 + i] = (byte) identifier[i];
-        }
-        return der;
+    /** Returns the object identifier of a curve in DER, from its hexadecimal form. */
+    private static byte[] curve(String der) {
+        return new BigInteger(der, 16).toByteArray();
     }
 
     /** Returns the domain parameters that the JDK takes for a size; none if it lacks the algorithm. */
