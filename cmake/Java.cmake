@@ -5,7 +5,8 @@
 # Java's tools. HEADERS is an interface target that brings the JNI headers of the native methods. RESOURCE goes into the
 # jar as it is. Two builds make the same jar: its entries are sorted and carry RELEASE_DATE.
 
-set(JAVAC_FLAGS --release 11 -Xlint:all -encoding UTF-8)
+# Strings are concatenated without java.lang.invoke, whose setup would take about a sixth of the start of the tool.
+set(JAVAC_FLAGS --release 11 -Xlint:all -encoding UTF-8 -XDstringConcat=inline)
 if(Java_VERSION_MAJOR LESS_EQUAL 25) # a later compiler may warn of more
     list(APPEND JAVAC_FLAGS -Werror)
 endif()

@@ -24,12 +24,23 @@ rooms() {
     done
 }
 
+# layers - whether each package of the tool imports itself and those below alone.
+layers() {
+    tool=com/kelvane/tokbridge/tool below=
+    for layer in token trials reports commands; do
+        below="$below${below:+|}$layer"
+        ! grep -nE '^import (static )?com\.kelvane\.tokbridge\.tool\.' "$root/tool/$tool/$layer"/*.java |
+            grep -vE "tokbridge\.tool\.($below)\." || fail "the tool's $layer imports what is not below it"
+    done
+}
+
 lint() {
     packages clang-format-$clang clang-tidy-$clang
     build release
     # shellcheck disable=SC2046
     clang-format-$clang --dry-run --Werror $(sources) || fail "repair with: ./dev format"
     rooms
+    layers
     scratch_directory
     checked=$(sources | grep '^src/.*\.cpp$' | grep -v windows)
     # shellcheck disable=SC2086

@@ -33,7 +33,7 @@ cross() {
     run ctest --test-dir "$build/$1" --output-on-failure
 }
 
-# modules - the page of modules is made anew, beside the one that is kept.
+# modules - the page of modules is created beside the one that is kept.
 modules() {
     build release
     available=
@@ -44,8 +44,11 @@ modules() {
     # shellcheck disable=SC2086 # a list of words
     packages $available
     run ctest --test-dir "$release" -R '^module-' --output-on-failure
-    sed '/^|---/q' docs/modules.md >"$release/modules.md"
-    cat "$release"/tests/module-*/row >>"$release/modules.md"
+    {
+        sed '/^|---/q' docs/modules.md
+        cat "$release"/tests/module-*/row
+        sed '1,/^|---/d; /^|/d' docs/modules.md
+    } >"$release/modules.md"
     if cmp -s docs/modules.md "$release/modules.md"; then
         echo "docs/modules.md is up to date."
     else

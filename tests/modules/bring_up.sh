@@ -75,6 +75,17 @@ softhsm2() {
     export SOFTHSM2_CONF=/run/softhsm2.conf
 }
 
+# proxy NAME LINE... - p11-kit's module that merges those that are set up, and the lines that set one up.
+proxy() {
+    need "$libraries/p11-kit-proxy.so" /usr/share/p11-kit/modules
+    mkdir -p modules
+    mountpoint -q /usr/share/p11-kit/modules || mount --bind modules /usr/share/p11-kit/modules
+    name=$1
+    shift
+    printf '%s\n' "$@" >"modules/$name.module"
+    PKCS11_MODULE=$libraries/p11-kit-proxy.so
+}
+
 # card KIND - an emulated reader with an emulated card in it.
 card() {
     need /usr/sbin/pcscd /usr/lib/pcsc/drivers/serial/libifdvpcd.so /usr/lib/python3/dist-packages/cryptography
@@ -91,14 +102,14 @@ card() {
 case $module in
 softhsm2) softhsm2 ;;
 nss)
-    PKCS11_MODULE=$FORWARDER
-    export FORWARD_TO="$libraries/libsoftokn3.so"
-    need "$FORWARD_TO" /usr/bin/certutil
+    export MODULE="$libraries/libsoftokn3.so"
+    need "$MODULE" /usr/bin/certutil
     mkdir db
     echo "$PIN" >pin
     certutil -N -d sql:/run/db -f pin
-    FORWARD_RESERVED="configdir='sql:/run/db' certPrefix='' keyPrefix='' secmod='secmod.db'"
-    export FORWARD_RESERVED="$FORWARD_RESERVED dbTokenDescription='token' FIPSTokenDescription='token'"
+    reserved="configdir='sql:/run/db' certPrefix='' keyPrefix='' secmod='secmod.db'"
+    proxy nss "module: $MODULE" \
+        "x-init-reserved: $reserved dbTokenDescription='token' FIPSTokenDescription='token'"
     ;;
 tpm2)
     PKCS11_MODULE=$libraries/pkcs11/libtpm2_pkcs11.so SO_PIN=12345678
@@ -149,12 +160,9 @@ p11-kit-client)
     ;;
 p11-kit-proxy)
     softhsm2
-    need "$libraries/p11-kit-proxy.so" "$libraries/pkcs11/p11-kit-trust.so" /usr/share/p11-kit/modules
-    mkdir modules
-    echo "module: $PKCS11_MODULE" >modules/softhsm2.module
-    echo "module: p11-kit-trust.so" >modules/trust.module
-    mount --bind modules /usr/share/p11-kit/modules
-    PKCS11_MODULE=$libraries/p11-kit-proxy.so
+    need "$libraries/pkcs11/p11-kit-trust.so"
+    proxy softhsm2 "module: $PKCS11_MODULE"
+    proxy trust "module: p11-kit-trust.so"
     ;;
 p11-kit-trust) PKCS11_MODULE=$libraries/pkcs11/p11-kit-trust.so PIN= TOKEN='System Trust' ;;
 nssckbi) PKCS11_MODULE=$libraries/libnssckbi.so PIN= TOKEN='Builtin Object Token' ;;

@@ -31,7 +31,9 @@ softhsm=/usr/lib/softhsm/libsofthsm2.so
 mkdir tokens
 printf 'directories.tokendir = /opt/root/tokens\n' >softhsm2.conf
 export SOFTHSM2_CONF=/opt/root/softhsm2.conf
-tokbridge quickstart | grep ' work, 0 do not\.$'
+softhsm2-util --init-token --free --label quickstart --so-pin 12345678 --pin 12345678
+echo 12345678 >pin
+tokbridge check --write --pin-file pin --module $softhsm --token quickstart | grep ' work, 1 does not\.$'
 tokbridge info --module $softhsm | grep 'quickstart'
 bash -n /usr/share/bash-completion/completions/tokbridge
 java -cp /usr/share/java/tokbridge.jar:. app.App $softhsm

@@ -13,6 +13,7 @@ import java.math.*;
 import java.nio.charset.*;
 import java.nio.file.*;
 import java.security.*;
+import java.security.spec.*;
 import java.util.*;
 import java.util.regex.*;
 import java.util.stream.*;
@@ -104,6 +105,12 @@ class ToolTest {
         }
     }
 
+    private static byte[] decoded(String pem, String title) {
+        String[] parts = pem.split("-----(BEGIN|END) " + title + "-----\n");
+        assertEquals(3, parts.length, pem);
+        return Base64.getMimeDecoder().decode(parts[1]);
+    }
+
     /** The objects' files of all tokens, and hashes of their contents. */
     private Map<String, Integer> objects() throws IOException {
         try (Stream<Path> files = Files.walk(programs.directory.resolve("tokens"))) {
@@ -134,34 +141,39 @@ class ToolTest {
         String listed = run("objects", "--token", "t\u00f6ken", PIN);
         for (String row : List.of("private key +rsa +rsa2048 +04 +2048 .*no +no +decrypt, sign.*",
             "private key +ec +by label +- +P-256 .*", "secret key +aes +a\"\u00e9\\? +- +128 +- +- +no +yes +.*",
-            "certificate +x 509 +04 .*CN=.* (19|20)\\d\\d-\\d\\d-\\d\\d +20\\d\\d-.* yes", "15 objects")) {
+            "certificate +x 509 +- +04 +.*CN=.* (19|20)\\d\\d-\\d\\d-\\d\\d +20\\d\\d-.* yes",
+            "pkcs11:\\S*token=t%C3%B6ken;id=%04;object=rsa2048;type=private", "15 objects")) {
             assertTrue(Pattern.compile("(?m)^ +" + row + "$").matcher(listed).find(), row + "\n" + listed);
         }
         assertFalse(listed.contains(new BigInteger(1, SECRET).toString(16)) || listed.contains("secret's"), listed);
         String json = run("objects", "--token", "t\u00f6ken", PIN, "--json");
-        assertTrue(isJson(json) && json.contains("\"label\":\"a\\\"\\u00e9\\u000a\""), json);
+        assertTrue(isJson(json) && json.contains("\"class\":\"CKO_SECRET_KEY\",\"type\":\"CKK_AES\","
+            + "\"label\":\"a\\\"\\u00e9\\u000a\"") && json.contains(";object=by%20label;type=public\""), json);
         assertFalse(isJson("{\"a\":[1,]}\nexit 0") || isJson("\"\n\"\nexit 0"));
 
         // Nobody can verify what the nameless key signs.
         String checked = run("check", "--token", "t\u00f6ken", PIN);
-        for (String row : List.of("works +signature +CKM_SHA256_RSA_PKCS +\"rsa512\" .* as the JDK",
-            "works +decryption +CKM_RSA_PKCS_OAEP +\"rsa2048\" .* as the JDK",
-            "works +signature +CKM_ECDSA +\"by label\" .* as the JDK",
-            "not tried +signature +CKM_ECDSA +\\(no label\\) .*nobody here can verify that",
-            "works +cipher +CKM_AES_CBC_PAD +\"a\"\u00e9\\?\" .* with itself", "not tried +key +- +\"idle\" .*",
+        for (String row : List.of("works +signature +CKM_SHA256_RSA_PKCS +\"rsa512\" .* matches the JDK",
+            "works +signed stream +CKM_SHA256_RSA_PKCS +\"rsa2048\" .* matches the JDK",
+            "works +decryption +CKM_RSA_PKCS_OAEP +\"rsa2048\" .* matches the JDK",
+            "works +signature +CKM_ECDSA +\"by label\" .* matches the JDK",
+            "not tried +signature +CKM_ECDSA +\\(no label\\) .*neither the JDK nor the token can verify it",
+            "works +cipher +CKM_AES_CBC_PAD +\"a\"\u00e9\\?\" .* self-consistent", "not tried +key +- +\"idle\" .*",
             "works +certificates .* the JDK reads 1", "works +left as it was .*",
             "\\d+ operations work, \\d+ do not\\.")) {
             assertTrue(Pattern.compile("(?m)^ +" + row + "$").matcher(checked).find(), row + "\n" + checked);
         }
         // The small key has no room for this signature.
         String small = run("check", "--token", "pkcs11:token=t%C3%B6ken;object=rsa512", PIN);
-        assertMatches(".*refused +signature +CKM_SHA512_RSA_PKCS_PSS +\"rsa512\" [^\n]*sign\\w*: CKR_[^\n]* Try: "
-            + "(?!.*\\.java:).*1 of 1 keys.*exit 1", small);
+        assertMatches(".*refused +signature +CKM_SHA512_RSA_PKCS_PSS +\"rsa512\" [^\n]*sign\\w*: CKR_[^\n]*\n[^\n]*"
+            + " Try: (?!.*\\.java:|.*\\(B\\)).*1 of 1 keys.*exit 1", small);
         assertEquals(before, objects());
         String written = run("check", "--token", "t\u00f6ken 2", PIN, "--write", "--json");
-        assertTrue(isJson(written) && written.endsWith("\"keys\":0,\"keysTried\":0,\"status\":0}\nexit 0")
-            && written.split("not tried", -1).length <= 15
-            && written.contains("\"operation\":\"key wrap\""), written);
+        // SoftHSM2 fills a key of 20 bytes up to 24 when it wraps it with padding; nothing else is wrong.
+        assertTrue(isJson(written) && written.endsWith("\"keys\":0,\"keysTried\":0,\"status\":1}\nexit 1")
+            && written.contains("\"doNotWork\":1,") && written.split("not tried", -1).length <= 15
+            && written.contains("{\"result\":\"wrong\",\"operation\":\"key wrap\",\"mechanism\":"
+                + "\"CKM_AES_KEY_WRAP_PAD\""), written);
         assertEquals(before, objects());
         // Keys that nobody tried are no good news; nor is a token on which there was nothing to try.
         assertMatches(".*not tried +key +- +\"idle\".* 0 of 1 keys.*exit 1",
@@ -180,20 +192,34 @@ class ToolTest {
                 + ";manufacturer=SoftHSM%20project;model=SoftHSM%20v2", "--token=pkcs11:slot-id=" + number)) {
             assertMatches(".*15 objects\nexit 0", run("objects", name, PIN));
         }
+        assertTrue(info.contains("Version   2.6\n") && info.contains("pkcs11:model=SoftHSM%20v2;manufacturer="
+            + "SoftHSM%20project;serial=" + serials.get(0) + ";token=t%C3%B6ken\n"), info);
         Path pin = Files.writeString(programs.directory.resolve("pin"), "1234\r\nnothing");
-        assertMatches("[^\n]*\n +private key +rsa +rsa2048 .* 1 object\nexit 0",
-            run("objects", "--token", "pkcs11:token=t%C3%B6ken;id=%04;type=private?pin-source=file:" + pin));
+        String uri = "pkcs11:token=t%C3%B6ken;id=%04?pin-source=file:" + pin + "&module-path=" + SOFTHSM;
+        assertMatches("[^\n]*\n +private key +rsa +rsa2048 .* 1 object\nexit 0", Programs.outcome(with("PKCS11_MODULE",
+            "/none.so", tool("objects", "--token", uri.replace("?", ";type=private?"))).start()));
         assertMatches(".*exit 0", run("objects", "--token=t\u00f6ken", "--pin-file", pin.toString()));
-        assertTrue(isJson(run("info", "--json")));
+        assertMatches(".*Module +/\\S*/p11-kit-trust.so\n.*exit 0", run("info", "--module", "p11-kit-trust.so"));
+        String json = run("info", "--json", "--token=t\u00f6ken");
+        assertTrue(isJson(json) && json.contains("\"pinMin\":4,") && json.contains("[\"CKF_USER_PIN_INITIALIZED\"]"),
+            json);
+        assertArrayEquals(certificate(), decoded(run("objects", "--pem", "--token", uri), "CERTIFICATE"));
+        byte[] key = decoded(run("objects", "--pem", "--token", uri.replace("id=%04", "object=by%20label")),
+            "PUBLIC KEY");
+        assertEquals("EC", KeyFactory.getInstance("EC").generatePublic(new X509EncodedKeySpec(key)).getAlgorithm());
+        assertEquals("exit 1", run("objects", "--pem", "--token", uri.replace("?", ";type=private?")));
 
         String[][] refused = { // what is asked, and what is answered; no try of the PIN is spent
-            {"exit 2", "objects"}, {"2 tokens could be meant", "objects", "--token", "pkcs11:model=SoftHSM%20v2"},
+            {"exit 2", "objects"}, {"Unmatched.*exit 2", "quickstart"},
+            {"2 tokens match", "objects", "--token", "pkcs11:model=SoftHSM%20v2"},
+            {"--module.* contradict.*exit 2", "info", "--module=" + SOFTHSM, "--token=pkcs11:?module-path=/none.so"},
+            {"--slot.* contradict.*exit 2", "info", "--slot=1", "--token=pkcs11:slot-id=2"},
+            {"--pin-file.* contradict.*exit 2", "objects", "--pin-file=/a", "--token=pkcs11:?pin-source=/b"},
+            {"--pin-env.* contradict.*exit 2", "objects", "--pin-env=A", "--token=pkcs11:?pin-source=/b"},
+            {"mutually exclusive.*exit 2", "objects", "--pin-env=A", "--pin-file=/b"},
             {"this token is not there.*name one of these", "objects", "--token", "other"},
             {"no slot's number", "objects", "--slot", "x"},
-            {"\"colour=red\" is not known", "objects", "--token=pkcs11:colour=red"},
-            {"stands twice", "objects", "--token=pkcs11:token=a;token=b"},
-            {"has no value", "objects", "--token=pkcs11:token"},
-            {"\"%4\" is no byte", "objects", "--token=pkcs11:id=%4"},
+            {"\"colour\" is not a known.*exit 2", "objects", "--token=pkcs11:colour=red"},
             {"pin-value.*read command lines", "objects", "--token=pkcs11:?pin-value=1234"},
             {"there is no terminal", "objects", "--token=t\u00f6ken", "--login"},
             {"\"none\" is not set|none is not set", "objects", "--token=t\u00f6ken", "--pin-env=none"},
@@ -202,14 +228,16 @@ class ToolTest {
             {"tokbridge --help\nexit 2"}, {"LoadLibrary.*ldd", "info", "--module", pin.toString()}};
         for (String[] each : refused) {
             String[] asked = Arrays.copyOfRange(each, 1, each.length);
+            Process same = tool(Stream.concat(Arrays.stream(asked), Stream.of("--json")).toArray(String[]::new))
+                .start();
             String told = run(asked);
             assertTrue(Pattern.compile(each[0], Pattern.DOTALL).matcher(told).find(), told);
             assertMatches("tokbridge: [^\n]*\n(  Why: [^\n]*\n)?  Try: [^\n]*\nexit [23]", told);
-            assertTrue(isJson(run(Stream.concat(Arrays.stream(asked), Stream.of("--json")).toArray(String[]::new))));
+            assertTrue(isJson(Programs.outcome(same)), told);
         }
         String java = Path.of(System.getProperty("java.home"), "bin", "java").toString();
         String jar = Path.of(TOOL).getParent().resolveSibling("tokbridge-tool.jar").toString();
-        for (String command : List.of("info", "objects", "check", "quickstart")) {
+        for (String command : List.of("info", "objects", "check")) {
             assertMatches("tokbridge: tokbridge's own library is not there\n  Why: [^\n]*/none.so[^\n]*\n  Try: [^\n]*"
                 + "-Dtokbridge.library[^\n]*\nexit 3", Programs.outcome(programs.command(
                     List.of(java, "-Dtokbridge.library=/none.so", "-jar", jar, command)).start()));
@@ -228,11 +256,13 @@ class ToolTest {
             assertMatches("tokbridge: (nobody was logged in|there is no PIN)\n.*exit 2", Programs.outcome(
                 with("TOKEN_PIN", pin.split("\n", 2)[0], tool("objects", "--token=t\u00f6ken", PIN)).start()));
         }
-        assertFalse(run("info", "--token=t\u00f6ken").contains("a wrong one was tried"));
+        assertFalse(run("info", "--token=t\u00f6ken").contains("a wrong one was entered"));
         Files.writeString(file, "4321");
-        assertMatches("tokbridge: the login failed\n  Why: CKR_PIN_INCORRECT.*\n  Try: .*\nexit 3",
-            run("objects", "--token=t\u00f6ken", "--pin-file", file.toString()));
-        assertTrue(run("info", "--token=t\u00f6ken").contains("a wrong one was tried"));
+        assertMatches("tokbridge: the login failed\n  Why: CKR_PIN_INCORRECT.* a wrong one was entered.\n  Try: .*\n"
+            + "exit 3", run("objects", "--token=t\u00f6ken", "--pin-file", file.toString()));
+        assertMatches(".*\"call\":\"login\",\"code\":\"CKR_PIN_INCORRECT\",\"flags\":\\[\"CKF_USER_PIN_COUNT_LOW\".*",
+            run("objects", "--token=t\u00f6ken", "--pin-file", file.toString(), "--json"));
+        assertTrue(run("info", "--token=t\u00f6ken").contains("PIN set, a wrong one was entered"));
 
         // Where the locale knows ASCII alone, variables, arguments and labels are those of UTF-8 even so.
         programs.onNewTokens(List.of("other"), session -> session.setPIN("1234", "z\u00f6lf"));
@@ -242,18 +272,22 @@ class ToolTest {
             "--token=t\u00f6ken")).start()));
     }
 
-    /** A module that ends the process leaves the rows before it; so does a reader that has seen enough. */
+    /** A crash leaves the rows before it, and JSON as it is; a reader that has seen enough ends the program. */
     @Test
     void rowsAsTheyCome() throws Exception {
         programs.onNewTokens(List.of("t\u00f6ken 2"), session -> { });
-        for (String json : List.of("", "--json")) {
-            ProcessBuilder dying = tool("check", PIN, "--write", "--module",
-                System.getProperty("tokbridge.test.forwarder"), json.isEmpty() ? "--token=t\u00f6ken 2" : json);
-            with("FORWARD_TO", SOFTHSM, with("FORWARD_DIES", "yes", dying)).redirectErrorStream(false)
-                .redirectError(ProcessBuilder.Redirect.DISCARD).directory(programs.directory.toFile());
-            String told = Programs.outcome(dying.start());
-            assertTrue(told.contains("CKM_AES_KEY_GEN") && !told.contains("CKM_RSA_PKCS_KEY_PAIR_GEN")
-                && (json.isEmpty() || isJson(told)) && !told.contains("SIGABRT"), told);
+        for (String json : List.of("--token=t\u00f6ken 2", "--json")) {
+            Process check = tool("check", PIN, "--write", json).redirectErrorStream(false)
+                .redirectError(ProcessBuilder.Redirect.DISCARD).directory(programs.directory.toFile()).start();
+            BufferedReader rows = Programs.told(check);
+            StringBuilder seen = new StringBuilder();
+            for (String row = ""; !row.contains("CKM_AES_KEY_GEN"); seen.append(row).append('\n')) {
+                row = rows.readLine();
+            }
+            new ProcessBuilder("kill", "-SEGV", "" + check.pid()).start().waitFor();
+            String told = seen + rows.lines().map(row -> row + "\n").collect(Collectors.joining());
+            assertEquals(128 + 6, check.waitFor());
+            assertTrue(told.contains("random bytes") && (!json.equals("--json") || isJson(told + "exit 0")), told);
         }
         String head = "set -o pipefail; '" + TOOL + "' info | head -n 1";
         assertMatches(" *Tool +tokbridge .*\nexit 141", Programs.outcome(with("PKCS11_MODULE", SOFTHSM,
@@ -264,16 +298,23 @@ class ToolTest {
         assertEquals(3, full.start().waitFor());
     }
 
-    /** On a narrow terminal no line is longer than it; and the shell completes the names of files. */
+    /** On a terminal columns are left out, not alignment; and the shell completes the names of files. */
     @Test
     void atTheKeyboard() throws Exception {
         makeTokens();
-        String narrow = "stty cols 60; for what in info 'objects " + PIN + "' 'check " + PIN + "'; do '" + TOOL
-            + "' $what --token 't\u00f6ken' || :; done";
-        String told = Programs.outcome(with("PKCS11_MODULE", SOFTHSM,
-            programs.command(List.of("script", "-qec", narrow, "/dev/null"))).start());
-        assertTrue(told.contains("rsa2048"), told);
-        told.lines().forEach(line -> assertTrue(line.stripTrailing().length() <= 60, line));
+        for (int width : new int[] {0, 60, 80, 120}) {
+            String commands = "stty cols " + width + "; for what in info 'objects " + PIN + "' 'check " + PIN
+                + "'; do '" + TOOL + "' $what --token 't\u00f6ken' || :; done";
+            List<String> told = Programs.outcome(with("PKCS11_MODULE", SOFTHSM, programs.command(List.of("script",
+                "-qec", commands, "/dev/null"))).start()).replaceAll("\u001b\\[[0-9;]*[mK]", "").lines()
+                .map(String::stripTrailing).filter(line -> !line.contains("pkcs11:")).collect(Collectors.toList());
+            String head = told.stream().filter(line -> line.contains("Detail")).findFirst().orElseThrow();
+            assertEquals(width == 0 || width > 100, head.contains("Key  "), head);
+            assertTrue(told.stream().allMatch(line -> line.length() <= width || width == 0), "" + told);
+            assertTrue(told.stream().anyMatch(line -> line.length() > 130) == (width == 0), "" + told);
+            assertTrue(told.stream().filter(line -> line.matches(" +works .* matches.*")).allMatch(
+                line -> line.indexOf("matches") == head.indexOf("Detail")), "" + told);
+        }
         String complete = "source '" + Path.of(TOOL).resolveSibling("completion.bash") + "'; COMP_WORDS=(tokbridge "
             + "info --module " + SOFTHSM.substring(0, SOFTHSM.length() - 3) + "); COMP_CWORD=3; "
             + "_complete_tokbridge 2>/dev/null; echo \"${COMPREPLY[@]}\"";
@@ -358,5 +399,13 @@ class ToolTest {
         }
         raised.removeAll(rows);
         assertEquals(Set.of(), raised);
+
+        // The rows of a method, which the tool prefers.
+        Set<String> methods = Stream.of(NativePKCS11.class, NativePKCS11Slot.class, NativePKCS11Session.class)
+            .flatMap(each -> Arrays.stream(each.getMethods())).map(Method::getName).collect(Collectors.toSet());
+        Matcher variant = Pattern.compile("^\\| `CKR_\\w+` from `(\\w+)` \\|", Pattern.MULTILINE).matcher(page);
+        assertTrue(variant.results().map(row -> row.group(1)).allMatch(methods::contains));
+        assertMatches(".* cannot be initialised\n  Why: CKR_GENERAL_ERROR .*\n  Try: .*docs/modules.md.*\nexit 3",
+            Programs.outcome(with("SOFTHSM2_CONF", "/none", tool("info")).start()));
     }
 }

@@ -1,0 +1,59 @@
+package com.kelvane.tokbridge.tool.commands;
+
+import com.kelvane.pkcs11.PKCS11Slot;
+import com.kelvane.pkcs11.PKCS11Uri;
+import com.kelvane.pkcs11.nat.NativePKCS11;
+import com.kelvane.tokbridge.tool.reports.*;
+import com.kelvane.tokbridge.tool.token.*;
+import java.nio.file.Path;
+import picocli.CommandLine.*;
+
+/** The token that the user names, and how to log in to it. */
+final class Login extends Target {
+    @Option(names = "--login", description = "Log in. The PIN is asked for without echo, unless --pin-file or "
+        + "--pin-env names it.")
+    private boolean login;
+
+    @ArgGroup
+    private PinSource pin = new PinSource();
+
+    static final class PinSource {
+        @Option(names = "--pin-file", paramLabel = "FILE",
+            description = "Log in with the PIN in the first line of this file.")
+        private Path file;
+
+        @Option(names = "--pin-env", paramLabel = "NAME",
+            description = "Log in with the PIN in this environment variable.")
+        private String variable;
+    }
+
+    /** Returns the file with the PIN; null if none is named. */
+    private Path file() {
+        Path inUri = uri(PKCS11Uri::pinFile);
+        agreed("--pin-env", pin.variable, "pin-source", inUri == null ? null : inUri.toString());
+        return agreed("--pin-file", pin.file, "pin-source", inUri);
+    }
+
+    @Override
+    NativePKCS11 open() {
+        file();
+        return super.open();
+    }
+
+    /** Opens a session, and logs in if the user wants it. */
+    Token open(PKCS11Slot slot, boolean write) {
+        Path file = file();
+        Token token = new Token(slot, write);
+        if (login || file != null || pin.variable != null) {
+            // With a PIN pad it is entered at the token.
+            Pin with = pin.variable != null ? Pin.fromEnvironment(pin.variable) : file != null ? Pin.fromFile(file)
+                : token.info().hasProtectedAuthenticationPath() ? null
+                : Pin.fromTerminal(Row.oneLine(token.info().getLabel()));
+            Terminal.withProgress("Logging in", () -> {
+                token.login(with);
+                return null;
+            });
+        }
+        return token;
+    }
+}

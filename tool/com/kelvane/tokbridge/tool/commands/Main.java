@@ -1,0 +1,61 @@
+package com.kelvane.tokbridge.tool.commands;
+
+import com.kelvane.tokbridge.tool.reports.Output;
+import com.kelvane.tokbridge.tool.token.Failure;
+import java.io.FileDescriptor;
+import java.io.FileOutputStream;
+import java.io.PrintStream;
+import java.nio.charset.Charset;
+import java.nio.charset.StandardCharsets;
+import java.util.List;
+import picocli.AutoComplete.GenerateCompletion;
+import picocli.CommandLine;
+import picocli.CommandLine.Command;
+import picocli.CommandLine.IVersionProvider;
+
+/** The program tokbridge. */
+@Command(name = "tokbridge", mixinStandardHelpOptions = true, versionProvider = Main.Version.class,
+    description = "Checks whether a security token works from Java.",
+    subcommands = {Info.class, ListObjects.class, Check.class, GenerateCompletion.class},
+    footer = {"", "Tokens are initialised, PINs set, keys created and destroyed with other programs: the vendor's, or "
+        + "softhsm2-util, pkcs11-tool, p11tool, certutil and tpm2_ptool, as the token is.", "",
+        "Exit status: 0 done, 1 a negative answer, 2 usage error, 3 the module, the token or the output failed."})
+public final class Main {
+    private Main() {
+    }
+
+    /** The version in the jar's manifest. */
+    static final class Version implements IVersionProvider {
+        @Override
+        public String[] getVersion() {
+            return new String[] {text()};
+        }
+
+        static String text() {
+            String version = Main.class.getPackage().getImplementationVersion();
+            return "tokbridge " + (version != null ? version : "(not from its jar)");
+        }
+    }
+
+    /** Runs the program with a command and its options, and ends with the exit status. */
+    public static void main(String[] arguments) {
+        // A console only where there is a terminal, so that a PIN is never asked for on anything else.
+        System.setProperty("jdk.console", "java.base");
+        // Tokens have texts in UTF-8, so a locale that knows ASCII alone does not choose the charset.
+        Charset locale = Charset.forName(System.getProperty("stdout.encoding", Charset.defaultCharset().name()));
+        System.setOut(new PrintStream(new FileOutputStream(FileDescriptor.out), true,
+            locale.equals(StandardCharsets.US_ASCII) ? StandardCharsets.UTF_8 : locale));
+        boolean json = List.of(arguments).contains("--json");
+        CommandLine line = new CommandLine(new Main()).setUsageHelpAutoWidth(true)
+            .setParameterExceptionHandler((e, given) -> Output.failure(new Failure(Failure.USAGE, e.getMessage(), null,
+                e.getCommandLine().getCommandSpec().qualifiedName() + " --help"), json))
+            .setExecutionExceptionHandler((e, given, parsed) -> Output.failure(Failure.of(e), json));
+        int status;
+        try {
+            status = line.execute(arguments);
+        } catch (Error e) { // a missing native library for one: the handler gets exceptions alone
+            status = Output.failure(Failure.of(e), json);
+        }
+        System.exit(status);
+    }
+}

@@ -1,0 +1,153 @@
+package com.kelvane.tokbridge.tool.commands;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.NativePKCS11;
+import com.kelvane.tokbridge.tool.reports.Terminal;
+import com.kelvane.tokbridge.tool.token.Failure;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.*;
+import java.util.List;
+import java.util.function.Function;
+import java.util.stream.Collectors;
+import picocli.CommandLine.*;
+
+/** The module and the token that the user names. */
+class Target {
+    /** A path of 256 bytes would end the process: longer ones than this are not passed on. */
+    private static final int LONGEST_PATH = 255;
+
+    /** The module that has all those that are set up on the machine. */
+    private static final String PROXY = "p11-kit-proxy.so";
+
+    @Option(names = "--module", paramLabel = "PATH", description = "The Cryptoki module; if it is not given, the one "
+        + "in the environment variable PKCS11_MODULE, or p11-kit's, which has those that are set up on this machine. A "
+        + "bare file name is searched in the current folder, then where modules and libraries are installed.")
+    private Path module;
+
+    @Option(names = "--token", paramLabel = "TEXT", description = "The token with this label or serial number, or that "
+        + "of a pkcs11: URI (RFC 7512), which may also name the module, objects and a file with the PIN; not needed "
+        + "where there is one token only.")
+    private String text;
+
+    @Option(names = "--slot", paramLabel = "NUMBER", description = "The token in this slot, as info writes it or in "
+        + "decimal, where labels and serial numbers are alike.")
+    private String slot;
+
+    /** Reads a part of the URI; one that matches everything stands for none. */
+    <T> T uri(Function<PKCS11Uri, T> part) {
+        try {
+            PKCS11Uri uri = PKCS11Uri.parse(text != null && PKCS11Uri.isUri(text) ? text : "pkcs11:");
+            if (uri.get("pin-value") != null) {
+                throw new IllegalArgumentException("\"pin-value\" is not taken: all users can read command lines");
+            }
+            return part.apply(uri);
+        } catch (IllegalArgumentException e) {
+            throw new Failure(Failure.USAGE, "the token's URI cannot be used", e.getMessage(), "name the token with "
+                + "token, serial, manufacturer, model, slot-id, slot-description or slot-manufacturer; objects with "
+                + "object, id or type; the module with module-path or module-name; the PIN's file with pin-source");
+        }
+    }
+
+    /** Returns what an option or the URI names; throws a usage error if they contradict each other. */
+    static <T> T agreed(String option, T value, String attribute, T inUri) {
+        if (value != null && inUri != null && !value.equals(inUri)) {
+            throw new Failure(Failure.USAGE, option + " and the token's URI contradict each other", option + " is \""
+                + value + "\", and " + attribute + " in the URI is \"" + inUri + "\"", "give one of them");
+        }
+        return value != null ? value : inUri;
+    }
+
+    private static Path resolve(Path file) {
+        boolean isSearched = !file.toString().contains("/") && !Files.exists(file);
+        return isSearched ? NativePKCS11.findModule(file.toString()).orElse(file) : file.toAbsolutePath();
+    }
+
+    private static Failure notLoaded(Path module, String reason, String remedy) {
+        return new Failure(Failure.FAILED, "the module \"" + module + "\" cannot be loaded", reason, remedy);
+    }
+
+    /** Returns the module's absolute path; a bare name that the system may know if no file has it. */
+    Path module() {
+        String variable = System.getenv("PKCS11_MODULE");
+        Path inUri = uri(uri -> uri.modulePath() == null ? null : resolve(Path.of(uri.modulePath())));
+        Path named = agreed("--module", module == null ? null : resolve(module), "the module", inUri);
+        Path found = named != null ? named
+            : resolve(Path.of(variable != null && !variable.isEmpty() ? variable : PROXY));
+        String obstacle = Files.isDirectory(found) ? "it is a directory"
+            : found.isAbsolute() && !Files.isRegularFile(found) ? "there is no such file"
+            : found.toString().getBytes(StandardCharsets.UTF_8).length > LONGEST_PATH
+                ? "its path is longer than " + LONGEST_PATH + " bytes" : null;
+        if (obstacle != null) {
+            throw notLoaded(found, obstacle, "look for the module in the vendor's software; many are in "
+                + "/usr/lib/*/pkcs11");
+        }
+        return found;
+    }
+
+    /** Loads and initialises the module. */
+    NativePKCS11 open() {
+        number();
+        Path path = module();
+        NativePKCS11 library = new NativePKCS11();
+        return Terminal.withProgress("Loading the module", () -> {
+            try {
+                library.load(path.toString());
+            } catch (PKCS11Exception e) {
+                throw path.isAbsolute() ? new Failure("the module \"" + path + "\" cannot be loaded", e, null)
+                    : path.toString().equals(PROXY) ? new Failure(Failure.USAGE, "no module is named", "neither "
+                        + "--module nor PKCS11_MODULE names one, and p11-kit's is not installed",
+                        "name one with --module, or install p11-kit")
+                    : notLoaded(path, "it is not in the current folder, nor where modules and libraries are installed",
+                        "give the module's whole path");
+            }
+            return Failure.in("the module \"" + path + "\" cannot be initialised", () -> {
+                library.libInitialize();
+                return library;
+            });
+        });
+    }
+
+    /** Returns whether a token is named; a URI may name the module alone. */
+    boolean namesToken() {
+        return slot != null || text != null && !text.matches("pkcs11:(\\?.*)?");
+    }
+
+    /** Finds the token's slot. */
+    PKCS11Slot slot(NativePKCS11 library) {
+        List<PKCS11Slot> present = Failure.in("the slots cannot be listed",
+            () -> library.slotsWithTokens().collect(Collectors.toList()));
+        List<PKCS11Slot> found = present.stream().filter(this::matches).collect(Collectors.toList());
+        List<PKCS11Slot> ready = found.stream().filter(each -> each.getTokenInfo().isInitialized())
+            .collect(Collectors.toList());
+        found = ready.isEmpty() ? found : ready;
+        if (found.size() == 1) {
+            return found.get(0);
+        }
+        String list = "the module has: " + present.stream().map(each -> "\"" + each.getTokenInfo().getLabel()
+            + "\", serial number \"" + each.getTokenInfo().getSerialNumber() + "\", in " + each)
+            .collect(Collectors.joining("; "));
+        throw !found.isEmpty() ? new Failure(Failure.USAGE, found.size() + " tokens match", list,
+            "name one of them with --token, or its slot with --slot if they are alike")
+            : present.isEmpty() ? new Failure(Failure.FAILED, "there is no token", "no slot of the module has one",
+                "put the token in, or see with tokbridge info which slots there are")
+            : new Failure(Failure.FAILED, "this token is not there", list, "name one of these, or put the token in");
+    }
+
+    private boolean matches(PKCS11Slot each) {
+        PKCS11TokenInfo token = each.getTokenInfo();
+        return (number() == null || number() == each.getSlotID()) && (text == null || (PKCS11Uri.isUri(text)
+            ? uri(uri -> uri.matches(each)) : text.equals(token.getLabel()) || text.equals(token.getSerialNumber())));
+    }
+
+    private Integer number() {
+        try {
+            Integer number = slot == null ? null : Long.decode(slot).intValue();
+            agreed("--slot", number == null ? null : Integer.toUnsignedString(number), "slot-id",
+                uri(uri -> uri.get("slot-id")));
+            return number;
+        } catch (NumberFormatException e) {
+            throw new Failure(Failure.USAGE, "\"" + slot + "\" is no slot's number", null, "see the slots with "
+                + "tokbridge info");
+        }
+    }
+}

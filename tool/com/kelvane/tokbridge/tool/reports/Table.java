@@ -1,0 +1,84 @@
+package com.kelvane.tokbridge.tool.reports;
+
+import java.util.*;
+import picocli.CommandLine.Help;
+import picocli.CommandLine.Help.*;
+import picocli.CommandLine.Help.Ansi.Style;
+
+/**
+ * The columns of rows that have the same names. Where a terminal is too narrow, columns are left out, the last but one
+ * first, and cells with several words go over several lines.
+ */
+final class Table {
+    private static final int INDENT = 5, GAP = 2;
+
+    /** Columns are left out as long as there are more than a few, and words would have less room than this. */
+    private static final int FEW = 4, NARROW = 18;
+    private static final ColorScheme COLORS = Help.defaultColorScheme(Ansi.AUTO),
+        PLAIN = Help.defaultColorScheme(Ansi.OFF);
+    private static final Map<String, Style> STYLES = Map.of("works", Style.fg_green, "refused", Style.fg_red, "wrong",
+        Style.fg_red);
+
+    /** The widths of the columns by their names; which of them have numbers; and which have several words in a cell. */
+    private final Map<String, Integer> widths = new LinkedHashMap<>();
+    private final Set<String> numbers = new HashSet<>(), words = new HashSet<>();
+    private final int terminal;
+
+    /** Chooses the columns for rows like these and the width of a terminal, which is 0 if it is not known. */
+    Table(List<Row> rows, int terminal) {
+        this.terminal = terminal;
+        rows.forEach(row -> row.text.forEach((name, text) -> {
+            widths.merge(name, Math.max(text.length(), Row.title(name).length()), Math::max);
+            numbers.addAll(row.json.get(name) instanceof Number ? Set.of(name) : Set.of());
+            words.addAll(text.contains(" ") ? Set.of(name) : Set.of());
+        }));
+        while (widths.size() > FEW && isTooWide(NARROW)) {
+            widths.remove(List.copyOf(widths.keySet()).get(widths.size() - 2));
+        }
+        while (isTooWide(Integer.MAX_VALUE)) {
+            String widest = Collections.max(widths.keySet(), Comparator.comparing(name -> widths.get(name)
+                + (words.contains(name) && widths.get(name) > NARROW / 2 ? 1000 : 0)));
+            widths.merge(widest, -1, Integer::sum);
+        }
+    }
+
+    /** Returns whether the columns are too wide for the terminal, even if words have no more room than a limit. */
+    private boolean isTooWide(int limit) {
+        int sum = widths.keySet().stream().mapToInt(name -> GAP + (words.contains(name)
+            ? Math.min(widths.get(name), limit) : widths.get(name))).sum() - GAP + INDENT;
+        return terminal > 0 && sum > Math.max(terminal, INDENT + (1 + GAP) * widths.size());
+    }
+
+    /** Returns whether a text fits into one line of a column. */
+    boolean fits(String name, String text) {
+        return terminal == 0 || text.length() <= widths.getOrDefault(name, 0);
+    }
+
+    String head() {
+        Row titles = new Row();
+        widths.keySet().forEach(name -> titles.show(name, Row.title(name)));
+        return lines(titles, Style.bold);
+    }
+
+    /** Returns a row's lines, in a style of its own unless it is null. */
+    String lines(Row row, Style style) {
+        List<Column> columns = new ArrayList<>();
+        List<Ansi.Text> cells = new ArrayList<>();
+        widths.forEach((name, width) -> {
+            String text = row.text.get(name);
+            String cell = numbers.contains(name) ? " ".repeat(Math.max(0, width - text.length())) + text : text;
+            Style own = style != null ? style : STYLES.get(text);
+            cells.add((own == null ? PLAIN : COLORS).apply(cell, own == null ? List.of() : List.of(own)));
+            int before = columns.isEmpty() ? INDENT : GAP;
+            columns.add(new Column(before + (terminal > 0 ? width : Math.max(width, cell.length())), before,
+                Column.Overflow.WRAP));
+        });
+        TextTable table = TextTable.forColumns(COLORS, columns.toArray(new Column[0]));
+        table.indentWrappedLines = 0;
+        table.addEmptyRow();
+        for (int i = 0; i < cells.size(); i++) {
+            table.putValue(0, i, cells.get(i));
+        }
+        return table.toString().stripTrailing();
+    }
+}

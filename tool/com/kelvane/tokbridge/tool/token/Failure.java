@@ -1,0 +1,72 @@
+package com.kelvane.tokbridge.tool.token;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.NativePKCS11;
+import java.util.function.Supplier;
+import java.util.stream.Stream;
+
+/** The end of the program: its exit status, what failed, why, and a remedy. */
+public final class Failure extends RuntimeException {
+    public static final int DONE = 0, NEGATIVE = 1, USAGE = 2, FAILED = 3;
+    private static final long serialVersionUID = 1L;
+
+    public final int status;
+
+    /** The reason, or null; and the remedy. */
+    public final String reason, remedy;
+
+    /** The token after a failed login; null otherwise. */
+    public final transient PKCS11TokenInfo token;
+
+    /** A failure that the tool itself explains. */
+    public Failure(int status, String what, String reason, String remedy) {
+        super(what);
+        this.status = status;
+        this.reason = reason;
+        this.remedy = remedy;
+        token = null;
+    }
+
+    /** A failed call of the library. */
+    public Failure(String what, PKCS11Exception cause, PKCS11TokenInfo token) {
+        super(what, cause);
+        status = FAILED;
+        reason = cause.getMessage() + ": " + ErrorPage.cause(cause)
+            + (token == null ? "" : " The token's PIN: " + Pin.state(token) + ".");
+        remedy = ErrorPage.remedy(cause);
+        this.token = token;
+    }
+
+    /** Returns the failure that an exception is. */
+    public static Failure of(Throwable e) {
+        return e instanceof Failure ? (Failure) e
+            : e instanceof PKCS11Exception ? new Failure(method(e) + " failed", (PKCS11Exception) e, null)
+            : e instanceof UnsatisfiedLinkError ? new Failure(FAILED, "tokbridge's own library is not there",
+                e.getMessage(), ErrorPage.remedy(e))
+            : new Failure(FAILED, "the program failed", e + " at " + e.getStackTrace()[0],
+                "this is a fault of the tool: report it with this line");
+    }
+
+    /** Makes a call of the library; if it fails, the failure says what could not be done. */
+    public static <T> T in(String what, Supplier<T> call) {
+        try {
+            return call.get();
+        } catch (PKCS11Exception e) {
+            throw new Failure(what, e, null);
+        }
+    }
+
+    /** Returns the name of the library's method that raised an exception. */
+    public static String method(Throwable e) {
+        return Stream.of(e.getStackTrace()).filter(frame -> frame.getClassName().startsWith(
+            NativePKCS11.class.getPackageName())).reduce((inner, outer) -> outer)
+            .map(StackTraceElement::getMethodName).orElse("a call");
+    }
+
+    /** Returns the name of the code that was raised, or the text of the bridge. */
+    public static String code(PKCS11Exception e) {
+        return e.hasCode() ? nameOf("CKR_", e.getCode()) : e.getMessage();
+    }
+}

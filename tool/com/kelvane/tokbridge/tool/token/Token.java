@@ -1,0 +1,164 @@
+package com.kelvane.tokbridge.tool.token;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
+import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.*;
+import java.util.*;
+import java.util.function.*;
+import java.util.stream.Collectors;
+
+/**
+ * A token in use. One session stays open, with the user logged in; it holds the keys that several operations use. All
+ * objects are created and destroyed here, so that none is left, whatever happens.
+ */
+public final class Token implements AutoCloseable {
+    /** The session that stays open. */
+    public final NativePKCS11Session session;
+
+    /** Whether objects may be created, and whether they can stay on the token. */
+    public final boolean write, readWrite;
+
+    /** The label of the objects that are created on the token; no other object has it. */
+    public final String label = "tokbridge's own, to be destroyed " + UUID.randomUUID();
+    private final PKCS11Slot slot;
+    private final Map<Integer, PKCS11MechanismInfo> mechanisms = new LinkedHashMap<>();
+    private boolean loggedIn;
+    private Pin pin;
+
+    /** The objects that were created here and not destroyed yet. */
+    private final List<NativePKCS11Object> created = new ArrayList<>();
+    private boolean ended;
+
+    public Token(PKCS11Slot slot, boolean write) {
+        this.slot = slot;
+        this.write = write;
+        readWrite = write && !info().isWriteProtected();
+        try {
+            session = open();
+        } catch (PKCS11Exception e) {
+            throw info().isInitialized() ? new Failure("no session can be opened", e, null)
+                : new Failure(Failure.FAILED, "no session can be opened", "the token in " + slot
+                    + " is not initialised (" + e.getMessage() + ")", "initialise it with its vendor's program");
+        }
+    }
+
+    /** Opens a further session. */
+    public NativePKCS11Session open() {
+        return slot.openSession(CKF_SERIAL_SESSION | (readWrite ? CKF_RW_SESSION : 0), null);
+    }
+
+    /** Returns what the token says of itself at this moment. */
+    public PKCS11TokenInfo info() {
+        return Failure.in("the token cannot be read", slot::getTokenInfo);
+    }
+
+    /** Logs the user in, with a PIN that is wiped with the token; null if it is entered at the token. */
+    public void login(Pin with) {
+        pin = with;
+        loggedIn = true;
+        try {
+            session.login(false, pin == null ? null : pin.bytes);
+        } catch (PKCS11Exception e) {
+            throw new Failure("the login failed", e, info());
+        }
+    }
+
+    /** Logs the user in again: some keys require a login for each use, and some modules forget one after a failure. */
+    public void loginAgain() {
+        try {
+            session.logout();
+        } catch (PKCS11Exception e) {
+            // The module may have logged the user out itself.
+        }
+        login(pin);
+    }
+
+    public boolean isLoggedIn() {
+        return loggedIn;
+    }
+
+    /** Returns the mechanisms that the token lists. */
+    public Set<Integer> mechanisms() {
+        for (int mechanism : mechanisms.isEmpty() ? slot.getMechanismList() : new int[0]) {
+            try {
+                mechanisms.put(mechanism, slot.getMechanismInfo(mechanism));
+            } catch (PKCS11Exception e) {
+                mechanisms.put(mechanism, new PKCS11MechanismInfo(0, 0, 0)); // listed, so it counts
+            }
+        }
+        return mechanisms.keySet();
+    }
+
+    /** Returns whether the token offers a mechanism for one of some uses; one without any flag may have every use. */
+    public boolean offers(int mechanism, int flags) {
+        return mechanisms().contains(mechanism) && ((mechanisms.get(mechanism).getFlags() & flags) != 0
+            || (mechanisms.get(mechanism).getFlags() & ~CKF_HW) == 0);
+    }
+
+    /** Creates an object as {@link #createAll} does. */
+    public NativePKCS11Object create(Function<Object[], NativePKCS11Object> creation) {
+        return createAll(place -> List.of(creation.apply(place))).get(0);
+    }
+
+    /**
+     * Creates objects for the session, or on the token if it keeps such objects there only.
+     *
+     * @param creation creates them, with the attributes that it is given besides its own
+     */
+    public synchronized List<NativePKCS11Object> createAll(Function<Object[], List<NativePKCS11Object>> creation) {
+        try {
+            return createAll(false, creation);
+        } catch (PKCS11Exception e) {
+            try {
+                if (readWrite) {
+                    return createAll(true, creation);
+                }
+            } catch (PKCS11Exception again) {
+                // The first failure is the one that matters.
+            }
+            throw e;
+        }
+    }
+
+    /** Creates objects for the session or on the token. */
+    public synchronized List<NativePKCS11Object> createAll(boolean onToken,
+        Function<Object[], List<NativePKCS11Object>> creation) {
+        if (ended) {
+            throw new IllegalStateException("the program ends");
+        }
+        List<NativePKCS11Object> objects = creation.apply(onToken
+            ? new Object[] {CKA_TOKEN, true, CKA_LABEL, label} : new Object[] {CKA_TOKEN, false});
+        created.addAll(objects);
+        return objects;
+    }
+
+    /** Destroys those of the objects that were created here. */
+    public synchronized void destroy(Predicate<NativePKCS11Object> which) {
+        for (NativePKCS11Object object : created.stream().filter(which).collect(Collectors.toList())) {
+            created.remove(object);
+            try {
+                object.destroy();
+            } catch (PKCS11Exception e) {
+                System.err.println("tokbridge: " + object + " is left on the token: " + e.getMessage());
+            }
+        }
+    }
+
+    /** Destroys the objects that were created here, and refuses to create more. */
+    public synchronized void end() {
+        ended = true;
+        destroy(each -> true);
+    }
+
+    @Override
+    public void close() {
+        try {
+            session.close();
+        } finally {
+            if (pin != null) {
+                pin.close();
+            }
+        }
+    }
+}

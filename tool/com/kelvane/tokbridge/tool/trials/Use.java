@@ -1,0 +1,47 @@
+package com.kelvane.tokbridge.tool.trials;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
+/** A use of mechanisms: the flags that offer it, the attributes that permit it, and its trial. */
+final class Use {
+    static final Use DIGEST = new Use("digest", CKF_DIGEST, 0, 0, false, Attempt::digest);
+    static final Use MAC = new Use("MAC", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::mac);
+    static final Use SIGNATURE = new Use("signature", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::signature);
+    static final Use STREAM = new Use("signed stream", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::stream);
+    static final Use CIPHER = new Use("cipher", CKF_ENCRYPT | CKF_DECRYPT, CKA_DECRYPT, CKA_ENCRYPT, false,
+        Attempt::cipher);
+    static final Use DECRYPTION = new Use("decryption", CKF_DECRYPT, CKA_DECRYPT, CKA_ENCRYPT, false,
+        Attempt::decryption);
+    static final Use ENCRYPTION = new Use("encryption", CKF_ENCRYPT, CKA_DECRYPT, CKA_ENCRYPT, false,
+        Attempt::encryption);
+    static final Use WRAP = new Use("key wrap", CKF_WRAP, CKA_UNWRAP, CKA_WRAP, true, Attempt::wrap);
+    static final Use AGREEMENT = new Use("agreement", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::agreement);
+    static final Use DERIVATION = new Use("derivation", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::derivation);
+    static final Use KEY = new Use("new key", CKF_GENERATE, 0, 0, true, Attempt::secretKey);
+    static final Use PAIR = new Use("new key pair", CKF_GENERATE_KEY_PAIR | CKF_GENERATE, 0, 0, true,
+        Attempt::keyPair); // some modules flag it as the generation of a key
+
+    /** Carries a use out, compares the result with the JDK's, and inverts it; returns what it was compared with. */
+    interface Trial {
+        String run(Attempt attempt) throws Exception;
+    }
+
+    final String title;
+    final int flags;
+
+    /** The attribute that a secret or private key needs, and the one that a secret or public key needs; 0 if none. */
+    final int attribute, publicAttribute;
+
+    /** Whether objects are created, if only for the session: such uses are tried with {@code --write}. */
+    final boolean createsObjects;
+    final Trial trial;
+
+    Use(String title, int flags, int attribute, int publicAttribute, boolean createsObjects, Trial trial) {
+        this.title = title;
+        this.flags = flags;
+        this.attribute = attribute;
+        this.publicAttribute = publicAttribute;
+        this.createsObjects = createsObjects;
+        this.trial = trial;
+    }
+}
