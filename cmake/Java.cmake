@@ -7,7 +7,7 @@
 # classes in the place of those of the same name. Two builds make the same jar: its entries are sorted and carry
 # RELEASE_DATE.
 
-set(JAVAC_FLAGS -Xlint:all -encoding UTF-8)
+set(JAVAC_FLAGS -Xlint:all,-path -encoding UTF-8) # some jars name others that need not be there
 if(Java_VERSION_MAJOR LESS_EQUAL 25) # a later compiler may warn of more
     list(APPEND JAVAC_FLAGS -Werror)
 endif()

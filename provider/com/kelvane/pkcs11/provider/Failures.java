@@ -23,7 +23,7 @@ final class Failures {
     /** The data is wrong, or its length. */
     private static final Set<Integer> LENGTH = Set.of(CKR_DATA_LEN_RANGE, CKR_ENCRYPTED_DATA_LEN_RANGE);
     private static final Set<Integer> DATA = Set.of(CKR_DATA_INVALID, CKR_ENCRYPTED_DATA_INVALID,
-        CKR_AEAD_DECRYPT_FAILED, CKR_ARGUMENTS_BAD);
+        CKR_AEAD_DECRYPT_FAILED);
 
     /** The PIN is not the token's. */
     private static final Set<Integer> WRONG_PIN = Set.of(CKR_PIN_INCORRECT, CKR_PIN_INVALID, CKR_PIN_LEN_RANGE);

@@ -67,22 +67,25 @@ enum KeyKind {
         }
     }
 
-    /** Returns the attributes of a new private or secret key. */
-    Template template(Token token, TokenKeySpec spec) {
-        boolean isSecret = ordinal() >= AES.ordinal();
-        return withUses(common(token, spec, isSecret ? CKO_SECRET_KEY : CKO_PRIVATE_KEY), uses)
-            .and(CKA_PRIVATE, token.info.isLoginRequired(), CKA_SENSITIVE, spec.isSensitive(),
-                CKA_EXTRACTABLE, spec.isExtractable());
+    /** Returns the attributes of a private or secret key to be generated: its type follows from the mechanism. */
+    Template generated(Token token, TokenKeySpec spec) {
+        return withUses(common(spec), uses).and(CKA_PRIVATE, token.info.isLoginRequired(),
+            CKA_SENSITIVE, spec.isSensitive(), CKA_EXTRACTABLE, spec.isExtractable());
     }
 
-    /** Returns the attributes of the public key to a new private key. */
-    Template publicTemplate(Token token, TokenKeySpec spec) {
-        return withUses(common(token, spec, CKO_PUBLIC_KEY), publicUses);
+    /** Returns the attributes of a private or secret key to be created, unwrapped or derived. */
+    Template created(Token token, TokenKeySpec spec) {
+        return generated(token, spec).and(CKA_CLASS, ordinal() >= AES.ordinal() ? CKO_SECRET_KEY : CKO_PRIVATE_KEY,
+            CKA_KEY_TYPE, type);
     }
 
-    private Template common(Token token, TokenKeySpec spec, int keyClass) {
-        Template common = Template.of(CKA_CLASS, keyClass, CKA_KEY_TYPE, type, CKA_TOKEN, spec.isOnToken(),
-            CKA_ID, spec.getId());
+    /** Returns the attributes of the public key to a private key to be generated. */
+    Template generatedPublic(TokenKeySpec spec) {
+        return withUses(common(spec), publicUses);
+    }
+
+    private static Template common(TokenKeySpec spec) {
+        Template common = Template.of(CKA_TOKEN, spec.isOnToken(), CKA_ID, spec.getId());
         return spec.getLabel() == null ? common : common.and(CKA_LABEL, spec.getLabel());
     }
 

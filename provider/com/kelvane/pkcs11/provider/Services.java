@@ -26,13 +26,17 @@ final class Services {
         /** The names of keys in JCA; empty for any. */
         private final List<String> keyAlgorithms;
 
-        /** The mechanisms of which one is enough, and the flag that one of them has to have; 0 for any. */
+        /** The mechanisms of which one is enough, and the flag that it has to have; 0 for any. */
         final List<Integer> mechanisms;
         private final int flag;
+
+        /** The hash of OAEP, which the token has to have for any use; null for none. */
+        private final Hash hash;
         private final Function<Token, Object> constructor;
 
         Row(String type, String algorithm, List<String> aliases, Class<? extends Key> keyClass,
-            List<String> keyAlgorithms, int flag, List<Integer> mechanisms, Function<Token, Object> constructor) {
+            List<String> keyAlgorithms, int flag, List<Integer> mechanisms, Hash hash,
+            Function<Token, Object> constructor) {
             this.type = type;
             this.algorithm = algorithm;
             this.aliases = aliases;
@@ -40,11 +44,14 @@ final class Services {
             this.keyAlgorithms = keyAlgorithms;
             this.flag = flag;
             this.mechanisms = mechanisms;
+            this.hash = hash;
             this.constructor = constructor;
         }
 
         boolean isOfferedBy(Token token) {
-            return mechanisms.isEmpty() || mechanisms.stream().anyMatch(each -> token.can(each, flag));
+            return (mechanisms.isEmpty() || mechanisms.stream().anyMatch(each -> token.can(each, flag)))
+                && (hash == null || token.can(hash.mechanism, 0) || token.can(hash.rsa, 0))
+                && (!type.equals("SecureRandom") || token.info.hasRandomNumberGenerator());
         }
     }
 
@@ -215,7 +222,7 @@ final class Services {
         factory("EC", CKM_ECDSA, CKM_ECDH1_DERIVE),
         factory("DSA", CKM_DSA),
         factory("EdDSA", CKM_EDDSA),
-        factory("XDH", CKM_EC_MONTGOMERY_KEY_PAIR_GEN, CKM_EC_EDWARDS_KEY_PAIR_GEN),
+        factory("XDH", CKM_EC_MONTGOMERY_KEY_PAIR_GEN),
         secrets("AES", CKM_AES_ECB, CKM_AES_CBC, CKM_AES_GCM),
         secrets("ChaCha20", CKM_CHACHA20_POLY1305),
         secrets("Generic", CKM_GENERIC_SECRET_KEY_GEN, CKM_SHA256_HMAC));
@@ -225,17 +232,19 @@ final class Services {
 
     private static Row row(String type, String algorithm, Class<? extends Key> keyClass, List<String> keyAlgorithms,
         int flag, List<Integer> mechanisms, Function<Token, Object> constructor, String... aliases) {
-        return new Row(type, algorithm, List.of(aliases), keyClass, keyAlgorithms, flag, mechanisms, constructor);
+        return new Row(type, algorithm, List.of(aliases), keyClass, keyAlgorithms, flag, mechanisms, null, constructor);
     }
 
     private static List<Integer> list(int... mechanisms) {
-        return Arrays.stream(mechanisms).filter(each -> each != 0).boxed().collect(Collectors.toList());
+        return Arrays.stream(mechanisms).boxed().collect(Collectors.toList());
     }
 
     private static Row signature(String algorithm, TokenSignature.Scheme scheme, Hash hash, String jdkName,
         String... aliases) {
+        // A token that has PSS has it with the hashes for which it has a mechanism of their own.
+        int hashing = scheme.hashing(hash);
         return row("Signature", algorithm, TokenPrivateKey.class, List.of(scheme.kind.algorithm), CKF_SIGN,
-            list(scheme.mechanism, scheme.hashing(hash)),
+            hashing == 0 ? list(scheme.mechanism) : scheme == PSS ? list(hashing) : list(scheme.mechanism, hashing),
             token -> new TokenSignature(token, scheme, jdkName, hash), aliases);
     }
 
@@ -255,8 +264,8 @@ final class Services {
     }
 
     private static Row rsa(String algorithm, int mechanism, Hash hash, String... aliases) {
-        return row("Cipher", algorithm, TokenPrivateKey.class, List.of("RSA"), CKF_DECRYPT, List.of(mechanism),
-            token -> new TokenRsaCipher(token, mechanism, hash), aliases);
+        return new Row("Cipher", algorithm, List.of(aliases), TokenPrivateKey.class, List.of("RSA"), CKF_DECRYPT,
+            List.of(mechanism), hash, token -> new TokenRsaCipher(token, mechanism, hash));
     }
 
     private static Row mac(String algorithm, Hash hash) {

@@ -313,7 +313,7 @@ abstract class TokenCipher extends CipherSpi {
             throw new NoSuchAlgorithmException("The token has no such key: " + algorithm);
         }
         TokenKeySpec identified = spec.identified();
-        Template template = kind.template(token, identified);
+        Template template = kind.created(token, identified);
         Token.Work<Key> work = (at, session) -> {
             NativePKCS11Object made = session.unwrapKey(wrapMechanism(), parameter(0), key.in(at, session), wrapped,
                 template);

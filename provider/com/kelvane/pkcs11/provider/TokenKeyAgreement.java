@@ -171,7 +171,7 @@ final class TokenKeyAgreement extends KeyAgreementSpi {
             throw new NoSuchAlgorithmException("no key of " + algorithm + " from a secret of " + length + " bytes");
         }
         TokenKeySpec identified = spec.identified();
-        Template template = target.template(token, identified).and(CKA_VALUE_LEN, length);
+        Template template = target.created(token, identified).and(CKA_VALUE_LEN, length);
         TokenPrivateKey base = agreed();
         try {
             Token.Work<SecretKey> work = (at, session) -> TokenSecretKeyFactory.of(token, algorithm, at,

@@ -106,7 +106,7 @@ final class TokenKeyFactory extends KeyFactorySpi {
             throw new InvalidKeyException("not a private key that can be imported: " + key.getAlgorithm());
         }
         try {
-            return values(kind.template(token, spec), key);
+            return values(kind.created(token, spec), key);
         } catch (IOException | GeneralSecurityException e) {
             throw new InvalidKeyException("The key cannot be imported: " + e.getMessage(), e);
         }

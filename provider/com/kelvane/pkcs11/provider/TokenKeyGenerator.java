@@ -57,7 +57,7 @@ final class TokenKeyGenerator extends KeyGeneratorSpi {
     @Override
     protected SecretKey engineGenerateKey() {
         TokenKeySpec identified = spec.identified();
-        Template template = kind.template(token, identified);
+        Template template = kind.generated(token, identified);
         // The length of a ChaCha20 key is fixed, and some modules refuse it in a template.
         Template sized = kind == KeyKind.CHACHA20 ? template : template.and(CKA_VALUE_LEN, bits / 8);
         try {

@@ -119,8 +119,8 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
             TokenKeySpec identified = spec.identified();
             Token.Work<KeyPair> work = (at, session) -> {
                 NativePKCS11KeyPair pair = session.generateKeyPair(mechanism, null,
-                    join(algorithm.kind.publicTemplate(token, identified), publicParameters),
-                    algorithm.kind.template(token, identified));
+                    join(algorithm.kind.generatedPublic(identified), publicParameters),
+                    algorithm.kind.generated(token, identified));
                 PublicKey publicKey;
                 try {
                     publicKey = pair.getPublic().toPublicKey();

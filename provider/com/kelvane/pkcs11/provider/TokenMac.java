@@ -24,6 +24,9 @@ final class TokenMac extends MacSpi {
     private TokenSecretKey key;
     private HeldSession operation;
 
+    /** Whether the module makes this MAC in parts; not all make every one. */
+    private boolean inParts = true;
+
     TokenMac(Token token, int mechanism, int length) {
         this.token = token;
         this.mechanism = mechanism;
@@ -53,32 +56,41 @@ final class TokenMac extends MacSpi {
     @Override
     protected void engineUpdate(byte[] input, int offset, int count) {
         data.add(input, offset, count);
-        if (data.length() > MOST_COLLECTED) {
+        if (data.length() > MOST_COLLECTED && inParts) {
             byte[] part = data.all();
+            try {
+                if (operation == null) {
+                    start(part);
+                } else {
+                    send(part);
+                }
+            } catch (InvalidKeyException | PKCS11Exception e) {
+                throw failure(e);
+            } finally {
+                Reference.reachabilityFence(this);
+            }
+        }
+    }
+
+    private void start(byte[] part) throws InvalidKeyException {
+        try {
+            operation = token.start(key, (session, object) -> {
+                session.signInit(mechanism, null, object);
+                session.signUpdate(part, 0, part.length);
+                return null;
+            }).ownedBy(this);
             data.clear();
-            send(part);
+        } catch (PKCS11Exception e) {
+            inParts = false;
         }
     }
 
     private void send(byte[] part) {
-        try {
-            if (operation == null) {
-                operation = token.start(key, (session, object) -> {
-                    session.signInit(mechanism, null, object);
-                    session.signUpdate(part, 0, part.length);
-                    return null;
-                }).ownedBy(this);
-            } else {
-                operation.part(session -> {
-                    session.signUpdate(part, 0, part.length);
-                    return null;
-                });
-            }
-        } catch (InvalidKeyException | PKCS11Exception e) {
-            throw failure(e);
-        } finally {
-            Reference.reachabilityFence(this);
-        }
+        operation.part(session -> {
+            session.signUpdate(part, 0, part.length);
+            return null;
+        });
+        data.clear();
     }
 
     @Override

@@ -1,6 +1,6 @@
 package com.kelvane.pkcs11.provider;
 
-import static com.kelvane.pkcs11.PKCS11Constants.CKR_RANDOM_SEED_NOT_SUPPORTED;
+import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.PKCS11Exception;
 import java.security.InvalidKeyException;
@@ -22,7 +22,8 @@ final class TokenRandom extends SecureRandomSpi {
             try {
                 session.seedRandom(seed, 0, seed.length);
             } catch (PKCS11Exception e) {
-                if (e.getCode() != CKR_RANDOM_SEED_NOT_SUPPORTED) { // the generator seeds itself
+                if (e.getCode() != CKR_RANDOM_SEED_NOT_SUPPORTED
+                    && e.getCode() != CKR_FUNCTION_NOT_SUPPORTED) { // the generator seeds itself
                     throw e;
                 }
             }

@@ -77,7 +77,7 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
         if (kind == null || value == null) {
             throw new InvalidKeyException("not a secret key that can be imported: " + key.getAlgorithm());
         }
-        return kind.template(token, spec).and(CKA_VALUE, value);
+        return kind.created(token, spec).and(CKA_VALUE, value);
     }
 
     /** A call that makes an object. */
