@@ -1,5 +1,7 @@
 package com.kelvane.pkcs11.provider;
 
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Slot;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
@@ -45,6 +47,22 @@ final class Connection {
         } catch (PKCS11Exception e) {
             return false;
         }
+    }
+
+    /**
+     * Checks that a session sees what a user who is logged in sees: without the login, searches find less.
+     *
+     * @throws PKCS11Exception with {@code CKR_USER_NOT_LOGGED_IN} if the login of this connection is gone
+     */
+    void checkLogin(NativePKCS11Session session) {
+        if (loggedIn && !isLoggedIn(session)) {
+            throw new PKCS11Exception(CKR_USER_NOT_LOGGED_IN);
+        }
+    }
+
+    static boolean isLoggedIn(NativePKCS11Session session) {
+        int state = session.getInfo().getState();
+        return state == CKS_RO_USER_FUNCTIONS || state == CKS_RW_USER_FUNCTIONS;
     }
 
     /** Gives the sessions up. */

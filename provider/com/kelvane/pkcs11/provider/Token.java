@@ -51,8 +51,8 @@ final class Token {
     private final PKCS11Uri identity;
     private final Pins pins = new Pins();
 
-    /** Held while the connection changes and while a PIN is sent. */
-    private final ReentrantLock lock = new ReentrantLock();
+    /** Held while the connection changes and while a PIN is sent. Fair, so that nobody waits for the attempts of others. */
+    private final ReentrantLock lock = new ReentrantLock(true);
 
     /** Null before the first use and after a recovery that failed. */
     private volatile Connection connection;
@@ -224,7 +224,7 @@ final class Token {
     private boolean isIntact(Connection at) {
         try {
             return contains(module.library().getSlotList(true), at.slot.getSlotID())
-                && identity.matches(at.slot) && isLoggedIn(at.home()) == at.loggedIn;
+                && identity.matches(at.slot) && Connection.isLoggedIn(at.home()) == at.loggedIn;
         } catch (PKCS11Exception e) {
             return false;
         }
@@ -232,11 +232,6 @@ final class Token {
 
     private static boolean contains(PKCS11Slot[] slots, int id) {
         return Arrays.stream(slots).anyMatch(slot -> slot.getSlotID() == id);
-    }
-
-    private static boolean isLoggedIn(NativePKCS11Session session) {
-        int state = session.getInfo().getState();
-        return state == CKS_RO_USER_FUNCTIONS || state == CKS_RW_USER_FUNCTIONS;
     }
 
     /** Makes a connection with as little as is needed: a restart of the module is the last resort. */
@@ -312,7 +307,7 @@ final class Token {
         }
         boolean relogin = cause != null && cause.getCode() == CKR_USER_NOT_LOGGED_IN;
         return new Connection(slot, sessions, objects,
-            withLogin ? logInAgain(objects.latest(), relogin) : isLoggedIn(objects.latest()));
+            withLogin ? logInAgain(objects.latest(), relogin) : Connection.isLoggedIn(objects.latest()));
     }
 
     /** Returns the number of sessions that the token allows; numbers without practical limit are 0 or negative. */
@@ -326,7 +321,7 @@ final class Token {
 
     /** Logs in, if the token wants it and a PIN is known; asks a callback handler only when an operation needs it. */
     private boolean logInAgain(NativePKCS11Session session, boolean isNeeded) {
-        boolean loggedIn = isLoggedIn(session);
+        boolean loggedIn = Connection.isLoggedIn(session);
         if (!info.isLoginRequired() || loggedIn && !isNeeded) {
             return loggedIn;
         }
@@ -385,7 +380,7 @@ final class Token {
                 return false;
             }
             NativePKCS11Session session = connection.home();
-            if (isLoggedIn(session)) {
+            if (Connection.isLoggedIn(session)) {
                 if (atToken) {
                     return true;
                 }

@@ -149,7 +149,7 @@ abstract class TokenKey implements Key, Destroyable {
         }
         Located found = located;
         if (found.at != at) {
-            found = new Located(at, sessionKey != null ? sameHandle(at, session) : find(session));
+            found = new Located(at, sessionKey != null ? sameHandle(at, session) : find(at, session));
             located = found;
         }
         return new NativePKCS11Object(session, found.handle);
@@ -162,10 +162,11 @@ abstract class TokenKey implements Key, Destroyable {
         return sessionKey.handle;
     }
 
-    private int find(NativePKCS11Session session) throws InvalidKeyException {
+    private int find(Connection at, NativePKCS11Session session) throws InvalidKeyException {
         List<NativePKCS11Object> found = session.findObjects(identity);
         found.removeIf(each -> !isSame(each));
         if (found.size() != 1) {
+            at.checkLogin(session);
             throw new InvalidKeyException((found.isEmpty() ? "The key is no longer on the token: "
                 : found.size() + " keys on the token have these attributes: ") + this);
         }

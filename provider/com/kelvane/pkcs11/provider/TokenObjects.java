@@ -89,6 +89,7 @@ final class TokenObjects {
         this.token = token;
         this.at = at;
         this.session = session;
+        at.checkLogin(session);
         for (NativePKCS11Object each : session.findObjects(
             Template.of(CKA_CLASS, CKO_CERTIFICATE, CKA_CERTIFICATE_TYPE, CKC_X_509))) {
             try {
