@@ -26,7 +26,9 @@ import java.util.Arrays;
 import java.util.Collections;
 import java.util.Date;
 import java.util.Enumeration;
+import java.util.HashSet;
 import java.util.Map;
+import java.util.Set;
 import javax.crypto.SecretKey;
 import javax.security.auth.callback.CallbackHandler;
 import javax.security.auth.login.FailedLoginException;
@@ -180,6 +182,22 @@ final class TokenKeyStore extends KeyStoreSpi {
         return new KeyStore.PrivateKeyEntry((PrivateKey) entry.key, entry.chain);
     }
 
+    /** Sets an entry; keys need no protection of their own. */
+    @Override
+    public void engineSetEntry(String alias, KeyStore.Entry entry, KeyStore.ProtectionParameter protection)
+        throws KeyStoreException {
+        if (entry instanceof KeyStore.TrustedCertificateEntry) {
+            engineSetCertificateEntry(alias, ((KeyStore.TrustedCertificateEntry) entry).getTrustedCertificate());
+        } else if (entry instanceof KeyStore.PrivateKeyEntry) {
+            KeyStore.PrivateKeyEntry given = (KeyStore.PrivateKeyEntry) entry;
+            engineSetKeyEntry(alias, given.getPrivateKey(), null, given.getCertificateChain());
+        } else if (entry instanceof KeyStore.SecretKeyEntry) {
+            engineSetKeyEntry(alias, ((KeyStore.SecretKeyEntry) entry).getSecretKey(), null, null);
+        } else {
+            throw new KeyStoreException("unsupported entry " + entry.getClass().getName());
+        }
+    }
+
     // Changes
 
     /** A change of the objects on the token. */
@@ -214,8 +232,13 @@ final class TokenKeyStore extends KeyStoreSpi {
             }
             certificates[i] = (X509Certificate) chain[i];
         }
-        Entry old = entries.get(alias);
-        if (old != null && old.key == null) {
+        Set<Entry> old = new HashSet<>();
+        entries.forEach((name, entry) -> {
+            if (name.equals(alias) || entry.key != null && entry.key == key) {
+                old.add(entry);
+            }
+        });
+        if (engineIsCertificateEntry(alias)) {
             throw new KeyStoreException("\"" + alias + "\" is a certificate");
         }
         if (key instanceof TokenKey && ((TokenKey) key).token != token) {
@@ -230,10 +253,10 @@ final class TokenKeyStore extends KeyStoreSpi {
             } else {
                 place(key, alias, id, at, session);
             }
-            if (old != null) {
-                objects.destroyChain(old, entries.values());
-                if (!(stays && old.key.in(at, session).equals(((TokenKey) key).in(at, session)))) {
-                    objects.destroyKey(old);
+            for (Entry each : old) {
+                objects.destroyChain(each, entries.values());
+                if (!stays || !each.key.in(at, session).equals(((TokenKey) key).in(at, session))) {
+                    objects.destroyKey(each);
                 }
             }
             TokenObjects remaining = new TokenObjects(token, at, session);
