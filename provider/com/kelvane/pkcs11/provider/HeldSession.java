@@ -31,7 +31,7 @@ final class HeldSession implements Runnable {
             throw new IllegalStateException("The operation has failed; start it again");
         }
         try {
-            return work.apply(session);
+            return pool.part(session, work);
         } catch (PKCS11Exception e) {
             run();
             throw e;

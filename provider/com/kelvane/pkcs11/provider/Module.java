@@ -11,12 +11,19 @@ import java.util.Map;
 import java.util.Set;
 import java.util.TreeMap;
 import java.util.TreeSet;
+import java.util.concurrent.locks.ReentrantLock;
 
 /** A module in this process. Its tokens share one library object, and its restart. */
 final class Module {
     private static final Map<String, Module> MODULES = new HashMap<>();
 
     private final String path;
+
+    /**
+     * Held around calls of p11-kit's modules, null for others. Threads that wait in p11-kit's client for their replies are
+     * not woken when the server dies; its server works on one call of a program at a time anyway.
+     */
+    private final ReentrantLock calls;
 
     /** The tokens by their URIs; guarded by this. */
     private final Map<String, Token> tokens = new HashMap<>();
@@ -26,6 +33,7 @@ final class Module {
 
     private Module(String path) {
         this.path = path;
+        calls = path.matches("(.*/)?p11-kit-[^/]*") ? new ReentrantLock(true) : null;
     }
 
     /** Returns the module with a path. */
@@ -40,7 +48,30 @@ final class Module {
      *
      * @throws IllegalArgumentException if there is no such token, or more than one
      */
-    synchronized Token token(PKCS11Uri uri) {
+    Token token(PKCS11Uri uri) {
+        enter();
+        try {
+            return find(uri);
+        } finally {
+            leave();
+        }
+    }
+
+    /** Begins calls of the module: one thread after the other, where the module needs it. */
+    void enter() {
+        if (calls != null) {
+            calls.lock();
+        }
+    }
+
+    /** Ends what {@link #enter} has begun. */
+    void leave() {
+        if (calls != null) {
+            calls.unlock();
+        }
+    }
+
+    private synchronized Token find(PKCS11Uri uri) {
         Map<String, PKCS11Slot> found = new TreeMap<>();
         Set<String> present = new TreeSet<>();
         library().slotsWithTokens().filter(slot -> slot.getTokenInfo().isInitialized()).forEach(slot -> {

@@ -10,6 +10,7 @@ import java.security.ProviderException;
 import java.util.ArrayDeque;
 import java.util.Deque;
 import java.util.concurrent.TimeUnit;
+import java.util.function.Function;
 
 /**
  * A pool of sessions with one token. A session serves one caller at a time. One in which something failed is closed,
@@ -29,6 +30,7 @@ final class Sessions {
         T run(NativePKCS11Session session) throws InvalidKeyException;
     }
 
+    private final Module module;
     private final PKCS11Slot slot;
     private final int flags;
     private final int limit;
@@ -43,7 +45,8 @@ final class Sessions {
     /** The session opened last. */
     private volatile NativePKCS11Session latest;
 
-    Sessions(PKCS11Slot slot, int flags, int limit, boolean holdsObjects) {
+    Sessions(Module module, PKCS11Slot slot, int flags, int limit, boolean holdsObjects) {
+        this.module = module;
         this.slot = slot;
         this.flags = flags;
         this.limit = limit;
@@ -63,6 +66,7 @@ final class Sessions {
     <T> T use(Work<T> work, boolean hold) throws InvalidKeyException {
         NativePKCS11Session session = acquire();
         boolean worked = false;
+        module.enter();
         try {
             T result = work.run(session);
             worked = true;
@@ -78,6 +82,7 @@ final class Sessions {
             } else if (!hold) {
                 release(session);
             }
+            module.leave();
         }
     }
 
@@ -106,7 +111,7 @@ final class Sessions {
             }
             if (askAgain) {
                 try {
-                    latest = slot.openSession(flags, null);
+                    latest = open();
                     return latest;
                 } catch (PKCS11Exception e) {
                     forget();
@@ -116,6 +121,15 @@ final class Sessions {
                     pause(end, e);
                 }
             }
+        }
+    }
+
+    private NativePKCS11Session open() {
+        module.enter();
+        try {
+            return slot.openSession(flags, null);
+        } finally {
+            module.leave();
         }
     }
 
@@ -145,6 +159,7 @@ final class Sessions {
 
     /** Closes a session in which something failed, unless its handle may mean a session of others by now. */
     void close(NativePKCS11Session session) {
+        module.enter();
         try {
             if (!isRetired() && session.getInfo() != null) {
                 session.close();
@@ -152,7 +167,18 @@ final class Sessions {
         } catch (PKCS11Exception e) {
             // It is gone.
         } finally {
+            module.leave();
             forget();
+        }
+    }
+
+    /** Does a part of an operation in a session that its caller holds. */
+    <T> T part(NativePKCS11Session session, Function<NativePKCS11Session, T> work) {
+        module.enter();
+        try {
+            return work.apply(session);
+        } finally {
+            module.leave();
         }
     }
 

@@ -86,20 +86,20 @@ final class Token {
     }
 
     void configure(PKCS11Uri uri) {
-        lock.lock();
+        lock();
         try {
             pins.configure(uri);
         } finally {
-            lock.unlock();
+            unlock();
         }
     }
 
     void setHandler(CallbackHandler handler) {
-        lock.lock();
+        lock();
         try {
             pins.setHandler(handler);
         } finally {
-            lock.unlock();
+            unlock();
         }
     }
 
@@ -186,6 +186,16 @@ final class Token {
 
     // Connection
 
+    private void lock() {
+        lock.lock();
+        module.enter();
+    }
+
+    private void unlock() {
+        module.leave();
+        lock.unlock();
+    }
+
     /** Returns the connection; makes one if there is none. */
     private Connection connection() {
         Connection current = connection;
@@ -200,7 +210,7 @@ final class Token {
      * @param seen the number of attempts when the caller began
      */
     private Connection connect(Connection failed, PKCS11Exception cause, int seen) {
-        lock.lock();
+        lock();
         try {
             if (connection != null && connection != failed) {
                 return connection;
@@ -213,7 +223,7 @@ final class Token {
             }
             return reconnect(failed, cause, true);
         } finally {
-            lock.unlock();
+            unlock();
         }
     }
 
@@ -301,9 +311,9 @@ final class Token {
             }
             int flags = info.isWriteProtected() ? CKF_SERIAL_SESSION : CKF_SERIAL_SESSION | CKF_RW_SESSION;
             int limit = limit(slot.getTokenInfo());
-            objects = new Sessions(slot, flags, 1, true);
+            objects = new Sessions(module, slot, flags, 1, true);
             objects.release(objects.acquire());
-            sessions = limit == 1 ? objects : new Sessions(slot, flags, limit - 1, false);
+            sessions = limit == 1 ? objects : new Sessions(module, slot, flags, limit - 1, false);
         }
         boolean relogin = cause != null && cause.getCode() == CKR_USER_NOT_LOGGED_IN;
         return new Connection(slot, sessions, objects,
@@ -366,7 +376,7 @@ final class Token {
      * @throws LoginException if the token refuses the login for another reason
      */
     boolean login(char[] password, CallbackHandler handler) throws LoginException {
-        lock.lock();
+        lock();
         try {
             if (connection == null || !isIntact(connection)) {
                 reconnect(connection, null, false);
@@ -396,13 +406,13 @@ final class Token {
         } catch (PKCS11Exception e) {
             throw Pins.loginException(info, e);
         } finally {
-            lock.unlock();
+            unlock();
         }
     }
 
     /** Logs out and forgets the PIN. */
     void logout() throws LoginException {
-        lock.lock();
+        lock();
         try {
             pins.forget();
             if (connection != null) {
@@ -412,7 +422,7 @@ final class Token {
         } catch (PKCS11Exception e) {
             throw Pins.loginException(info, e);
         } finally {
-            lock.unlock();
+            unlock();
         }
     }
 }

@@ -317,7 +317,7 @@ abstract class TokenCipher extends CipherSpi {
         Token.Work<Key> work = (at, session) -> {
             NativePKCS11Object made = session.unwrapKey(wrapMechanism(), parameter(0), key.in(at, session), wrapped,
                 template);
-            return type == Cipher.SECRET_KEY ? TokenSecretKeyFactory.of(token, algorithm, at, made)
+            return type == Cipher.SECRET_KEY ? TokenSecretKeyFactory.of(token, algorithm, identified, at, made)
                 : TokenPrivateKey.of(token, at, made, null);
         };
         try {

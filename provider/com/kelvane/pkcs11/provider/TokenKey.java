@@ -93,7 +93,7 @@ abstract class TokenKey implements Key, Destroyable {
      * Builds the Java object for a key.
      *
      * @param object the key, found or made in a session of the connection
-     * @param read its {@link #ATTRIBUTES}; the first four are enough for a session key
+     * @param read its attributes, those that {@link TokenSecretKey} or {@link TokenPrivateKey} need
      */
     TokenKey(Token token, String algorithm, Connection at, NativePKCS11Object object, PKCS11Attributes read,
         PublicKey publicKey) {
@@ -117,10 +117,6 @@ abstract class TokenKey implements Key, Destroyable {
 
     /** The attributes that are compared here, since modules encode numbers in several ways. */
     private static final int[] PROPERTIES = {CKA_MODULUS, CKA_EC_PARAMS, CKA_CHECK_VALUE};
-
-    /** The attributes that the constructor needs. */
-    static final int[] ATTRIBUTES = {CKA_CLASS, CKA_KEY_TYPE, CKA_TOKEN, CKA_ID, CKA_LABEL, CKA_UNIQUE_ID, CKA_MODULUS,
-        CKA_EC_PARAMS, CKA_CHECK_VALUE, CKA_ALLOWED_MECHANISMS, CKA_PRIME, CKA_SUBPRIME, CKA_BASE};
 
     private static Template identity(PKCS11Attributes read) {
         Template identity = Template.of();

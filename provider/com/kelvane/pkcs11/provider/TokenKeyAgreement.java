@@ -174,7 +174,7 @@ final class TokenKeyAgreement extends KeyAgreementSpi {
         Template template = target.created(token, identified).and(CKA_VALUE_LEN, length);
         TokenPrivateKey base = agreed();
         try {
-            Token.Work<SecretKey> work = (at, session) -> TokenSecretKeyFactory.of(token, algorithm, at,
+            Token.Work<SecretKey> work = (at, session) -> TokenSecretKeyFactory.of(token, algorithm, identified, at,
                 session.deriveKey(CKM_ECDH1_DERIVE, parameter(), base.in(at, session), template));
             SecretKey derived = identified.isOnToken() ? token.run(work) : token.create(work);
             point = null;

@@ -111,7 +111,7 @@ final class TokenObjects {
             Arrays.stream(entry.chain).filter(this::isUnnamed).forEach(used::add);
         }
         for (NativePKCS11Object each : keys(CKO_SECRET_KEY)) {
-            PKCS11Attributes read = each.readAttributes(TokenKey.ATTRIBUTES);
+            PKCS11Attributes read = each.readAttributes(TokenSecretKey.ATTRIBUTES);
             TokenKey key = new TokenSecretKey(token, KeyKind.algorithm(read.getInteger(CKA_KEY_TYPE)), at, each, read);
             entries.add(new Entry(key, NO_CHAIN, key.getLabel()));
         }

@@ -88,12 +88,13 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
     /** Makes a secret key on the token. */
     static TokenSecretKey made(Token token, String algorithm, TokenKeySpec spec, Maker maker)
         throws InvalidKeyException {
-        Token.Work<TokenSecretKey> work = (at, session) -> of(token, algorithm, at, maker.make(session));
+        Token.Work<TokenSecretKey> work = (at, session) -> of(token, algorithm, spec, at, maker.make(session));
         return spec.isOnToken() ? token.run(work) : token.create(work);
     }
 
-    /** Builds the Java object for a secret key that was found or made. */
-    static TokenSecretKey of(Token token, String algorithm, Connection at, NativePKCS11Object object) {
-        return new TokenSecretKey(token, algorithm, at, object, object.readAttributes(TokenKey.ATTRIBUTES));
+    /** Builds the Java object for a secret key that was made. */
+    static TokenSecretKey of(Token token, String algorithm, TokenKeySpec spec, Connection at, NativePKCS11Object made) {
+        return new TokenSecretKey(token, algorithm, at, made,
+            made.readAttributes(spec.isOnToken() ? TokenSecretKey.ATTRIBUTES : TokenSecretKey.ATTRIBUTES_OF_SESSION));
     }
 }

@@ -131,7 +131,9 @@ class MisuseTest {
         Cipher rsa = Cipher.getInstance("RSA/ECB/PKCS1Padding", PROVIDER);
         rsa.init(Cipher.DECRYPT_MODE, pair.getPrivate());
         assertThrows(IllegalBlockSizeException.class, () -> rsa.doFinal(new byte[257]));
-        assertThrows(BadPaddingException.class, () -> rsa.doFinal(new byte[256]));
+        if (!IS_NSS) { // which returns random data for wrong padding, so that nobody learns of it
+            assertThrows(BadPaddingException.class, () -> rsa.doFinal(new byte[256]));
+        }
         assertThrows(InvalidKeyException.class, () -> rsa.init(Cipher.ENCRYPT_MODE, pair.getPrivate()));
         if (has("Signature", "SHA256withECDSA")) {
             Signature ecdsa = Signature.getInstance("SHA256withECDSA", PROVIDER);
