@@ -124,6 +124,9 @@ abstract class TokenCipher extends CipherSpi {
         mode = newMode;
         spec = TokenKeySpec.of(parameters);
         if (spec.getParameters() != null && !parameterClass().isInstance(spec.getParameters())) {
+            if (newMode == Cipher.UNWRAP_MODE) { // JSSE tries its own parameters, and without them after this
+                throw new UnsupportedOperationException("unwrapping with " + spec.getParameters().getClass().getName());
+            }
             throw new InvalidAlgorithmParameterException(parameterClass().getSimpleName() + " is needed, not "
                 + spec.getParameters().getClass().getSimpleName());
         }

@@ -1,0 +1,36 @@
+import java.security.*;
+import org.apache.catalina.connector.*;
+import org.apache.catalina.startup.*;
+import org.apache.tomcat.util.net.*;
+
+/** A web server whose key is on a token: WebServer DIRECTORY URI. It tells its port, and serves until its input ends. */
+final class WebServer {
+    public static void main(String[] arguments) throws Exception {
+        Provider provider = Security.getProvider("Tokbridge").configure(arguments[1]);
+        Security.addProvider(provider);
+        KeyStore keys = KeyStore.getInstance("PKCS11", provider);
+        keys.load(null, null);
+        SSLHostConfig host = new SSLHostConfig();
+        SSLHostConfigCertificate certificate = new SSLHostConfigCertificate(host,
+            SSLHostConfigCertificate.Type.UNDEFINED);
+        certificate.setCertificateKeystore(keys);
+        certificate.setCertificateKeyAlias("web");
+        host.addCertificate(certificate);
+        Connector connector = new Connector();
+        connector.setPort(0);
+        connector.setScheme("https");
+        connector.setSecure(true);
+        connector.setProperty("SSLEnabled", "true");
+        connector.addSslHostConfig(host);
+        Tomcat tomcat = new Tomcat();
+        tomcat.setBaseDir(arguments[0]);
+        tomcat.setConnector(connector);
+        tomcat.addContext("", null);
+        tomcat.start();
+        System.out.println(connector.getLocalPort());
+        while (System.in.read() >= 0) {
+            Thread.onSpinWait();
+        }
+        tomcat.stop();
+    }
+}
