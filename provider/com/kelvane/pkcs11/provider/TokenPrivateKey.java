@@ -12,7 +12,6 @@ import java.security.NoSuchAlgorithmException;
 import java.security.PrivateKey;
 import java.security.PublicKey;
 import java.security.interfaces.DSAKey;
-import java.security.interfaces.DSAParams;
 import java.security.interfaces.ECKey;
 import java.security.interfaces.RSAKey;
 import java.security.interfaces.XECKey;
@@ -115,12 +114,18 @@ class TokenPrivateKey extends TokenKey implements PrivateKey {
         public BigInteger getModulus() {
             return modulus;
         }
+
+        /** Returns null: the key is not restricted to PSS. From JDK 22 on two interfaces have this method. */
+        @Override
+        public AlgorithmParameterSpec getParams() {
+            return null;
+        }
     }
 
     /** A private key of DSA. */
     private static final class Dsa extends TokenPrivateKey implements DSAKey {
         private static final long serialVersionUID = 1L;
-        private final transient DSAParams parameters;
+        private final transient DSAParameterSpec parameters;
 
         Dsa(Token token, Connection at, NativePKCS11Object object, PKCS11Attributes read, PublicKey publicKey) {
             super(token, "DSA", at, object, read, publicKey);
@@ -129,7 +134,7 @@ class TokenPrivateKey extends TokenKey implements PrivateKey {
         }
 
         @Override
-        public DSAParams getParams() {
+        public DSAParameterSpec getParams() {
             return parameters;
         }
     }
