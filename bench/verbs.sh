@@ -29,7 +29,7 @@ bench() {
         shift
         set -- --plots "$scratch" "$@"
         ;;
-    --threads) ;;
+    --threads | --provider) ;;
     --handles)
         no_arguments "bench --handles" ${2+"$2"}
         run "$root/bench/handles.sh" "$release" "$JAVA_HOME/bin/java"
@@ -37,7 +37,7 @@ bench() {
         ;;
     *) on_scripted_token com.kelvane.tokbridge.test.JniCountTest >"$scratch/calls" ;;
     esac
-    program -cp "$release/tokbridge.jar:$release/tokbridge-bench.jar" \
+    program -cp "$release/tokbridge.jar:$release/tokbridge-provider.jar:$release/tokbridge-bench.jar" \
         -Dtokbridge.bench.library="$release/libtokbridge_bench.so" -Dtokbridge.bench.calls="$scratch/calls" \
         com.kelvane.tokbridge.bench.Bench "$@"
     [ "${1:-}" != --plots ] || gnuplot -e "data='$scratch'; pictures='$root/docs'" "$root/bench/plots.gp"

@@ -75,12 +75,12 @@ own() {
     own "$work/image" com.kelvane.pkcs11 -m app/app.App
     "$JAVA_HOME/bin/keytool" -J--class-path="$installed/share/java/tokbridge-provider.jar" \
         -J-Dtokbridge.library="$(find "$installed" -name libtokbridge.so)" -list -keystore NONE -storetype PKCS11 \
-        -addprovider Tokbridge -providerArg "pkcs11:token=quickstart?module-path=$softhsm" </dev/null 2>/dev/null |
-        grep '^Keystore provider'
+        -addprovider Tokbridge -providerArg "pkcs11:?module-path=$softhsm" </dev/null 2>/dev/null |
+        sed -n 's/^\(Keystore provider: Tokbridge\)-.*/\1/p'
 } >"$work/log" 2>&1
 sed 's/-1/1/' "$work/log" | diff - /dev/fd/3 3<<'TEXT'
 random 1 in the class path
 random 1 in the class path
 random 1 in a module
-Keystore provider: Tokbridge-quickstart
+Keystore provider: Tokbridge
 TEXT

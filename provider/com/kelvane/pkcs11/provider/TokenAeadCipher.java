@@ -183,18 +183,28 @@ final class TokenAeadCipher extends TokenCipher {
     }
 
     @Override
-    byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
+    boolean isWhole() {
+        return data.length() == 0;
+    }
+
+    /** Checks the nonce and the length, and takes the nonce for used from here on: the call may have been made. */
+    @Override
+    void prepare(int length) throws AEADBadTagException {
         checkNonce();
-        byte[] all = data.with(in, offset, length);
-        if (!encrypts() && all.length < tagLength) {
+        if (!encrypts() && length < tagLength) {
             throw new AEADBadTagException("the data is shorter than the tag");
         }
-        byte[] result = crypt(all);
         if (encrypts()) {
             lastKey = given;
             lastNonce = nonce;
         }
-        return result;
+    }
+
+    @Override
+    byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
+        byte[] all = data.with(in, offset, length);
+        prepare(all.length);
+        return crypt(all);
     }
 
     @Override

@@ -172,12 +172,24 @@ final class TokenBlockCipher extends TokenCipher {
     }
 
     @Override
+    boolean isWhole() {
+        return operation == null && rest.length() == 0 && !padded;
+    }
+
+    @Override
+    void prepare(int length) throws IllegalBlockSizeException {
+        if (mechanism != CKM_AES_CTR && length % BLOCK != 0) {
+            throw new IllegalBlockSizeException("the length of the data is not a multiple of 16");
+        }
+    }
+
+    @Override
     byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
         byte[] last = rest.with(in, offset, length);
         if (padded && encrypts()) {
             last = pad(last);
-        } else if (mechanism != CKM_AES_CTR && last.length % BLOCK != 0) {
-            throw new IllegalBlockSizeException("the length of the data is not a multiple of 16");
+        } else {
+            prepare(last.length);
         }
         byte[] out = operation == null ? last.length == 0 ? last : crypt(last) : end(last);
         return padded && !encrypts() ? unpad(out) : out;

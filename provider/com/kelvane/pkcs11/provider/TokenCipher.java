@@ -81,6 +81,14 @@ abstract class TokenCipher extends CipherSpi {
     /** Takes the last data, returns the result and prepares the next operation. */
     abstract byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException;
 
+    /** Tells whether the data of a doFinal is all there is, and goes to the token as it is. */
+    abstract boolean isWhole();
+
+    /** Checks that data of a length can be the whole of an operation. */
+    void prepare(int length) throws IllegalBlockSizeException, BadPaddingException {
+        // Any can.
+    }
+
     /** Forgets the data of an operation that was given up. */
     abstract void reset();
 
@@ -201,6 +209,10 @@ abstract class TokenCipher extends CipherSpi {
     @Override
     protected int engineDoFinal(byte[] in, int inOffset, int length, byte[] out, int outOffset)
         throws ShortBufferException, IllegalBlockSizeException, BadPaddingException {
+        if (unclaimed == null && in != out && isWhole() && fits(in, length) && fits(out, finalSize(length))
+            && out.length - outOffset >= finalSize(length)) {
+            return cryptInto(in, inOffset, length, out, outOffset);
+        }
         byte[] result = engineDoFinal(in, inOffset, length);
         if (out.length - outOffset < result.length) {
             unclaimed = result;
@@ -211,6 +223,36 @@ abstract class TokenCipher extends CipherSpi {
             Arrays.fill(result, (byte) 0);
         }
         return result.length;
+    }
+
+    /** Tells whether an array is used for the most part: each call copies all of it. */
+    private static boolean fits(byte[] array, int used) {
+        return array != null && used > 0 && array.length <= 2 * used + 64;
+    }
+
+    /** Encrypts or decrypts data in one call, from the caller's array to the caller's array. */
+    private int cryptInto(byte[] in, int inOffset, int length, byte[] out, int outOffset)
+        throws IllegalBlockSizeException, BadPaddingException {
+        try {
+            prepare(length);
+            Object parameter = parameter(length);
+            return token.use(key, (session, object) -> {
+                int written = encrypts()
+                    ? session.encryptDoFinalGCM(mechanism(), parameter, object, in, inOffset, length, out, outOffset)
+                    : session.decryptDoFinalGCM(mechanism(), parameter, object, in, inOffset, length, out, outOffset);
+                if (written > out.length - outOffset) {
+                    throw new PKCS11Exception(CKR_BUFFER_TOO_SMALL);
+                }
+                return written;
+            });
+        } catch (PKCS11Exception e) {
+            throw failure(e);
+        } catch (InvalidKeyException e) {
+            throw new ProviderException(e.getMessage(), e);
+        } finally {
+            reset();
+            Reference.reachabilityFence(this);
+        }
     }
 
     /** Encrypts or decrypts data in one call. */

@@ -146,6 +146,11 @@ final class TokenRsaCipher extends TokenCipher {
     }
 
     @Override
+    boolean isWhole() {
+        return false;
+    }
+
+    @Override
     byte[] finish(byte[] in, int offset, int count) throws IllegalBlockSizeException, BadPaddingException {
         byte[] all = data.with(in, offset, count);
         if (software != null) {

@@ -79,6 +79,11 @@ final class TokenWrapCipher extends TokenCipher {
     }
 
     @Override
+    boolean isWhole() {
+        return false;
+    }
+
+    @Override
     byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
         return crypt(data.with(in, offset, length));
     }
