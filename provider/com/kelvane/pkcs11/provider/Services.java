@@ -7,6 +7,7 @@ import java.security.Key;
 import java.security.Provider;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Set;
 import java.util.function.Function;
 import java.util.stream.Collectors;
 
@@ -51,9 +52,13 @@ final class Services {
         boolean isOfferedBy(Token token) {
             return (mechanisms.isEmpty() || mechanisms.stream().anyMatch(each -> token.can(each, flag)))
                 && (hash == null || token.can(hash.mechanism, 0) || token.can(hash.rsa, 0))
-                && (!type.equals("SecureRandom") || token.info.hasRandomNumberGenerator());
+                && (!type.equals("SecureRandom") || token.info.hasRandomNumberGenerator())
+                && (!KEYS.contains(type) || TokenKeyFactory.findSoftware(algorithm).isPresent());
         }
     }
+
+    /** The services that make public keys, for which the JDK has to have a class. */
+    private static final Set<String> KEYS = Set.of("KeyPairGenerator", "KeyFactory");
 
     /** The rows, in the order of the page. */
     static final List<Row> ROWS = List.of(
@@ -279,7 +284,7 @@ final class Services {
     }
 
     private static Row pairs(String name, TokenKeyPairGenerator.Algorithm algorithm, String fixed, int... mechanisms) {
-        return row("KeyPairGenerator", name, null, List.of(), CKF_GENERATE_KEY_PAIR, list(mechanisms),
+        return row("KeyPairGenerator", name, null, List.of(), 0, list(mechanisms), // whose flags NSS mixes up
             token -> new TokenKeyPairGenerator(token, algorithm, token.first(mechanisms), fixed));
     }
 

@@ -22,6 +22,7 @@ import java.security.interfaces.RSAPrivateKey;
 import java.security.spec.InvalidKeySpecException;
 import java.security.spec.KeySpec;
 import java.util.Arrays;
+import java.util.Optional;
 
 /** Imports private keys of software to the token, as session keys. Public keys are the JDK's. */
 final class TokenKeyFactory extends KeyFactorySpi {
@@ -35,9 +36,13 @@ final class TokenKeyFactory extends KeyFactorySpi {
 
     /** Returns the first provider that has a key factory in software, wherever ours stand in the list. */
     static Provider software(String algorithm) throws NoSuchAlgorithmException {
+        return findSoftware(algorithm).orElseThrow(
+            () -> new NoSuchAlgorithmException("no provider of software has keys of " + algorithm));
+    }
+
+    static Optional<Provider> findSoftware(String algorithm) {
         return Arrays.stream(Security.getProviders()).filter(each -> !(each instanceof TokbridgeProvider)
-            && each.getService("KeyFactory", algorithm) != null).findFirst().orElseThrow(
-                () -> new NoSuchAlgorithmException("no provider of software has keys of " + algorithm));
+            && each.getService("KeyFactory", algorithm) != null).findFirst();
     }
 
     private KeyFactory software() throws InvalidKeySpecException {

@@ -4,6 +4,8 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.CK_RSA_PKCS_PSS_PARAMS;
 import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.nat.NativePKCS11Object;
+import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.security.AlgorithmParameters;
 import java.security.GeneralSecurityException;
 import java.security.InvalidAlgorithmParameterException;
@@ -160,13 +162,22 @@ final class TokenSignature extends SignatureSpi {
         byte[] input = digest == null ? data.all() : prepared(digest.digest());
         data.clear();
         try {
-            byte[] signature = token.use(key, (session, object) ->
-                session.sign(hashedByToken ? scheme.hashing(hash) : scheme.mechanism, parameter(), object,
-                    digest == null && !hashedByToken ? prepared(input) : input));
+            byte[] prepared = digest == null && !hashedByToken ? prepared(input) : input;
+            int mechanism = hashedByToken ? scheme.hashing(hash) : scheme.mechanism;
+            byte[] signature = token.use(key, (session, object) -> scheme == Scheme.EDDSA
+                ? signExactly(session, object, prepared) : session.sign(mechanism, parameter(), object, prepared));
             return scheme == Scheme.ECDSA || scheme == Scheme.DSA ? Der.numbers(signature) : signature;
         } catch (InvalidKeyException | PKCS11Exception | ProviderException e) {
             throw new SignatureException("The token does not sign: " + e.getMessage(), e);
         }
+    }
+
+    /** Signs with an array of just the signature's length, which NSS insists on. */
+    private byte[] signExactly(NativePKCS11Session session, NativePKCS11Object object, byte[] input) {
+        byte[] signature = new byte[TokenPrivateKey.Curve.ED448.isOf(key) ? 114 : 64];
+        session.signInit(CKM_EDDSA, null, object);
+        session.sign(input, 0, input.length, signature, 0);
+        return signature;
     }
 
     /** Returns what the mechanism without hash signs for a hash, or for data in its place. */
