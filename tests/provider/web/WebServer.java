@@ -3,7 +3,7 @@ import org.apache.catalina.connector.*;
 import org.apache.catalina.startup.*;
 import org.apache.tomcat.util.net.*;
 
-/** A web server whose key is on a token: WebServer DIRECTORY URI. It tells its port, and serves until its input ends. */
+/** A web server whose key is on a token: WebServer DIRECTORY URI. Prints its port, and serves until its input ends. */
 final class WebServer {
     public static void main(String[] arguments) throws Exception {
         Provider provider = Security.getProvider("Tokbridge").configure(arguments[1]);

@@ -30,7 +30,7 @@ import javax.net.ssl.SSLSocket;
 import javax.net.ssl.TrustManagerFactory;
 import javax.net.ssl.X509ExtendedKeyManager;
 
-/** Compares the JCA provider with the JDK's own PKCS #11 provider: one program, two providers, one token, in one run. */
+/** Compares the JCA provider with the JDK's own PKCS #11 provider: one program, two providers, one token, one run. */
 final class Providers {
     private final Stopwatch stopwatch;
     private final int cores = Runtime.getRuntime().availableProcessors();
@@ -45,13 +45,14 @@ final class Providers {
         BridgeSide bridge = new BridgeSide(module);
         String label = bridge.session.getSlot().getTokenInfo().getLabel();
         String uri = "pkcs11:token=" + label.replace(" ", "%20") + "?module-path=" + module;
-        for (String[] key : new String[][] {{"rsa", "RSA", "-keysize", "2048"}, {"ec", "EC", "-groupname", "secp256r1"}}) {
+        for (String[] key : new String[][] {{"rsa", "RSA", "-keysize", "2048"},
+            {"ec", "EC", "-groupname", "secp256r1"}}) {
             int status = new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "keytool").toString(),
                 "-J--class-path=" + System.getProperty("java.class.path"), "-J--enable-native-access=ALL-UNNAMED",
                 "-J-Dtokbridge.library=" + System.getProperty("tokbridge.library"), "-genkeypair", "-alias", key[0],
-                "-keyalg", key[1], key[2], key[3], "-dname", "CN=localhost", "-keystore", "NONE", "-storetype", "PKCS11",
-                "-storepass", BridgeSide.PIN, "-addprovider", "Tokbridge", "-providerArg", uri).inheritIO().start()
-                .waitFor();
+                "-keyalg", key[1], key[2], key[3], "-dname", "CN=localhost", "-keystore", "NONE",
+                "-storetype", "PKCS11", "-storepass", BridgeSide.PIN, "-addprovider", "Tokbridge",
+                "-providerArg", uri).inheritIO().start().waitFor();
             if (status != 0) {
                 throw new IllegalStateException("keytool has failed");
             }

@@ -4,16 +4,20 @@ import java.util.Arrays;
 
 /** Data that is collected for a single call. What it no longer needs is wiped. */
 final class Buffer {
+    /** The length of the longest array that every virtual machine has. */
+    private static final int MOST = Integer.MAX_VALUE - 8;
+
     private byte[] bytes = new byte[64];
     private int length;
 
     void add(byte[] in, int offset, int count) {
         if (count > bytes.length - length) {
             long needed = (long) length + count;
-            if (needed > Integer.MAX_VALUE - 8) {
-                throw new IllegalStateException("more than " + (Integer.MAX_VALUE - 8) + " bytes in one operation");
+            if (needed > MOST) {
+                throw new IllegalStateException("more than " + MOST + " bytes in one operation");
             }
-            byte[] larger = Arrays.copyOf(bytes, (int) Math.min(Math.max(needed, 2L * bytes.length), Integer.MAX_VALUE - 8));
+            long size = Math.min(Math.max(needed, 2L * bytes.length), MOST);
+            byte[] larger = Arrays.copyOf(bytes, (int) size);
             Arrays.fill(bytes, 0, length, (byte) 0);
             bytes = larger;
         }

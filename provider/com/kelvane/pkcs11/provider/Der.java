@@ -6,7 +6,8 @@ import java.util.Arrays;
 
 /** The little DER that signatures and keys need. */
 final class Der {
-    static final int INTEGER = 2, OCTET_STRING = 4, NULL = 5, OBJECT_IDENTIFIER = 6, PRINTABLE_STRING = 0x13, SEQUENCE = 0x30;
+    static final int INTEGER = 2, OCTET_STRING = 4, NULL = 5, OBJECT_IDENTIFIER = 6, PRINTABLE_STRING = 0x13,
+        SEQUENCE = 0x30;
 
     private Der() {
     }

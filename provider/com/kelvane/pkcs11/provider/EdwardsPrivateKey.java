@@ -5,7 +5,7 @@ import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import java.security.PublicKey;
 import java.security.spec.NamedParameterSpec;
 
-/** A private key of Ed25519 or Ed448; JDK 15 and later have an interface for it, and a class of this name in its folder. */
+/** A private key of Ed25519 or Ed448. For JDK 15 and later there is a class of this name with the JDK's interface. */
 final class EdwardsPrivateKey extends TokenPrivateKey {
     private static final long serialVersionUID = 1L;
     private final transient NamedParameterSpec parameters;

@@ -39,7 +39,7 @@ final class Failures {
         return e.hasCode() ? LOST.contains(e.getCode()) : "functionList is null".equals(e.getMessage());
     }
 
-    /** Tells whether only the token can say if the data or the token is at fault; vendors' own codes are among these. */
+    /** Tells whether only the token can say if it or the data is at fault. Vendors' own codes are among these. */
     static boolean isUnclear(PKCS11Exception e) {
         return UNCLEAR.contains(e.getCode()) || e.getCode() < 0;
     }

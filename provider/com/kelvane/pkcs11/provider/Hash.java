@@ -6,7 +6,8 @@ import java.util.Arrays;
 
 /** The hash functions, as JCA, DigestInfo and mechanism parameters have them. */
 enum Hash {
-    // name, length; hash mechanism, mask function; mechanisms that hash and sign: PKCS #1, PSS, ECDSA, DSA; HMAC; identifier
+    // name, length; hash mechanism, mask function; mechanisms that hash and sign with PKCS #1, PSS,
+    // ECDSA, DSA; HMAC; object identifier
     MD5("MD5", 16, 0, 0, CKM_MD5_RSA_PKCS, 0,
         0, 0, CKM_MD5_HMAC, 0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 2, 5),
     SHA1("SHA-1", 20, CKM_SHA_1, CKG_MGF1_SHA1, CKM_SHA1_RSA_PKCS, CKM_SHA1_RSA_PKCS_PSS,

@@ -4,6 +4,7 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.Template;
 import java.util.Arrays;
+import java.util.Locale;
 
 /** The kinds of keys: their types on the token, their names in JCA, and all that keys of a kind can do. */
 enum KeyKind {
@@ -38,7 +39,7 @@ enum KeyKind {
 
     /** Returns the kind of secret keys of a JCA name; null if there is none. */
     static KeyKind ofSecret(String algorithm) {
-        switch (algorithm.toUpperCase(java.util.Locale.ROOT)) {
+        switch (algorithm.toUpperCase(Locale.ROOT)) {
             case "AES":
                 return AES;
             case "CHACHA20":

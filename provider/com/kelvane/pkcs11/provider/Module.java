@@ -20,8 +20,8 @@ final class Module {
     private final String path;
 
     /**
-     * Held around calls of p11-kit's modules, null for others. Threads that wait in p11-kit's client for their replies are
-     * not woken when the server dies; its server works on one call of a program at a time anyway.
+     * Held around calls of p11-kit's modules, null for others. Threads that wait in p11-kit's client for their replies
+     * are not woken when the server dies; its server works on one call of a program at a time anyway.
      */
     private final ReentrantLock calls;
 

@@ -51,7 +51,7 @@ final class Token {
     private final PKCS11Uri identity;
     private final Pins pins = new Pins();
 
-    /** Held while the connection changes and while a PIN is sent. Fair, so that nobody waits for the attempts of others. */
+    /** Held while the connection changes and while a PIN is sent; fair, so that no thread waits for many attempts. */
     private final ReentrantLock lock = new ReentrantLock(true);
 
     /** Null before the first use and after a recovery that failed. */
@@ -251,7 +251,8 @@ final class Token {
             try {
                 connection = attach(failed, cause, withLogin);
             } catch (PKCS11Exception e) {
-                throw new ProviderException("The token \"" + info.getLabel() + "\" cannot be used: " + e.getMessage(), e);
+                throw new ProviderException("The token \"" + info.getLabel() + "\" cannot be used: "
+                    + e.getMessage(), e);
             }
             failure = null;
             return connection;

@@ -159,7 +159,8 @@ final class TokenAeadCipher extends TokenCipher {
 
     private void checkNonce() {
         if (encrypts() && given == lastKey && nonce == lastNonce) {
-            throw new IllegalStateException("key and nonce have encrypted before; initialise the cipher with another nonce");
+            throw new IllegalStateException("key and nonce have encrypted before; initialise the cipher with"
+                + " another nonce");
         }
     }
 

@@ -162,7 +162,8 @@ final class TokenBlockCipher extends TokenCipher {
     }
 
     private static ProviderException interrupted(PKCS11Exception e) {
-        return new ProviderException("The operation was interrupted, initialise the cipher again: " + e.getMessage(), e);
+        return new ProviderException("The operation was interrupted, initialise the cipher again: "
+            + e.getMessage(), e);
     }
 
     @Override

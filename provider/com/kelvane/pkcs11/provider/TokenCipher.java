@@ -117,7 +117,8 @@ abstract class TokenCipher extends CipherSpi {
     protected void engineInit(int newMode, Key newKey, AlgorithmParameters parameters, SecureRandom random)
         throws InvalidKeyException, InvalidAlgorithmParameterException {
         try {
-            engineInit(newMode, newKey, parameters == null ? null : parameters.getParameterSpec(parameterClass()), random);
+            engineInit(newMode, newKey,
+                parameters == null ? null : parameters.getParameterSpec(parameterClass()), random);
         } catch (InvalidParameterSpecException e) {
             throw new InvalidAlgorithmParameterException(e.getMessage(), e);
         }
@@ -209,8 +210,9 @@ abstract class TokenCipher extends CipherSpi {
     @Override
     protected int engineDoFinal(byte[] in, int inOffset, int length, byte[] out, int outOffset)
         throws ShortBufferException, IllegalBlockSizeException, BadPaddingException {
-        if (unclaimed == null && in != out && isWhole() && fits(in, length) && fits(out, finalSize(length))
-            && out.length - outOffset >= finalSize(length)) {
+        int room = Math.max(length, finalSize(length)); // SoftHSM2 asks for that much though it writes less
+        if (unclaimed == null && in != out && isWhole() && fits(in, length) && fits(out, room)
+            && out.length - outOffset >= room) {
             return cryptInto(in, inOffset, length, out, outOffset);
         }
         byte[] result = engineDoFinal(in, inOffset, length);
@@ -246,7 +248,12 @@ abstract class TokenCipher extends CipherSpi {
                 return written;
             });
         } catch (PKCS11Exception e) {
-            throw failure(e);
+            if (e.getCode() != CKR_BUFFER_TOO_SMALL) {
+                throw failure(e);
+            }
+            byte[] result = crypt(Arrays.copyOfRange(in, inOffset, inOffset + length)); // the module wants more room
+            System.arraycopy(result, 0, out, outOffset, result.length);
+            return result.length;
         } catch (InvalidKeyException e) {
             throw new ProviderException(e.getMessage(), e);
         } finally {

@@ -199,8 +199,10 @@ abstract class TokenKey implements Key, Destroyable {
         return sessionKey != null;
     }
 
+    /** Returns the label; an empty one if there is none. */
     String getLabel() {
-        return attributes.getString(CKA_LABEL);
+        String label = attributes.getString(CKA_LABEL);
+        return label == null ? "" : label;
     }
 
     byte[] getId() {
@@ -258,7 +260,7 @@ abstract class TokenKey implements Key, Destroyable {
     @Override
     public String toString() {
         String label = getLabel();
-        return algorithm + " key" + (label == null || label.isEmpty() ? "" : " \"" + label + "\"") + " on the token \""
+        return algorithm + " key" + (label.isEmpty() ? "" : " \"" + label + "\"") + " on the token \""
             + token.info.getLabel() + "\"" + (sessionKey != null ? ", for the session" : "");
     }
 }

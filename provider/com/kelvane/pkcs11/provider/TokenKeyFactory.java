@@ -120,7 +120,8 @@ final class TokenKeyFactory extends KeyFactorySpi {
     private static Template values(Template template, PrivateKey key) throws GeneralSecurityException, IOException {
         if (key instanceof RSAPrivateKey) {
             RSAPrivateKey rsa = (RSAPrivateKey) key;
-            Template numbers = template.and(CKA_MODULUS, rsa.getModulus(), CKA_PRIVATE_EXPONENT, rsa.getPrivateExponent());
+            Template numbers = template.and(CKA_MODULUS, rsa.getModulus(),
+                CKA_PRIVATE_EXPONENT, rsa.getPrivateExponent());
             if (!(key instanceof RSAPrivateCrtKey)) {
                 return numbers;
             }

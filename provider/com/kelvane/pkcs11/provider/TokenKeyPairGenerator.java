@@ -25,7 +25,9 @@ import java.security.spec.ECParameterSpec;
 import java.security.spec.InvalidParameterSpecException;
 import java.security.spec.NamedParameterSpec;
 import java.security.spec.RSAKeyGenParameterSpec;
+import java.util.Locale;
 import java.util.Map;
+import java.util.function.Function;
 
 /** Generates key pairs on the token. The public key is one of the JDK. */
 final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
@@ -41,14 +43,15 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
 
     /** The algorithms, with the parameters that each takes. */
     enum Algorithm {
-        RSA(KeyKind.RSA, 2048, TokenKeyPairGenerator::rsa, size -> new RSAKeyGenParameterSpec(size, RSAKeyGenParameterSpec.F4)),
+        RSA(KeyKind.RSA, 2048, TokenKeyPairGenerator::rsa,
+            size -> new RSAKeyGenParameterSpec(size, RSAKeyGenParameterSpec.F4)),
         EC(KeyKind.EC, 256, TokenKeyPairGenerator::ec, size -> named(Map.of(224, "secp224r1", 256, "secp256r1",
             384, "secp384r1", 521, "secp521r1"), size, ECGenParameterSpec::new)),
         DSA(KeyKind.DSA, 2048, TokenKeyPairGenerator::dsa, TokenKeyPairGenerator::dsaParameters),
-        EDDSA(KeyKind.EDDSA, 255, TokenKeyPairGenerator::curve, size -> named(Map.of(255, "Ed25519", 448, "Ed448"), size,
-            NamedParameterSpec::new)),
-        XDH(KeyKind.XDH, 255, TokenKeyPairGenerator::curve, size -> named(Map.of(255, "X25519", 448, "X448"), size,
-            NamedParameterSpec::new)),
+        EDDSA(KeyKind.EDDSA, 255, TokenKeyPairGenerator::curve,
+            size -> named(Map.of(255, "Ed25519", 448, "Ed448"), size, NamedParameterSpec::new)),
+        XDH(KeyKind.XDH, 255, TokenKeyPairGenerator::curve,
+            size -> named(Map.of(255, "X25519", 448, "X448"), size, NamedParameterSpec::new)),
         ML_DSA(KeyKind.ML_DSA, 65, TokenKeyPairGenerator::mlDsa, size -> new NamedParameterSpec("ML-DSA-" + size));
 
         private final KeyKind kind;
@@ -92,7 +95,8 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
     }
 
     @Override
-    public void initialize(AlgorithmParameterSpec given, SecureRandom random) throws InvalidAlgorithmParameterException {
+    public void initialize(AlgorithmParameterSpec given, SecureRandom random)
+        throws InvalidAlgorithmParameterException {
         TokenKeySpec requested = TokenKeySpec.of(given);
         try {
             AlgorithmParameterSpec parameters = requested.getParameters() != null ? requested.getParameters()
@@ -150,7 +154,7 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
         return joined;
     }
 
-    private static <T> T named(Map<Integer, String> names, int size, java.util.function.Function<String, T> spec)
+    private static <T> T named(Map<Integer, String> names, int size, Function<String, T> spec)
         throws InvalidAlgorithmParameterException {
         String name = names.get(size);
         if (name == null) {
@@ -202,7 +206,7 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
     private static Template mlDsa(AlgorithmParameterSpec parameters) throws InvalidParameterSpecException {
         String name = ((NamedParameterSpec) parameters).getName();
         Integer set = Map.of("ML-DSA-44", CKP_ML_DSA_44, "ML-DSA-65", CKP_ML_DSA_65, "ML-DSA-87", CKP_ML_DSA_87)
-            .get(name.toUpperCase(java.util.Locale.ROOT));
+            .get(name.toUpperCase(Locale.ROOT));
         if (set == null) {
             throw new InvalidParameterSpecException("unknown parameter set " + name);
         }

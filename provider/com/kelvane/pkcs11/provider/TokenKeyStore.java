@@ -38,8 +38,8 @@ import javax.security.auth.login.LoginException;
  * The keys and certificates that stay on the token. They are read by {@code load}, which logs in, and after each change
  * that is made here; the keys keep working when the token was away in between.
  *
- * <p>The alias of an entry is its label. Where labels repeat or are missing, the alias has the identifier, the algorithm
- * or the serial number behind it, as far as that makes it unique.
+ * <p>The alias of an entry is its label. Where labels repeat or are missing, the identifier and the algorithm of a key
+ * are behind it, or the serial number of a certificate, as far as they make it unique.
  */
 final class TokenKeyStore extends KeyStoreSpi {
     private final Token token;
@@ -88,7 +88,8 @@ final class TokenKeyStore extends KeyStoreSpi {
     }
 
     private void read() throws InvalidKeyException {
-        entries = Collections.unmodifiableMap(token.run((at, session) -> new TokenObjects(token, at, session).entries()));
+        entries = Collections.unmodifiableMap(token.run(
+            (at, session) -> new TokenObjects(token, at, session).entries()));
     }
 
     @Override
@@ -224,7 +225,8 @@ final class TokenKeyStore extends KeyStoreSpi {
     }
 
     @Override
-    public void engineSetKeyEntry(String alias, Key key, char[] password, Certificate[] chain) throws KeyStoreException {
+    public void engineSetKeyEntry(String alias, Key key, char[] password, Certificate[] chain)
+        throws KeyStoreException {
         X509Certificate[] certificates = new X509Certificate[chain == null ? 0 : chain.length];
         for (int i = 0; i < certificates.length; i++) {
             if (!(chain[i] instanceof X509Certificate)) {

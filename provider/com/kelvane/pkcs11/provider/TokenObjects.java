@@ -51,7 +51,8 @@ final class TokenObjects {
             List<String> parts = key == null
                 ? List.of(label, "certificate", chain[0].getSerialNumber().toString(16), hash(chain[0]))
                 : List.of(label, hex(key.getId()), key.getAlgorithm(), key.fingerprint());
-            return parts.stream().limit(1 + qualifiers).filter(each -> !each.isEmpty()).collect(Collectors.joining("/"));
+            return parts.stream().limit(1 + qualifiers).filter(each -> !each.isEmpty())
+                .collect(Collectors.joining("/"));
         }
 
         private static String hash(X509Certificate certificate) {
@@ -140,9 +141,10 @@ final class TokenObjects {
             && !isOfOther(each.content.getPublicKey(), read.getBigInteger(CKA_MODULUS), publicKeys)).findFirst()
             .orElseGet(() -> certificates.stream().filter(each -> isOf(each.content.getPublicKey(),
                 read.getBigInteger(CKA_MODULUS), publicKeys)).findFirst().orElse(null));
-        PublicKey publicKey = own != null ? own.content.getPublicKey() : publicKeys.isEmpty() ? null : publicKeys.get(0);
+        PublicKey publicKey = own != null ? own.content.getPublicKey()
+            : publicKeys.isEmpty() ? null : publicKeys.get(0);
         TokenKey key = TokenPrivateKey.of(token, at, object, publicKey);
-        String label = key.getLabel() == null || key.getLabel().isEmpty() ? own == null ? "" : own.label : key.getLabel();
+        String label = !key.getLabel().isEmpty() ? key.getLabel() : own == null ? "" : own.label;
         return new Entry(key, own == null ? NO_CHAIN : chain(own.content), label);
     }
 
@@ -189,7 +191,8 @@ final class TokenObjects {
     /** Writes a certificate, unless it is there with this identifier and label. */
     void write(X509Certificate content, byte[] id, String label) throws CertificateEncodingException {
         for (Certificate each : certificates) {
-            if (each.content.equals(content) && (label.isEmpty() || each.label.equals(label) && Arrays.equals(each.id, id))) {
+            if (each.content.equals(content)
+                && (label.isEmpty() || each.label.equals(label) && Arrays.equals(each.id, id))) {
                 return;
             }
         }
@@ -201,14 +204,15 @@ final class TokenObjects {
             CKA_VALUE, content.getEncoded()));
     }
 
-    /** Destroys the certificates of an entry: the first of its chain, and issuers without a label that no other needs. */
+    /** Destroys the certificates of an entry: the first of its chain, and unlabelled issuers that no other needs. */
     void destroyChain(Entry entry, Collection<Entry> others) {
         Set<X509Certificate> needed = new HashSet<>();
         others.stream().filter(each -> each != entry).forEach(each -> needed.addAll(Arrays.asList(each.chain)));
         for (int i = 0; i < entry.chain.length; i++) {
             X509Certificate content = entry.chain[i];
             if (i == 0 || isUnnamed(content) && !needed.contains(content)) {
-                certificates.stream().filter(each -> each.content.equals(content)).forEach(each -> each.object.destroy());
+                certificates.stream().filter(each -> each.content.equals(content))
+                    .forEach(each -> each.object.destroy());
             }
         }
     }
@@ -218,7 +222,8 @@ final class TokenObjects {
         entry.key.in(at, session).destroy();
         byte[] id = entry.key.getId();
         if (id != null && id.length > 0) {
-            session.findObjects(Template.of(CKA_CLASS, CKO_PUBLIC_KEY, CKA_ID, id)).forEach(NativePKCS11Object::destroy);
+            session.findObjects(Template.of(CKA_CLASS, CKO_PUBLIC_KEY, CKA_ID, id))
+                .forEach(NativePKCS11Object::destroy);
         }
     }
 

@@ -23,8 +23,8 @@ import javax.crypto.spec.OAEPParameterSpec;
 import javax.crypto.spec.PSource;
 
 /**
- * RSA with the padding of PKCS #1 or OAEP. The token decrypts and unwraps; public keys encrypt and wrap in software, but
- * for a key of the token, which the token wraps.
+ * RSA with the padding of PKCS #1 or OAEP. The token decrypts and unwraps. Public keys encrypt and wrap in software;
+ * only keys of the token are wrapped by the token.
  */
 final class TokenRsaCipher extends TokenCipher {
     private final int mechanism;

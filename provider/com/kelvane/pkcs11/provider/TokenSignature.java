@@ -30,9 +30,9 @@ import java.util.function.Function;
 /**
  * Signs on the token and verifies in software, since public keys are the JDK's.
  *
- * <p>The data is hashed here and the hash signed in one call, so that no session is held between. Where the token or the
- * key allows only a mechanism that hashes by itself, and for algorithms that sign the data itself, the data is collected
- * and signed in one call.
+ * <p>The data is hashed here and the hash signed in one call, so that no session is held between. Where the token or
+ * the key allows only a mechanism that hashes by itself, and for algorithms that sign the data itself, the data is
+ * collected and signed in one call.
  */
 final class TokenSignature extends SignatureSpi {
     /** What the algorithms of a kind have in common. */
@@ -187,7 +187,8 @@ final class TokenSignature extends SignatureSpi {
                 return hash == null ? value : hash.digestInfo(value);
             case ECDSA:
             case ECDSA_P1363:
-                return key instanceof ECKey ? shortened(value, ((ECKey) key).getParams().getOrder().bitLength()) : value;
+                return key instanceof ECKey ? shortened(value, ((ECKey) key).getParams().getOrder().bitLength())
+                    : value;
             case DSA:
             case DSA_P1363:
                 return key instanceof DSAKey ? shortened(value, ((DSAKey) key).getParams().getQ().bitLength()) : value;
@@ -231,7 +232,8 @@ final class TokenSignature extends SignatureSpi {
         }
         if (!(pss.getMGFParameters() instanceof MGF1ParameterSpec)
             || Hash.forParameter(((MGF1ParameterSpec) pss.getMGFParameters()).getDigestAlgorithm()) == null) {
-            throw new InvalidAlgorithmParameterException("unsupported mask generation function " + pss.getMGFAlgorithm());
+            throw new InvalidAlgorithmParameterException("unsupported mask generation function "
+                + pss.getMGFAlgorithm());
         }
         if (pss.getTrailerField() != 1) {
             throw new InvalidAlgorithmParameterException("the trailer field is 1, not " + pss.getTrailerField());

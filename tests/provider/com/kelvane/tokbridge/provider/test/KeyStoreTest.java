@@ -36,7 +36,8 @@ class KeyStoreTest {
     }
 
     /** Certifies a public key with a private one, of the token or not. */
-    static X509Certificate certificate(String subject, PublicKey key, String issuer, PrivateKey signer) throws Exception {
+    static X509Certificate certificate(String subject, PublicKey key, String issuer, PrivateKey signer)
+        throws Exception {
         Date now = new Date(System.currentTimeMillis() / 1000 * 1000);
         String algorithm = signer.getAlgorithm().equals("EC") ? "SHA256withECDSA" : "SHA256withRSA";
         return new JcaX509CertificateConverter().getCertificate(new JcaX509v3CertificateBuilder(
@@ -96,7 +97,8 @@ class KeyStoreTest {
         store.setCertificateEntry("trusted", issuers[0]);
         store.setCertificateEntry("trusted", issuers[1]);
         assertTrue(store.isCertificateEntry("trusted") && store.getKey("trusted", null) == null);
-        assertEquals(issuers[1], ((KeyStore.TrustedCertificateEntry) store.getEntry("trusted", null)).getTrustedCertificate());
+        assertEquals(issuers[1], ((KeyStore.TrustedCertificateEntry) store.getEntry("trusted", null))
+            .getTrustedCertificate());
         assertThrows(KeyStoreException.class, () -> store.setKeyEntry("trusted", secret, null, null));
         store.deleteEntry("trusted");
         assertEquals(before, new TreeSet<>(Collections.list(store.aliases())));
@@ -222,7 +224,8 @@ class KeyStoreTest {
     void aWrongConfigurationNamesThePart() throws Exception {
         Map<String, String> wrong = new TreeMap<>(Map.of("token=x", "pkcs11:", "pkcs11:tokne=x", "\"tokne\"",
             uri("/none.so", "x"), "/none.so", "pkcs11:?module-name=none", "module-name=none",
-            uri(MODULE, "none"), "Tokens present: [pkcs11:", uri(MODULE, LABEL).replace("?", ";object=x?"), "\"object\"",
+            uri(MODULE, "none"), "Tokens present: [pkcs11:",
+            uri(MODULE, LABEL).replace("?", ";object=x?"), "\"object\"",
             uri(MODULE, LABEL) + "&pin-source=/none", "/none", uri(MODULE, LABEL) + "&pin-source=|id", "command",
             uri("/dev/null", "x"), "/dev/null"));
         wrong.forEach((uri, named) -> {

@@ -57,8 +57,8 @@ class ProgramsTest {
     @Test
     void keytoolAndJarsigner() throws Exception {
         tool("keytool", "-genkeypair", "-alias", "authority", "-keyalg", "RSA", "-dname", "CN=authority", "-ext", "bc");
-        tool("keytool", "-genkeypair", "-alias", "tool", "-keyalg", "EC", "-groupname", "secp256r1", "-dname", "CN=tool",
-            "-providerName", PROVIDER.getName()); // a key that is generated on the token
+        tool("keytool", "-genkeypair", "-alias", "tool", "-keyalg", "EC", "-groupname", "secp256r1", "-dname",
+            "CN=tool", "-providerName", PROVIDER.getName()); // a key that is generated on the token
         Path request = scratch.resolve("request"), certificate = scratch.resolve("certificate");
         tool("keytool", "-certreq", "-alias", "tool", "-file", request.toString());
         tool("keytool", "-gencert", "-alias", "authority", "-infile", request.toString(), "-outfile",
@@ -120,7 +120,7 @@ class ProgramsTest {
         return context;
     }
 
-    /** Servers and clients with keys on the token, in both versions of TLS; PKCS #1 and PSS are both in use with RSA. */
+    /** Servers and clients with keys on the token, in both versions of TLS, with PKCS #1 and PSS for RSA. */
     @Test
     void tls() throws Exception {
         ExecutorService threads = Executors.newCachedThreadPool();
@@ -131,7 +131,8 @@ class ProgramsTest {
                 protocols.add("TLS_RSA_WITH_AES_128_GCM_SHA256"); // the token decrypts the secret
             }
             for (String protocol : protocols) {
-                try (SSLServerSocket listening = (SSLServerSocket) context.getServerSocketFactory().createServerSocket(0);
+                try (SSLServerSocket listening =
+                    (SSLServerSocket) context.getServerSocketFactory().createServerSocket(0);
                     SSLSocket client = (SSLSocket) context.getSocketFactory().createSocket()) {
                     boolean isSuite = protocol.startsWith("TLS_");
                     client.setEnabledProtocols(new String[] {isSuite ? "TLSv1.2" : protocol});
@@ -165,8 +166,9 @@ class ProgramsTest {
         X509Certificate certificate = (X509Certificate) store.getCertificate("cms");
         PrivateKey key = (PrivateKey) store.getKey("cms", null);
         CMSSignedDataGenerator signing = new CMSSignedDataGenerator();
-        signing.addSignerInfoGenerator(new JcaSignerInfoGeneratorBuilder(new JcaDigestCalculatorProviderBuilder().build())
-            .build(new JcaContentSignerBuilder("SHA256withRSA").setProvider(PROVIDER).build(key), certificate));
+        signing.addSignerInfoGenerator(new JcaSignerInfoGeneratorBuilder(
+            new JcaDigestCalculatorProviderBuilder().build()).build(
+                new JcaContentSignerBuilder("SHA256withRSA").setProvider(PROVIDER).build(key), certificate));
         CMSSignedData signed = signing.generate(new CMSProcessableByteArray(new byte[] {1, 2, 3}), true);
         assertTrue(signed.getSignerInfos().iterator().next()
             .verify(new JcaSimpleSignerInfoVerifierBuilder().build(certificate)));
@@ -177,6 +179,29 @@ class ProgramsTest {
         assertArrayEquals(new byte[] {4, 5}, hidden.getRecipientInfos().iterator().next()
             .getContent(new JceKeyTransEnvelopedRecipient(key).setMustProduceEncodableUnwrappedKey(true)));
         store.deleteEntry("cms");
+    }
+
+    /** The sample signs, makes a key, and serves one client. */
+    @Test
+    void theSampleServes() throws Exception {
+        KeyStore store = entry("sample", "EC", 256, "CN=localhost");
+        ProcessBuilder builder = new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+            "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + System.getProperty("tokbridge.library"), "-cp",
+            PATH + File.pathSeparator + System.getProperty("tokbridge.test.samples"), "TokenServer", TOKEN_URI, "sample")
+            .redirectErrorStream(true);
+        builder.environment().put("TOKEN_PIN", PIN);
+        Process sample = builder.start();
+        BufferedReader told = new BufferedReader(new InputStreamReader(sample.getInputStream()));
+        assertEquals("signed, verified", told.readLine());
+        assertEquals("generated EC key \"another key\" on the token \"" + LABEL + "\"", told.readLine());
+        int port = Integer.parseInt(told.readLine());
+        try (java.net.Socket client = context(store).getSocketFactory().createSocket("localhost", port)) {
+            assertEquals("hello\n", new String(client.getInputStream().readAllBytes(), StandardCharsets.US_ASCII));
+        }
+        assertEquals(0, sample.waitFor());
+        store.load(null, PIN.toCharArray());
+        store.deleteEntry("sample");
+        store.deleteEntry("another key");
     }
 
     /** A line in java.security with the token as argument, and the web server's way: both by the provider's name. */
@@ -203,8 +228,8 @@ class ProgramsTest {
             assertNotNull(port, () -> "see " + scratch + "/web.log");
             for (int round = 0; round < 4; round++) {
                 for (int i = 0; i < 5; i++) {
-                    assertEquals("404", run("curl", "--silent", "--cacert", authority.toString(), "--output", "/dev/null",
-                        "--write-out", "%{http_code}", "https://localhost:" + port));
+                    assertEquals("404", run("curl", "--silent", "--cacert", authority.toString(), "--output",
+                        "/dev/null", "--write-out", "%{http_code}", "https://localhost:" + port));
                 }
                 RecoveryTest.kill(server);
                 server = RecoveryTest.serve(socket);
