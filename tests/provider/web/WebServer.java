@@ -6,10 +6,12 @@ import org.apache.tomcat.util.net.*;
 /** A web server whose key is on a token: WebServer DIRECTORY URI. Prints its port, and serves until its input ends. */
 final class WebServer {
     public static void main(String[] arguments) throws Exception {
-        Provider provider = Security.getProvider("Tokbridge").configure(arguments[1]);
-        Security.addProvider(provider);
-        KeyStore keys = KeyStore.getInstance("PKCS11", provider);
+        Provider other = Security.getProvider("Tokbridge").configure(arguments[1]);
+        KeyStore keys = KeyStore.getInstance("PKCS11"); // of the provider that the file java.security configures
         keys.load(null, null);
+        if (!keys.getProvider().getName().equals(other.getName()) || keys.getProvider() == other) {
+            throw new IllegalStateException(keys.getProvider() + ", " + other);
+        }
         SSLHostConfig host = new SSLHostConfig();
         SSLHostConfigCertificate certificate = new SSLHostConfigCertificate(host,
             SSLHostConfigCertificate.Type.UNDEFINED);

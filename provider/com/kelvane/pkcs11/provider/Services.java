@@ -53,7 +53,7 @@ final class Services {
             return (mechanisms.isEmpty() || mechanisms.stream().anyMatch(each -> token.can(each, flag)))
                 && (hash == null || token.can(hash.mechanism, 0) || token.can(hash.rsa, 0))
                 && (!type.equals("SecureRandom") || token.info.hasRandomNumberGenerator())
-                && (!KEYS.contains(type) || TokenKeyFactory.findSoftware(algorithm).isPresent());
+                && (!KEYS.contains(type) || TokenKeyFactory.isKnown(algorithm));
         }
     }
 

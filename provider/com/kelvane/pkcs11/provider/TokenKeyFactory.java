@@ -22,7 +22,6 @@ import java.security.interfaces.RSAPrivateKey;
 import java.security.spec.InvalidKeySpecException;
 import java.security.spec.KeySpec;
 import java.util.Arrays;
-import java.util.Optional;
 
 /** Imports private keys of software to the token, as session keys. Public keys are the JDK's. */
 final class TokenKeyFactory extends KeyFactorySpi {
@@ -36,13 +35,22 @@ final class TokenKeyFactory extends KeyFactorySpi {
 
     /** Returns the first provider that has a key factory in software, wherever ours stand in the list. */
     static Provider software(String algorithm) throws NoSuchAlgorithmException {
-        return findSoftware(algorithm).orElseThrow(
-            () -> new NoSuchAlgorithmException("no provider of software has keys of " + algorithm));
+        return Arrays.stream(Security.getProviders()).filter(each -> !(each instanceof TokbridgeProvider)
+            && each.getService("KeyFactory", algorithm) != null).findFirst().orElseThrow(
+                () -> new NoSuchAlgorithmException("no provider of software has keys of " + algorithm));
     }
 
-    static Optional<Provider> findSoftware(String algorithm) {
-        return Arrays.stream(Security.getProviders()).filter(each -> !(each instanceof TokbridgeProvider)
-            && each.getService("KeyFactory", algorithm) != null).findFirst();
+    /**
+     * Tells whether the JDK knows keys of an algorithm. The list of providers is not asked: while a provider is
+     * configured by a line of java.security, that would remove it from the list.
+     */
+    static boolean isKnown(String algorithm) {
+        try {
+            KeyFactory.getInstance(algorithm);
+            return true;
+        } catch (NoSuchAlgorithmException e) {
+            return false;
+        }
     }
 
     private KeyFactory software() throws InvalidKeySpecException {

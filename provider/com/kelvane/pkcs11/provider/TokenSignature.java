@@ -114,7 +114,13 @@ final class TokenSignature extends SignatureSpi {
             throw new InvalidKeyException("neither the token nor the key allows " + nameOf("CKM_", scheme.mechanism));
         }
         try {
-            digest = hash == null || hashedByToken ? null : MessageDigest.getInstance(hash.algorithm);
+            if (hash == null || hashedByToken) {
+                digest = null;
+            } else if (digest != null && digest.getAlgorithm().equals(hash.algorithm)) {
+                digest.reset();
+            } else {
+                digest = MessageDigest.getInstance(hash.algorithm);
+            }
         } catch (NoSuchAlgorithmException e) {
             throw new InvalidKeyException(e);
         }

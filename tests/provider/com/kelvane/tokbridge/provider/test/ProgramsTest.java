@@ -204,7 +204,7 @@ class ProgramsTest {
         store.deleteEntry("another key");
     }
 
-    /** A line in java.security with the token as argument, and the web server's way: both by the provider's name. */
+    /** A web server that names no provider, with lines in java.security with and without the token as argument. */
     @Test
     void aWebServerWhoseTokenRestarts() throws Exception {
         String web = System.getProperty("tokbridge.test.web");
@@ -214,15 +214,17 @@ class ProgramsTest {
         Path authority = scratch.resolve("web.pem");
         Files.writeString(authority, "-----BEGIN CERTIFICATE-----\n" + Base64.getMimeEncoder().encodeToString(
             store.getCertificate("web").getEncoded()) + "\n-----END CERTIFICATE-----\n");
-        Path security = Files.writeString(scratch.resolve("web.security"), "security.provider."
-            + Security.getProviders().length + "=Tokbridge\n"); // ours is among those here
+        String uri = "pkcs11:token=the%20token?module-path=" + System.getProperty("tokbridge.test.p11kit")
+            + "/p11-kit-client.so&pin-value=" + PIN;
+        int last = Security.getProviders().length; // ours is among those here
+        Path security = Files.writeString(scratch.resolve("web.security"), "security.provider." + last
+            + "=Tokbridge\nsecurity.provider." + (last + 1) + "=Tokbridge " + uri + "\n");
         Path socket = Path.of(address.replace("unix:path=", ""));
         Process server = RecoveryTest.serve(socket);
         Process tomcat = new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
             "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + System.getProperty("tokbridge.library"),
             "-Djava.security.properties=" + security, "-cp", PATH + File.pathSeparator + web, "WebServer",
-            scratch.toString(), "pkcs11:token=the%20token?module-path=" + System.getProperty("tokbridge.test.p11kit")
-                + "/p11-kit-client.so&pin-value=" + PIN).redirectError(scratch.resolve("web.log").toFile()).start();
+            scratch.toString(), uri).redirectError(scratch.resolve("web.log").toFile()).start();
         try {
             String port = new BufferedReader(new InputStreamReader(tomcat.getInputStream())).readLine();
             assertNotNull(port, () -> "see " + scratch + "/web.log");
