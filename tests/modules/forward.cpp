@@ -41,8 +41,8 @@ CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info)
 
 CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void* application, CK_NOTIFY notify, CK_SESSION_HANDLE* session)
 {
-    const CK_RV rv = sessions++ < limit ? next->C_OpenSession(slot, flags, application, notify, session)
-                                        : CKR_SESSION_COUNT;
+    const CK_RV rv =
+        sessions++ < limit ? next->C_OpenSession(slot, flags, application, notify, session) : CKR_SESSION_COUNT;
     sessions -= rv == CKR_OK ? 0 : 1;
     return rv;
 }
