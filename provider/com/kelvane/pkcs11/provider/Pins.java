@@ -193,6 +193,13 @@ final class Pins {
         }
     }
 
+    /** Wipes a PIN that is not kept for the next login. */
+    void wipe(byte[] pin) {
+        if (pin != null && pin != right) {
+            Arrays.fill(pin, (byte) 0);
+        }
+    }
+
     void forget() {
         if (right != null) {
             Arrays.fill(right, (byte) 0);

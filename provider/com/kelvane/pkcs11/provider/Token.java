@@ -377,6 +377,7 @@ final class Token {
      * @throws LoginException if the token refuses the login for another reason
      */
     boolean login(char[] password, CallbackHandler handler) throws LoginException {
+        byte[] pin = null;
         lock();
         try {
             if (connection == null || !isIntact(connection)) {
@@ -386,7 +387,7 @@ final class Token {
                 return true;
             }
             boolean atToken = password == null && info.hasProtectedAuthenticationPath();
-            byte[] pin = password != null ? Pins.encode(password) : atToken ? null : pins.obtain(info, handler);
+            pin = password != null ? Pins.encode(password) : atToken ? null : pins.obtain(info, handler);
             if (pin == null && !atToken) {
                 return false;
             }
@@ -407,11 +408,12 @@ final class Token {
         } catch (PKCS11Exception e) {
             throw Pins.loginException(info, e);
         } finally {
+            pins.wipe(pin);
             unlock();
         }
     }
 
-    /** Logs out and forgets the PIN. */
+    /** Logs out and forgets the PIN. What is gone already needs no logout. */
     void logout() throws LoginException {
         lock();
         try {
@@ -421,7 +423,9 @@ final class Token {
                 connection = connection.renewed(false);
             }
         } catch (PKCS11Exception e) {
-            throw Pins.loginException(info, e);
+            if (!Failures.isLost(e) && !Failures.isUnclear(e)) {
+                throw Pins.loginException(info, e);
+            }
         } finally {
             unlock();
         }
