@@ -19,6 +19,10 @@ final class Tokens {
     static final String LABEL = IS_SOFTHSM ? "the token" : ENVIRONMENT.get("TOKEN");
     static final String PIN = IS_SOFTHSM ? "1234" : ENVIRONMENT.get("PIN");
     private static final String OFFICER_PIN = IS_SOFTHSM ? "officer" : ENVIRONMENT.get("SO_PIN");
+
+    /** Whether the module makes session keys; the TPM's keeps keys on the token, and ykcs11 lets only the officer. */
+    static final boolean HAS_SESSION_KEYS = !MODULE.matches(".*(tpm2_pkcs11|ykcs11).*");
+    static final boolean MAKES_KEYS = !MODULE.contains("ykcs11");
     static final Random RANDOM = new Random(20261122);
 
     static {
