@@ -64,7 +64,7 @@ final class PublicKeys {
     /** Returns the public key that an object's attributes contain, as {@link NativePKCS11Object#toPublicKey} does. */
     static PublicKey of(NativePKCS11Object key) throws GeneralSecurityException {
         int type = key.getIntAttributeValue(CKA_KEY_TYPE);
-        if (type == CKK_EC_EDWARDS && isMontgomery(key.getByteArrayAttributeValue(CKA_EC_PARAMS))) {
+        if (type == CKK_EC_EDWARDS && isMontgomery(key.readAttributes(CKA_EC_PARAMS).getBytes(CKA_EC_PARAMS))) {
             type = CKK_EC_MONTGOMERY;
         }
         switch (type) {
@@ -87,7 +87,8 @@ final class PublicKeys {
     }
 
     private static boolean isMontgomery(byte[] curve) {
-        return curve.length > 2 && MONTGOMERY.contains(new String(curve, 2, curve.length - 2, StandardCharsets.US_ASCII));
+        return curve != null && curve.length > 2
+            && MONTGOMERY.contains(new String(curve, 2, curve.length - 2, StandardCharsets.US_ASCII));
     }
 
     private static BigInteger value(NativePKCS11Object key) {

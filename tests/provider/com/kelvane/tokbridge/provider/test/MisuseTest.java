@@ -56,6 +56,12 @@ class MisuseTest {
         check(IllegalBlockSizeException.class, cbc, cipher -> cipher.doFinal(zeros, 0, 17));
         check(IllegalBlockSizeException.class, ecb, cipher -> cipher.doFinal(zeros, 0, 15));
         check(BadPaddingException.class, padded, cipher -> cipher.doFinal(zeros));
+        byte[] almost = new byte[16]; // ends in a length of 2, of which one byte is wrong
+        almost[15] = 2;
+        Cipher unpadded = Cipher.getInstance(cbc, PROVIDER);
+        unpadded.init(Cipher.ENCRYPT_MODE, key, new IvParameterSpec(IV));
+        byte[] wrong = unpadded.doFinal(almost);
+        check(BadPaddingException.class, padded, cipher -> cipher.doFinal(wrong));
         check(BadPaddingException.class, padded, cipher -> {
             cipher.update(zeros);
             cipher.doFinal();
@@ -72,10 +78,10 @@ class MisuseTest {
             new SecretKeySpec(zeros, "HmacSHA256")));
         check(InvalidKeyException.class, cbc, cipher -> cipher.init(Cipher.ENCRYPT_MODE,
             KeyPairGenerator.getInstance("EC").generateKeyPair().getPublic()));
-        for (AlgorithmParameterSpec wrong : new AlgorithmParameterSpec[] {new IvParameterSpec(zeros),
+        for (AlgorithmParameterSpec other : new AlgorithmParameterSpec[] {new IvParameterSpec(zeros),
             new GCMParameterSpec(128, IV)}) {
             check(InvalidAlgorithmParameterException.class, cbc,
-                cipher -> cipher.init(Cipher.DECRYPT_MODE, key, wrong));
+                cipher -> cipher.init(Cipher.DECRYPT_MODE, key, other));
         }
         check(InvalidAlgorithmParameterException.class, gcm,
             cipher -> cipher.init(Cipher.DECRYPT_MODE, key, new GCMParameterSpec(20, IV)));
