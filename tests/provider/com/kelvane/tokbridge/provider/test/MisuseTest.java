@@ -118,6 +118,28 @@ class MisuseTest {
         }
     }
 
+    /** Even before the JDK's providers ours leaves keys of others to them. */
+    @Test
+    void keysOfOthersGoToOtherProviders() throws Exception {
+        KeyPair software = KeyPairGenerator.getInstance("RSA").generateKeyPair();
+        Security.removeProvider(PROVIDER.getName());
+        Security.insertProviderAt(PROVIDER, 1);
+        try {
+            Signature signature = Signature.getInstance("SHA256withRSA");
+            signature.initSign(software.getPrivate());
+            assertNotSame(PROVIDER, signature.getProvider());
+            Signature verifying = Signature.getInstance("SHA256withRSA");
+            verifying.initVerify(ServicesTest.pair("RSA").getPublic());
+            assertNotSame(PROVIDER, verifying.getProvider());
+            signature = Signature.getInstance("SHA256withRSA");
+            signature.initSign(ServicesTest.pair("RSA").getPrivate());
+            assertSame(PROVIDER, signature.getProvider());
+        } finally {
+            Security.removeProvider(PROVIDER.getName());
+            Security.addProvider(PROVIDER);
+        }
+    }
+
     @Test
     void signaturesAndOthers() throws Exception {
         KeyPair pair = ServicesTest.pair("RSA");
