@@ -48,11 +48,6 @@ final class Failures {
         return OTHER_SESSION.contains(e.getCode());
     }
 
-    /** Tells whether the session's handle means nothing any more, or may mean a session of others. */
-    static boolean endsSession(PKCS11Exception e) {
-        return e.getCode() != CKR_USER_NOT_LOGGED_IN && isLost(e);
-    }
-
     /** Tells whether the module itself does not work, so that a restart may help. */
     static boolean isOfModule(PKCS11Exception e) {
         return isUnclear(e) || e.getCode() == CKR_CRYPTOKI_NOT_INITIALIZED || !e.hasCode();

@@ -66,20 +66,19 @@ final class Sessions {
     <T> T use(Work<T> work, boolean hold) throws InvalidKeyException {
         NativePKCS11Session session = acquire();
         boolean worked = false;
+        boolean reusable = holdsObjects; // no operation is left where objects are made, and they are to live
         module.enter();
         try {
             T result = work.run(session);
             worked = true;
             return result;
         } catch (PKCS11Exception e) {
-            if (holdsObjects && !Failures.endsSession(e) && !Failures.needsOtherSession(e)) {
-                worked = true; // no operation is left where objects are made
-            }
+            reusable &= !Failures.needsOtherSession(e);
             throw e;
         } finally {
-            if (!worked) {
+            if (!worked && !reusable) {
                 close(session);
-            } else if (!hold) {
+            } else if (!worked || !hold) {
                 release(session);
             }
             module.leave();

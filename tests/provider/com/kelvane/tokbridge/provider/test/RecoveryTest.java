@@ -173,6 +173,25 @@ class RecoveryTest {
         }
     }
 
+    /** A key that others delete is missed where session keys are made, and these go on. */
+    @Test
+    void sessionKeysOutliveADeletedKey() throws Exception {
+        KeyGenerator generator = KeyGenerator.getInstance("AES", PROVIDER);
+        Cipher living = Cipher.getInstance("AES/CBC/PKCS5Padding", PROVIDER);
+        living.init(Cipher.ENCRYPT_MODE, generator.generateKey());
+        generator.init(new TokenKeySpec(null).onToken("deleted"));
+        Cipher unwrapping = Cipher.getInstance("AES/KW/NoPadding", PROVIDER);
+        unwrapping.init(Cipher.UNWRAP_MODE, generator.generateKey());
+        try (NativePKCS11Session session = slot().openSession(
+            PKCS11Constants.CKF_SERIAL_SESSION | PKCS11Constants.CKF_RW_SESSION, null)) {
+            session.findObjects(Template.of(PKCS11Constants.CKA_LABEL, "deleted")).forEach(NativePKCS11Object::destroy);
+        }
+        String told = assertThrows(InvalidKeyException.class,
+            () -> unwrapping.unwrap(new byte[24], "AES", Cipher.SECRET_KEY)).getMessage();
+        assertTrue(told.contains("no longer on the token"), told);
+        assertEquals(16, living.doFinal(new byte[1]).length);
+    }
+
     /** A key that was deleted is not another one, and one that was replaced is not found. */
     @Test
     void aKeyThatIsReplacedIsNotUsed() throws Exception {
