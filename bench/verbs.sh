@@ -29,10 +29,10 @@ bench() {
         shift
         set -- --plots "$scratch" "$@"
         ;;
-    --threads) ;;
+    --threads | --provider) ;;
     *) on_scripted_token com.kelvane.tokbridge.test.JniCountTest >"$scratch/calls" ;;
     esac
-    program -cp "$release/tokbridge.jar:$release/tokbridge-bench.jar" \
+    program -cp "$release/tokbridge.jar:$release/tokbridge-provider.jar:$release/tokbridge-bench.jar" \
         -Dtokbridge.bench.library="$release/libtokbridge_bench.so" -Dtokbridge.bench.calls="$scratch/calls" \
         com.kelvane.tokbridge.bench.Bench "$@"
     [ "${1:-}" != --plots ] || gnuplot -e "data='$scratch'; pictures='$root/docs'" "$root/bench/plots.gp"

@@ -1,12 +1,15 @@
 # add_java(<target> <jar> SOURCES <file>... [USES <target or jar>...] [HEADERS <target>] [MANIFEST <file>]
-#     [RESOURCE <file>])
+#     [RESOURCE <file>] [MODULE] [RELEASE <number> RELEASE_SOURCES <file>...])
 #
 # Compiles Java sources into a jar. The target's property JAR names it, SOURCE_LIST a file that lists the sources for
 # Java's tools. HEADERS is an interface target that brings the JNI headers of the native methods. RESOURCE goes into the
-# jar as it is. Two builds make the same jar: its entries are sorted and carry RELEASE_DATE.
+# jar as it is. With MODULE the jars used are modules. RELEASE_SOURCES are compiled for a later JDK, which takes their
+# classes in the place of those of the same name. Two builds make the same jar: its entries are sorted and carry
+# RELEASE_DATE.
 
-# Strings are concatenated without java.lang.invoke, whose setup would take about a sixth of the start of the tool.
-set(JAVAC_FLAGS --release 11 -Xlint:all -encoding UTF-8 -XDstringConcat=inline)
+# Strings are concatenated without java.lang.invoke, whose setup would take about a sixth of the start of the tool; some
+# jars name others that need not be there.
+set(JAVAC_FLAGS -Xlint:all,-path -encoding UTF-8 -XDstringConcat=inline)
 if(Java_VERSION_MAJOR LESS_EQUAL 25) # a later compiler may warn of more
     list(APPEND JAVAC_FLAGS -Werror)
 endif()
@@ -32,7 +35,7 @@ function(java_class_path variable)
 endfunction()
 
 function(add_java target jar)
-    cmake_parse_arguments(PARSE_ARGV 2 JAVA "" "HEADERS;MANIFEST;RESOURCE" "SOURCES;USES")
+    cmake_parse_arguments(PARSE_ARGV 2 JAVA "MODULE" "HEADERS;MANIFEST;RESOURCE;RELEASE" "SOURCES;USES;RELEASE_SOURCES")
     set(work ${CMAKE_CURRENT_BINARY_DIR}/${target})
     java_jars(uses ${JAVA_USES})
     java_class_path(class_path ${JAVA_USES})
@@ -49,13 +52,25 @@ function(add_java target jar)
         cmake_path(GET JAVA_RESOURCE FILENAME name)
         set(resource -C ${directory} ${name})
     endif()
+    set(path_option -cp)
+    if(JAVA_MODULE)
+        set(path_option --module-path)
+    endif()
+    set(compile_release)
+    set(release)
+    if(JAVA_RELEASE)
+        set(compile_release COMMAND ${JAVA_TOOL} ${Java_JAVAC_EXECUTABLE} --release ${JAVA_RELEASE} ${JAVAC_FLAGS}
+            -cp "${work}/classes:${class_path}" -d ${work}/release ${JAVA_RELEASE_SOURCES})
+        set(release --release ${JAVA_RELEASE} -C ${work}/release .)
+    endif()
     add_custom_command(OUTPUT ${jar}
-        COMMAND ${CMAKE_COMMAND} -E rm -rf ${work}/classes
-        COMMAND ${JAVA_TOOL} ${Java_JAVAC_EXECUTABLE} ${JAVAC_FLAGS} -cp "${class_path}" -d ${work}/classes
+        COMMAND ${CMAKE_COMMAND} -E rm -rf ${work}/classes ${work}/release
+        COMMAND ${JAVA_TOOL} ${Java_JAVAC_EXECUTABLE} --release 11 ${JAVAC_FLAGS} ${path_option} "${class_path}" -d ${work}/classes
             -h ${work}/headers @${work}/sources
+        ${compile_release}
         COMMAND ${JAVA_TOOL} ${Java_JAR_EXECUTABLE} --create --file ${jar} --date ${RELEASE_DATE} ${manifest}
-            -C ${work}/classes . ${resource}
-        DEPENDS ${JAVA_SOURCES} ${uses} ${JAVA_MANIFEST} ${JAVA_RESOURCE}
+            -C ${work}/classes . ${resource} ${release}
+        DEPENDS ${JAVA_SOURCES} ${JAVA_RELEASE_SOURCES} ${uses} ${JAVA_MANIFEST} ${JAVA_RESOURCE}
         COMMENT "Compiling ${target}"
         VERBATIM)
     add_custom_target(${target} ALL DEPENDS ${jar})
@@ -72,13 +87,13 @@ function(add_java target jar)
     endif()
 endfunction()
 
-# install_java(<target>): the jar under its versioned and its plain name, as Debian has it.
-function(install_java target)
+# install_java(<target> <component>): the jar under its versioned and its plain name, as Debian has it.
+function(install_java target component)
     java_jars(jar ${target})
     cmake_path(GET jar STEM LAST_ONLY name)
     set(directory ${CMAKE_INSTALL_DATADIR}/java)
-    install(FILES ${jar} DESTINATION ${directory} RENAME ${name}-${PROJECT_VERSION}.jar COMPONENT java)
+    install(FILES ${jar} DESTINATION ${directory} RENAME ${name}-${PROJECT_VERSION}.jar COMPONENT ${component})
     file(MAKE_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/links)
     file(CREATE_LINK ${name}-${PROJECT_VERSION}.jar ${CMAKE_CURRENT_BINARY_DIR}/links/${name}.jar SYMBOLIC)
-    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/links/${name}.jar DESTINATION ${directory} COMPONENT java)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/links/${name}.jar DESTINATION ${directory} COMPONENT ${component})
 endfunction()

@@ -82,7 +82,7 @@ find_jdk() {
 setup() {
     jdk_package=
     find_jdk || jdk_package=default-jdk-headless
-    packages g++ cmake ninja-build p11-kit p11-kit-modules softhsm2 junit5 libpicocli-java \
+    packages g++ cmake ninja-build p11-kit p11-kit-modules softhsm2 junit5 libpicocli-java libbcpkix-java curl \
         ${jdk_package:+"$jdk_package"}
     find_jdk || fail "no JDK 17 or later: install one and name its directory in JAVA_HOME"
 }

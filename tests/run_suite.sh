@@ -28,7 +28,7 @@ short=$(mktemp -d "$parent/tokbridge.XXXXXX")
 mkdir "$short/tokens"
 printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' "$short/tokens" \
     >"$short/softhsm2.conf"
-export SOFTHSM2_CONF="$short/softhsm2.conf"
+export SOFTHSM2_CONF="$short/softhsm2.conf" P11_KIT_SERVER_ADDRESS="unix:path=$short/socket"
 
 java=$1
 shift

@@ -96,6 +96,7 @@ card() {
     daemon pcscd --foreground --config /run/readers
     until_true test -S pcscd/pcscd.comm
     daemon python3 "$here/card.py" "$1" 35963 "$PIN"
+    export CARD=$! # SIGUSR1 removes it, SIGUSR2 inserts it
     until_true grep -q ATR python3.log
 }
 

@@ -1,9 +1,11 @@
 #!/usr/bin/python3
 """card.py PIV|CAC PORT PIN
 A smart card in software, in the emulated reader (vpcd) that listens at the port: a PIV card with two RSA keys and one
-of an elliptic curve, or a card with the older CAC applet and three RSA keys; each with certificates."""
+of an elliptic curve, or a card with the older CAC applet and three RSA keys; each with certificates. SIGUSR1 removes the
+card from the reader, SIGUSR2 inserts it again."""
 import datetime
 import os
+import signal
 import socket
 import struct
 import sys
@@ -193,11 +195,29 @@ class Cac(Card):
         return b'', UNKNOWN
 
 
+class Removed(Exception):
+    pass
+
+
+def remove(*_):
+    raise Removed
+
+
 def main():
     card = {'PIV': Piv, 'CAC': Cac}[sys.argv[1]](sys.argv[3].encode())
-    with socket.create_connection(('127.0.0.1', int(sys.argv[2]))) as reader:
+    signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGUSR2})
+    signal.signal(signal.SIGUSR1, remove)
+    while True:
+        try:
+            return serve(card)
+        except Removed:
+            signal.sigwait({signal.SIGUSR2})
+            card.reset()
+
+
+def serve(card):
+    with socket.create_connection(('127.0.0.1', int(sys.argv[2]))) as reader, reader.makefile('rb') as stream:
         reader.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        stream = reader.makefile('rb')
         while True:
             header = stream.read(2)
             reader.setsockopt(socket.IPPROTO_TCP, socket.TCP_QUICKACK, 1)  # or each answer waits for the timer

@@ -20,7 +20,7 @@ work=$(mktemp -d)
 
 copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
 mkdir "$copy"
-for part in CMakeLists.txt README.md CHANGELOG.md cmake docs src java samples tool packaging; do
+for part in CMakeLists.txt README.md CHANGELOG.md cmake docs src java provider samples tool packaging; do
     cp -R "$here/../../$part" "$copy"
 done
 export LC_ALL=C JAVA_TOOL_OPTIONS=-Dseen=yes
@@ -56,9 +56,10 @@ grep -oh 'docs/[a-z]*\.md' "$documents/docs/errors.md" | while read -r page; do 
 } >"$work/log" 2>&1
 
 jar=$installed/share/java/tokbridge.jar
-packed=$(find build/maven -name 'tokbridge-*[0-9].jar')
+packed=$(find build/maven -name 'tokbridge-[0-9]*[0-9].jar')
 "$JAVA_HOME/bin/javac" --release 11 -p "$jar" -d "$work/app" "$here/module-info.java" "$here/app/App.java"
-"$JAVA_HOME/bin/jlink" -p "$packed:$work/app" --add-modules app --strip-debug --output "$work/image"
+"$JAVA_HOME/bin/jlink" -p "$packed:$work/app:$installed/share/java/tokbridge-provider.jar" \
+    --add-modules app,com.kelvane.pkcs11.provider --strip-debug --output "$work/image"
 mkdir "$work/tmp"
 # own HOME MODULE ARGUMENTS... - finds no library but its own, and leaves nothing of it behind.
 own() {
@@ -73,9 +74,14 @@ own() {
         -Dtokbridge.library="$(find "$installed" -name libtokbridge.so)" app.App "$softhsm"
     own "$JAVA_HOME" ALL-UNNAMED -Xcheck:jni -cp "$packed:$work/app" app.App
     own "$work/image" com.kelvane.pkcs11 -m app/app.App
+    "$JAVA_HOME/bin/keytool" -J--class-path="$installed/share/java/tokbridge-provider.jar" \
+        -J-Dtokbridge.library="$(find "$installed" -name libtokbridge.so)" -list -keystore NONE -storetype PKCS11 \
+        -addprovider Tokbridge -providerArg "pkcs11:?module-path=$softhsm" </dev/null 2>/dev/null |
+        sed -n 's/^\(Keystore provider: Tokbridge\)-.*/\1/p'
 } >"$work/log" 2>&1
 sed 's/-1/1/' "$work/log" | diff - /dev/fd/3 3<<'TEXT'
 random 1 in the class path
 random 1 in the class path
 random 1 in a module
+Keystore provider: Tokbridge
 TEXT

@@ -42,7 +42,8 @@ public final class Bench {
      * Runs the benchmark.
      *
      * @param arguments {@code --quick} for a few seconds only, {@code --plots DIRECTORY} for the data of the plots,
-     *     {@code --threads} for two threads with and without a class-data archive; the path of SoftHSM2
+     *     {@code --threads} for two threads with and without a class-data archive, {@code --provider} for the JCA
+     *     provider; the path of SoftHSM2
      * @throws Exception if a side cannot do what it is asked
      */
     public static void main(String[] arguments) throws Exception {
@@ -63,6 +64,9 @@ public final class Bench {
             case "--plots":
                 new Growth(new Stopwatch(15, 200, 10), module, Path.of(arguments[1])).run();
                 break;
+            case "--provider":
+                new Providers(new Stopwatch(15, 300, 30), module).run();
+                break;
             case "--threads":
                 Sharing.compare(module);
                 break;
@@ -76,7 +80,7 @@ public final class Bench {
     }
 
     private static void usage() {
-        System.err.println("usage: bench [--quick | --plots DIRECTORY | --threads] [MODULE], MODULE being the path of "
+        System.err.println("usage: bench [--quick | --plots DIRECTORY | --threads | --provider] [MODULE], MODULE being the path of "
             + "SoftHSM2, with SOFTHSM2_CONF set to the configuration of a throw-away SoftHSM2 directory: a token is made "
             + "there");
         System.exit(2);

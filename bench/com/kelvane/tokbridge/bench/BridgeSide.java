@@ -16,21 +16,22 @@ import java.util.function.Predicate;
 
 /** The operations as this library does them, and the token on which both sides work. */
 final class BridgeSide {
+    static final String PIN = "throw-away";
+
     final NativePKCS11 library;
     final NativePKCS11Session session;
 
     /** Makes a token in a free slot, and logs the user in, for all sessions of the process. */
     BridgeSide(String module) {
-        String pin = "throw-away";
         String label = "bench " + Long.toHexString(System.nanoTime());
         library = new NativePKCS11();
         library.load(module);
         library.libInitialize();
         PKCS11Slot empty = slot(token -> !token.isInitialized());
-        empty.initToken(pin, label);
+        empty.initToken(PIN, label);
         try (NativePKCS11Session officer = empty.openSession(CKF_SERIAL_SESSION | CKF_RW_SESSION, null)) {
-            officer.login(true, pin);
-            officer.initPIN(pin);
+            officer.login(true, PIN);
+            officer.initPIN(PIN);
             officer.logout();
         }
         // Only after another start of the module the token stands in the slot where it stays.
@@ -38,7 +39,7 @@ final class BridgeSide {
         library.load(module);
         library.libInitialize();
         session = slot(token -> token.getLabel().equals(label)).openSession(CKF_SERIAL_SESSION | CKF_RW_SESSION, null);
-        session.login(false, pin);
+        session.login(false, PIN);
     }
 
     private PKCS11Slot slot(Predicate<PKCS11TokenInfo> wanted) {

@@ -5,6 +5,7 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.math.BigInteger;
+import java.nio.charset.StandardCharsets;
 import java.security.AlgorithmParameters;
 import java.security.GeneralSecurityException;
 import java.security.KeyFactory;
@@ -17,6 +18,7 @@ import java.security.spec.InvalidKeySpecException;
 import java.security.spec.RSAPublicKeySpec;
 import java.security.spec.X509EncodedKeySpec;
 import java.util.Arrays;
+import java.util.List;
 import javax.crypto.spec.DHPublicKeySpec;
 
 /** Conversion of public keys on a token to those of the JDK. */
@@ -53,12 +55,18 @@ final class PublicKeys {
         }
     }
 
+    /** CKA_EC_PARAMS of X25519 and X448, by identifier and by name. SoftHSM2 gives their keys the type CKK_EC_EDWARDS. */
+    private static final List<String> MONTGOMERY = List.of("+en", "+eo", "curve25519", "curve448");
+
     private PublicKeys() {
     }
 
     /** Returns the public key that an object's attributes contain, as {@link NativePKCS11Object#toPublicKey} does. */
     static PublicKey of(NativePKCS11Object key) throws GeneralSecurityException {
         int type = key.getIntAttributeValue(CKA_KEY_TYPE);
+        if (type == CKK_EC_EDWARDS && isMontgomery(key.readAttributes(CKA_EC_PARAMS).getBytes(CKA_EC_PARAMS))) {
+            type = CKK_EC_MONTGOMERY;
+        }
         switch (type) {
         case CKK_RSA:
             return KeyFactory.getInstance("RSA").generatePublic(new RSAPublicKeySpec(
@@ -76,6 +84,11 @@ final class PublicKeys {
         default:
             return encoded(key, type);
         }
+    }
+
+    private static boolean isMontgomery(byte[] curve) {
+        return curve != null && curve.length > 2
+            && MONTGOMERY.contains(new String(curve, 2, curve.length - 2, StandardCharsets.US_ASCII));
     }
 
     private static BigInteger value(NativePKCS11Object key) {

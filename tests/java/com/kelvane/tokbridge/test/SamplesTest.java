@@ -158,7 +158,7 @@ class SamplesTest {
                 samples.append(Files.readString(file));
             }
         }
-        for (String page : List.of("README.md", "docs/using.md", "docs/recipes.md")) {
+        for (String page : List.of("README.md", "docs/using.md", "docs/recipes.md", "docs/provider.md")) {
             List<String> pieces = Pattern.compile("```java\\n(.*?)```", Pattern.DOTALL)
                 .matcher(Files.readString(root.resolve(page))).results()
                 .flatMap(each -> Stream.of(each.group(1).split("// \\.\\.\\.\n"))).collect(Collectors.toList());

@@ -1,0 +1,249 @@
+package com.kelvane.pkcs11.provider;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
+import com.kelvane.pkcs11.CK_AES_CTR_PARAMS;
+import com.kelvane.pkcs11.PKCS11Exception;
+import java.security.AlgorithmParameters;
+import java.security.InvalidAlgorithmParameterException;
+import java.security.InvalidKeyException;
+import java.security.Key;
+import java.security.ProviderException;
+import java.security.SecureRandom;
+import java.security.spec.AlgorithmParameterSpec;
+import java.util.Arrays;
+import javax.crypto.BadPaddingException;
+import javax.crypto.IllegalBlockSizeException;
+import javax.crypto.spec.IvParameterSpec;
+
+/**
+ * AES in the modes ECB, CBC and CTR.
+ *
+ * <p>An update delivers all whole blocks at once, in a session that is held until doFinal; a doFinal without an update
+ * is one call. If the session is lost in between, the cipher fails with a {@code ProviderException} and has to be
+ * initialised again: what it has delivered is not produced a second time.
+ *
+ * <p>Incomplete blocks stay here, and padding is made and checked here: opencryptoki decrypts wrong padding without an
+ * error.
+ */
+final class TokenBlockCipher extends TokenCipher {
+    private static final int BLOCK = 16;
+    private static final int COUNTER_BITS = 128;
+
+    private final int mechanism;
+    private final boolean padded;
+    private byte[] iv;
+
+    /** The data that waits for more; less than a block, or one whole block that may be the padded one. */
+    private final Buffer rest = new Buffer();
+
+    /** The operation in parts, and the number of bytes that it has taken and not yet delivered; null for none. */
+    private HeldSession operation;
+    private int owed;
+
+    TokenBlockCipher(Token token, int mechanism, boolean padded) {
+        super(token);
+        this.mechanism = mechanism;
+        this.padded = padded;
+    }
+
+    @Override
+    TokenKey start(Key newKey, AlgorithmParameterSpec parameters, SecureRandom random)
+        throws InvalidKeyException, InvalidAlgorithmParameterException {
+        if (mechanism == CKM_AES_ECB) {
+            if (parameters != null) {
+                throw new InvalidAlgorithmParameterException("the mode ECB has no parameters");
+            }
+        } else if (parameters != null) {
+            iv = ((IvParameterSpec) parameters).getIV();
+            if (iv.length != BLOCK) {
+                throw new InvalidAlgorithmParameterException("the IV has 16 bytes, not " + iv.length);
+            }
+        } else if (encrypts()) {
+            iv = random(random, BLOCK);
+        } else {
+            throw new InvalidAlgorithmParameterException("the IV is missing");
+        }
+        return Keys.secret(token, newKey, KeyKind.AES);
+    }
+
+    @Override
+    Class<? extends AlgorithmParameterSpec> parameterClass() {
+        return IvParameterSpec.class;
+    }
+
+    @Override
+    int mechanism() {
+        return mechanism;
+    }
+
+    @Override
+    int wrapMechanism() {
+        return padded && mechanism == CKM_AES_CBC ? CKM_AES_CBC_PAD : mechanism;
+    }
+
+    @Override
+    Object parameter(int length) {
+        return mechanism == CKM_AES_CTR ? new CK_AES_CTR_PARAMS(COUNTER_BITS, iv) : iv;
+    }
+
+    @Override
+    protected int engineGetBlockSize() {
+        return BLOCK;
+    }
+
+    @Override
+    protected byte[] engineGetIV() {
+        return iv == null ? null : iv.clone();
+    }
+
+    @Override
+    protected AlgorithmParameters engineGetParameters() {
+        return iv == null ? null : encoded("AES", new IvParameterSpec(iv));
+    }
+
+    /** Returns how much of the data can go to the token before the end is known. */
+    private int whole(int more) {
+        int all = rest.length() + more;
+        boolean keepsLast = padded && !encrypts() && all > 0;
+        return (keepsLast ? all - 1 : all) / BLOCK * BLOCK;
+    }
+
+    @Override
+    int updateSize(int more) {
+        int whole = whole(more);
+        return whole == 0 ? 0 : owed + whole;
+    }
+
+    @Override
+    byte[] update(byte[] in, int offset, int length) {
+        int whole = whole(length);
+        if (whole == 0) {
+            rest.add(in, offset, length);
+            return new byte[0];
+        }
+        int used = whole - rest.length();
+        byte[] blocks = rest.with(in, offset, used);
+        rest.clear();
+        rest.add(in, offset + used, length - used);
+        return part(blocks);
+    }
+
+    /** Sends blocks to the token, as a part of an operation that is started with them or goes on. */
+    private byte[] part(byte[] blocks) {
+        byte[] out = new byte[owed + blocks.length];
+        int[] written = new int[1];
+        if (operation == null) {
+            operation = startParts((session, object) -> {
+                if (encrypts()) {
+                    session.encryptInit(mechanism, parameter(0), object);
+                    written[0] = session.encryptUpdate(blocks, 0, blocks.length, out, 0);
+                } else {
+                    session.decryptInit(mechanism, parameter(0), object);
+                    written[0] = session.decryptUpdate(blocks, 0, blocks.length, out, 0);
+                }
+                return null;
+            });
+        } else {
+            try {
+                written[0] = operation.part(session -> encrypts()
+                    ? session.encryptUpdate(blocks, 0, blocks.length, out, 0)
+                    : session.decryptUpdate(blocks, 0, blocks.length, out, 0));
+            } catch (PKCS11Exception e) {
+                throw interrupted(e);
+            }
+        }
+        Arrays.fill(blocks, (byte) 0);
+        owed = out.length - written[0];
+        if (owed < 0) {
+            throw new ProviderException("the token delivers more than it was given");
+        }
+        return owed == 0 ? out : Arrays.copyOf(out, written[0]);
+    }
+
+    private static ProviderException interrupted(PKCS11Exception e) {
+        return new ProviderException("The operation was interrupted, initialise the cipher again: "
+            + e.getMessage(), e);
+    }
+
+    @Override
+    int finalSize(int more) {
+        int all = rest.length() + more;
+        return owed + (padded && encrypts() ? all / BLOCK * BLOCK + BLOCK : all);
+    }
+
+    @Override
+    boolean isWhole() {
+        return operation == null && rest.length() == 0 && !padded;
+    }
+
+    @Override
+    void prepare(int length) throws IllegalBlockSizeException {
+        if (mechanism != CKM_AES_CTR && length % BLOCK != 0) {
+            throw new IllegalBlockSizeException("the length of the data is not a multiple of 16");
+        }
+    }
+
+    @Override
+    byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
+        byte[] last = rest.with(in, offset, length);
+        if (padded && encrypts()) {
+            last = pad(last);
+        } else {
+            prepare(last.length);
+        }
+        byte[] out = operation == null ? last.length == 0 ? last : crypt(last) : end(last);
+        return padded && !encrypts() ? unpad(out) : out;
+    }
+
+    /** Ends an operation in parts. */
+    private byte[] end(byte[] last) {
+        byte[] part = last.length == 0 ? last : part(last);
+        byte[] room = Arrays.copyOf(part, part.length + owed + BLOCK); // none would ask for the length
+        int written;
+        try {
+            written = operation.last(session ->
+                encrypts() ? session.encryptFinal(room, part.length) : session.decryptFinal(room, part.length));
+        } catch (PKCS11Exception e) {
+            throw interrupted(e);
+        }
+        if (written != owed) {
+            throw new ProviderException("the token delivers " + written + " bytes in the end, not " + owed);
+        }
+        return Arrays.copyOf(room, part.length + written);
+    }
+
+    private static byte[] pad(byte[] data) {
+        int padding = BLOCK - data.length % BLOCK;
+        byte[] result = Arrays.copyOf(data, data.length + padding);
+        Arrays.fill(result, data.length, result.length, (byte) padding);
+        return result;
+    }
+
+    private static byte[] unpad(byte[] data) throws BadPaddingException {
+        if (data.length == 0) {
+            return data;
+        }
+        int padding = data[data.length - 1];
+        boolean right = padding > 0 && padding <= BLOCK;
+        for (int i = 1; right && i <= padding; i++) {
+            right = data[data.length - i] == padding;
+        }
+        byte[] result = right ? Arrays.copyOf(data, data.length - padding) : null;
+        Arrays.fill(data, (byte) 0);
+        if (!right) {
+            throw new BadPaddingException("the padding is wrong");
+        }
+        return result;
+    }
+
+    @Override
+    void reset() {
+        rest.clear();
+        owed = 0;
+        if (operation != null) {
+            operation.run();
+            operation = null;
+        }
+    }
+}

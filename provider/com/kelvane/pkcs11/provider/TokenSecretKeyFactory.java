@@ -1,0 +1,100 @@
+package com.kelvane.pkcs11.provider;
+
+import static com.kelvane.pkcs11.PKCS11Constants.*;
+
+import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.Template;
+import com.kelvane.pkcs11.nat.NativePKCS11Object;
+import com.kelvane.pkcs11.nat.NativePKCS11Session;
+import java.security.InvalidKeyException;
+import java.security.spec.InvalidKeySpecException;
+import java.security.spec.KeySpec;
+import javax.crypto.SecretKey;
+import javax.crypto.SecretKeyFactorySpi;
+import javax.crypto.spec.SecretKeySpec;
+
+/** Imports secret keys of software to the token, as session keys. */
+final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
+    private final Token token;
+
+    TokenSecretKeyFactory(Token token) {
+        this.token = token;
+    }
+
+    @Override
+    protected SecretKey engineGenerateSecret(KeySpec spec) throws InvalidKeySpecException {
+        if (!(spec instanceof SecretKeySpec)) {
+            throw new InvalidKeySpecException("SecretKeySpec is needed");
+        }
+        try {
+            return imported(token, (SecretKeySpec) spec, new TokenKeySpec(null));
+        } catch (InvalidKeyException e) {
+            throw new InvalidKeySpecException(e.getMessage(), e);
+        }
+    }
+
+    /** Returns the value of a key; only that of one which is neither sensitive nor unextractable can be read. */
+    @Override
+    protected KeySpec engineGetKeySpec(SecretKey key, Class<?> keySpec) throws InvalidKeySpecException {
+        if (!keySpec.isAssignableFrom(SecretKeySpec.class)) {
+            throw new InvalidKeySpecException("only SecretKeySpec is supported");
+        }
+        try {
+            byte[] value = key instanceof TokenSecretKey
+                ? token.use((TokenSecretKey) key, (session, object) -> object.getByteArrayAttributeValue(CKA_VALUE))
+                : key.getEncoded();
+            return new SecretKeySpec(value, key.getAlgorithm());
+        } catch (InvalidKeyException | PKCS11Exception e) {
+            throw new InvalidKeySpecException("The token does not reveal the key: " + e.getMessage(), e);
+        }
+    }
+
+    @Override
+    protected SecretKey engineTranslateKey(SecretKey key) throws InvalidKeyException {
+        return key instanceof TokenSecretKey && ((TokenSecretKey) key).token == token ? key
+            : imported(token, key, new TokenKeySpec(null));
+    }
+
+    /**
+     * Creates a secret key of software on the token, as a session key.
+     *
+     * @throws InvalidKeyException if the key has no value, or the token refuses it
+     */
+    static TokenSecretKey imported(Token token, SecretKey key, TokenKeySpec spec) throws InvalidKeyException {
+        TokenKeySpec identified = spec.identified();
+        Template template = template(token, key, identified);
+        try {
+            return made(token, key.getAlgorithm(), identified, session -> session.createObject(template));
+        } catch (PKCS11Exception e) {
+            throw new InvalidKeyException("The token does not import the key: " + e.getMessage(), e);
+        }
+    }
+
+    /** Returns the attributes with which a secret key of software is created on the token. */
+    static Template template(Token token, SecretKey key, TokenKeySpec spec) throws InvalidKeyException {
+        KeyKind kind = KeyKind.ofSecret(key.getAlgorithm());
+        byte[] value = key.getEncoded();
+        if (kind == null || value == null) {
+            throw new InvalidKeyException("not a secret key that can be imported: " + key.getAlgorithm());
+        }
+        return kind.created(token, spec).and(CKA_VALUE, value);
+    }
+
+    /** A call that makes an object. */
+    interface Maker {
+        NativePKCS11Object make(NativePKCS11Session session) throws InvalidKeyException;
+    }
+
+    /** Makes a secret key on the token. */
+    static TokenSecretKey made(Token token, String algorithm, TokenKeySpec spec, Maker maker)
+        throws InvalidKeyException {
+        Token.Work<TokenSecretKey> work = (at, session) -> of(token, algorithm, spec, at, maker.make(session));
+        return spec.isOnToken() ? token.run(work) : token.create(work);
+    }
+
+    /** Builds the Java object for a secret key that was made. */
+    static TokenSecretKey of(Token token, String algorithm, TokenKeySpec spec, Connection at, NativePKCS11Object made) {
+        return new TokenSecretKey(token, algorithm, at, made,
+            made.readAttributes(spec.isOnToken() ? TokenSecretKey.ATTRIBUTES : TokenSecretKey.ATTRIBUTES_OF_SESSION));
+    }
+}
