@@ -44,9 +44,9 @@ abstract class TokenKey implements Key, Destroyable {
     /** A handle, and the connection for which it is valid. */
     private static final class Located {
         final Connection at;
-        final int handle;
+        final long handle;
 
-        Located(Connection at, int handle) {
+        Located(Connection at, long handle) {
             this.at = at;
             this.handle = handle;
         }
@@ -56,10 +56,10 @@ abstract class TokenKey implements Key, Destroyable {
     private static final class SessionKey implements Runnable {
         final Token token;
         final NativePKCS11Session home;
-        final int handle;
+        final long handle;
         final byte[] id;
 
-        SessionKey(Token token, NativePKCS11Session home, int handle, byte[] id) {
+        SessionKey(Token token, NativePKCS11Session home, long handle, byte[] id) {
             this.token = token;
             this.home = home;
             this.handle = handle;
@@ -101,13 +101,13 @@ abstract class TokenKey implements Key, Destroyable {
         this.algorithm = algorithm;
         this.publicKey = publicKey;
         attributes = read;
-        located = new Located(at, object.getObjectID());
+        located = new Located(at, object.getHandle());
         if (read.isTrue(CKA_TOKEN)) {
             identity = identity(read);
             sessionKey = null;
         } else {
             identity = null;
-            sessionKey = new SessionKey(token, at.home(), object.getObjectID(), read.getBytes(CKA_ID));
+            sessionKey = new SessionKey(token, at.home(), object.getHandle(), read.getBytes(CKA_ID));
             Token.CLEANER.register(this, sessionKey);
         }
     }
@@ -151,14 +151,14 @@ abstract class TokenKey implements Key, Destroyable {
         return new NativePKCS11Object(session, found.handle);
     }
 
-    private int sameHandle(Connection at, NativePKCS11Session session) throws InvalidKeyException {
+    private long sameHandle(Connection at, NativePKCS11Session session) throws InvalidKeyException {
         if (sessionKey.home != at.home() || !sessionKey.isThere(session)) {
             throw new InvalidKeyException("The session key is gone: it ended with its session or with a logout");
         }
         return sessionKey.handle;
     }
 
-    private int find(Connection at, NativePKCS11Session session) throws InvalidKeyException {
+    private long find(Connection at, NativePKCS11Session session) throws InvalidKeyException {
         List<NativePKCS11Object> found = session.findObjects(identity);
         found.removeIf(each -> !isSame(each));
         if (found.size() != 1) {
@@ -169,7 +169,7 @@ abstract class TokenKey implements Key, Destroyable {
         if (publicKey != null && isReplaced(session)) {
             throw new InvalidKeyException("Another key pair on the token has taken the place of " + this);
         }
-        return found.get(0).getObjectID();
+        return found.get(0).getHandle();
     }
 
     /** Tells whether the public keys with this key's identifier are others than the one that was there. */

@@ -15,7 +15,7 @@ final class Tokens {
     static final String SOFTHSM = System.getProperty("tokbridge.test.softhsm");
     static final boolean IS_SOFTHSM = !ENVIRONMENT.containsKey("TOKEN");
     static final String MODULE = IS_SOFTHSM ? SOFTHSM : ENVIRONMENT.get("PKCS11_MODULE");
-    static final boolean IS_NSS = MODULE.contains("softokn");
+    static final boolean IS_NSS = ENVIRONMENT.getOrDefault("MODULE", "").contains("softokn");
     static final String LABEL = IS_SOFTHSM ? "the token" : ENVIRONMENT.get("TOKEN");
     static final String PIN = IS_SOFTHSM ? "1234" : ENVIRONMENT.get("PIN");
     private static final String OFFICER_PIN = IS_SOFTHSM ? "officer" : ENVIRONMENT.get("SO_PIN");
