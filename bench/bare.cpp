@@ -1,11 +1,9 @@
-// The natives of com.kelvane.tokbridge.bench.Bare and JniCosts: a batch of calls straight through a module's function
-// list, with nothing of Java between them; native methods that make the JNI calls of the bridge's and do nothing else
-// of what the bridge does; and batches of single JNI functions.
+// The native methods of com.kelvane.tokbridge.bench.Bare: batches of calls through a module's function list, with nothing
+// of Java between them.
 //
 // This file is a Cryptoki module too: the module that was opened, but for refusing locks of the operating system, so
 // that the bridge takes its own around each call of it.
 #include <array>
-#include <cstring>
 #include <vector>
 
 #include "bridge/cryptoki_parameters.h"
@@ -13,7 +11,6 @@
 #include <jni.h>
 
 #include "com_kelvane_tokbridge_bench_Bare.h"
-#include "com_kelvane_tokbridge_bench_JniCosts.h"
 
 namespace {
 
@@ -31,25 +28,24 @@ CK_RV leaveInitialized(void*)
     return CKR_OK;
 }
 
-/// A Java byte array's elements while it lives; at its end they are copied back, unless the mode is JNI_ABORT.
+/// A Java byte array's elements while it lives; at its end they are copied back.
 struct Bytes
 {
     JNIEnv* env;
     jbyteArray array;
     CK_BYTE_PTR data;
     CK_ULONG size;
-    jint mode;
 
-    Bytes(JNIEnv* jni, jbyteArray from, jint release = 0)
+    Bytes(JNIEnv* jni, jbyteArray from)
         : env(jni), array(from), data(reinterpret_cast<CK_BYTE_PTR>(env->GetByteArrayElements(array, nullptr))),
-          size(static_cast<CK_ULONG>(env->GetArrayLength(array))), mode(release)
+          size(static_cast<CK_ULONG>(env->GetArrayLength(array)))
     {
     }
     Bytes(const Bytes&) = delete;
     Bytes& operator=(const Bytes&) = delete;
     ~Bytes()
     {
-        env->ReleaseByteArrayElements(array, reinterpret_cast<jbyte*>(data), mode);
+        env->ReleaseByteArrayElements(array, reinterpret_cast<jbyte*>(data), 0);
     }
 };
 
@@ -82,96 +78,9 @@ CK_ULONG handle(jlong number)
     return static_cast<CK_ULONG>(number);
 }
 
-/// What the native methods find in the Java objects: a session's chain of handles.
-struct Chain
-{
-    jobject session, slot, library;
-    jclass sessionClass, slotClass, libraryClass;
-    jfieldID sessionID, slotOfSession, slotID, libraryOfSlot, functionList;
-    jmethodID constructor;
-    jbyteArray array;
-};
-
-constexpr const char* kSessionClass = "com/kelvane/pkcs11/nat/NativePKCS11Session";
-
-Chain chainOf(JNIEnv* env, jobject session)
-{
-    Chain chain = {};
-    chain.session = session;
-    chain.sessionClass = env->GetObjectClass(session);
-    chain.sessionID = env->GetFieldID(chain.sessionClass, "sessionID", "I");
-    chain.slotOfSession = env->GetFieldID(chain.sessionClass, "slot", "Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;");
-    chain.constructor = env->GetMethodID(chain.sessionClass, "<init>", "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V");
-    chain.slot = env->GetObjectField(session, chain.slotOfSession);
-    chain.slotClass = env->GetObjectClass(chain.slot);
-    chain.slotID = env->GetFieldID(chain.slotClass, "slotID", "I");
-    chain.libraryOfSlot = env->GetFieldID(chain.slotClass, "pkcs11", "Lcom/kelvane/pkcs11/nat/NativePKCS11;");
-    chain.library = env->GetObjectField(chain.slot, chain.libraryOfSlot);
-    chain.libraryClass = env->GetObjectClass(chain.library);
-    chain.functionList = env->GetFieldID(chain.libraryClass, "functionList", "J");
-    chain.array = env->NewByteArray(16);
-    return chain;
-}
-
-/// The session's handle, by the JNI calls with which the bridge follows the chain.
-CK_SESSION_HANDLE follow(JNIEnv* env, jobject session)
-{
-    jclass sessionClass = env->GetObjectClass(session);
-    jint number = env->GetIntField(session, env->GetFieldID(sessionClass, "sessionID", "I"));
-    jobject slot = env->GetObjectField(
-        session, env->GetFieldID(sessionClass, "slot", "Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;"));
-    jclass slotClass = env->GetObjectClass(slot);
-    env->GetFieldID(slotClass, "slotID", "I");
-    jobject library =
-        env->GetObjectField(slot, env->GetFieldID(slotClass, "pkcs11", "Lcom/kelvane/pkcs11/nat/NativePKCS11;"));
-    jclass libraryClass = env->GetObjectClass(library);
-    env->GetLongField(library, env->GetFieldID(libraryClass, "functionList", "J"));
-    return handle(number);
-}
-
-struct JniFunction
-{
-    const char* name;
-    jint calls; ///< how many of it one run makes
-    void (*run)(JNIEnv* env, const Chain& chain);
-};
-
-// References that a run makes are freed with a frame of some runs, as they are when a native method returns.
-constexpr jint kRunsInFrame = 32;
-
-constexpr std::array<JniFunction, 14> kFunctions = {{
-    {"nothing", 1, [](JNIEnv*, const Chain&) {}},
-    {"GetObjectClass", 1, [](JNIEnv* env, const Chain& chain) { env->GetObjectClass(chain.session); }},
-    {"GetFieldID", 5,
-     [](JNIEnv* env, const Chain& chain) {
-         env->GetFieldID(chain.sessionClass, "sessionID", "I");
-         env->GetFieldID(chain.sessionClass, "slot", "Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;");
-         env->GetFieldID(chain.slotClass, "slotID", "I");
-         env->GetFieldID(chain.slotClass, "pkcs11", "Lcom/kelvane/pkcs11/nat/NativePKCS11;");
-         env->GetFieldID(chain.libraryClass, "functionList", "J");
-     }},
-    {"GetIntField", 1, [](JNIEnv* env, const Chain& chain) { env->GetIntField(chain.session, chain.sessionID); }},
-    {"GetLongField", 1, [](JNIEnv* env, const Chain& chain) { env->GetLongField(chain.library, chain.functionList); }},
-    {"GetObjectField", 1,
-     [](JNIEnv* env, const Chain& chain) { env->GetObjectField(chain.session, chain.slotOfSession); }},
-    {"FindClass", 1, [](JNIEnv* env, const Chain&) { env->FindClass(kSessionClass); }},
-    {"IsInstanceOf", 1, [](JNIEnv* env, const Chain& chain) { env->IsInstanceOf(chain.session, chain.sessionClass); }},
-    {"GetMethodID", 1,
-     [](JNIEnv* env, const Chain& chain) {
-         env->GetMethodID(chain.sessionClass, "<init>", "(Lcom/kelvane/pkcs11/nat/NativePKCS11Slot;I)V");
-     }},
-    {"NewObjectV", 1,
-     [](JNIEnv* env, const Chain& chain) { env->NewObject(chain.sessionClass, chain.constructor, chain.slot, 1); }},
-    {"NewLocalRef", 1, [](JNIEnv* env, const Chain& chain) { env->NewLocalRef(chain.session); }},
-    {"NewLocalRef and DeleteLocalRef", 1,
-     [](JNIEnv* env, const Chain& chain) { env->DeleteLocalRef(env->NewLocalRef(chain.session)); }},
-    {"ExceptionCheck", 1, [](JNIEnv* env, const Chain&) { env->ExceptionCheck(); }},
-    {"GetArrayLength", 1, [](JNIEnv* env, const Chain& chain) { env->GetArrayLength(chain.array); }},
-}};
-
 } // namespace
 
-CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to)
+extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to)
 {
     *to = &lockedList;
     return CKR_OK;
@@ -218,7 +127,7 @@ void Java_com_kelvane_tokbridge_bench_Bare_functionStatus(JNIEnv* env, jclass, j
     });
 }
 
-void Java_com_kelvane_tokbridge_bench_Bare_encrypt(JNIEnv* env, jclass, jlong session, jint times, jint key,
+void Java_com_kelvane_tokbridge_bench_Bare_encrypt(JNIEnv* env, jclass, jlong session, jint times, jlong key,
                                                    jbyteArray iv, jbyteArray message, jbyteArray out)
 {
     Bytes initial(env, iv), in(env, message), result(env, out);
@@ -230,7 +139,7 @@ void Java_com_kelvane_tokbridge_bench_Bare_encrypt(JNIEnv* env, jclass, jlong se
     });
 }
 
-void Java_com_kelvane_tokbridge_bench_Bare_encryptGcm(JNIEnv* env, jclass, jlong session, jint times, jint key,
+void Java_com_kelvane_tokbridge_bench_Bare_encryptGcm(JNIEnv* env, jclass, jlong session, jint times, jlong key,
                                                       jbyteArray iv, jbyteArray message, jbyteArray out)
 {
     Bytes counter(env, iv), in(env, message), result(env, out);
@@ -257,7 +166,7 @@ void Java_com_kelvane_tokbridge_bench_Bare_digest(JNIEnv* env, jclass, jlong ses
     });
 }
 
-void Java_com_kelvane_tokbridge_bench_Bare_sign(JNIEnv* env, jclass, jlong session, jint times, jint type, jint key,
+void Java_com_kelvane_tokbridge_bench_Bare_sign(JNIEnv* env, jclass, jlong session, jint times, jint type, jlong key,
                                                 jbyteArray message, jbyteArray out)
 {
     Bytes in(env, message), result(env, out);
@@ -275,7 +184,7 @@ void Java_com_kelvane_tokbridge_bench_Bare_random(JNIEnv* env, jclass, jlong ses
     repeat(env, times, [&] { return list->C_GenerateRandom(handle(session), result.data, result.size); });
 }
 
-void Java_com_kelvane_tokbridge_bench_Bare_read(JNIEnv* env, jclass, jlong session, jint times, jint object)
+void Java_com_kelvane_tokbridge_bench_Bare_read(JNIEnv* env, jclass, jlong session, jint times, jlong object)
 {
     repeat(env, times, [&] {
         CK_ULONG kind = 0;
@@ -322,62 +231,4 @@ jint Java_com_kelvane_tokbridge_bench_Bare_find(JNIEnv* env, jclass, jlong sessi
         return rv != CKR_OK ? rv : list->C_FindObjectsFinal(handle(session));
     });
     return static_cast<jint>(found);
-}
-
-void Java_com_kelvane_tokbridge_bench_JniCosts_functionStatus(JNIEnv* env, jclass, jobject session)
-{
-    list->C_GetFunctionStatus(follow(env, session));
-}
-
-void Java_com_kelvane_tokbridge_bench_JniCosts_random(JNIEnv* env, jclass, jobject session, jbyteArray out)
-{
-    CK_SESSION_HANDLE of = follow(env, session);
-    Bytes result(env, out);
-    list->C_GenerateRandom(of, result.data, result.size);
-}
-
-void Java_com_kelvane_tokbridge_bench_JniCosts_digestInit(JNIEnv* env, jclass, jobject session)
-{
-    CK_MECHANISM mechanism = {CKM_SHA256, nullptr, 0};
-    list->C_DigestInit(follow(env, session), &mechanism);
-}
-
-void Java_com_kelvane_tokbridge_bench_JniCosts_digest(JNIEnv* env, jclass, jobject session, jbyteArray message,
-                                                      jbyteArray out)
-{
-    CK_SESSION_HANDLE of = follow(env, session);
-    Bytes in(env, message, JNI_ABORT), result(env, out);
-    CK_ULONG length = result.size;
-    list->C_Digest(of, in.data, in.size, result.data, &length);
-}
-
-void Java_com_kelvane_tokbridge_bench_JniCosts_call(JNIEnv* env, jclass, jint times, jstring name, jobject session)
-{
-    const char* wanted = env->GetStringUTFChars(name, nullptr);
-    const JniFunction* function = nullptr;
-    for (const JniFunction& each : kFunctions)
-        if (std::strcmp(each.name, wanted) == 0)
-            function = &each;
-    env->ReleaseStringUTFChars(name, wanted);
-    if (function == nullptr) {
-        env->ThrowNew(env->FindClass("java/lang/IllegalArgumentException"), "not measured");
-        return;
-    }
-    Chain chain = chainOf(env, session);
-    for (jint done = 0; done < times;) {
-        env->PushLocalFrame(kRunsInFrame);
-        for (jint i = 0; i < kRunsInFrame && done < times; ++i, done += function->calls)
-            function->run(env, chain);
-        env->PopLocalFrame(nullptr);
-    }
-}
-
-void Java_com_kelvane_tokbridge_bench_JniCosts_pin(JNIEnv* env, jclass, jint times, jbyteArray array, jint mode)
-{
-    for (jint i = 0; i < times; ++i)
-        env->ReleaseByteArrayElements(array, env->GetByteArrayElements(array, nullptr), mode);
-}
-
-void Java_com_kelvane_tokbridge_bench_JniCosts_enter(JNIEnv*, jclass)
-{
 }

@@ -1,13 +1,15 @@
 #!/bin/sh
 # dev.sh
-# Asks ./dev what it does where nothing is installed, and where all is. The machine is made up: dpkg's list of packages,
-# a JDK that only gives back what it reads, and programs that would change something.
+# Tests what ./dev does where nothing is installed, and where all is. The machine is made up: dpkg's list of packages,
+# a JDK that only prints what it reads, and programs that would change something.
 set -eu
 work=
 trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
 trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
-work=$(mktemp -d)
 root=$(cd "$(dirname "$0")/.." && pwd)
+# shellcheck source=tests/scratch.sh
+. "$root/tests/scratch.sh"
+work=$(scratch_directory)
 
 mkdir -p "$work/dpkg/info" "$work/jdk/bin" "$work/jdk/include" "$work/a, copy"
 touch "$work/dpkg/status" "$work/jdk/include/jni.h"
@@ -26,7 +28,7 @@ export PATH="$work/jdk/bin:$PATH" DPKG_ADMINDIR="$work/dpkg"
 unset JAVA_HOME
 # copy DIRECTORY - as far as ./dev needs it.
 copy() {
-    (cd "$root" && cp --parents dev ./*/verbs.sh cmake/*.sh "$1")
+    (cd "$root" && cp --parents dev dev.d/* "$1")
 }
 copy "$work/a, copy"
 

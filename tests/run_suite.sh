@@ -24,7 +24,9 @@ trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
 # The path of a socket has room for 107 bytes.
 parent=${TMPDIR:-/tmp}
 [ ${#parent} -le 64 ] || parent=/tmp
-short=$(mktemp -d "$parent/tokbridge.XXXXXX")
+# shellcheck source=tests/scratch.sh
+. "$(dirname "$0")/scratch.sh"
+short=$(scratch_directory "$parent")
 mkdir "$short/tokens"
 printf 'directories.tokendir = %s\nobjectstore.backend = file\nlog.level = ERROR\n' "$short/tokens" \
     >"$short/softhsm2.conf"

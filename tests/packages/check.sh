@@ -16,7 +16,13 @@ chmod 755 "$work" "$WORK"
 here=$(dirname "$0")
 cp "$here/pom.xml" "$work/project"
 cp -R "$here/app" "$work/project/src/main/java"
-JAVA_HOME=$2 mvn -o -B -q -f "$work/project" -Dlayout="$1/maven" -Dmaven.repo.local="$work/repository" \
+# plugin NAME - the version of one of Maven's plugins that this Debian has, which its Maven may not ask for by itself.
+plugin() {
+    find "/usr/share/maven-repo/org/apache/maven/plugins/maven-$1-plugin" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' |
+        sort -V | tail -n 1
+}
+JAVA_HOME=$2 mvn -o -B -q -f "$work/project" -Dlayout="$1/maven" \
+    -Dresources="$(plugin resources)" -Dcompiler="$(plugin compiler)" -Dmaven.repo.local="$work/repository" \
     -Daether.offline.protocols=file compile >"$work/mvn" || { cat "$work/mvn"; exit 1; }
 cp -R "$work/project/target/classes/app" "$WORK"
 cp "$work"/repository/com/kelvane/tokbridge/*/tokbridge-*.jar "$WORK/maven.jar"

@@ -16,7 +16,9 @@ clean() {
 }
 trap clean EXIT
 trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
-work=$(mktemp -d)
+# shellcheck source=tests/scratch.sh
+. "$here/../scratch.sh"
+work=$(scratch_directory)
 
 copy="$work/a blank, übung and more than a hundred characters of a path, which is what a user's home may be like too"
 mkdir "$copy"

@@ -37,7 +37,7 @@ final class Bare {
     Batch encrypt(NativePKCS11Object key, byte[] message) {
         byte[] out = new byte[message.length];
         return times -> {
-            encrypt(session, times, key.getObjectID(), new byte[16], message, out);
+            encrypt(session, times, key.getHandle(), new byte[16], message, out);
             return out;
         };
     }
@@ -47,7 +47,7 @@ final class Bare {
         byte[] iv = new byte[12];
         byte[] out = new byte[message.length + 16];
         return times -> {
-            encryptGcm(session, times, key.getObjectID(), iv, message, out);
+            encryptGcm(session, times, key.getHandle(), iv, message, out);
             return out;
         };
     }
@@ -63,7 +63,7 @@ final class Bare {
     Batch sign(int mechanism, NativePKCS11Object key, byte[] message, int length) {
         byte[] out = new byte[length];
         return times -> {
-            sign(session, times, mechanism, key.getObjectID(), message, out);
+            sign(session, times, mechanism, key.getHandle(), message, out);
             return out;
         };
     }
@@ -93,7 +93,7 @@ final class Bare {
     /** Reads CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_LABEL and CKA_VALUE. */
     Batch read(NativePKCS11Object object) {
         return times -> {
-            read(session, times, object.getObjectID());
+            read(session, times, object.getHandle());
             return null;
         };
     }
@@ -114,13 +114,13 @@ final class Bare {
 
     private static native long openSession(int slot);
 
-    private static native void encrypt(long session, int times, int key, byte[] iv, byte[] message, byte[] out);
+    private static native void encrypt(long session, int times, long key, byte[] iv, byte[] message, byte[] out);
 
-    private static native void encryptGcm(long session, int times, int key, byte[] iv, byte[] message, byte[] out);
+    private static native void encryptGcm(long session, int times, long key, byte[] iv, byte[] message, byte[] out);
 
     private static native void digest(long session, int times, byte[] message, byte[] out);
 
-    private static native void sign(long session, int times, int mechanism, int key, byte[] message, byte[] out);
+    private static native void sign(long session, int times, int mechanism, long key, byte[] message, byte[] out);
 
     private static native void random(long session, int times, byte[] out);
 
@@ -128,7 +128,7 @@ final class Bare {
 
     private static native void openAndClose(int slot, int times);
 
-    private static native void read(long session, int times, int object);
+    private static native void read(long session, int times, long object);
 
     private static native int find(long session, int times, int[] types, byte[][] values);
 }

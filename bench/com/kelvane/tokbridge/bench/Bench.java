@@ -7,13 +7,11 @@ import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import com.kelvane.tokbridge.bench.Stopwatch.Operation;
 import java.math.BigInteger;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Path;
 import java.security.Key;
 import java.security.spec.ECGenParameterSpec;
 import java.security.spec.RSAKeyGenParameterSpec;
-import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.List;
+import java.util.Objects;
 
 /**
  * Compares this library with a bare caller of the module and with the JDK's own PKCS #11 provider, on one SoftHSM2 token,
@@ -41,17 +39,15 @@ public final class Bench {
     /**
      * Runs the benchmark.
      *
-     * @param arguments {@code --quick} for a few seconds only, {@code --plots DIRECTORY} for the data of the plots,
-     *     {@code --threads} for two threads with and without a class-data archive, {@code --provider} for the JCA
-     *     provider; the path of SoftHSM2
-     * @throws Exception if a side cannot do what it is asked
+     * @param arguments {@code --quick} for a few seconds only, or {@code --provider} for the JCA provider; the path of
+     *     SoftHSM2
+     * @throws Exception if a side fails
      */
     public static void main(String[] arguments) throws Exception {
         String verb = arguments.length > 0 && arguments[0].startsWith("--") ? arguments[0] : "";
-        int options = verb.isEmpty() ? 0 : verb.equals("--plots") ? 2 : 1;
+        int options = verb.isEmpty() ? 0 : 1;
         String module = arguments.length > options ? arguments[options] : SOFTHSM;
-        if (arguments.length < options || arguments.length > options + 1 || module.startsWith("-")
-            || System.getenv("SOFTHSM2_CONF") == null) {
+        if (arguments.length > options + 1 || module.startsWith("-") || System.getenv("SOFTHSM2_CONF") == null) {
             usage();
         }
         switch (verb) {
@@ -61,17 +57,8 @@ public final class Bench {
             case "--quick":
                 new Bench(new Stopwatch(7, 150, 5), module).run();
                 break;
-            case "--plots":
-                new Growth(new Stopwatch(15, 200, 10), module, Path.of(arguments[1])).run();
-                break;
             case "--provider":
                 new Providers(new Stopwatch(15, 300, 30), module).run();
-                break;
-            case "--threads":
-                Sharing.compare(module);
-                break;
-            case Sharing.CHILD:
-                Sharing.measure(module);
                 break;
             default:
                 usage();
@@ -80,131 +67,110 @@ public final class Bench {
     }
 
     private static void usage() {
-        System.err.println("usage: bench [--quick | --plots DIRECTORY | --threads | --provider] [MODULE], MODULE being the path of "
-            + "SoftHSM2, with SOFTHSM2_CONF set to the configuration of a throw-away SoftHSM2 directory: a token is made "
-            + "there");
+        System.err.println("usage: bench [--quick | --provider] [MODULE]\nMODULE is the path of SoftHSM2; SOFTHSM2_CONF "
+            + "names the configuration of a throw-away SoftHSM2 directory, in which a token is created");
         System.exit(2);
     }
 
     private void run() throws Exception {
         System.out.println(bridge.library.getInfo() + ", Java " + System.getProperty("java.version"));
-        JniCosts costs = new JniCosts(stopwatch, Path.of(System.getProperty("tokbridge.bench.calls")));
-        costs.measure(bridge.session);
-        compare(costs);
+        compare();
         threads();
-        alone();
-        costs.print();
     }
 
-    private void compare(JniCosts costs) throws Exception {
+    private void compare() throws Exception {
         byte[] random = new byte[1024 * 1024];
         bridge.session.generateRandom(random, 0, random.length);
         byte[] small = Arrays.copyOfRange(random, 32, 96);
-        byte[] iv = new byte[16];
         byte[] hash = Arrays.copyOf(small, 32);
         byte[] keyBytes = Arrays.copyOf(random, 32);
         NativePKCS11Object key = bridge.aesKey(keyBytes);
         Key jdkKey = jdk.aesKey(keyBytes);
 
-        System.out.println("Nanoseconds per operation, its start included: medians of " + stopwatch.rounds
-            + " rounds, each a batch of all sides in turn.\nOwn: bridge - bare. JNI: what the JNI calls in it cost, each "
-            + "in a loop of its own. In place: a native method with\nthese JNI calls and the module's alone - bare.\nRatio: bridge / SunPKCS11, the median of the rounds and their middle half; below 1 the bridge "
-            + "is faster.");
-        System.out.printf("%n%-26s %12s %12s %12s %10s %9s %9s %6s   %s%n", "Operation", "bare", "bridge", "JDK", "own", "JNI",
-            "in place", "ratio", "middle half");
-        String[] twoCalls = {"C_EncryptInit iv", "C_Encrypt"};
-        String[] oneCall = {"C_EncryptInit whole"};
-        for (int size : new int[] {16, 4 * 1024, 64 * 1024}) {
+        System.out.println("Nanoseconds per operation including its start: medians of " + stopwatch.rounds
+            + " rounds, each a batch of all sides in turn.\nBuffers: the bridge with direct ByteBuffers. Own: bridge - bare. "
+            + "Ratio: bridge / JDK's provider, with its quartiles;\nthen buffers / JDK's provider with arrays, and with direct "
+            + "ByteBuffers; below 1 the bridge is faster.");
+        System.out.printf("%n%-28s %10s %10s %10s %10s %8s %6s %13s %8s %8s%n", "Operation", "bare", "bridge", "buffers",
+            "JDK", "own", "ratio", "quartiles", "buffers", "both");
+        for (int size : new int[] {16, 4 * 1024, 64 * 1024, 1024 * 1024}) {
             byte[] message = Arrays.copyOf(random, size);
-            byte[][] read = {iv, message};
-            byte[][] written = {message};
             row("AES-256 CBC, " + size + " B", true, bare.encrypt(key, message), bridge.encrypt(key, message, false),
-                jdk.encrypt(jdkKey, message), costs.sum(twoCalls, read, written));
-            row("  in one native call", true, bare.encrypt(key, message), bridge.encrypt(key, message, true),
-                jdk.encrypt(jdkKey, message), costs.sum(oneCall, read, written));
+                bridge.encryptBuffers(key, message), jdk.encrypt(jdkKey, message), jdk.encryptBuffers(jdkKey, message));
         }
-        byte[] page = Arrays.copyOf(random, 4 * 1024);
-        row("AES-256 GCM, 4096 B", true, bare.encryptGcm(key, page), bridge.encryptGcm(key, page),
-            jdk.encryptGcm(jdkKey, page), Double.NaN);
+        row("AES-256 CBC in one call, 16 B", true, bare.encrypt(key, hash), bridge.encrypt(key, hash, true), null,
+            jdk.encrypt(jdkKey, hash), null);
+        for (int size : new int[] {4 * 1024, 64 * 1024, 1024 * 1024}) {
+            byte[] message = Arrays.copyOf(random, size);
+            row("AES-256 GCM, " + size + " B", false, bare.encryptGcm(key, message), bridge.encryptGcm(key, message),
+                bridge.encryptGcmBuffers(key, message), jdk.encryptGcm(jdkKey, message),
+                jdk.encryptGcmBuffers(jdkKey, message));
+        }
         for (int size : new int[] {16, 64, 4 * 1024, 64 * 1024, 1024 * 1024}) {
             byte[] message = Arrays.copyOf(random, size);
-            row("SHA-256, " + size + " B", true, bare.digest(message), bridge.digest(message), jdk.digest(message),
-                costs.sum(new String[] {"C_DigestInit", "C_Digest"}, new byte[][] {message}, new byte[][] {hash}),
-                JniCosts.leastDigest(bridge.session, message));
+            row("SHA-256, " + size + " B", true, bare.digest(message), bridge.digest(message),
+                bridge.digestBuffers(message), jdk.digest(message), jdk.digestBuffers(message));
         }
-        String[] signing = {"C_SignInit", "C_Sign"};
         NativePKCS11Object macKey = bridge.macKey();
         row("HMAC SHA-256, 64 B", false, bare.sign(CKM_SHA256_HMAC, macKey, small, 32),
-            bridge.sign(CKM_SHA256_HMAC, macKey, small, 32), jdk.mac(small),
-            costs.sum(signing, new byte[][] {small}, new byte[][] {hash}));
+            bridge.sign(CKM_SHA256_HMAC, macKey, small, 32), null, jdk.mac(small), null);
         NativePKCS11Object rsa = bridge.privateKey(CKM_RSA_PKCS_KEY_PAIR_GEN,
             new int[] {CKA_MODULUS_BITS, CKA_PUBLIC_EXPONENT}, new Object[] {2048, BigInteger.valueOf(65537)});
         row("RSA-2048 signature, 64 B", false, bare.sign(CKM_SHA256_RSA_PKCS, rsa, small, 256),
-            bridge.sign(CKM_SHA256_RSA_PKCS, rsa, small, 256), jdk.sign("SHA256withRSA", "RSA",
-            new RSAKeyGenParameterSpec(2048, RSAKeyGenParameterSpec.F4), small),
-            costs.sum(signing, new byte[][] {small}, new byte[][] {new byte[256]}));
+            bridge.sign(CKM_SHA256_RSA_PKCS, rsa, small, 256), null, jdk.sign("SHA256withRSA", "RSA",
+            new RSAKeyGenParameterSpec(2048, RSAKeyGenParameterSpec.F4), small), null);
         NativePKCS11Object ec = bridge.privateKey(CKM_EC_KEY_PAIR_GEN, new int[] {CKA_EC_PARAMS}, new Object[] {P256});
         row("ECDSA P-256 signature", false, bare.sign(CKM_ECDSA, ec, hash, 64), bridge.sign(CKM_ECDSA, ec, hash, 64),
-            jdk.sign("NONEwithECDSAinP1363Format", "EC", new ECGenParameterSpec("secp256r1"), hash),
-            costs.sum(signing, new byte[][] {hash}, new byte[][] {small}));
-        row("random, 32 B", false, bare.random(), bridge.random(), jdk.random(),
-            costs.sum(new String[] {"C_GenerateRandom"}, new byte[][] {}, new byte[][] {hash}),
-            JniCosts.leastRandom(bridge.session));
+            null, jdk.sign("NONEwithECDSAinP1363Format", "EC", new ECGenParameterSpec("secp256r1"), hash), null);
+        row("random, 32 B", false, bare.random(), bridge.random(), null, jdk.random(), null);
 
-        byte[][] none = {};
-        row("nothing", false, bare.functionStatus(), bridge.functionStatus(), null,
-            costs.sum(new String[] {"C_GetFunctionStatus"}, none, none),
-            JniCosts.leastFunctionStatus(bridge.session));
-        row("open and close a session", false, bare.openAndClose(), bridge.openAndClose(), null,
-            costs.sum(new String[] {"C_OpenSession", "C_CloseSession"}, none, none));
+        row("nothing", false, bare.functionStatus(), bridge.functionStatus(), null, null, null);
+        row("open and close a session", false, bare.openAndClose(), bridge.openAndClose(), null, null, null);
         NativePKCS11Object one = bridge.makeObjects("one", 1);
         row("read 5 attributes", false, bare.read(one),
-            bridge.read(one, new int[] {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_LABEL, CKA_VALUE}), null, Double.NaN);
+            bridge.read(one, new int[] {CKA_CLASS, CKA_TOKEN, CKA_PRIVATE, CKA_LABEL, CKA_VALUE}), null, null, null);
         bridge.makeObjects("hundred", 100);
         for (String label : new String[] {"one", "hundred"}) {
             row("find " + label, true, bare.find(new int[] {CKA_LABEL},
                 new byte[][] {label.getBytes(StandardCharsets.US_ASCII)}),
-                bridge.find(new int[] {CKA_LABEL}, new Object[] {label}), null, Double.NaN);
+                bridge.find(new int[] {CKA_LABEL}, new Object[] {label}), null, null, null);
         }
-    }
-
-    private void row(String name, boolean equal, Operation direct, Operation ours, Operation theirs, double jni)
-        throws Exception {
-        row(name, equal, direct, ours, theirs, jni, null);
     }
 
     /**
-     * Measures an operation of all sides, whose results must be alike: equal, or of one length. The provider has no
-     * counterpart when it is null; the cost of the JNI calls is not known when it is no number; the least native
-     * methods are missing when they are null.
+     * Measures an operation on all sides, whose results must be equal, or of equal length: bare, bridge, bridge with
+     * buffers, JDK, JDK with buffers. Null is a side that does not have the operation.
      */
-    private void row(String name, boolean equal, Operation direct, Operation ours, Operation theirs, double jni,
-        Operation least) throws Exception {
-        Object expected = direct.run();
-        List<Operation> sides = new ArrayList<>(List.of(direct, ours));
-        for (Operation each : new Operation[] {theirs, least}) {
-            if (each != null) {
-                sides.add(each);
-            }
-        }
-        for (Operation each : sides.subList(1, sides.size())) {
-            if (!alike(expected, each.run(), equal)) {
+    private void row(String name, boolean equal, Operation... sides) throws Exception {
+        Object expected = sides[0].run();
+        for (Operation each : sides) {
+            if (each != null && !alike(expected, each.run(), equal)) {
                 throw new IllegalStateException(name + ": the sides do not agree");
             }
         }
-        double[][] times = stopwatch.measure(sides.toArray(new Operation[0]));
-        System.out.printf("%-26s %,12.0f %,12.0f %12s %,10.0f %9s %9s", name, Stopwatch.median(times[0]),
-            Stopwatch.median(times[1]), theirs == null ? "-" : String.format("%,.0f", Stopwatch.median(times[2])),
-            above(times[1], times[0]), Double.isNaN(jni) ? "-" : String.format("%,.0f", jni),
-            least == null ? "-" : String.format("%,.0f", above(times[sides.size() - 1], times[0])));
-        if (theirs == null) {
-            System.out.printf(" %6s%n", "-");
-            return;
+        double[][] measured =
+            stopwatch.measure(Arrays.stream(sides).filter(Objects::nonNull).toArray(Operation[]::new));
+        double[][] times = new double[sides.length][];
+        for (int i = 0, next = 0; i < sides.length; i++) {
+            times[i] = sides[i] == null ? null : measured[next++];
+        }
+        System.out.printf("%-28s %10s %10s %10s %10s %,8.0f %6s %13s %8s %8s%n", name, time(times[0]), time(times[1]),
+            time(times[2]), time(times[3]), above(times[1], times[0]), ratio(0.5, times[1], times[3]),
+            ratio(0.25, times[1], times[3]) + " to " + ratio(0.75, times[1], times[3]),
+            ratio(0.5, times[2], times[3]), ratio(0.5, times[2], times[4]));
+    }
+
+    private static String time(double[] times) {
+        return times == null ? "-" : String.format("%,.0f", Stopwatch.median(times));
+    }
+
+    private String ratio(double part, double[] one, double[] other) {
+        if (one == null || other == null) {
+            return "-";
         }
         double[] ratios = new double[stopwatch.rounds];
-        Arrays.setAll(ratios, round -> times[1][round] / times[2][round]);
-        System.out.printf(" %6.2f   %.2f to %.2f%n", Stopwatch.median(ratios), Stopwatch.quantile(0.25, ratios),
-            Stopwatch.quantile(0.75, ratios));
+        Arrays.setAll(ratios, round -> one[round] / other[round]);
+        return String.format("%.2f", Stopwatch.quantile(part, ratios));
     }
 
     /** How much more one takes than the other: the median of the rounds. */
@@ -244,21 +210,5 @@ public final class Bench {
         Arrays.setAll(factors, round -> 2 * times[0][round] / times[1][round]);
         System.out.printf("%-34s %10.2f %10.2f %8.2f%n", name, 1e3 / Stopwatch.median(times[0]),
             2e3 / Stopwatch.median(times[1]), Stopwatch.median(factors));
-    }
-
-    /** Measures calls that the provider has no counterpart for. */
-    private void alone() throws Exception {
-        NativePKCS11Session session = bridge.session;
-        NativePKCS11Object data = bridge.makeObjects("label", 1);
-        String[] names = {"getFunctionStatus()", "session getInfo()", "library getInfo()", "read a boolean",
-            "read a label"};
-        double[][] times = stopwatch.measure(session::getFunctionStatus, session::getInfo, bridge.library::getInfo,
-            () -> data.getBoolAttributeValue(CKA_PRIVATE), () -> data.getStringAttributeValue(CKA_LABEL));
-        System.out.printf("%nThe bridge alone. In getFunctionStatus() the module has nothing to do: it is the cost of "
-            + "a call.%n%n%-26s %12s %12s%n", "Call", "ns", "times");
-        for (int i = 0; i < names.length; i++) {
-            double median = Stopwatch.median(times[i]);
-            System.out.printf("%-26s %,12.0f %12.1f%n", names[i], median, median / Stopwatch.median(times[0]));
-        }
     }
 }

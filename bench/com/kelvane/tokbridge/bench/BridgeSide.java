@@ -108,6 +108,30 @@ final class BridgeSide {
         };
     }
 
+    /** The same in direct buffers. */
+    Operation encryptBuffers(NativePKCS11Object object, byte[] message) {
+        return new Buffers(message, message.length, (in, out) -> {
+            session.encryptInit(CKM_AES_CBC, new byte[16], object);
+            session.encrypt(in, out);
+        });
+    }
+
+    Operation encryptGcmBuffers(NativePKCS11Object object, byte[] message) {
+        byte[] iv = new byte[12];
+        return new Buffers(message, message.length + 16, (in, out) -> {
+            Bare.countUp(iv);
+            session.encryptInit(CKM_AES_GCM, new CK_GCM_PARAMS(iv, null, 128), object);
+            session.encrypt(in, out);
+        });
+    }
+
+    Operation digestBuffers(byte[] message) {
+        return new Buffers(message, 32, (in, out) -> {
+            session.digestInit(CKM_SHA256, null);
+            session.digest(in, out);
+        });
+    }
+
     Operation digest(byte[] message) {
         byte[] out = new byte[32];
         return () -> {

@@ -59,6 +59,33 @@ final class JdkSide {
         return () -> digest.digest(message);
     }
 
+    Operation encryptBuffers(Key object, byte[] message) throws Exception {
+        Cipher cipher = Cipher.getInstance("AES/CBC/NoPadding", provider);
+        IvParameterSpec parameter = new IvParameterSpec(new byte[16]);
+        return new Buffers(message, message.length, (in, out) -> {
+            cipher.init(Cipher.ENCRYPT_MODE, object, parameter);
+            cipher.doFinal(in, out);
+        });
+    }
+
+    Operation encryptGcmBuffers(Key object, byte[] message) throws Exception {
+        Cipher cipher = Cipher.getInstance("AES/GCM/NoPadding", provider);
+        byte[] iv = new byte[12];
+        return new Buffers(message, message.length + 16, (in, out) -> {
+            Bare.countUp(iv);
+            cipher.init(Cipher.ENCRYPT_MODE, object, new GCMParameterSpec(128, iv));
+            cipher.doFinal(in, out);
+        });
+    }
+
+    Operation digestBuffers(byte[] message) throws Exception {
+        MessageDigest digest = MessageDigest.getInstance("SHA-256", provider);
+        return new Buffers(message, 32, (in, out) -> {
+            digest.update(in);
+            out.put(digest.digest());
+        });
+    }
+
     Operation mac(byte[] message) throws Exception {
         Mac mac = Mac.getInstance("HmacSHA256", provider);
         KeyGenerator generator = KeyGenerator.getInstance("HmacSHA256", provider);

@@ -36,12 +36,15 @@ packages() {
         as_root=sudo
     fi
     echo "Installing:$missing"
-    apt_get update -qq || : # the next one tells what is missing then
+    # One of several sources may fail. Where none answers, the installation would try each package in vain.
+    apt_get update -q || :
     # shellcheck disable=SC2086 # a list of words
-    apt_get install -y -qq --no-install-recommends $missing || {
-        grep '^[EW]:' "$scratch/apt" || cat "$scratch/apt"
-        fail "the packages could not be installed; $by_hand"
-    } >&2
+    if grep -qE '^(Get|Hit):' "$scratch/apt" && apt_get install -y -qq --no-install-recommends $missing; then
+        return
+    fi
+    grep '^[EW]:' "$scratch/apt" >"$scratch/complaints" || cp "$scratch/apt" "$scratch/complaints"
+    head -n 3 "$scratch/complaints" >&2
+    fail "the packages could not be installed, apt-get printed $(wc -l <"$scratch/complaints") such lines; $by_hand"
 }
 
 # apt_get ARGUMENTS... - waits while another apt or dpkg works, as on machines that have just started.

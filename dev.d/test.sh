@@ -1,25 +1,38 @@
 # The verbs test, modules, windows and cross. Read by ./dev.
 # shellcheck shell=sh disable=SC2154 # variables of ./dev
 
+# run_tests - builds everything, then runs the tests of every preset, whatever the result of the others. The time of each
+# and the total come last.
 run_tests() {
+    presets='release sanitize threads windows aarch64 s390x'
     setup
-    ! apt-cache show libtomcat10-java >/dev/null 2>&1 || packages libtomcat10-java # a test is left out without
-    for each in release sanitize threads; do
+    ! apt-cache show libtomcat10-java >/dev/null 2>&1 || packages libtomcat10-java # without it one test is left out
+    windows_packages
+    cross_packages aarch64
+    cross_packages s390x
+    start=$(date +%s) times= failed=
+    for each in $presets; do
         build "$each"
     done
-    for each in release sanitize threads; do
-        run ctest --test-dir "$build/$each" --output-on-failure
+    times="built in $(($(date +%s) - start)) s"
+    for each in $presets; do
+        start=$(date +%s)
+        run ctest --test-dir "$build/$each" --parallel 2 --output-on-failure || failed="$failed $each"
+        times="$times, $each tested in $(($(date +%s) - start)) s"
     done
-    windows
-    cross aarch64
-    cross s390x
-    for each in release sanitize threads windows aarch64 s390x; do
+    for each in $presets; do
         cat "$build/$each/Testing/Temporary/LastTest.log"
-    done | LC_ALL=C awk -f tests/count.awk
+    done | LC_ALL=C awk -f dev.d/count.awk
+    echo "Time: $times."
+    [ -z "$failed" ] || fail "tests have failed:$failed"
+}
+
+windows_packages() {
+    packages g++-mingw-w64-x86-64-posix wine64
 }
 
 windows() {
-    packages g++-mingw-w64-x86-64-posix wine64
+    windows_packages
     build windows
     run ctest --test-dir "$build/windows" --output-on-failure
 }
@@ -29,8 +42,12 @@ cross_compiler() {
     echo "g++-$1-linux-gnu" | tr _ -
 }
 
-cross() {
+cross_packages() {
     packages "$(cross_compiler "$1")" qemu-user
+}
+
+cross() {
+    cross_packages "$1"
     build "$1"
     run ctest --test-dir "$build/$1" --output-on-failure
 }

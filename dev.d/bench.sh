@@ -24,16 +24,8 @@ bench() {
         on_scripted_token com.kelvane.tokbridge.test.JniCountTest
         return
         ;;
-    --plots)
-        packages gnuplot-nox
-        shift
-        set -- --plots "$scratch" "$@"
-        ;;
-    --threads | --provider) ;;
-    *) on_scripted_token com.kelvane.tokbridge.test.JniCountTest >"$scratch/calls" ;;
     esac
     program -cp "$release/tokbridge.jar:$release/tokbridge-provider.jar:$release/tokbridge-bench.jar" \
-        -Dtokbridge.bench.library="$release/libtokbridge_bench.so" -Dtokbridge.bench.calls="$scratch/calls" \
+        -Dtokbridge.bench.library="$release/libtokbridge_bench.so" \
         com.kelvane.tokbridge.bench.Bench "$@"
-    [ "${1:-}" != --plots ] || gnuplot -e "data='$scratch'; pictures='$root/docs'" "$root/bench/plots.gp"
 }
