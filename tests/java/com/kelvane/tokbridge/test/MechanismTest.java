@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
+import java.lang.reflect.Field;
 import java.math.*;
 import java.nio.charset.*;
 import java.nio.file.*;
@@ -226,6 +227,37 @@ class MechanismTest extends SessionFixture {
                 assertEquals(always, encode(type, wrong), name);
             }
         }
+    }
+
+    /** A null array is a null pointer of length 0; parametersAtTheirEdges has those of a length of their own. */
+    @Test
+    void nullArraysAreNullPointers() throws Throwable {
+        Set<String> others = Set.of("CK_GCM_PARAMS", "CK_ECDH1_DERIVE_PARAMS", "CK_RSA_PKCS_OAEP_PARAMS",
+            "CK_TLS_PRF_PARAMS");
+        Set<String> seen = new TreeSet<>(others);
+        Map<Integer, String> kinds = mechanisms();
+        for (int type : kinds.keySet()) {
+            Object[] example = examples().get(kinds.get(type).replace(" or none", ""));
+            if (example == null || !((String) example[0]).startsWith("CK_") || !seen.add((String) example[0])) {
+                continue;
+            }
+            List<String> before = List.of(((String) example[2]).split("[{} ]", -1));
+            for (Field field : example[1].getClass().getFields()) {
+                if (field.getType() == byte[].class && !field.getName().matches("iv|cb")) {
+                    String value = hex((byte[]) field.get(example[1]));
+                    Object parameter = with(examples().get(example[0])[1], field.getName(), null);
+                    List<String> after = List.of(values((String) example[0], type, parameter).split("[{} ]", -1));
+                    List<String> changed = IntStream.range(0, Math.min(before.size(), after.size()))
+                        .mapToObj(i -> before.get(i) + ">" + after.get(i))
+                        .filter(each -> !each.matches("(.*)>\\1")).collect(Collectors.toList());
+                    assertTrue(changed.size() == 2 && changed.contains(value + ">null")
+                        && changed.stream().anyMatch(each -> each.matches("\\d+>0"))
+                        || after.contains(REFUSED) && field.getName().equals("pBlockCounter"),
+                        example[0] + "." + field.getName() + " " + after);
+                }
+            }
+        }
+        assertTrue(seen.size() > 30, seen + " are too few");
     }
 
     private void assertRefused(int mechanism, Object parameter, String field, int... numbers)
