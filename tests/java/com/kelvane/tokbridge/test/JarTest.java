@@ -1,6 +1,7 @@
 package com.kelvane.tokbridge.test;
 
 import static org.junit.jupiter.api.Assertions.*;
+import static org.junit.jupiter.api.Assumptions.*;
 
 import java.io.*;
 import java.net.*;
@@ -19,12 +20,14 @@ class JarTest {
     JarTest() throws IOException { }
 
     /** Runs a program of this class where no library is named, and none is in the path. */
-    private String run(Class<?> program, String property) throws Exception {
+    private String run(Class<?> program, String property, String... before) throws Exception {
         String path = String.join(File.pathSeparator, System.getProperty("java.class.path"),
             System.getProperty("tokbridge.test.packed"), temporary.toString());
-        return Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
+        List<String> command = new ArrayList<>(List.of(before));
+        Collections.addAll(command, Path.of(System.getProperty("java.home"), "bin", "java").toString(),
             "--enable-native-access=ALL-UNNAMED", "-Djava.library.path=/none", "-Djava.io.tmpdir=" + temporary,
-            "-D" + property, "-cp", path, program.getName()).redirectError(ProcessBuilder.Redirect.INHERIT)
+            "-D" + property, "-cp", path, program.getName());
+        return Programs.outcome(new ProcessBuilder(command).redirectError(ProcessBuilder.Redirect.INHERIT)
             .directory(temporary.toFile()).start());
     }
 
@@ -79,6 +82,33 @@ class JarTest {
             assertTrue(told.matches("(cannot load the native library: )?" + each[1] + "exit 0"), told);
         }
         assertEquals(before, left());
+    }
+
+    /** A user trusts the directories of root and his own, and no other user's. */
+    @Test
+    void directoriesOfOthersAreNotTrusted() throws Exception {
+        String[] nobody = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+        List<String> test = new ArrayList<>(List.of(nobody));
+        Collections.addAll(test, "test", "-r", System.getProperty("tokbridge.test.packed"));
+        assumeTrue(Programs.outcome(new ProcessBuilder(test).start()).equals("exit 0"), "not root, or too much hidden");
+        for (Path each = temporary.toRealPath(); Files.getOwner(each.getParent()).getName().equals("root")
+            && !each.getParent().equals(each.getRoot()); each = each.getParent()) {
+            Set<PosixFilePermission> rights = Files.getPosixFilePermissions(each);
+            rights.addAll(PosixFilePermissions.fromString("r-xr-xr-x"));
+            Files.setPosixFilePermissions(each, rights);
+        }
+        Path own = Files.createDirectory(temporary.resolve("own"));
+        Path other = Files.createDirectory(temporary.resolve("other"));
+        Files.setAttribute(own, "unix:uid", 65534);
+        Files.setAttribute(other, "unix:uid", 65533);
+        Files.setPosixFilePermissions(other, PosixFilePermissions.fromString("rwxr-xr-x"));
+        Path below = Files.createDirectory(other.resolve("below"));
+        Files.setAttribute(below, "unix:uid", 65534);
+        assertEquals("exit 0", run(First.class, "java.io.tmpdir=" + own, nobody));
+        for (String[] user : new String[][] {nobody, {}}) {
+            String said = run(First.class, "java.io.tmpdir=" + below, user);
+            assertTrue(said.contains("another user") && said.contains(" of " + (user == nobody ? other : below)), said);
+        }
     }
 
     /** Loads it in two class loaders. The second one's directory gets a second file, so that it cannot be removed. */

@@ -426,6 +426,8 @@ class ShortFormTest extends SessionFixture {
         int[] types = {CKA_CLASS, CKA_LABEL};
         Object[] values = {CKO_DATA, "a"};
         Template template = Template.of(CKA_CLASS, CKO_DATA).and(CKA_LABEL, "a");
+        template.getTypes()[0] = CKA_ID; // of arrays that are the caller's
+        template.getValues()[0] = null;
         Runnable[][] pairs = {
             {() -> session.createObject(types, values), () -> session.createObject(template)},
             {() -> session.copy(key(9), types, values), () -> session.copy(key(9), template)},
