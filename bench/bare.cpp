@@ -1,5 +1,5 @@
-// The native methods of com.kelvane.tokbridge.bench.Bare: batches of calls through a module's function list, with nothing
-// of Java between them.
+// The native methods of com.kelvane.tokbridge.bench.Bare: batches of calls through a module's function list, with
+// nothing of Java between them.
 //
 // This file is a Cryptoki module too: the module that was opened, but for refusing locks of the operating system, so
 // that the bridge takes its own around each call of it.

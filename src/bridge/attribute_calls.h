@@ -9,5 +9,5 @@
 /// One C_GetAttributeValue for `count` entries. Raises what is not CKR_OK.
 bool fetchAttributes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE* attributes, CK_ULONG count);
 
-/// Resolves a NativePKCS11Object and makes one C_SetAttributeValue for `count` entries. Raises what is not CKR_OK.
+/// Resolves a NativePKCS11Object and calls C_SetAttributeValue once for `count` entries. Raises what is not CKR_OK.
 bool storeObjectAttributes(JNIEnv* env, jobject object, CK_ATTRIBUTE* attributes, CK_ULONG count);

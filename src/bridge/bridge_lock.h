@@ -9,10 +9,10 @@
 
 #include "bridge/cryptoki.h"
 
-/// What lock has taken, for unlock to give back.
+/// What lock has acquired, for unlock to release.
 struct Held
 {
-    jclass monitor;   ///< null when the lock was not taken
+    jclass monitor;   ///< null when the lock was not acquired
     jthrowable first; ///< the virtual machine's error that kept it from that, set aside
 };
 

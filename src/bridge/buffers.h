@@ -21,7 +21,7 @@ struct PinnedBytes
     jsize size;       ///< how many elements there are
     jboolean isCopy;  ///< whether they are the virtual machine's copy, which is ours to wipe
     CK_BYTE_PTR data; ///< the element at the offset
-    CK_ULONG length;  ///< the bytes to read from there, or the room to write there
+    CK_ULONG length;  ///< the bytes to read from there, or the capacity to write there
 };
 
 /// Pins `length` bytes at `offset` for reading. Raises 0x20 for null and for a negative offset or length; 0x150 for a
@@ -30,7 +30,7 @@ struct PinnedBytes
 bool getBuffer(JNIEnv* env, jbyteArray array, jint offset, jint length, PinnedBytes* pinned);
 
 /// Pins everything from `offset` to the array's end for writing. Raises as getBuffer does; an offset equal to the array
-/// length passes and offers no room.
+/// length passes with a capacity of 0.
 bool getOutputBuffer(JNIEnv* env, jbyteArray array, jint offset, PinnedBytes* pinned);
 
 /// Pins a whole array, not null, for reading or writing. False when it cannot be pinned, with nothing raised of its
@@ -40,13 +40,13 @@ bool pinArray(JNIEnv* env, jbyteArray array, PinnedBytes* pinned);
 /// Releases a pinned array; `mode` is 0 (copy back) or JNI_ABORT (wiped).
 void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode);
 
-/// Copies a String's modified UTF-8 bytes or a byte[] to `dest`, unpadded and without a terminator. *len holds the room
-/// on entry and the bytes written on success. Raises "Object must be String or byte[]!" (null included),
+/// Copies a String's modified UTF-8 bytes or a byte[] to `dest`, unpadded and without a terminator. *len holds the
+/// capacity on entry and the bytes written on success. Raises "Object must be String or byte[]!" (null included),
 /// "copyStringBytes(): buffer too small for string!", "copyBytes(): buffer too small!", "GetStringUTFChars() failed",
 /// "copyBytes(): can't get elements" or, for a null `dest`, "copyStringBytes(): no space for encoded String!".
 bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* len);
 
-/// The same for what is known to be a String; `tooLarge` is raised for one that is larger than the room.
+/// The same for what is known to be a String; `tooLarge` is raised for one that exceeds the capacity.
 bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len, const char* tooLarge);
 
 /// Copies `count` bytes into an existing array, or as many as it is long when `count` is 0. Raises 0x150 for an array
@@ -61,7 +61,7 @@ jbyteArray newByteArray(JNIEnv* env, CK_ULONG length);
 jintArray newIntArray(JNIEnv* env, const CK_ULONG* numbers, CK_ULONG count, const char* failure);
 
 /// A String of `length` bytes, of which trailing blanks (0x20 alone) are dropped when `trimBlanks` is set; a NUL among
-/// them ends it. bytes[length] must be writable: it takes the terminator. Null when the virtual machine fails.
+/// them ends it. bytes[length] must be writable: the terminator is written there. Null when the virtual machine fails.
 jstring newStringFromBytes(JNIEnv* env, unsigned char* bytes, std::size_t length, bool trimBlanks);
 
 /// A String of a text. False when the virtual machine's error is pending; null without one is as good as any String.

@@ -1,5 +1,5 @@
-// Objects that a call has created on a token. An object that cannot reach Java is destroyed again: nobody else could
-// ever name it.
+// Objects that a call has created on a token. An object that cannot reach Java is destroyed again: no other
+// caller has its handle.
 #pragma once
 
 #include <initializer_list>
@@ -14,7 +14,7 @@
 bool checkCreated(JNIEnv* env, const SessionHandles& session, Outcome outcome,
                   std::initializer_list<CK_OBJECT_HANDLE> created);
 
-/// Destroys an object that Java will never hold; nothing happens when its handle is 0. An exception may be pending.
+/// Destroys an object that Java will never hold; does nothing when its handle is 0. An exception may be pending.
 void discardObject(JNIEnv* env, const SessionHandles& session, CK_OBJECT_HANDLE created);
 
 /// Constructs the NativePKCS11Object of an object that a call has created, as newNativeObject does; on failure the

@@ -1,6 +1,6 @@
 // Cryptoki, the C interface of PKCS #11, as far as the library uses it: types, structures and the function list of
 // version 2, declared from the standard and laid out as the platform's modules expect them. The numbers are in
-// cryptoki_numbers.h, which the build makes from PKCS11Constants.java: a number has one place.
+// cryptoki_numbers.h, which the build generates from PKCS11Constants.java: each number is written once.
 //
 // Two layouts: natural alignment around a CK_ULONG of 8 bytes on Unix, 1-byte packing around one of 4 on Windows. The
 // size of each structure in both stands behind it, so that a compiler that lays it out otherwise does not get as far as
@@ -203,7 +203,7 @@ struct CK_FUNCTION_LIST
     CK_RV (*C_SetAttributeValue)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes,
                                  CK_ULONG count);
     CK_RV (*C_FindObjectsInit)(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_ULONG count);
-    CK_RV (*C_FindObjects)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG room, CK_ULONG* count);
+    CK_RV (*C_FindObjects)(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG capacity, CK_ULONG* count);
     CK_RV (*C_FindObjectsFinal)(CK_SESSION_HANDLE session);
 
     CK_RV (*C_EncryptInit)(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);

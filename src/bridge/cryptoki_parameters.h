@@ -1,4 +1,4 @@
-// The structures of mechanism parameters, in the order of the editions that brought them, laid out as cryptoki.h says.
+// The structures of mechanism parameters, in the order of the editions that introduced them, laid out as in cryptoki.h.
 #pragma once
 
 #include "bridge/cryptoki.h"

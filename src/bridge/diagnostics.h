@@ -1,7 +1,7 @@
 // What is printed: on demand of the environment to standard output, faults of the bridge to standard error.
 #pragma once
 
-/// Whether the environment variable PKCS11DEBUG is set, to whatever value. Looked up at every use.
+/// Whether the environment variable PKCS11DEBUG is set, to any value. Read at every use.
 bool debugEnabled();
 
 /// Prints to standard output, unflushed.

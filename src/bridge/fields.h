@@ -15,7 +15,7 @@ bool readObjectField(JNIEnv* env, jobject object, jclass type, const char* name,
 /// found. The caller owns the reference.
 jclass classIfInstance(JNIEnv* env, jobject object, const char* className);
 
-/// What came of a class test. Where it failed, the virtual machine's error is pending and nothing else may be asked.
+/// The result of a class test. After a failure the virtual machine's error is pending and no JNI call may follow.
 enum class Instance
 {
     no,
@@ -25,5 +25,5 @@ enum class Instance
 
 Instance testInstance(JNIEnv* env, jobject object, const char* className);
 
-/// Whether `object` is an instance of the named class, where nothing else is asked of the virtual machine if it is not.
+/// Whether `object` is an instance of the named class, for callers that make no further JNI call if it is not.
 bool isInstance(JNIEnv* env, jobject object, const char* className);

@@ -7,7 +7,7 @@
 //     raise     what has failed                                                 exception.h
 //     or build  what Java gets                                                  java_objects.h
 //
-// Every function takes the calling thread's JNIEnv first. Unless it says otherwise, a function that fails has raised
+// The first parameter is the calling thread's JNIEnv. Unless documented otherwise, a function that fails has raised
 // one PKCS11Exception, or leaves the virtual machine's own error pending (a class, field or method that was not found),
 // and its caller returns a neutral value to Java at once. No JNI class, field or method ID is kept between calls.
 #pragma once

@@ -15,8 +15,8 @@ CK_RV callModule(List* list, Function List::* function, Args... args)
     return entry != nullptr ? entry(args...) : CKR_FUNCTION_NOT_SUPPORTED;
 }
 
-/// Makes one call of a library's module, which returns a CK_RV: under the bridge lock when the library needs it, which
-/// is judged afresh every time; otherwise counted while it lasts, so that the library's last holder can wait for it. No
+/// Makes one call to a library's module, which returns a CK_RV: under the bridge lock when the library needs it, which
+/// is checked at every call; otherwise counted while it lasts, so that the library's last holder can wait for it. No
 /// exception may be pending.
 template <typename Call>
 Outcome guarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Call call)
@@ -38,7 +38,7 @@ Outcome callGuarded(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION
     return guarded(env, list, [=] { return callModule(list, function, args...); });
 }
 
-/// The same for a function that edition 3.`minor` has brought. CKR_FUNCTION_NOT_SUPPORTED without a call for a module
+/// The same for a function that edition 3.`minor` introduced. CKR_FUNCTION_NOT_SUPPORTED without a call for a module
 /// that does not offer that edition.
 template <typename Function, typename... Args>
 Outcome callExtended(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_BYTE minor, Function CK_FUNCTION_LIST_3_2::* function,
@@ -50,7 +50,7 @@ Outcome callExtended(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_BYTE minor, Func
     return guarded(env, list, [=] { return callModule(extended, function, args...); });
 }
 
-/// The same for a call that C_Finalize itself ends: nobody waits for it.
+/// The same for a call that C_Finalize itself ends: it is not counted, and not waited for.
 template <typename Function, typename... Args>
 Outcome callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
 {
@@ -63,8 +63,8 @@ Outcome callUncounted(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTI
 /// released for as long, and an error that kept it from being acquired stays stashed.
 void awaitCallsUnlocked(JNIEnv* env, Held* held, const CallCounts* counts);
 
-/// The same for a call that must not meet another one in the library: it is made under the bridge lock, after those in
-/// progress have returned or some seconds have passed.
+/// The same for a call that must not run beside another one of the library: it is made under the bridge lock, after
+/// those in progress have returned or some seconds have passed.
 template <typename Function, typename... Args>
 Outcome callAlone(JNIEnv* env, CK_FUNCTION_LIST_PTR list, Function CK_FUNCTION_LIST::* function, Args... args)
 {

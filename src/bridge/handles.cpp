@@ -31,7 +31,7 @@ bool fitsInt(CK_ULONG handle)
 
 jobject newWide(JNIEnv* env, jclass type, const HandleClass& names, jobject owner, CK_ULONG handle)
 {
-    // Without the field the object would lose its handle, whatever its constructors take.
+    // Without the field the object would lose its handle, even if it has the constructor.
     jmethodID constructor = env->GetMethodID(type, "<init>", names.ofLong);
     if (constructor != nullptr && env->GetFieldID(type, "handle", "J") != nullptr)
         return env->NewObject(type, constructor, owner, static_cast<jlong>(handle));

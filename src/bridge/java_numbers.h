@@ -6,7 +6,7 @@
 
 #include "bridge/cryptoki.h"
 
-/// A Java int as an unsigned Cryptoki value: 0x80000001 stays 0x80000001, whatever the width of CK_ULONG.
+/// A Java int as an unsigned Cryptoki value: 0x80000001 stays 0x80000001 for every width of CK_ULONG.
 inline CK_ULONG fromJava(std::int32_t value)
 {
     return static_cast<std::uint32_t>(value);
@@ -18,7 +18,7 @@ inline std::int32_t toJava(CK_ULONG value)
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 
-/// Whether an id comes back from Java as it was; a cut one would stand for another slot.
+/// Whether an id is unchanged by the conversion to a Java int and back; a truncated one would be another slot's.
 inline bool survivesJava(CK_SLOT_ID slot)
 {
     return fromJava(toJava(slot)) == slot;

@@ -6,5 +6,5 @@
 /// Constructs an object, or returns null with the virtual machine's error pending.
 jobject newJavaObject(JNIEnv* env, const char* className, const char* signature, ...);
 
-/// Stores an object just made into an array and drops the reference to it. False when it is null, or on failure.
+/// Stores a new object in an array and deletes the local reference to it. False when it is null, or on failure.
 bool storeElement(JNIEnv* env, jobjectArray array, jsize index, jobject element);

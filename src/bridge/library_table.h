@@ -15,7 +15,7 @@
 
 #include "bridge/cryptoki.h"
 
-/// What the row of a library says about it.
+/// The state of a library's row.
 struct LibraryState
 {
     bool known;
@@ -59,7 +59,7 @@ enum class Release
 {
     unknown, ///< the list has no row
     held,    ///< others hold the library still
-    last,    ///< nobody holds it any more: C_Finalize is next if it is initialised, then removeLibrary
+    last,    ///< it has no holder left: C_Finalize is next if it is initialised, then removeLibrary
 };
 
 /// Counts one holder less. The caller holds the bridge lock.
@@ -69,15 +69,15 @@ Release releaseLibrary(CK_FUNCTION_LIST_PTR list);
 /// who was the last: then it is not the caller's to end. The caller holds the bridge lock.
 bool reacquiredOrRemoved(CK_FUNCTION_LIST_PTR list);
 
-/// Takes a library's row out; the last row fills its place. The caller holds the bridge lock.
+/// Removes a library's row; the last row takes its place. The caller holds the bridge lock.
 void removeLibrary(CK_FUNCTION_LIST_PTR list);
 
-// ---- Calls that must not meet another one in a library that locks for itself ----
+// ---- Calls that must not run beside another one of a library that locks for itself ----
 
 /// The calls in progress in one life of a library.
 struct CallCounts;
 
-/// Has calls that begin from here on made under the bridge lock, until resumeCalls; both nest. Null for a library whose
+/// From here on new calls are made under the bridge lock, until resumeCalls; both nest. Null for a library whose
 /// calls need the lock anyway. The caller holds the bridge lock.
 CallCounts* suspendCalls(CK_FUNCTION_LIST_PTR list);
 

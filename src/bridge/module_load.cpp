@@ -25,7 +25,7 @@ bool readPath(JNIEnv* env, jstring path, PathBuffer* buffer)
                     "copyStringBytes(): buffer too small for string!"))
         return false;
 
-    // A path of exactly the buffer's size leaves no room for the terminator: the process stops here, on purpose.
+    // A path of exactly the buffer's size leaves no byte for the terminator: the process stops here, on purpose.
     if (size == buffer->size())
         std::abort();
     (*buffer)[size] = 0;

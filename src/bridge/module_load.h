@@ -12,7 +12,7 @@ struct ModuleFunctions
     CK_FUNCTION_LIST_3_2* extended; ///< of edition 3, the newest that is known here; null where there is none
 };
 
-/// Loads a module, which stays in the process for good, and asks it for its function lists. Raises
+/// Loads a module, which stays in the process for good, and gets its function lists. Raises
 /// "GetStringUTFChars() failed", "copyStringBytes(): buffer too small for string!" for a path of more than 256 bytes,
 /// and what the module is not: to be loaded (the system's reason is printed when debugEnabled()), a Cryptoki library,
 /// or one of major version 2. A path of 256 bytes ends the process.

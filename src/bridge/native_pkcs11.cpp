@@ -30,7 +30,7 @@ CK_RV initialize(CK_FUNCTION_LIST_PTR list)
     return rv;
 }
 
-// Takes the library out of the object.
+// Clears the object's function list.
 CK_FUNCTION_LIST_PTR takeLibrary(JNIEnv* env, jobject library, jfieldID field)
 {
     // Read again: another thread may have finalised the same object meanwhile.

@@ -1,4 +1,4 @@
-// The native methods of NativePKCS11 by which a library tells of itself and of its slots.
+// The native methods of NativePKCS11 that describe a library and its slots.
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"
 
@@ -52,25 +52,25 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11_getSlotList(JNIEnv* env, j
 
     auto present = static_cast<CK_BBOOL>(tokenPresent);
     CK_SLOT_ID* noSlots = nullptr;
-    CK_ULONG room = 0;
-    if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, noSlots, &room)))
+    CK_ULONG capacity = 0;
+    if (!checkResult(env, callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, noSlots, &capacity)))
         return nullptr;
 
     StackBudget budget;
     EncodeBuffer scratch;
-    RESERVE_STACK(budget, scratch, arraySize(room, sizeof(CK_SLOT_ID)));
+    RESERVE_STACK(budget, scratch, arraySize(capacity, sizeof(CK_SLOT_ID)));
     if (scratch.bytes == nullptr) {
         throwPKCS11Exception(env, 0, "alloca() failed");
         return nullptr;
     }
     auto* slots = reinterpret_cast<CK_SLOT_ID*>(scratch.bytes);
-    CK_ULONG count = room;
+    CK_ULONG count = capacity;
     Outcome outcome = callGuarded(env, list, &CK_FUNCTION_LIST::C_GetSlotList, present, slots, &count);
-    if (room == 0 && outcome.rv == CKR_BUFFER_TOO_SMALL) { // of a module that finds no room for no slots
+    if (capacity == 0 && outcome.rv == CKR_BUFFER_TOO_SMALL) { // some modules return this for 0 slots
         count = 0;
         outcome.rv = CKR_OK;
     }
-    if (!checkResult(env, outcome) || !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
+    if (!checkResult(env, outcome) || !require(env, count <= capacity, CKR_BUFFER_TOO_SMALL))
         return nullptr;
 
     jclass type = env->FindClass("com/kelvane/pkcs11/PKCS11Slot");

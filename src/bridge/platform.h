@@ -1,4 +1,4 @@
-// What the operating system is asked for, behind a few functions; one file per system implements them
+// What differs between operating systems, behind a few functions; one file per system implements them
 // (src/bridge/platform_*.cpp, chosen by the build).
 #pragma once
 
@@ -8,17 +8,17 @@
 #include <ctime>
 
 /// Loads the shared library at `path`, modified UTF-8 as JNI hands it out, with its symbols kept to itself. Null on
-/// failure, then moduleError tells why. There is no counterpart: a module stays loaded until the process ends.
+/// failure, then moduleError has the reason. There is no counterpart: a module stays loaded until the process ends.
 void* openModule(const char* path);
 
 /// The address of an exported symbol of a loaded module, or null.
 void* findModuleSymbol(void* module, const char* name);
 
-/// Writes the system's own reason for the calling thread's last failed openModule, cut to `size` bytes. Asked for at
+/// Writes the system's own reason for the calling thread's last failed openModule, cut to `size` bytes. Called at
 /// once: other calls of the system replace it.
 void moduleError(char* reason, std::size_t size);
 
-/// The lowest address of the calling thread's stack, or the highest possible one when the system cannot tell
+/// The lowest address of the calling thread's stack, or the highest possible one when the system does not report it
 /// (so that nothing seems left).
 std::uintptr_t stackLowEnd();
 

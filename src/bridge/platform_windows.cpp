@@ -10,7 +10,7 @@ namespace {
 using WidePath = std::array<wchar_t, 1024>;
 
 // Modified UTF-8 as UTF-16: each of its sequences of one to three bytes is one unit. False for what is no such text,
-// for a path with a NUL in it, which would end it early, and for one beyond the room.
+// for a path with a NUL in it, which would end it early, and for one that exceeds the buffer.
 bool widen(const char* path, WidePath* wide)
 {
     const auto* byte = reinterpret_cast<const unsigned char*>(path);
@@ -31,7 +31,7 @@ bool widen(const char* path, WidePath* wide)
 
 } // namespace
 
-// Nothing is kept per thread, so nobody need tell when one starts or ends. A refusal only costs those calls.
+// Nothing is kept per thread, so notifications of their starts and ends are not needed. A failure only costs time.
 BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void* /*reserved*/)
 {
     if (reason == DLL_PROCESS_ATTACH)

@@ -1,6 +1,6 @@
 // Scratch memory on the native method's own stack: the bridge allocates nothing on the heap.
 //
-// alloca never answers null; a request beyond the stack ends the process. So every reservation is asked for first: a
+// alloca never returns null; a request beyond the stack ends the process. So every reservation is checked first: a
 // call gets its first 16 KiB without a look, and more only while the thread keeps 128 KiB below it, which is what a
 // module, the JVM's own calls and the constructor of an exception need.
 #pragma once
@@ -19,7 +19,7 @@ struct StackBudget
 /// Whether `size` more bytes may be reserved by the function with this frame address; counts them when they may.
 bool grantStack(StackBudget* budget, std::size_t size, const void* frame);
 
-/// The size a reservation of `size` bytes really takes: a multiple of 16, and never nothing.
+/// The size that a reservation of `size` bytes occupies: a multiple of 16, at least 16.
 constexpr std::size_t reservedSize(std::size_t size)
 {
     if (size > SIZE_MAX - 15)
@@ -27,13 +27,13 @@ constexpr std::size_t reservedSize(std::size_t size)
     return size == 0 ? 16 : (size + 15) / 16 * 16;
 }
 
-/// The size of `count` elements, or more than any stack holds when that cannot be told.
+/// The size of `count` elements, or more than any stack holds when it overflows.
 constexpr std::size_t arraySize(std::size_t count, std::size_t elementSize)
 {
     return count <= SIZE_MAX / elementSize ? count * elementSize : SIZE_MAX;
 }
 
-/// The sum of two sizes, or more than any stack holds when that cannot be told.
+/// The sum of two sizes, or more than any stack holds when it overflows.
 constexpr std::size_t addSize(std::size_t size, std::size_t more)
 {
     return more <= SIZE_MAX - size ? size + more : SIZE_MAX;

@@ -20,14 +20,14 @@
 
 namespace {
 
-// The minor versions of edition 3 that brought the functions.
+// The minor versions of edition 3 that introduced the functions.
 constexpr CK_BYTE kLoginUser = 0;
 constexpr CK_BYTE kSessionCancel = 0;
 constexpr CK_BYTE kEncapsulation = 2;
 
-// More than any ciphertext of a key that has been standardised or proposed. C_EncapsulateKey is called once, with this
-// room: a module that took a call without any for more than a query would create two keys.
-constexpr CK_ULONG kCiphertextRoom = 32768;
+// More than any ciphertext of a key that has been standardised or proposed. C_EncapsulateKey is called once, with
+// this capacity: a module that creates a key when only the length is queried would create two.
+constexpr CK_ULONG kCiphertextCapacity = 32768;
 
 void traceCall(const char* method)
 {
@@ -40,7 +40,7 @@ void traceCall(const char* method)
 
 jobject newInterface(JNIEnv* env, const CK_INTERFACE& found)
 {
-    // A name without an end is cut, and a list that is missing has no version.
+    // A name without a terminator is cut, and a missing list has version 0.0.
     std::array<char, 64> name = {};
     if (found.pInterfaceName != nullptr)
         std::strncpy(name.data(), found.pInterfaceName, name.size() - 1);
@@ -89,9 +89,9 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativeExtensions_getInterfaces(JNIEnv* 
         return nullptr;
 
     constexpr auto function = &CK_FUNCTION_LIST_3_2::C_GetInterfaceList;
-    CK_INTERFACE* none = nullptr;
+    CK_INTERFACE* noInterfaces = nullptr;
     CK_ULONG capacity = 0;
-    if (!checkResult(env, callExtended(env, list, 0, function, none, &capacity)))
+    if (!checkResult(env, callExtended(env, list, 0, function, noInterfaces, &capacity)))
         return nullptr;
 
     StackBudget budget;
@@ -168,20 +168,20 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativeExtensions_encapsulateKey(JNIEnv*
         return nullptr;
 
     EncodeBuffer ciphertext;
-    RESERVE_STACK(budget, ciphertext, kCiphertextRoom);
+    RESERVE_STACK(budget, ciphertext, kCiphertextCapacity);
     if (ciphertext.bytes == nullptr) {
         throwPKCS11Exception(env, 0, "alloca() failed");
         return nullptr;
     }
     CK_OBJECT_HANDLE key = 0;
-    CK_ULONG length = kCiphertextRoom;
+    CK_ULONG length = kCiphertextCapacity;
     Outcome outcome = callExtended(env, handles.list, kEncapsulation, &CK_FUNCTION_LIST_3_2::C_EncapsulateKey,
                                    handles.session, mechanismIn(encoded), publicHandle, attributes.entries,
                                    attributes.count, ciphertext.bytes, &length, &key);
     if (!checkCreated(env, handles, outcome, {key}))
         return nullptr;
 
-    jobjectArray result = require(env, length <= kCiphertextRoom, CKR_BUFFER_TOO_SMALL)
+    jobjectArray result = require(env, length <= kCiphertextCapacity, CKR_BUFFER_TOO_SMALL)
                               ? newEncapsulation(env, session, ciphertext.bytes, length, key)
                               : nullptr;
     if (result == nullptr)

@@ -7,30 +7,30 @@
 
 namespace {
 
-// Reads a value into `room` bytes and answers its true length.
-bool fetchInto(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, void* bytes, CK_ULONG room,
+// Reads a value into a buffer; *length is the value's length afterwards.
+bool fetchInto(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, void* bytes, CK_ULONG capacity,
                CK_ULONG* length)
 {
-    CK_ATTRIBUTE attribute = {type, bytes, room};
+    CK_ATTRIBUTE attribute = {type, bytes, capacity};
     if (!fetchAttributes(env, handles, &attribute, 1))
         return false;
     *length = attribute.ulValueLen;
-    return require(env, *length <= room, CKR_BUFFER_TOO_SMALL);
+    return require(env, *length <= capacity, CKR_BUFFER_TOO_SMALL);
 }
 
 // Reads a value of an announced length onto the stack and has build(bytes, length) make a Java object of it. False when
 // there was no stack for it, which is not raised yet.
 template <typename Build>
-bool fetchOnStack(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
-                  Build build)
+bool fetchOnStack(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
+                  StackBudget budget, Build build)
 {
     EncodeBuffer buffer;
-    RESERVE_STACK(budget, buffer, addSize(room, sizeof(Scratch)));
+    RESERVE_STACK(budget, buffer, addSize(capacity, sizeof(Scratch)));
     if (buffer.bytes == nullptr)
         return false;
 
     CK_ULONG length = 0;
-    if (room == 0 || fetchInto(env, handles, type, buffer.bytes, room, &length))
+    if (capacity == 0 || fetchInto(env, handles, type, buffer.bytes, capacity, &length))
         build(buffer.bytes, length);
     return true;
 }
@@ -64,31 +64,32 @@ bool fetchLength(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE ty
     return fetched;
 }
 
-bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
+bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity, StackBudget budget,
                jobject* text)
 {
-    return fetchOnStack(env, handles, type, room, budget, [env, text](unsigned char* bytes, CK_ULONG length) {
+    return fetchOnStack(env, handles, type, capacity, budget, [env, text](unsigned char* bytes, CK_ULONG length) {
         *text = newStringFromBytes(env, bytes, length, false);
     });
 }
 
-bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
-                  jobject* numbers)
+bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
+                  StackBudget budget, jobject* numbers)
 {
-    return fetchOnStack(env, handles, type, room, budget, [env, numbers](unsigned char* bytes, CK_ULONG length) {
+    return fetchOnStack(env, handles, type, capacity, budget, [env, numbers](unsigned char* bytes, CK_ULONG length) {
         *numbers = numbersOf(env, bytes, length);
     });
 }
 
-jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, bool* fetched)
+jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
+                      bool* fetched)
 {
     *fetched = false;
-    jbyteArray array = newByteArray(env, room);
+    jbyteArray array = newByteArray(env, capacity);
     if (array == nullptr) {
         throwPKCS11Exception(env, 0, "NewByteArray() failed");
         return nullptr;
     }
-    *fetched = room == 0;
+    *fetched = capacity == 0;
     if (*fetched)
         return array;
     PinnedBytes pinned = {};
@@ -97,9 +98,9 @@ jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TY
         return nullptr;
     }
 
-    CK_ULONG length = room;
-    *fetched = fetchInto(env, handles, type, pinned.data, room, &length);
-    jbyteArray result = *fetched && length < room ? bytesOf(env, pinned.data, length) : array;
+    CK_ULONG length = capacity;
+    *fetched = fetchInto(env, handles, type, pinned.data, capacity, &length);
+    jbyteArray result = *fetched && length < capacity ? bytesOf(env, pinned.data, length) : array;
     releaseBuffer(env, pinned, *fetched && result == array ? 0 : JNI_ABORT);
     if (result != array)
         env->DeleteLocalRef(array);

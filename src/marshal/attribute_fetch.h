@@ -1,5 +1,5 @@
 // An attribute's value on its way from the module: a call for those of fixed size, a size query and a second call for
-// the others. What comes is checked against the room that was given, and never read beyond.
+// the others. The length that a module reports is checked against the capacity it was given.
 //
 // All of these raise what the module has answered, and 0x150 for a value that has grown since it was announced.
 #pragma once
@@ -16,7 +16,7 @@ struct Scratch
     alignas(CK_ULONG) unsigned char bytes[16];
 };
 
-/// The bytes that a value of fixed size takes; 0 for a kind that is asked for its length first.
+/// The size of a value of fixed size; 0 for a kind whose length is queried first.
 CK_ULONG fixedSize(ValueKind kind);
 
 bool fetchFixed(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, ValueKind kind, Scratch* scratch,
@@ -26,11 +26,12 @@ bool fetchLength(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE ty
 
 /// Reads a value of an announced length as a String, or as an int[] of its CK_ULONGs. False when there was no stack for
 /// it, which is not raised yet.
-bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
+bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity, StackBudget budget,
                jobject* text);
-bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, StackBudget budget,
-                  jobject* numbers);
+bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
+                  StackBudget budget, jobject* numbers);
 
-/// Reads bytes of an announced length into a new array. Null when there was none to be had; an array whose bytes could
+/// Reads bytes of an announced length into a new array. Null when it could not be created; an array whose bytes could
 /// not be read comes back too, with the reason raised and *fetched false.
-jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG room, bool* fetched);
+jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
+                      bool* fetched);

@@ -14,7 +14,7 @@ struct AttributeKind
 
 using enum ValueKind;
 
-// The rows { CKA_..., kind }, made from PKCS11Constants.java.
+// The rows { CKA_..., kind }, generated from PKCS11Constants.java.
 constexpr AttributeKind AttributeKindTable[] = {
 #include "attribute_rows.h"
 };

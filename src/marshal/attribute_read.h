@@ -1,7 +1,7 @@
 // Attribute values of an object as Java values: a C_GetAttributeValue for those of fixed size, a size query and a
 // second call for the others. Whoever calls has checked the attribute's kind and resolved the handles.
 //
-// A module that answers another length to the second call is believed within the room it was given: a shorter value is
+// A module may return another length from the second call, within the capacity it was given: a shorter value is
 // a shorter result, a longer one is refused with 0x150 and never read. All of these raise on failure and return 0 or
 // null; a length that no value of the kind has raises 0x13 (readBoolean and readInteger return what they read all the
 // same).
@@ -34,7 +34,7 @@ jobject readNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE
 jobject readValue(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type);
 
 /// The values of the first `count` types, of an object used in a session; both are resolved here, behind the
-/// reservation, so that a count too large is told first. One call for all of fixed size and for all lengths, then one
+/// reservation, so that a count too large is raised first. One call for all of fixed size and for all lengths, then one
 /// for each of the others. An empty String, Date or BigInteger is a null element, as is a type without a kind. A wrong
 /// length or a failed read of one element is raised and the others are still read; Java sees the first exception. Null
 /// after what ends the call: "alloca() failed", "getStringAttributeValues(): alloca() failed", "NewByteArray() failed",

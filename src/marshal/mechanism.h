@@ -51,15 +51,15 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
 /// grown since it was sized.
 bool encodeMechanism(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& buffer);
 
-/// Writes what a mechanism takes as its parameter, "CK_HKDF_PARAMS or none" for example, or the text of its refusal.
-/// False when the parameter's class is right, or null is.
-bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t room);
+/// Writes the name of the parameter that a mechanism takes, "CK_HKDF_PARAMS or none" for example, or the text of its
+/// refusal. False when the parameter's class is right, or null is.
+bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t capacity);
 
 /// Replaces the pointer to the empty label of OAEP, alone or in RSA-AES key wrapping, by a null pointer: some modules
-/// refuse the former with `rv`. False when there is no such pointer, or the code says something else.
+/// refuse the former with `rv`. False when there is no such pointer, or for another code.
 bool dropEmptyOaepLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv);
 
-/// Makes a call of the module, and at most once more, without the empty label. What the module wrote into the mechanism
+/// Calls the module, and at most once more, without the empty label. What the module wrote into the mechanism
 /// meanwhile decides nothing.
 template <typename Call>
 Outcome callDroppingEmptyLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, Call call)
@@ -70,9 +70,9 @@ Outcome callDroppingEmptyLabel(const JavaMechanism& mechanism, const EncodeBuffe
 
 // ---- params_output.cpp ----
 
-/// Copies the initialisation vector that a token made back into the Java parameter: 8 bytes into a PKCS11MechPar_PBE's
-/// iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other mechanism. Raises 0x150
-/// for a shorter array and "decodeByteArray(): can't get elements" for none.
+/// Copies the initialisation vector that a token generated back into the Java parameter: 8 bytes into a
+/// PKCS11MechPar_PBE's iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other
+/// mechanism. Raises 0x150 for a shorter array and "decodeByteArray(): can't get elements" for none.
 bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded);
 
 /// Destroys the keys that a derivation has created besides its own, none of which reaches Java: those of SSL3 and TLS

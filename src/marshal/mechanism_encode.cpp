@@ -113,7 +113,7 @@ bool encodeMechanism(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBu
     return encodeParameter(env, mechanism, encoded);
 }
 
-bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t room)
+bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t capacity)
 {
     const ParameterDescriptor& descriptor = parameterDescriptor(mechanism.type);
     bool fits =
@@ -123,9 +123,10 @@ bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t r
 
     const char* name = descriptor.refusal != nullptr ? descriptor.refusal : descriptor.className;
     if (name == nullptr)
-        std::snprintf(text, room, "no parameter");
+        std::snprintf(text, capacity, "no parameter");
     else
-        std::snprintf(text, room, "%s%s%s", simpleName(name), &descriptor == &kTokenIv ? " that the token fills" : "",
+        std::snprintf(text, capacity, "%s%s%s", simpleName(name),
+                      &descriptor == &kTokenIv ? " that the token fills" : "",
                       descriptor.null == NullPolicy::omit ? " or none" : "");
     return true;
 }

@@ -1,4 +1,4 @@
-// Which parameter each mechanism takes.
+// The parameter of each mechanism.
 #pragma once
 
 #include "bridge/cryptoki.h"

@@ -1,4 +1,4 @@
-// The native methods that read attributes: NativePKCS11Object reads the object that it stands for, NativePKCS11Session
+// The native methods that read attributes: NativePKCS11Object reads its own object, NativePKCS11Session
 // an object passed to it. A type of the wrong kind is reported before the receiver is looked at.
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"

@@ -1,4 +1,4 @@
-// Reading the fields of a Java parameter object into the structure that it is made for.
+// Reading the fields of a Java parameter object into its Cryptoki structure.
 //
 // One function for each structure names its fields in the standard's order, and the Java field that each comes from. It
 // runs twice: first to size the blocks that the structure points to, then to write the structure, and the blocks into
@@ -6,7 +6,7 @@
 // has changed between the two runs.
 //
 // Everything here returns false as soon as JNI has failed, with the virtual machine's error pending. A refusal is
-// raised by the run that writes alone: kWrongParameter, or what encodeMechanism says.
+// raised by the run that writes alone: kWrongParameter, or encodeMechanism's text.
 #pragma once
 
 #include <cstddef>
@@ -45,7 +45,7 @@ enum class NullPolicy
 
 struct ParameterOutput;
 
-/// A parameter: the Java class it is made from, and the function that goes through the fields of both.
+/// A parameter: its Java class, and the function that reads the fields of one into the other.
 struct ParameterDescriptor
 {
     const char* className; ///< null where no object is accepted
@@ -53,7 +53,7 @@ struct ParameterDescriptor
     NullPolicy null;
     bool (*fields)(ParameterFields* java, void* structure);
     const ParameterOutput* output; ///< what the module writes, mechanism.h; null for nothing
-    const char* refusal;           ///< raised whatever the parameter is; null for a parameter that is encoded
+    const char* refusal;           ///< raised for every value; null for a parameter that is encoded
 };
 
 /// The structure in the run that sizes, which writes no fields.
@@ -80,7 +80,7 @@ constexpr ParameterDescriptor describe(const char* className, NullPolicy null = 
 bool readStructure(ParameterFields* java, const ParameterDescriptor& descriptor, void* structure);
 
 /// The same for the object of a field, whose structure lies within the parameter's own. Its blocks go on where the
-/// parameter's end. *present says whether there is an object.
+/// parameter's end. *present is false for null.
 bool readMember(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, NullPolicy null,
                 void* structure, bool* present = nullptr);
 

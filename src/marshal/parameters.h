@@ -7,7 +7,7 @@
 #include "bridge/cryptoki_parameters.h"
 #include "marshal/parameter_fields.h"
 
-/// The length of the initialisation vector that a token makes for a password-based mechanism.
+/// The length of the initialisation vector that a token generates for a password-based mechanism.
 constexpr CK_ULONG kPBEInitVector = 8;
 
 // ---- params_plain.cpp: values that are no structure ----
@@ -54,7 +54,7 @@ struct KeyMaterialPlace
     CK_SSL3_KEY_MAT_OUT* place;
 };
 
-extern const ParameterDescriptor kSSL3KeyMatOut; ///< of a KeyMaterialPlace that says the size
+extern const ParameterDescriptor kSSL3KeyMatOut; ///< of a KeyMaterialPlace, which has the size
 
 extern const ParameterDescriptor kTLSPRF;
 extern const ParameterDescriptor kECDH1;

@@ -46,7 +46,7 @@ bool pbeFields(ParameterFields* java, CK_PBE_PARAMS* pbe)
            placeBlock(java, "salt", &pbe->pSalt, &pbe->ulSaltLen) && readUlong(java, "iterations", &pbe->ulIteration);
 }
 
-// Where the structure tells the length of the IV in bits too.
+// Where the structure has the length of the IV in bits too.
 template <typename Gcm>
 void setIvBits(Gcm* gcm)
 {
@@ -97,7 +97,7 @@ bool chaCha20Fields(ParameterFields* java, CK_CHACHA20_PARAMS* chaCha20)
 
 bool salsa20Fields(ParameterFields* java, CK_SALSA20_PARAMS* salsa20)
 {
-    constexpr CK_ULONG kCounterSize = 8; // which the structure does not tell
+    constexpr CK_ULONG kCounterSize = 8; // the structure has no field for it
     CK_ULONG counterSize = 0;
     bool done = placeBlockOrNull(java, "pBlockCounter", &salsa20->pBlockCounter, &counterSize) &&
                 checkParameter(java, counterSize == kCounterSize) &&

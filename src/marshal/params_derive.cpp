@@ -60,7 +60,7 @@ bool keyMatFields(ParameterFields* java, CK_SSL3_KEY_MAT_PARAMS* material)
     return done;
 }
 
-// The output's room and, behind it, the word with its length.
+// The output buffer and, behind it, the word with its length.
 bool placeOutput(ParameterFields* java, const char* name, CK_BYTE_PTR* output, CK_ULONG_PTR* outputLength)
 {
     CK_ULONG length = 0;

@@ -50,7 +50,7 @@ bool liesIn(const EncodeBuffer& encoded, const void* block, std::size_t size)
     return place >= start && place - start <= encoded.size && size <= encoded.size - (place - start);
 }
 
-// The same for structures, which must lie where the processor wants such.
+// The same for structures, which must also be aligned.
 template <typename Structure>
 bool lieIn(const EncodeBuffer& encoded, const Structure* first, std::size_t count)
 {
@@ -58,7 +58,7 @@ bool lieIn(const EncodeBuffer& encoded, const Structure* first, std::size_t coun
            liesIn(encoded, first, arraySize(count, sizeof(Structure)));
 }
 
-// The structure behind the CK_MECHANISM, or null when the module has taken its pointer away.
+// The structure behind the CK_MECHANISM, or null when the module has cleared the pointer.
 template <typename Params>
 const Params* paramsIn(const EncodeBuffer& encoded)
 {

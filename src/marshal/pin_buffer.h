@@ -11,8 +11,8 @@ struct PinBuffer
 {
     static constexpr CK_ULONG capacity = 50;
 
-    std::array<CK_UTF8CHAR, capacity + 1> room = {};
-    CK_UTF8CHAR_PTR bytes = nullptr; ///< null for a PIN that the token asks for on a path of its own
+    std::array<CK_UTF8CHAR, capacity + 1> storage = {};
+    CK_UTF8CHAR_PTR bytes = nullptr; ///< null for a PIN that is entered at the token (protected authentication path)
     CK_ULONG length = 0;
 
     PinBuffer() = default;
@@ -20,11 +20,11 @@ struct PinBuffer
     PinBuffer& operator=(const PinBuffer&) = delete;
     ~PinBuffer()
     {
-        wipe(room.data(), room.size());
+        wipe(storage.data(), storage.size());
     }
 };
 
-/// Takes a PIN from a String or byte[] of at most 50 bytes; a null value leaves the buffer without one. Raises as
+/// Reads a PIN from a String or byte[] of at most 50 bytes; for null the buffer stays empty. Raises as
 /// copyStringBytes does.
 inline bool readPin(JNIEnv* env, jobject value, PinBuffer* pin)
 {
@@ -32,6 +32,6 @@ inline bool readPin(JNIEnv* env, jobject value, PinBuffer* pin)
         return true;
 
     pin->length = PinBuffer::capacity;
-    pin->bytes = pin->room.data();
+    pin->bytes = pin->storage.data();
     return copyStringBytes(env, value, pin->bytes, &pin->length);
 }

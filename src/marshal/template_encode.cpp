@@ -79,7 +79,7 @@ bool sizeArrays(JNIEnv* env, const TemplateArrays& arrays, std::size_t* size)
 
 constexpr CK_ATTRIBUTE_TYPE kSkipped = 0xFFFFFFFF; // -1 in Java
 
-// Takes aligned room for the entries of a template; null after raising when there is none.
+// Reserves aligned memory for the entries of a template; null after raising when it does not fit.
 CK_ATTRIBUTE* takeEntries(JNIEnv* env, jsize length, EncodeArea* area)
 {
     std::size_t gap = -reinterpret_cast<std::uintptr_t>(area->cursor) % alignof(CK_ATTRIBUTE);

@@ -20,7 +20,7 @@ struct TemplateArrays
 struct EncodedTemplate
 {
     EncodeBuffer buffer;
-    CK_ATTRIBUTE* entries = nullptr; ///< null for an empty template made from null arrays
+    CK_ATTRIBUTE* entries = nullptr; ///< null for an empty template of null arrays
     CK_ULONG count = 0;
 
     enum
@@ -33,20 +33,20 @@ struct EncodedTemplate
     TemplateArrays arrays;
 };
 
-/// Opens a template of `types` and `values` and returns the bytes that it takes at most: the entries, then the values.
+/// Opens a template of `types` and `values` and returns an upper bound of its size: the entries, then the values.
 /// Raises nothing: encodeTemplate, which must follow the reservation, raises what was found.
 std::size_t openTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTemplate* opened);
 
-/// Encodes an open template into its reservation; null arrays give an empty one. Entries of type -1 are left out.
+/// Encodes an open template into its reservation; null arrays are an empty one. Entries of type -1 are left out.
 /// Raises 0xD1 for arrays of other classes or of unequal lengths, "memory allocation for temporary template failed!"
 /// for a refused reservation, "can't access attribute types array", and as encodeAttributeValue does.
 bool encodeTemplate(JNIEnv* env, EncodedTemplate* opened);
 
-/// The bytes that a com.kelvane.pkcs11.Template takes at most, for its alignment too; 0 for null and for an object of
+/// An upper bound of a com.kelvane.pkcs11.Template's size, with its alignment; 0 for null and for an object of
 /// another class. False when the virtual machine's error is pending.
 bool templateObjectSize(JNIEnv* env, jobject value, bool nested, std::size_t* size);
 
-/// Encodes a Template at the cursor: the entries, aligned, then their values. Null gives no entries. Raises 0x13 for an
-/// object of another class, and as encodeTemplate does.
+/// Encodes a Template at the cursor: the entries, aligned, then their values. Null is a template of 0 entries. Raises
+/// 0x13 for an object of another class, and as encodeTemplate does.
 bool encodeTemplateObject(JNIEnv* env, jobject value, bool nested, CK_ATTRIBUTE** entries, CK_ULONG* count,
                           EncodeArea* area);

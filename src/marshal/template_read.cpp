@@ -9,15 +9,15 @@
 
 namespace {
 
-// What stands behind each value: a text's terminator, and what a date is read from.
+// The bytes behind each value: a text's terminator, and the rest of a date.
 constexpr CK_ULONG kSpare = 16;
 
-// An entry as the token announced it: what it says of it later is measured against this.
+// An entry as the token first reported it; the length that it returns later is checked against this.
 struct Announced
 {
     CK_ATTRIBUTE_TYPE type;
     std::size_t offset; // of its value
-    CK_ULONG room;
+    CK_ULONG capacity;
 };
 
 // Calls the module for the template itself, which it fills as it does the template of a call.
@@ -59,7 +59,7 @@ jobject buildValue(JNIEnv* env, ValueKind kind, unsigned char* bytes, CK_ULONG l
 bool buildEntry(JNIEnv* env, const CK_ATTRIBUTE& entry, const Announced& announced, unsigned char* values,
                 jintArray types, jobjectArray results, jsize index)
 {
-    if (!require(env, entry.ulValueLen <= announced.room, CKR_BUFFER_TOO_SMALL))
+    if (!require(env, entry.ulValueLen <= announced.capacity, CKR_BUFFER_TOO_SMALL))
         return false;
     jint type = toJava(announced.type);
     env->SetIntArrayRegion(types, index, 1, &type);
@@ -77,12 +77,12 @@ jobject buildTemplate(JNIEnv* env, const CK_ATTRIBUTE* entries, const Announced*
     for (jsize i = 0; built && i < count; ++i)
         built = buildEntry(env, entries[i], announced[i], values, types, results, i);
 
-    jobject made =
+    jobject result =
         built ? newJavaObject(env, "com/kelvane/pkcs11/Template", "([I[Ljava/lang/Object;)V", types, results) : nullptr;
     env->DeleteLocalRef(results);
     env->DeleteLocalRef(types);
     env->DeleteLocalRef(object);
-    return made;
+    return result;
 }
 
 // The second step, once the types and lengths of the entries are known: all values with one call.
@@ -102,8 +102,8 @@ jobject readEntryValues(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_
     }
 
     for (CK_ULONG i = 0; i < count; ++i)
-        entries[i] = {announced[i].type, announced[i].room != 0 ? values.bytes + announced[i].offset : nullptr,
-                      announced[i].room};
+        entries[i] = {announced[i].type, announced[i].capacity != 0 ? values.bytes + announced[i].offset : nullptr,
+                      announced[i].capacity};
     if (count != 0 && !fetchEntries(env, handles, type, entries, count))
         return nullptr;
     return buildTemplate(env, entries, announced, values.bytes, static_cast<jsize>(count));

@@ -9,8 +9,8 @@
 jboolean booleanOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
 jint integerOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
 
-/// Midnight of the day in the local zone of the process; null without an exception for length 0. `bytes` has room for a
-/// CK_DATE whatever the length.
+/// Midnight of the day in the local zone of the process; null without an exception for length 0. The capacity of
+/// `bytes` is a CK_DATE's for every length.
 jobject dateOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
 
 /// The CK_ULONGs as an int[].

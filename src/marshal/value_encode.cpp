@@ -25,7 +25,7 @@ bool arrayValueSize(JNIEnv* env, jobject value, const char* className, std::size
     return array != Instance::failed;
 }
 
-// Whether a value's size follows from its kind: nothing is asked of the virtual machine then.
+// Whether a value's size follows from its kind: no JNI call is needed then.
 bool sizeIsFixed(ValueKind kind)
 {
     return kind == ValueKind::boolean || kind == ValueKind::integer || kind == ValueKind::date ||

@@ -11,7 +11,7 @@
 #include "bridge/stack_buffer.h"
 #include "marshal/attribute_kinds.h"
 
-/// An upper bound of the bytes that a Java value takes encoded as an attribute of that kind: 0 for null and for a value
+/// An upper bound of the size of a Java value encoded as an attribute of that kind: 0 for null and for a value
 /// that is not of its kind. False when the virtual machine's error is pending.
 bool encodedValueSize(JNIEnv* env, ValueKind kind, jobject value, std::size_t* size);
 

@@ -94,12 +94,12 @@ jbyteArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getOperationState(JNI
         return nullptr;
 
     CK_BYTE_PTR noState = nullptr;
-    CK_ULONG room = 0;
+    CK_ULONG capacity = 0;
     if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetOperationState, handles.session,
-                                      noState, &room)))
+                                      noState, &capacity)))
         return nullptr;
 
-    jbyteArray state = newByteArray(env, room);
+    jbyteArray state = newByteArray(env, capacity);
     if (state == nullptr) {
         throwPKCS11Exception(env, 0, "getOperationState(): NewByteArray() failed");
         return nullptr;
@@ -110,12 +110,12 @@ jbyteArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getOperationState(JNI
         return nullptr;
     }
 
-    CK_ULONG length = room;
+    CK_ULONG length = capacity;
     Outcome outcome =
         callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetOperationState, handles.session, pinned.data, &length);
 
     releaseBuffer(env, pinned, 0);
-    if (!checkResult(env, outcome) || !require(env, length <= room, CKR_BUFFER_TOO_SMALL))
+    if (!checkResult(env, outcome) || !require(env, length <= capacity, CKR_BUFFER_TOO_SMALL))
         return nullptr;
     return state;
 }

@@ -66,11 +66,11 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_findObject(JNIEnv* env, 
         return nullptr;
 
     CK_OBJECT_HANDLE found = 0;
-    CK_ULONG room = 1;
+    CK_ULONG capacity = 1;
     CK_ULONG count = 0;
     Outcome outcome =
-        callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &found, room, &count);
-    if (!checkResult(env, outcome) || !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
+        callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_FindObjects, handles.session, &found, capacity, &count);
+    if (!checkResult(env, outcome) || !require(env, count <= capacity, CKR_BUFFER_TOO_SMALL))
         return nullptr;
     return count != 0 ? newFoundObject(env, session, found) : nullptr;
 }

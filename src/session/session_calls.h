@@ -4,7 +4,7 @@
 #include "bridge/resolve.h"
 #include "marshal/template_encode.h"
 
-/// A call that takes the session alone, as C_Logout does.
+/// Calls a function whose only parameter is the session, C_Logout for example.
 void sessionCall(JNIEnv* env, jobject session, decltype(&CK_FUNCTION_LIST::C_Logout) function);
 
 /// C_Login.

@@ -80,23 +80,23 @@ jintArray Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getMechanismList(JNIEnv* 
         return nullptr;
 
     CK_MECHANISM_TYPE* noTypes = nullptr;
-    CK_ULONG room = 0;
-    if (!checkResult(
-            env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetMechanismList, handles.slot, noTypes, &room)))
+    CK_ULONG capacity = 0;
+    if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetMechanismList, handles.slot, noTypes,
+                                      &capacity)))
         return nullptr;
 
     StackBudget budget;
     EncodeBuffer scratch;
-    RESERVE_STACK(budget, scratch, arraySize(room, 2 * sizeof(CK_MECHANISM_TYPE)));
+    RESERVE_STACK(budget, scratch, arraySize(capacity, 2 * sizeof(CK_MECHANISM_TYPE)));
     if (scratch.bytes == nullptr) {
         throwPKCS11Exception(env, 0, "getMechanismList(): alloca() failed");
         return nullptr;
     }
     auto* types = reinterpret_cast<CK_MECHANISM_TYPE*>(scratch.bytes);
-    CK_ULONG count = room;
+    CK_ULONG count = capacity;
     if (!checkResult(
             env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetMechanismList, handles.slot, types, &count)) ||
-        !require(env, count <= room, CKR_BUFFER_TOO_SMALL))
+        !require(env, count <= capacity, CKR_BUFFER_TOO_SMALL))
         return nullptr;
 
     CK_ULONG uniqueCount = collectUnique(types, count);

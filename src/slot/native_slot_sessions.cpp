@@ -11,7 +11,7 @@
 
 namespace {
 
-// C_CloseSession for a session that Java will never hold: nobody else could ever close it. An exception may be pending.
+// C_CloseSession for a session that Java will never hold: no other caller has its handle. An exception may be pending.
 void discardSession(JNIEnv* env, CK_FUNCTION_LIST_PTR list, CK_SESSION_HANDLE session)
 {
     jthrowable first = stashPendingException(env);
@@ -68,6 +68,6 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_closeAllSessions(JNIEnv* env, 
     if (!resolveSlot(env, slot, &handles))
         return;
 
-    // Some modules end the process when a call meets its session being closed.
+    // Some modules crash when a call is in progress in a session that is being closed.
     checkResult(env, callAlone(env, handles.list, &CK_FUNCTION_LIST::C_CloseAllSessions, handles.slot));
 }
