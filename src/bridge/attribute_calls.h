@@ -1,4 +1,4 @@
-// The two calls that read and change attributes, for whoever has the entries ready.
+// The two calls that read and set attributes, for callers that have encoded the entries.
 #pragma once
 
 #include <jni.h>

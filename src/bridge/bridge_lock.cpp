@@ -34,7 +34,7 @@ Outcome unlock(JNIEnv* env, const Held& held, CK_RV rv)
                 env->ExceptionDescribe();
         }
 
-        // By the reference that lock kept, found again or not: a monitor not left stays locked for ever.
+        // With the reference that lock kept, even if the class is not found again: the monitor must not stay locked.
         jint result = env->MonitorExit(held.monitor);
         if (result != JNI_OK) {
             reportFault("unlock: error - MonitorExit returned rc=%d\n", static_cast<int>(result));

@@ -15,7 +15,7 @@ bool pinSized(JNIEnv* env, jbyteArray array, jsize size, PinnedBytes* pinned)
     return elements != nullptr;
 }
 
-// Pins an array whose stretch at `offset` is `length` long, or reaches to its end when `toEnd` is set.
+// Pins an array for a range at `offset` of `length` bytes, or to its end when `toEnd` is set.
 bool pin(JNIEnv* env, jbyteArray array, jint offset, jint length, bool toEnd, PinnedBytes* pinned)
 {
     if (array == nullptr || offset < 0 || length < 0)

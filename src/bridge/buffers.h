@@ -1,9 +1,9 @@
 // Java byte arrays and strings as native bytes, and back.
 //
-// Arrays are pinned whole. An array that is only read is released with JNI_ABORT, one that a module filled with 0 (copy
-// back), every one with JNI_ABORT on a failure before the call. Who pins releases. The virtual machine hands out copies
-// and frees them as they are, so a copy that it does not write back is wiped first: it may hold a PIN, a key or a text
-// that was to be encrypted.
+// Arrays are pinned whole. An array that is only read is released with JNI_ABORT, one that a module filled with mode 0
+// (copy back), and every array with JNI_ABORT on a failure before the call. The function that pins releases. The
+// virtual machine returns copies and frees them unwiped, so a copy that is not written back is wiped first: it may hold
+// a PIN, a key or a plaintext.
 #pragma once
 
 #include <cstddef>
@@ -13,28 +13,28 @@
 
 #include "bridge/cryptoki.h"
 
-/// A pinned byte array and the stretch of it that a call works on.
+/// A pinned byte array and the range of it that a call uses.
 struct PinnedBytes
 {
     jbyteArray array;
     jbyte* elements;  ///< element 0
-    jsize size;       ///< how many elements there are
-    jboolean isCopy;  ///< whether they are the virtual machine's copy, which is ours to wipe
+    jsize size;       ///< the number of elements
+    jboolean isCopy;  ///< whether they are a copy, which must be wiped
     CK_BYTE_PTR data; ///< the element at the offset
     CK_ULONG length;  ///< the bytes to read from there, or the capacity to write there
 };
 
 /// Pins `length` bytes at `offset` for reading. Raises 0x20 for null and for a negative offset or length; 0x150 for a
-/// stretch that ends behind the array; "getBuffer(): can't get elements". The caller releases what it got. That the
-/// object is a byte[] the virtual machine has seen to: Java declares these arguments so.
+/// range that ends behind the array; "getBuffer(): can't get elements". The caller releases the array. The virtual
+/// machine guarantees that the object is a byte[]: Java declares these parameters so.
 bool getBuffer(JNIEnv* env, jbyteArray array, jint offset, jint length, PinnedBytes* pinned);
 
 /// Pins everything from `offset` to the array's end for writing. Raises as getBuffer does; an offset equal to the array
 /// length passes with a capacity of 0.
 bool getOutputBuffer(JNIEnv* env, jbyteArray array, jint offset, PinnedBytes* pinned);
 
-/// Pins a whole array, not null, for reading or writing. False when it cannot be pinned, with nothing raised of its
-/// own.
+/// Pins a whole array, not null, for reading or writing. False when it cannot be pinned; only
+/// the virtual machine's own error may be pending then.
 bool pinArray(JNIEnv* env, jbyteArray array, PinnedBytes* pinned);
 
 /// Releases a pinned array; `mode` is 0 (copy back) or JNI_ABORT (wiped).
@@ -46,7 +46,7 @@ void releaseBuffer(JNIEnv* env, const PinnedBytes& pinned, jint mode);
 /// "copyBytes(): can't get elements" or, for a null `dest`, "copyStringBytes(): no space for encoded String!".
 bool copyStringBytes(JNIEnv* env, jobject value, unsigned char* dest, CK_ULONG* len);
 
-/// The same for what is known to be a String; `tooLarge` is raised for one that exceeds the capacity.
+/// The same for an object that is known to be a String; `tooLarge` is raised for one that exceeds the capacity.
 bool copyString(JNIEnv* env, jstring value, unsigned char* dest, CK_ULONG* len, const char* tooLarge);
 
 /// Copies `count` bytes into an existing array, or as many as it is long when `count` is 0. Raises 0x150 for an array

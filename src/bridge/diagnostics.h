@@ -1,4 +1,4 @@
-// What is printed: on demand of the environment to standard output, faults of the bridge to standard error.
+// Output: debug lines to standard output when the environment requests them, faults of the bridge to standard error.
 #pragma once
 
 /// Whether the environment variable PKCS11DEBUG is set, to any value. Read at every use.

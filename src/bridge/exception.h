@@ -1,4 +1,4 @@
-// Raising: one PKCS11Exception for every failure, whose first cause wins.
+// Raising exceptions: one PKCS11Exception for every failure; the first cause wins.
 #pragma once
 
 #include <jni.h>

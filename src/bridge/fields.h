@@ -1,7 +1,7 @@
-// The fields of Java objects, and what class an object is of.
+// The fields and classes of Java objects.
 //
 // False when the virtual machine's error is pending, as it is for a missing field. The caller owns the reference that
-// readObjectField yields.
+// readObjectField returns.
 #pragma once
 
 #include <jni.h>

@@ -3,9 +3,9 @@
 //     resolve   the handles and the function list behind a Java object         resolve.h
 //     marshal   Java's arguments, into memory on the native method's stack      stack_buffer.h, buffers.h, src/marshal
 //     call      the module, once, under the lock that its library needs         guarded_call.h
-//     release   what was pinned, in the mode that fits what was done with it    buffers.h
-//     raise     what has failed                                                 exception.h
-//     or build  what Java gets                                                  java_objects.h
+//     release   what was pinned, in the mode that its use requires              buffers.h
+//     raise     a failure                                                       exception.h
+//     or build  the result                                                      java_objects.h
 //
 // The first parameter is the calling thread's JNIEnv. Unless documented otherwise, a function that fails has raised
 // one PKCS11Exception, or leaves the virtual machine's own error pending (a class, field or method that was not found),

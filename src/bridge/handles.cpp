@@ -8,7 +8,7 @@ namespace {
 
 constexpr jint kMarker = -1;
 
-// A class whose objects hold handles, its two constructors, and what a message calls its handles.
+// A class whose objects hold handles, its two constructors, and the name of its handles in messages.
 struct HandleClass
 {
     const char* name;
@@ -41,7 +41,7 @@ jobject newWide(JNIEnv* env, jclass type, const HandleClass& names, jobject owne
     return nullptr;
 }
 
-// Constructs an object and drops the reference to its class.
+// Constructs an object and deletes the reference to its class.
 jobject construct(JNIEnv* env, jclass type, const HandleClass& names, jobject owner, CK_ULONG handle, bool fits)
 {
     jobject object = nullptr;

@@ -1,6 +1,6 @@
 // Session and object handles in Java objects.
 //
-// Java holds a handle in an int (`sessionID`, `objectID`). Some modules hand out pointers or structured numbers that
+// Java holds a handle in an int (`sessionID`, `objectID`). Some modules return pointers or structured numbers that
 // need more than 32 bits. Such a handle is in the object's field `handle`, a long, and its int is the marker
 // 0xFFFFFFFF:
 //
@@ -24,8 +24,8 @@ bool readHandle(JNIEnv* env, jobject object, jclass type, const char* intField, 
 /// The same for an object whose int has been read.
 bool handleOfInt(JNIEnv* env, jobject object, jclass type, jint number, CK_ULONG* handle);
 
-/// Constructs a NativePKCS11Session. Raises that the handle does not fit where it is wide and the class holds ints
-/// alone. Null on failure; the caller closes the session then.
+/// Constructs a NativePKCS11Session. Raises that the handle does not fit when it is wide and the class has only the
+/// int. Null on failure; the caller closes the session then.
 jobject newNativeSession(JNIEnv* env, jobject slot, CK_SESSION_HANDLE handle);
 
 /// Constructs a NativePKCS11Object. The owner is its session, or another NativePKCS11Object whose session it shares.

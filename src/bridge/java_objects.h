@@ -1,4 +1,4 @@
-// Java objects for what a call has yielded.
+// Java objects for the results of calls.
 #pragma once
 
 #include <jni.h>

@@ -12,11 +12,14 @@ constexpr std::chrono::seconds kLongestWait{5};
 
 } // namespace
 
-// `openFor` is the library's list while calls may begin without the bridge lock. A call counts itself first and looks
-// at openFor then; who suspends calls clears openFor first and looks at the counts then: one of them sees the other.
+// The counters of one life of a library. `openFor` is its list while calls may begin without the bridge lock.
+//
+// Invariant: a call that has begun is either counted here before openFor is cleared, or finds openFor cleared and is
+// made under the bridge lock. A call increments its counter, then reads openFor; suspendCalls clears openFor, then
+// reads the counters. All four accesses are sequentially consistent, so at least one side sees the other's write.
 struct CallCounts
 {
-    // Far enough apart that two processors do not pass one cache line to and fro.
+    // In a cache line of its own, so that two processors do not contend for it.
     struct alignas(64) Place
     {
         CallCount calls;
@@ -47,8 +50,10 @@ struct LibraryEntry
     std::atomic<CallCounts*> counts; // null until it has accepted locking by the system
 };
 
-// A change writes every field with release order and a look reads it with acquire order: who has read a new value reads
-// of the change too.
+// Invariant: a reader returns a row as it was between two changes. A writer makes `changes` odd, writes the fields with
+// release order, and makes it even. A reader loads `changes`, the fields with acquire order, and `changes` again: if it
+// read a new field, it also sees that `changes` differs, and reads again. Rows move when one is removed; readers keep
+// no pointer to a row.
 struct
 {
     std::array<LibraryEntry, kMostLibraries> rows;
@@ -59,7 +64,8 @@ struct
 constexpr std::memory_order kRead = std::memory_order_acquire;
 constexpr std::memory_order kWritten = std::memory_order_release;
 
-// More than there are rows: one whose calls were not waited for to the end is not used again before they have ended.
+// More than there are rows: counters that calls are still counted in after five seconds are not reused until those
+// calls return.
 std::array<CallCounts, 2 * kMostLibraries> callCounts;
 
 bool belongsToRow(const CallCounts& counts)
@@ -71,7 +77,8 @@ bool belongsToRow(const CallCounts& counts)
     return false;
 }
 
-// Counts that no row has and no call is counted in. Null when there are none: that library is called under the lock.
+// Counters that belong to no row and that no call is counted in. Null when there are none left: the library is then
+// called under the lock.
 CallCounts* freeCounts()
 {
     for (CallCounts& counts : callCounts)
@@ -138,7 +145,7 @@ Look look(CK_FUNCTION_LIST_PTR list)
     }
 }
 
-// Lets calls of a library that locks for itself begin without the bridge lock, or no longer.
+// Whether new calls of a library that locks for itself begin without the bridge lock.
 void setOpen(LibraryEntry* row, CK_FUNCTION_LIST_PTR list, bool open)
 {
     CallCounts* counts = row->counts.load(kRead);
@@ -166,7 +173,7 @@ CallCount* beginCall(CK_FUNCTION_LIST_PTR list, const void* thread)
     if (!seen.state.threadSafe)
         return nullptr;
 
-    // Threads' addresses differ in the bits above these.
+    // The JNIEnv pointers of threads differ above the lowest 8 bits; the product spreads them over the counters.
     std::size_t mixed = (reinterpret_cast<std::uintptr_t>(thread) >> 8) * 0x9E3779B1U;
     CallCount& counted = seen.counts->places[(mixed >> 20) % seen.counts->places.size()].calls;
     counted.fetch_add(1, std::memory_order_seq_cst);
@@ -272,7 +279,7 @@ void resumeCalls(CK_FUNCTION_LIST_PTR list, CallCounts* counts)
 {
     if (counts == nullptr || --counts->suspensions != 0)
         return;
-    // Not where the library has ended meanwhile, or has begun another life with other counts.
+    // Not if the library has been removed meanwhile, or has other counters in a new life.
     LibraryEntry* row = findRow(list);
     if (row != nullptr && row->counts.load(kRead) == counts && row->refCount.load(kRead) != 0)
         setOpen(row, list, true);

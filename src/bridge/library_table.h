@@ -1,13 +1,13 @@
 // The process-wide table of loaded Cryptoki libraries: one row per distinct function list, at most 20.
 //
 // Threads: only a caller that holds the bridge lock (bridge_lock.h) may change the table. Reading needs no lock: a
-// reader that meets a change in progress looks again, so it never takes one library's flags for another's.
+// reader that meets a change in progress reads again, so it never mistakes one library's flags for another's.
 //
 // Calls into a library that locks for itself are made without the bridge lock and counted, so that the last holder to
-// go, and whoever closes all sessions, can wait for those in progress. A library's life has a count of its own, in
-// which each thread has a place that it shares with few others; a call that never returns spoils no later life's count.
-// (One shared_timed_mutex per library would be shorter. With two threads it takes 50 ns a call, the counters 5, and a
-// writer waits for ever while readers come.)
+// go, and closeAllSessions, can wait for those in progress. Each life of a library (from its first holder to its last)
+// has counters of its own, so a call that never returns does not affect a later life; each thread uses one of 16
+// counters, which few others share. (One shared_timed_mutex per library would be shorter. With two threads it takes 50
+// ns a call, the counters 5, and a writer waits for ever while readers come.)
 #pragma once
 
 #include <atomic>
@@ -30,10 +30,10 @@ LibraryState libraryState(CK_FUNCTION_LIST_PTR list);
 /// operating-system locking.
 bool needsBridgeLock(CK_FUNCTION_LIST_PTR list);
 
-/// A place in a library's count of calls.
+/// One of the counters of a library's calls in progress.
 using CallCount = std::atomic<std::uint32_t>;
 
-/// Begins a call of a library that locks for itself and answers where it is counted; endCall comes after it. Null when
+/// Counts a call of a library that locks for itself and returns its counter, for endCall after the call. Null when
 /// the call must be made under the bridge lock. `thread` is any address of the calling thread's own.
 CallCount* beginCall(CK_FUNCTION_LIST_PTR list, const void* thread);
 
@@ -54,7 +54,7 @@ CK_FUNCTION_LIST_3_2* extendedList(CK_FUNCTION_LIST_PTR list, CK_BYTE minor);
 /// The caller holds the bridge lock.
 void recordInitialization(CK_FUNCTION_LIST_PTR list, bool threadSafe);
 
-/// What is left to do after one holder has gone.
+/// What releasing one holder leaves to do.
 enum class Release
 {
     unknown, ///< the list has no row

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Holds a path of 255 bytes and its terminator; a message quotes a path whole.
+// For a path of 255 bytes and its terminator; messages quote the whole path.
 using PathBuffer = std::array<char, 256>;
 using MessageBuffer = std::array<char, PathBuffer{}.size() + 32>;
 
@@ -32,8 +32,8 @@ bool readPath(JNIEnv* env, jstring path, PathBuffer* buffer)
     return true;
 }
 
-// The list of edition 3 beside that of version 2. Some modules offer one version only by its number; what a list says
-// of itself decides.
+// The list of edition 3 beside that of version 2. Some modules return another list than the requested version's; the
+// version in the list decides.
 CK_FUNCTION_LIST_3_2* findExtended(void* module)
 {
     auto getInterface = reinterpret_cast<CK_C_GetInterface>(findModuleSymbol(module, "C_GetInterface"));

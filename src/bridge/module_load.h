@@ -1,4 +1,4 @@
-// A module on its way into the process.
+// Loading a module.
 #pragma once
 
 #include <jni.h>
@@ -14,6 +14,6 @@ struct ModuleFunctions
 
 /// Loads a module, which stays in the process for good, and gets its function lists. Raises
 /// "GetStringUTFChars() failed", "copyStringBytes(): buffer too small for string!" for a path of more than 256 bytes,
-/// and what the module is not: to be loaded (the system's reason is printed when debugEnabled()), a Cryptoki library,
-/// or one of major version 2. A path of 256 bytes ends the process.
+/// and the texts for a file that cannot be loaded (the system's reason is printed when debugEnabled()), has no
+/// C_GetFunctionList, or is not of major version 2. A path of 256 bytes ends the process.
 ModuleFunctions loadModule(JNIEnv* env, jstring path);

@@ -1,4 +1,4 @@
-// The native methods of NativePKCS11 that make a library's life: it is loaded, initialised and finalised.
+// The native methods of NativePKCS11 that load, initialise and finalise a library.
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11.h"
 
@@ -8,8 +8,8 @@
 
 namespace {
 
-// Calls C_Initialize, once more without locking for a library that cannot lock, and records what came of it. The caller
-// holds the bridge lock: of two threads that initialise one library the second finds it done.
+// Calls C_Initialize, once more without locking for a library that cannot lock, and records the result. The caller
+// holds the bridge lock: of two threads that initialise one library the second finds it initialised.
 CK_RV initialize(CK_FUNCTION_LIST_PTR list)
 {
     if (libraryState(list).initialized)
@@ -40,7 +40,7 @@ CK_FUNCTION_LIST_PTR takeLibrary(JNIEnv* env, jobject library, jfieldID field)
     return list;
 }
 
-// What the last holder leaves to do.
+// Ends the library after its last holder has released it.
 CK_RV endLibrary(CK_FUNCTION_LIST_PTR list)
 {
     CK_RV rv = libraryState(list).initialized
@@ -79,7 +79,7 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11_libInitialize(JNIEnv* env, jobject
     if (!state.known)
         throwPKCS11Exception(env, 0, "functionlist dll not found");
 
-    // An unknown library is initialised all the same; its exception is the one that Java sees.
+    // An unknown library is initialised too; its exception is the one that Java sees.
     jthrowable first = stashPendingException(env);
     Held held = lock(env);
     // Read again: another thread may have finalised the same object meanwhile.

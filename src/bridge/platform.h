@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <ctime>
 
-/// Loads the shared library at `path`, modified UTF-8 as JNI hands it out, with its symbols kept to itself. Null on
+/// Loads the shared library at `path`, modified UTF-8 as JNI returns it; its symbols stay local. Null on
 /// failure, then moduleError has the reason. There is no counterpart: a module stays loaded until the process ends.
 void* openModule(const char* path);
 
@@ -25,8 +25,8 @@ std::uintptr_t stackLowEnd();
 /// A local time as seconds since 1970, for every year of four digits; fields out of range carry over, as in mktime.
 std::time_t localSeconds(std::tm calendar);
 
-/// Keeps the calling thread's floating-point environment while it lives: there are modules whose start-up changes it,
-/// and Java counts on it.
+/// Saves the calling thread's floating-point environment and restores it at the end of its scope: some modules change
+/// it when they start, and Java depends on it.
 struct FloatingPointKeeper
 {
     std::fenv_t kept;

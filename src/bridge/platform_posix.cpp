@@ -9,7 +9,7 @@
 
 void* openModule(const char* path)
 {
-    // An empty path would mean the program itself.
+    // dlopen returns the program itself for an empty path.
     return *path != 0 ? dlopen(path, RTLD_NOW | RTLD_LOCAL) : nullptr;
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 using WidePath = std::array<wchar_t, 1024>;
 
-// Modified UTF-8 as UTF-16: each of its sequences of one to three bytes is one unit. False for what is no such text,
+// Modified UTF-8 as UTF-16: each of its sequences of one to three bytes is one unit. False for malformed text,
 // for a path with a NUL in it, which would end it early, and for one that exceeds the buffer.
 bool widen(const char* path, WidePath* wide)
 {
@@ -41,7 +41,7 @@ BOOL WINAPI DllMain(HINSTANCE library, DWORD reason, void* /*reserved*/)
 
 void* openModule(const char* path)
 {
-    // Not by the code page of the system, which holds few of the names that a file may have.
+    // UTF-16, since the system's code page has few of the names that a file may have.
     WidePath wide;
     if (!widen(path, &wide)) {
         SetLastError(ERROR_INVALID_NAME);
@@ -70,7 +70,7 @@ std::uintptr_t stackLowEnd()
 
 std::time_t localSeconds(std::tm calendar)
 {
-    // mktime knows the years 1970 to 3000 here. The calendar repeats itself every 400 years.
+    // mktime supports the years 1970 to 3000 here. The calendar repeats every 400 years.
     constexpr std::time_t kCycle = std::time_t{146097} * 24 * 60 * 60;
     std::time_t cycles = 0;
     for (; calendar.tm_year < 1971 - 1900; calendar.tm_year += 400)

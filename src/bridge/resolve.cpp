@@ -66,7 +66,7 @@ bool resolveSession(JNIEnv* env, jobject session, SessionHandles* handles)
         !readObjectField(env, session, type, "slot", kSlot, &slot))
         return false;
 
-    // The slot's id is not needed here, but a slot class without one is no slot class.
+    // The slot's id is not used here, but a slot class must have the field.
     jclass slotClass = classOfLink(env, slot);
     return slotClass != nullptr && env->GetFieldID(slotClass, "slotID", "I") != nullptr &&
            resolveListOfSlot(env, slot, slotClass, &handles->list);

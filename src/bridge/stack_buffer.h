@@ -1,7 +1,7 @@
 // Scratch memory on the native method's own stack: the bridge allocates nothing on the heap.
 //
 // alloca never returns null; a request beyond the stack ends the process. So every reservation is checked first: a
-// call gets its first 16 KiB without a look, and more only while the thread keeps 128 KiB below it, which is what a
+// call gets its first 16 KiB without a check, and more only while the thread keeps 128 KiB below it, which is what a
 // module, the JVM's own calls and the constructor of an exception need.
 #pragma once
 
@@ -56,7 +56,7 @@ struct EncodeBuffer
     }
 };
 
-/// Zeroes fresh memory and hands it to `buffer`.
+/// Zeroes new memory and assigns it to `buffer`.
 void fillReservation(EncodeBuffer* buffer, void* memory);
 
 /// Reserves at least `needed` bytes, aligned to 16, into the EncodeBuffer variable `buffer`. A macro, because the

@@ -1,6 +1,5 @@
-// The native methods of NativeExtensions that work on direct buffers. The module reads and writes the buffers' memory,
-// which stays as long as the native method refers to them. A buffer that could be overwritten before it has been read
-// is Java's to copy.
+// The native methods of NativeExtensions for direct buffers. The module reads and writes the buffers' memory,
+// which is not freed while the native method refers to them. The Java caller copies an input that overlaps the output.
 
 #include "com_kelvane_pkcs11_nat_NativeExtensions.h"
 
@@ -9,7 +8,7 @@
 
 namespace {
 
-// A stretch of a direct buffer as Java passes it.
+// A range of a direct buffer as Java passes it.
 struct BufferBytes
 {
     jobject buffer;
@@ -17,8 +16,8 @@ struct BufferBytes
     jint length;
 };
 
-// Finds the memory of a stretch. Raises 0x20 for a buffer that is null or not direct and for a negative offset or
-// length; 0x150 for a stretch that ends behind the buffer.
+// The memory of a range. Raises 0x20 for a buffer that is null or not direct and for a negative offset or
+// length; 0x150 for a range that ends behind the buffer.
 bool findBytes(JNIEnv* env, BufferBytes stretch, Bytes* bytes)
 {
     void* start = stretch.buffer != nullptr ? env->GetDirectBufferAddress(stretch.buffer) : nullptr;

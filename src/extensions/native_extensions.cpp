@@ -1,5 +1,5 @@
 // The native methods of NativeExtensions that log in with a user type, and those of the functions that the editions 3.0
-// and 3.2 have brought. A module without these is not called: CKR_FUNCTION_NOT_SUPPORTED is raised.
+// and 3.2 introduced. A module without these is not called: CKR_FUNCTION_NOT_SUPPORTED is raised.
 
 #include "com_kelvane_pkcs11_nat_NativeExtensions.h"
 

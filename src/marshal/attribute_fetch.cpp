@@ -18,8 +18,8 @@ bool fetchInto(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type
     return require(env, *length <= capacity, CKR_BUFFER_TOO_SMALL);
 }
 
-// Reads a value of an announced length onto the stack and has build(bytes, length) make a Java object of it. False when
-// there was no stack for it, which is not raised yet.
+// Reads a value of a reported length onto the stack and calls build(bytes, length) for the Java object. False when the
+// stack does not suffice, which is not raised yet.
 template <typename Build>
 bool fetchOnStack(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
                   StackBudget budget, Build build)

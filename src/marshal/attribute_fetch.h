@@ -1,7 +1,7 @@
-// An attribute's value on its way from the module: a call for those of fixed size, a size query and a second call for
+// Fetching an attribute's value from the module: a call for those of fixed size, a size query and a second call for
 // the others. The length that a module reports is checked against the capacity it was given.
 //
-// All of these raise what the module has answered, and 0x150 for a value that has grown since it was announced.
+// All of these raise the module's return code, and 0x150 for a value that has grown since its length was reported.
 #pragma once
 
 #include <jni.h>
@@ -10,7 +10,7 @@
 #include "bridge/stack_buffer.h"
 #include "marshal/attribute_kinds.h"
 
-/// Holds every value of fixed size, with some bytes to spare: there are modules that write more than they were offered.
+/// Holds every value of fixed size, with some bytes to spare: some modules write more than the capacity.
 struct Scratch
 {
     alignas(CK_ULONG) unsigned char bytes[16];
@@ -24,14 +24,14 @@ bool fetchFixed(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE typ
 
 bool fetchLength(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG* length);
 
-/// Reads a value of an announced length as a String, or as an int[] of its CK_ULONGs. False when there was no stack for
-/// it, which is not raised yet.
+/// Reads a value of a reported length as a String, or as an int[] of its CK_ULONGs. False when the stack does not
+/// suffice, which is not raised yet.
 bool fetchText(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity, StackBudget budget,
                jobject* text);
 bool fetchNumbers(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
                   StackBudget budget, jobject* numbers);
 
-/// Reads bytes of an announced length into a new array. Null when it could not be created; an array whose bytes could
-/// not be read comes back too, with the reason raised and *fetched false.
+/// Reads bytes of a reported length into a new array. Null when it could not be created; an array whose bytes could
+/// not be read is returned too, with the reason raised and *fetched false.
 jbyteArray fetchBytes(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ULONG capacity,
                       bool* fetched);

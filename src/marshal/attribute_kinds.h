@@ -1,4 +1,4 @@
-// Which kind of value each attribute type carries.
+// The kind of value of each attribute type.
 #pragma once
 
 #include "bridge/cryptoki.h"

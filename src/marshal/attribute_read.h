@@ -1,5 +1,5 @@
 // Attribute values of an object as Java values: a C_GetAttributeValue for those of fixed size, a size query and a
-// second call for the others. Whoever calls has checked the attribute's kind and resolved the handles.
+// second call for the others. The caller has checked the attribute's kind and resolved the handles.
 //
 // A module may return another length from the second call, within the capacity it was given: a shorter value is
 // a shorter result, a longer one is refused with 0x150 and never read. All of these raise on failure and return 0 or

@@ -1,4 +1,4 @@
-// The values of several attributes of an object, whose lengths come with one call.
+// Reading several attributes of an object: one call for their lengths, then one for each value of variable size.
 
 #include "bridge/attribute_calls.h"
 #include "bridge/exception.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-// What becomes of a call for several attributes after one of them.
+// How reading several attributes continues after one of them.
 enum class Next
 {
     goOn,
@@ -28,7 +28,7 @@ void keepFirst(JNIEnv* env, jthrowable* first)
         env->DeleteLocalRef(raised);
 }
 
-// Builds the element of one fetched entry; null is an element too. `first` holds what was raised before it.
+// Builds the element of one fetched entry; null is an element too. `first` is the exception raised before it.
 Next buildElement(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, const Scratch& scratch,
                   CK_ULONG length, StackBudget budget, jthrowable* first, jobject* element)
 {

@@ -1,4 +1,4 @@
-// A mechanism and its Java parameter as a CK_MECHANISM, and what a token wrote into it back in Java.
+// Encoding a mechanism and its Java parameter as a CK_MECHANISM, and returning to Java what a token wrote into it.
 //
 // One reservation of the native method holds it all: the CK_MECHANISM, the parameter's structure behind it, and behind
 // that, without alignment, every block that the structure points to:
@@ -10,8 +10,8 @@
 //     84  the AAD
 //
 // The mechanism's row in the table decides which structure that is, not the class of the Java object; the class is only
-// checked. A mechanism without a row may have its parameter's bytes as they are, from a PKCS11RawParameter, and so may
-// those for which null is no parameter, for modules that go by another layout. Everything here runs on the calling
+// checked. A PKCS11RawParameter's bytes are passed on unchanged for a mechanism without a row, and for those for which
+// null is no parameter, for modules that expect another layout. Everything here runs on the calling
 // thread outside the bridge lock and keeps no state.
 #pragma once
 
@@ -24,18 +24,18 @@
 
 struct ParameterDescriptor;
 
-/// A mechanism as Java passes it, and what sizing it has found: each is looked up once in a native call.
+/// A mechanism as Java passes it, and the result of sizing it: each is looked up once in a native call.
 struct JavaMechanism
 {
     CK_MECHANISM_TYPE type;
     jobject parameter;
     const ParameterDescriptor* descriptor;
-    jclass parameterClass; ///< the descriptor's; null when the parameter is of another one
-    std::size_t size;      ///< the bytes that the mechanism and its parameter take encoded
+    jclass parameterClass; ///< the descriptor's; null when the parameter is of another class
+    std::size_t size;      ///< of the mechanism and its parameter, encoded
     bool failed;           ///< the virtual machine's error is pending
 };
 
-/// Sizes a mechanism and its parameter. Raises nothing: encodeMechanism raises what was found.
+/// Sizes a mechanism and its parameter. Raises nothing: encodeMechanism raises the errors that sizing found.
 JavaMechanism sizeMechanism(JNIEnv* env, jint mechanism, jobject parameter);
 
 /// The CK_MECHANISM at the start of a reservation.
@@ -45,7 +45,7 @@ inline CK_MECHANISM* mechanismIn(const EncodeBuffer& buffer)
 }
 
 /// Encodes a mechanism into a reservation of its size. Raises "no space for encoded mechanism / parameter!" for a
-/// refused reservation; 0x71 for a parameter of a wrong class, one that is missing or not wanted, and a Java length or
+/// refused reservation; 0x71 for a parameter of a wrong class, one that is missing or superfluous, and a Java length or
 /// size that reaches outside the parameter's own bytes; "parameter encoding not yet implemented!"; "unknown mechanism
 /// parameter type!"; "encodeByteArray(): can't get elements"; "no space for encoded attribute!" for an array that has
 /// grown since it was sized.
@@ -59,8 +59,8 @@ bool describeParameter(const JavaMechanism& mechanism, char* text, std::size_t c
 /// refuse the former with `rv`. False when there is no such pointer, or for another code.
 bool dropEmptyOaepLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, CK_RV rv);
 
-/// Calls the module, and at most once more, without the empty label. What the module wrote into the mechanism
-/// meanwhile decides nothing.
+/// Calls the module, and at most once more, without the empty label. The decision does
+/// not depend on what the module has written into the mechanism.
 template <typename Call>
 Outcome callDroppingEmptyLabel(const JavaMechanism& mechanism, const EncodeBuffer& encoded, Call call)
 {
@@ -72,7 +72,7 @@ Outcome callDroppingEmptyLabel(const JavaMechanism& mechanism, const EncodeBuffe
 
 /// Copies the initialisation vector that a token generated back into the Java parameter: 8 bytes into a
 /// PKCS11MechPar_PBE's iv, 20 into the byte[] of the Skipjack, Baton and Juniper mechanisms; nothing for any other
-/// mechanism. Raises 0x150 for a shorter array and "decodeByteArray(): can't get elements" for none.
+/// mechanism. Raises 0x150 for a shorter array and "decodeByteArray(): can't get elements" for null.
 bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const EncodeBuffer& encoded);
 
 /// Destroys the keys that a derivation has created besides its own, none of which reaches Java: those of SSL3 and TLS
@@ -80,10 +80,10 @@ bool decodeMechanismParameter(JNIEnv* env, const JavaMechanism& mechanism, const
 void discardDerivedKeys(JNIEnv* env, const SessionHandles& session, const JavaMechanism& mechanism,
                         const EncodeBuffer& encoded);
 
-/// Copies what a derivation put out back to its Java parameter: the version of an SSL3 or TLS master key, the keys and
+/// Copies the outputs of a derivation to its Java parameter: the version of an SSL3 or TLS master key, the keys and
 /// IVs of SSL3 and TLS key material (handles are those of `session`), the output of the TLS pseudo-random function, the
 /// additional keys of SP 800-108; nothing for any other mechanism. Raises 0x150 for an array longer than its output,
-/// "decodeByteArray(): can't get elements", and for a key that no field can hold, which is destroyed; what can be
-/// returned still is.
+/// "decodeByteArray(): can't get elements", and for a key that no field can hold, which is destroyed; the other
+/// outputs are still returned.
 void returnDerivedOutput(JNIEnv* env, const JavaMechanism& mechanism, jobject session, const SessionHandles& handles,
                          const EncodeBuffer& encoded);

@@ -9,8 +9,15 @@
 
 namespace {
 
-// Goes through a parameter. Where the class of raw parameters is not on the class path, no object is one: that it is
-// missing is no error.
+// Encoding takes two passes over the fields of the Java object, with the same functions: the first computes the size of
+// the structure and of the blocks behind it, the second writes them into the reservation of that size.
+//
+// Invariant: another thread may change the object between the passes, so the second pass trusts no size of the first.
+// Each block is checked against what is left of the reservation, and one that no longer fits is refused; the structure
+// only ever points into the reservation.
+
+// One pass over a parameter. If the class PKCS11RawParameter is not on the class path, no object is one, and that is no
+// error.
 bool readParameter(ParameterFields* java, const ParameterDescriptor& descriptor, void* structure)
 {
     bool done = readStructure(java, descriptor, structure);
@@ -22,8 +29,8 @@ bool readParameter(ParameterFields* java, const ParameterDescriptor& descriptor,
     return false;
 }
 
-// Finds the size of the parameter: the value, or the structure and the blocks that it points to. False when the virtual
-// machine's error is pending.
+// Computes the size of the parameter: the value, or the structure and the blocks that it points to. False when the
+// virtual machine's error is pending.
 bool sizeParameter(JNIEnv* env, JavaMechanism* mechanism, std::size_t* size)
 {
     const ParameterDescriptor& descriptor = *mechanism->descriptor;

@@ -14,7 +14,7 @@ struct MechanismRow
 };
 
 // The parameter of each mechanism. The first row with a type wins. The CAST5 mechanisms have a second name, CAST128,
-// and a row under each: both names stay findable here.
+// and a row under each, so that a search finds both names.
 constexpr MechanismRow MechanismParameterTable[] = {
     // clang-format off
     // No parameter
@@ -167,7 +167,7 @@ constexpr MechanismRow MechanismParameterTable[] = {
     // PKCS11MechPar_RC5_GENMAC
     { CKM_RC5_MAC_GENERAL,                       &kRC5MacGeneral                },
 
-    // PKCS11MechPar_PBE; the token's IV comes back
+    // PKCS11MechPar_PBE; the token's IV is returned
     { CKM_PBE_MD2_DES_CBC,                       &kPBE                          },
     { CKM_PBE_MD5_DES_CBC,                       &kPBE                          },
     { CKM_PBE_MD5_CAST_CBC,                      &kPBE                          },
@@ -184,7 +184,7 @@ constexpr MechanismRow MechanismParameterTable[] = {
     { CKM_PBE_SHA1_RC2_40_CBC,                   &kPBE                          },
     { CKM_PBA_SHA1_WITH_SHA1_HMAC,               &kPBE                          },
 
-    // byte[]: initialisation vector that comes back from the token
+    // byte[]: initialisation vector that the token writes
     { CKM_SKIPJACK_ECB64,                        &kTokenIv                      },
     { CKM_SKIPJACK_CBC64,                        &kTokenIv                      },
     { CKM_SKIPJACK_OFB64,                        &kTokenIv                      },
@@ -218,19 +218,19 @@ constexpr MechanismRow MechanismParameterTable[] = {
     // Not encoded: CK_SKIPJACK_RELAYX_PARAMS
     { CKM_SKIPJACK_RELAYX,                       &kNotEncoded                   },
 
-    // CK_SSL3_MASTER_KEY_DERIVE_PARAMS; the version comes back
+    // CK_SSL3_MASTER_KEY_DERIVE_PARAMS; the version is returned
     { CKM_SSL3_MASTER_KEY_DERIVE,                &kSSL3MasterKeyDerive          },
     { CKM_TLS_MASTER_KEY_DERIVE,                 &kSSL3MasterKeyDerive          },
 
-    // CK_SSL3_MASTER_KEY_DERIVE_PARAMS, Diffie-Hellman: nothing comes back
+    // CK_SSL3_MASTER_KEY_DERIVE_PARAMS, Diffie-Hellman: nothing is returned
     { CKM_SSL3_MASTER_KEY_DERIVE_DH,             &kSSL3MasterKeyDeriveDh        },
     { CKM_TLS_MASTER_KEY_DERIVE_DH,              &kSSL3MasterKeyDeriveDh        },
 
-    // CK_SSL3_KEY_MAT_PARAMS; keys and IVs come back
+    // CK_SSL3_KEY_MAT_PARAMS; keys and IVs are returned
     { CKM_SSL3_KEY_AND_MAC_DERIVE,               &kSSL3KeyMat                   },
     { CKM_TLS_KEY_AND_MAC_DERIVE,                &kSSL3KeyMat                   },
 
-    // CK_TLS_PRF_PARAMS; the output comes back
+    // CK_TLS_PRF_PARAMS; the output is returned
     { CKM_TLS_PRF,                               &kTLSPRF                       },
 
     // CK_ECDH1_DERIVE_PARAMS
@@ -346,15 +346,15 @@ constexpr MechanismRow MechanismParameterTable[] = {
     // CK_ECDH_AES_KEY_WRAP_PARAMS
     { CKM_ECDH_AES_KEY_WRAP,                     &kEcdhAesKeyWrap               },
 
-    // byte[]: initialisation vector, or none
+    // byte[]: initialisation vector, or null
     { CKM_AES_KEY_WRAP,                          &kOptionalIv                   },
     { CKM_AES_KEY_WRAP_PAD,                      &kOptionalIv                   },
 
-    // CK_TLS12_MASTER_KEY_DERIVE_PARAMS; the version comes back where there is one
+    // CK_TLS12_MASTER_KEY_DERIVE_PARAMS; the version is returned where there is one
     { CKM_TLS12_MASTER_KEY_DERIVE,               &kTls12MasterKeyDerive         },
     { CKM_TLS12_MASTER_KEY_DERIVE_DH,            &kTls12MasterKeyDerive         },
 
-    // CK_TLS12_KEY_MAT_PARAMS; keys and IVs come back
+    // CK_TLS12_KEY_MAT_PARAMS; keys and IVs are returned
     { CKM_TLS12_KEY_AND_MAC_DERIVE,              &kTls12KeyMat                  },
     { CKM_TLS12_KEY_SAFE_DERIVE,                 &kTls12KeyMat                  },
 
@@ -397,7 +397,7 @@ constexpr MechanismRow MechanismParameterTable[] = {
     { CKM_BLAKE2B_384_HMAC_GENERAL,              &kNumber                       },
     { CKM_BLAKE2B_512_HMAC_GENERAL,              &kNumber                       },
 
-    // byte[]: initialisation vector, or none
+    // byte[]: initialisation vector, or null
     { CKM_AES_XTS,                               &kOptionalIv                   },
     { CKM_AES_KEY_WRAP_KWP,                      &kOptionalIv                   },
     { CKM_AES_KEY_WRAP_PKCS7,                    &kOptionalIv                   },
@@ -411,11 +411,11 @@ constexpr MechanismRow MechanismParameterTable[] = {
     // CK_XEDDSA_PARAMS
     { CKM_XEDDSA,                                &kXeddsa                       },
 
-    // CK_SP800_108_KDF_PARAMS; the additional keys come back
+    // CK_SP800_108_KDF_PARAMS; the additional keys are returned
     { CKM_SP800_108_COUNTER_KDF,                 &kSp800Kdf                     },
     { CKM_SP800_108_DOUBLE_PIPELINE_KDF,         &kSp800Kdf                     },
 
-    // CK_SP800_108_FEEDBACK_KDF_PARAMS; the additional keys come back
+    // CK_SP800_108_FEEDBACK_KDF_PARAMS; the additional keys are returned
     { CKM_SP800_108_FEEDBACK_KDF,                &kSp800FeedbackKdf             },
 
     // ---- Edition 3.2 ----
@@ -448,7 +448,7 @@ constexpr MechanismRow MechanismParameterTable[] = {
     { CKM_HASH_ML_DSA,                           &kHashSignContext              },
     { CKM_HASH_SLH_DSA,                          &kHashSignContext              },
 
-    // CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS; the version comes back where there is one
+    // CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS; the version is returned where there is one
     { CKM_TLS12_EXTENDED_MASTER_KEY_DERIVE,      &kTls12ExtendedMasterKeyDerive },
     { CKM_TLS12_EXTENDED_MASTER_KEY_DERIVE_DH,   &kTls12ExtendedMasterKeyDerive },
 

@@ -5,6 +5,6 @@
 
 struct ParameterDescriptor;
 
-/// The descriptor of a mechanism's parameter (parameters.h). A mechanism without a row takes none, or a
-/// PKCS11RawParameter.
+/// The descriptor of a mechanism's parameter (parameters.h). A mechanism without a row has no
+/// parameter, or a PKCS11RawParameter.
 const ParameterDescriptor& parameterDescriptor(CK_MECHANISM_TYPE mechanism);

@@ -1,5 +1,5 @@
 // The native methods that read attributes: NativePKCS11Object reads its own object, NativePKCS11Session
-// an object passed to it. A type of the wrong kind is reported before the receiver is looked at.
+// an object passed to it. A type of the wrong kind is reported before the receiver is resolved.
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
@@ -150,7 +150,7 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_getAttributeValues(
         throwPKCS11Exception(env, CKR_DATA_INVALID);
         return nullptr;
     }
-    // Never released: the copy stays with the virtual machine, as callers have always seen it.
+    // Never released: the array stays pinned, as callers have always seen it.
     jint* elements = types != nullptr ? env->GetIntArrayElements(types, nullptr) : nullptr;
     if (elements == nullptr) {
         throwPKCS11Exception(env, 0, "can't access attribute types array");

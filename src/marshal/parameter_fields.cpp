@@ -90,10 +90,10 @@ bool placeMember(ParameterFields* java, const char* name, const ParameterDescrip
 
 bool reserveAligned(ParameterFields* java, std::size_t size, void** place)
 {
-    // Where a CK_ULONG has 32 bits a size may be beyond it: such a one is more than any area holds.
+    // With a CK_ULONG of 32 bits a size may exceed it; the largest CK_ULONG is more than any area holds.
     constexpr std::size_t largest = std::numeric_limits<CK_ULONG>::max();
     auto needed = static_cast<CK_ULONG>(std::min(size, largest));
-    constexpr CK_ULONG alignment = 16; // everywhere, so that a parameter lies the same on every processor
+    constexpr CK_ULONG alignment = 16; // the same on every processor, so that offsets are too
     auto start = reinterpret_cast<std::uintptr_t>(java->area) + java->used;
     java->used += isSizing(java) ? alignment - 1 : static_cast<CK_ULONG>(-start % alignment);
     if (!checkInside(java, java->used, needed))

@@ -1,6 +1,6 @@
 // Reading the fields of a Java parameter object into its Cryptoki structure.
 //
-// One function for each structure names its fields in the standard's order, and the Java field that each comes from. It
+// One function for each structure lists its fields in the standard's order, each with its Java field. It
 // runs twice: first to size the blocks that the structure points to, then to write the structure, and the blocks into
 // the area behind it. No block is ever placed, and no length passed on, that reaches outside that area, whatever Java
 // has changed between the two runs.
@@ -18,7 +18,7 @@
 
 constexpr CK_RV kWrongParameter = CKR_MECHANISM_PARAM_INVALID;
 
-/// A Java parameter object in one of its two runs.
+/// A Java parameter object, in one of its two runs.
 struct ParameterFields
 {
     JNIEnv* env;
@@ -26,7 +26,7 @@ struct ParameterFields
     jclass type;
     CK_BYTE_PTR area; ///< null in the run that sizes
     CK_ULONG areaSize;
-    CK_ULONG used; ///< where the blocks placed one after the other end
+    CK_ULONG used; ///< the end of the blocks that have been placed
 };
 
 inline bool isSizing(const ParameterFields* java)
@@ -79,8 +79,8 @@ constexpr ParameterDescriptor describe(const char* className, NullPolicy null = 
 /// class.
 bool readStructure(ParameterFields* java, const ParameterDescriptor& descriptor, void* structure);
 
-/// The same for the object of a field, whose structure lies within the parameter's own. Its blocks go on where the
-/// parameter's end. *present is false for null.
+/// The same for the object of a field, whose structure lies within the parameter's own. Its blocks follow those of the
+/// parameter. *present is false for null.
 bool readMember(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, NullPolicy null,
                 void* structure, bool* present = nullptr);
 
@@ -117,10 +117,10 @@ bool placeArray(ParameterFields* java, jbyteArray array, CK_BYTE_PTR* block, CK_
 /// The same for a byte[] field.
 bool placeBlock(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length);
 
-/// The same for a block that modules know by its length: one of no bytes is a null pointer, which all of them take.
+/// The same for a block that is a null pointer when its length is 0, which every module accepts.
 bool placeBlockOrNull(ParameterFields* java, const char* name, CK_BYTE_PTR* block, CK_ULONG* length);
 
-/// Copies a byte[] field to where a Java int puts it, counted from the start of the area. Rejects it when the int, or
+/// Copies a byte[] field to an offset in the area that is a Java int. Rejects it when the int, or
 /// the array from there on, reaches outside.
 bool placeBlockAt(ParameterFields* java, const char* name, CK_ULONG offset, CK_BYTE_PTR* block);
 

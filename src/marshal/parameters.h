@@ -1,7 +1,7 @@
 // The parameters of mechanisms, each described once (parameter_fields.h).
 //
-// A new one needs its structure in cryptoki.h, its descriptor here and in the params_*.cpp of its theme, and the rows
-// of its mechanisms in mechanism_table.cpp.
+// A new one needs its structure in cryptoki_parameters.h, its descriptor here and in the params_*.cpp of its theme, and
+// the rows of its mechanisms in mechanism_table.cpp.
 #pragma once
 
 #include "bridge/cryptoki_parameters.h"
@@ -42,8 +42,8 @@ extern const ParameterDescriptor kSalsa20;
 
 // ---- params_derive.cpp ----
 
-extern const ParameterDescriptor kSSL3MasterKeyDerive;   ///< the version comes back
-extern const ParameterDescriptor kSSL3MasterKeyDeriveDh; ///< nothing comes back
+extern const ParameterDescriptor kSSL3MasterKeyDerive;   ///< the version is returned
+extern const ParameterDescriptor kSSL3MasterKeyDeriveDh; ///< nothing is returned
 extern const ParameterDescriptor kSSL3KeyMat;
 extern const ParameterDescriptor kRandomData;
 
@@ -104,7 +104,7 @@ extern const ParameterOutput kTLSPRFOutput;
 extern const ParameterOutput kSp800Output;
 extern const ParameterOutput kSp800FeedbackOutput;
 
-// ---- params_trace.cpp: what is printed of a parameter when debugEnabled() ----
+// ---- params_trace.cpp: the debug lines of a parameter ----
 
 void traceECDH1(const CK_ECDH1_DERIVE_PARAMS& ecdh);
 void traceOAEP(const CK_RSA_PKCS_OAEP_PARAMS& oaep);

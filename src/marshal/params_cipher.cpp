@@ -11,7 +11,7 @@ bool rc2Fields(ParameterFields* java, CK_RC2_PARAMS* effectiveBits)
 
 bool rc2CBCFields(ParameterFields* java, CK_RC2_CBC_PARAMS* rc2)
 {
-    // A shorter vector leaves the rest zero.
+    // The rest of a shorter vector stays zero.
     return readUlong(java, "bits", &rc2->ulEffectiveBits) && readBytes(java, "iv", rc2->iv, sizeof rc2->iv, 0);
 }
 
@@ -39,7 +39,7 @@ bool rc5MacGeneralFields(ParameterFields* java, CK_RC5_MAC_GENERAL_PARAMS* rc5)
 
 bool pbeFields(ParameterFields* java, CK_PBE_PARAMS* pbe)
 {
-    // The token writes an IV where the parameter points, however short the Java array is.
+    // The token writes a whole IV, even if the Java array is shorter.
     java->used += isSizing(java) ? kPBEInitVector : 0;
     return placeBlock(java, "iv", &pbe->pInitVector, nullptr) &&
            placeBlock(java, "password", &pbe->pPassword, &pbe->ulPasswordLen) &&
@@ -59,8 +59,8 @@ bool gcmFields(ParameterFields* java, CK_GCM_PARAMS* gcm)
     if (!placeBlock(java, "pIv", &gcm->pIv, nullptr) || !readUlong(java, "ulIvLen", &gcm->ulIvLen))
         return false;
 
-    // The AAD goes where the Java length of the IV puts it, not behind the array: a shorter length lets it overwrite
-    // the IV's tail.
+    // The AAD is placed at the Java field ulIvLen, not behind the array: with a smaller ulIvLen it overwrites the end
+    // of the IV.
     setIvBits(gcm);
     return placeBlockAt(java, "pAAD", gcm->ulIvLen, &gcm->pAAD) && readUlong(java, "ulAADLen", &gcm->ulAADLen) &&
            checkInside(java, gcm->ulIvLen, gcm->ulAADLen) && readUlong(java, "ulTagBits", &gcm->ulTagBits);
@@ -85,7 +85,7 @@ bool poly1305Fields(ParameterFields* java, CK_SALSA20_CHACHA20_POLY1305_PARAMS* 
            placeBlockOrNull(java, "pAAD", &poly1305->pAAD, &poly1305->ulAADLen);
 }
 
-// Modules know the counter and the nonce by their numbers of bits.
+// The structure has the lengths of the counter and the nonce in bits.
 bool chaCha20Fields(ParameterFields* java, CK_CHACHA20_PARAMS* chaCha20)
 {
     bool done = placeBlockOrNull(java, "pBlockCounter", &chaCha20->pBlockCounter, &chaCha20->blockCounterBits) &&

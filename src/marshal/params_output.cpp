@@ -1,4 +1,12 @@
-// What a module wrote into an encoded mechanism, returned to the Java parameter.
+// Returning what a module wrote into an encoded mechanism to the Java parameter.
+//
+// Invariant: nothing that the module may have changed is trusted. The reservation was encoded by us, but the module
+// owned it during the call: every pointer is checked to lie in the reservation, and every count against it, before it
+// is used.
+//
+// A derivation may create keys besides the one it returns. Each is either set in a Java object or destroyed, whatever
+// fails in between: keysOf reads their handles first, and from then on a failure for one key leaves the others to be
+// returned.
 
 #include <array>
 #include <cstring>
@@ -21,13 +29,13 @@ struct DerivedKeys
     CK_ULONG count = 0;
 };
 
-/// How what a module has written into a parameter returns to Java; what does not apply is null.
+/// The functions that return outputs to Java; null where a parameter has none of the kind.
 struct ParameterOutput
 {
     /// After C_EncryptInit and C_GenerateKey. False after raising.
     bool (*afterStart)(const ParameterFields& fields, const EncodeBuffer& encoded);
 
-    /// After C_DeriveKey: the keys, and what goes into the fields.
+    /// After C_DeriveKey: the handles of the keys, and the setter of the fields.
     DerivedKeys (*keys)(const EncodeBuffer& encoded);
     void (*afterDerivation)(const ParameterFields& fields, jobject session, const SessionHandles& handles,
                             const EncodeBuffer& encoded, const DerivedKeys& keys);
@@ -75,7 +83,7 @@ bool returnBytes(JNIEnv* env, const EncodeBuffer& encoded, const void* block, jb
     return decodeByteArray(env, block, array, count);
 }
 
-// Fills a byte[] field whole; one that is null is left out.
+// Fills a whole byte[] field; null is skipped.
 void returnField(const ParameterFields& fields, const EncodeBuffer& encoded, const char* name, const void* block)
 {
     jbyteArray array = nullptr;
@@ -84,7 +92,7 @@ void returnField(const ParameterFields& fields, const EncodeBuffer& encoded, con
     fields.env->DeleteLocalRef(array);
 }
 
-// The parameter, which the encoder has found to be of its class, as the owner of fields to set.
+// The parameter, whose class the encoder has checked, as the owner of fields to set.
 ParameterFields fieldsOf(JNIEnv* env, const JavaMechanism& mechanism)
 {
     return {env, mechanism.parameter, mechanism.parameterClass, nullptr, 0, 0};
@@ -109,8 +117,8 @@ bool setByte(const ParameterFields& fields, const char* name, CK_BYTE value)
     return field != nullptr;
 }
 
-// Sets a field to the object of a created key; a key that no field can hold is destroyed. A failure here leaves the
-// fields that follow to be set all the same.
+// Sets a field to the object of a created key; a key that no field can hold is destroyed. After a failure the
+// fields that follow are still set.
 void setKey(const ParameterFields& fields, const char* name, const char* signature, jobject session,
             const SessionHandles& handles, CK_OBJECT_HANDLE created)
 {
@@ -141,7 +149,8 @@ void returnVersion(const ParameterFields& fields, const EncodeBuffer& encoded, c
         setByte(version, "minor", derive->pVersion->minor);
 }
 
-// What the module wrote beside the parameter; false when there is none, or when it has moved it out of reach.
+// The structure that the module wrote beside the parameter; false when the pointer no longer leads into the
+// reservation.
 template <typename Params>
 bool readKeyMaterial(const EncodeBuffer& encoded, CK_SSL3_KEY_MAT_OUT* material)
 {
@@ -163,7 +172,7 @@ DerivedKeys keysOfMaterial(const EncodeBuffer& encoded)
     return keys;
 }
 
-// None when the module has moved them out of reach.
+// No keys when the pointers no longer lead into the reservation.
 template <typename Params>
 DerivedKeys additionalKeys(const EncodeBuffer& encoded)
 {
@@ -176,7 +185,7 @@ DerivedKeys additionalKeys(const EncodeBuffer& encoded)
     return keys;
 }
 
-// One of the additional keys; 0 when the module has moved its handle out of reach.
+// One of the additional keys; 0 when the pointer to its handle no longer leads into the reservation.
 CK_OBJECT_HANDLE additionalKey(const EncodeBuffer& encoded, const DerivedKeys& keys, CK_ULONG index)
 {
     const CK_OBJECT_HANDLE* handle = keys.additional[index].phKey;
@@ -195,7 +204,7 @@ void returnKeyMaterial(const ParameterFields& fields, const char* name, jobject 
 
     ParameterFields out;
     if (!openMember(fields, name, kKeyMatOutSignature, kSSL3KeyMatOut, &out)) {
-        // Another thread has removed the object since it was encoded: nothing can hold the keys.
+        // Another thread has removed the object since it was encoded: no object is left for the keys.
         for (CK_OBJECT_HANDLE each : keys.material)
             discardObject(env, handles, each);
         refuse(env, CKR_MECHANISM_PARAM_INVALID);
@@ -211,7 +220,7 @@ void returnKeyMaterial(const ParameterFields& fields, const char* name, jobject 
         setKey(out, names[i], kObjectSignature, session, handles, keys.material[i]);
 }
 
-// Sets the keys of an array whose elements own them; a key that has lost its owner meanwhile is destroyed.
+// Sets the keys in the elements of an array; a key whose element is gone is destroyed.
 void returnAdditionalKeys(const ParameterFields& fields, jobject session, const SessionHandles& handles,
                           const EncodeBuffer& encoded, const DerivedKeys& keys)
 {

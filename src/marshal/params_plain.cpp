@@ -1,4 +1,4 @@
-// Parameters that are no structure of their own, and those that are refused.
+// Parameters that are not structures, and those that are refused.
 
 #include "bridge/fields.h"
 #include "bridge/handles.h"

@@ -1,4 +1,4 @@
-// Parameters of the derivations of SP 800-108: data that is put together from pieces, and more keys than one.
+// Parameters of the derivations of SP 800-108: data composed of segments, and additional keys.
 
 #include "bridge/fields.h"
 #include "marshal/parameters.h"

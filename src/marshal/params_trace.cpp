@@ -1,5 +1,5 @@
-// The traces of the ECDH1, OAEP and PSS parameters under PKCS11DEBUG. The texts are what tools and people read them by:
-// they stay as they are, odd ones included.
+// The debug lines of the ECDH1, OAEP and PSS parameters. Tools parse these texts: they stay as they are, odd ones
+// included.
 
 #include "bridge/diagnostics.h"
 #include "bridge/java_numbers.h"
@@ -47,7 +47,7 @@ void printNumber(const char* encoder, const char* label, CK_ULONG value)
     debugPrint("tokbridge:  %s: %s>%d<\n", encoder, label, static_cast<int>(toJava(value)));
 }
 
-// What the OAEP and PSS traces begin with.
+// The beginning of the OAEP and PSS traces.
 void printPaddingHead(const char* padding)
 {
     debugFlush();

@@ -1,5 +1,5 @@
-// A PIN on its way to a module: on the stack, unpadded, and wiped when its scope ends. Its length counts; the zeros
-// behind it are there because there are modules that look for one.
+// A PIN for a module: on the stack, unpadded, and wiped when its scope ends. The zeros behind it are for modules that
+// look for a terminator in spite of the length.
 #pragma once
 
 #include <array>

@@ -1,4 +1,4 @@
-// Looking a row up in a table that is written for readers: its order by number is worked out at compile time.
+// Looking a row up in a table that is written for readers: its order by number is computed at compile time.
 #pragma once
 
 #include <algorithm>

@@ -6,8 +6,8 @@
 
 namespace {
 
-// Looks at two arrays and pins the types. No when they are of other classes or of unequal lengths; yes even when the
-// types could not be pinned, typeElements is null then.
+// Checks two arrays and pins the types. No when they are of other classes or of unequal lengths; yes also when the
+// types could not be pinned: typeElements is null then.
 Instance openArrays(JNIEnv* env, jintArray types, jobjectArray values, TemplateArrays* arrays)
 {
     Instance are = testInstance(env, types, "[I");
@@ -46,7 +46,7 @@ Instance openTemplateObject(JNIEnv* env, jobject value, TemplateArrays* arrays)
     if (type == nullptr)
         return value != nullptr && env->ExceptionCheck() == JNI_TRUE ? Instance::failed : Instance::no;
 
-    // Templates in templates in records hold more references than a native method may without asking.
+    // Templates in templates in records need more local references than a native method has by default.
     constexpr jint more = 16;
     jobject types = nullptr;
     jobject values = nullptr;
@@ -60,7 +60,8 @@ Instance openTemplateObject(JNIEnv* env, jobject value, TemplateArrays* arrays)
     return are;
 }
 
-// The bytes that the entries and values of open arrays take at most. False when the virtual machine's error is pending.
+// An upper bound of the size of the entries and values of open arrays. False when the virtual machine's error is
+// pending.
 bool sizeArrays(JNIEnv* env, const TemplateArrays& arrays, std::size_t* size)
 {
     *size = arraySize(fromJava(arrays.length), sizeof(CK_ATTRIBUTE));

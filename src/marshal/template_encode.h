@@ -34,7 +34,7 @@ struct EncodedTemplate
 };
 
 /// Opens a template of `types` and `values` and returns an upper bound of its size: the entries, then the values.
-/// Raises nothing: encodeTemplate, which must follow the reservation, raises what was found.
+/// Raises nothing: encodeTemplate, which must follow the reservation, raises the errors that sizing found.
 std::size_t openTemplate(JNIEnv* env, jintArray types, jobjectArray values, EncodedTemplate* opened);
 
 /// Encodes an open template into its reservation; null arrays are an empty one. Entries of type -1 are left out.

@@ -7,20 +7,25 @@
 #include "bridge/java_objects.h"
 #include "marshal/value_build.h"
 
+// A template as a value takes two calls: the first returns the types and lengths of its entries, for the second each
+// entry has a buffer of its length. Invariant: the module may change the entries in between, so types, lengths and
+// places are copied to `reported` after the first call; the second call's lengths are checked against these, and values
+// are read from our places, never from the module's pointers.
+
 namespace {
 
 // The bytes behind each value: a text's terminator, and the rest of a date.
 constexpr CK_ULONG kSpare = 16;
 
 // An entry as the token first reported it; the length that it returns later is checked against this.
-struct Announced
+struct Reported
 {
     CK_ATTRIBUTE_TYPE type;
     std::size_t offset; // of its value
     CK_ULONG capacity;
 };
 
-// Calls the module for the template itself, which it fills as it does the template of a call.
+// Reads the template, which the module fills like the template of a C_GetAttributeValue.
 bool fetchEntries(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ATTRIBUTE* entries,
                   CK_ULONG count)
 {
@@ -56,18 +61,18 @@ jobject buildValue(JNIEnv* env, ValueKind kind, unsigned char* bytes, CK_ULONG l
     return nullptr;
 }
 
-bool buildEntry(JNIEnv* env, const CK_ATTRIBUTE& entry, const Announced& announced, unsigned char* values,
+bool buildEntry(JNIEnv* env, const CK_ATTRIBUTE& entry, const Reported& reported, unsigned char* values,
                 jintArray types, jobjectArray results, jsize index)
 {
-    if (!require(env, entry.ulValueLen <= announced.capacity, CKR_BUFFER_TOO_SMALL))
+    if (!require(env, entry.ulValueLen <= reported.capacity, CKR_BUFFER_TOO_SMALL))
         return false;
-    jint type = toJava(announced.type);
+    jint type = toJava(reported.type);
     env->SetIntArrayRegion(types, index, 1, &type);
-    jobject value = buildValue(env, attributeKind(announced.type), values + announced.offset, entry.ulValueLen);
+    jobject value = buildValue(env, attributeKind(reported.type), values + reported.offset, entry.ulValueLen);
     return value != nullptr ? storeElement(env, results, index, value) : env->ExceptionCheck() != JNI_TRUE;
 }
 
-jobject buildTemplate(JNIEnv* env, const CK_ATTRIBUTE* entries, const Announced* announced, unsigned char* values,
+jobject buildTemplate(JNIEnv* env, const CK_ATTRIBUTE* entries, const Reported* reported, unsigned char* values,
                       jsize count)
 {
     jclass object = env->FindClass("java/lang/Object");
@@ -75,7 +80,7 @@ jobject buildTemplate(JNIEnv* env, const CK_ATTRIBUTE* entries, const Announced*
     jobjectArray results = types != nullptr ? env->NewObjectArray(count, object, nullptr) : nullptr;
     bool built = results != nullptr;
     for (jsize i = 0; built && i < count; ++i)
-        built = buildEntry(env, entries[i], announced[i], values, types, results, i);
+        built = buildEntry(env, entries[i], reported[i], values, types, results, i);
 
     jobject result =
         built ? newJavaObject(env, "com/kelvane/pkcs11/Template", "([I[Ljava/lang/Object;)V", types, results) : nullptr;
@@ -85,13 +90,13 @@ jobject buildTemplate(JNIEnv* env, const CK_ATTRIBUTE* entries, const Announced*
     return result;
 }
 
-// The second step, once the types and lengths of the entries are known: all values with one call.
+// The second call: all values, now that the types and lengths of the entries are known.
 jobject readEntryValues(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYPE type, CK_ATTRIBUTE* entries,
-                        Announced* announced, CK_ULONG count, StackBudget budget)
+                        Reported* reported, CK_ULONG count, StackBudget budget)
 {
     std::size_t size = 0;
     for (CK_ULONG i = 0; i < count; ++i) {
-        announced[i] = {entries[i].type, size, entries[i].ulValueLen};
+        reported[i] = {entries[i].type, size, entries[i].ulValueLen};
         size = addSize(size, reservedSize(addSize(entries[i].ulValueLen, kSpare)));
     }
     EncodeBuffer values;
@@ -102,11 +107,11 @@ jobject readEntryValues(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_
     }
 
     for (CK_ULONG i = 0; i < count; ++i)
-        entries[i] = {announced[i].type, announced[i].capacity != 0 ? values.bytes + announced[i].offset : nullptr,
-                      announced[i].capacity};
+        entries[i] = {reported[i].type, reported[i].capacity != 0 ? values.bytes + reported[i].offset : nullptr,
+                      reported[i].capacity};
     if (count != 0 && !fetchEntries(env, handles, type, entries, count))
         return nullptr;
-    return buildTemplate(env, entries, announced, values.bytes, static_cast<jsize>(count));
+    return buildTemplate(env, entries, reported, values.bytes, static_cast<jsize>(count));
 }
 
 } // namespace
@@ -118,15 +123,15 @@ jobject readTemplate(JNIEnv* env, const ObjectHandles& handles, CK_ATTRIBUTE_TYP
     if (!require(env, length % sizeof(CK_ATTRIBUTE) == 0, CKR_ATTRIBUTE_VALUE_INVALID))
         return nullptr;
     EncodeBuffer shape;
-    RESERVE_STACK(budget, shape, arraySize(count, sizeof(CK_ATTRIBUTE) + sizeof(Announced)));
+    RESERVE_STACK(budget, shape, arraySize(count, sizeof(CK_ATTRIBUTE) + sizeof(Reported)));
     if (shape.bytes == nullptr) {
         throwPKCS11Exception(env, 0, "alloca() failed");
         return nullptr;
     }
 
-    auto* announced = reinterpret_cast<Announced*>(shape.bytes);
-    auto* entries = reinterpret_cast<CK_ATTRIBUTE*>(announced + count);
+    auto* reported = reinterpret_cast<Reported*>(shape.bytes);
+    auto* entries = reinterpret_cast<CK_ATTRIBUTE*>(reported + count);
     if (count != 0 && !fetchEntries(env, handles, type, entries, count))
         return nullptr;
-    return readEntryValues(env, handles, type, entries, announced, count, budget);
+    return readEntryValues(env, handles, type, entries, reported, count, budget);
 }

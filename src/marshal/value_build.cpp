@@ -11,8 +11,8 @@
 
 namespace {
 
-// Reads a number as sscanf does for %04d and %02d: blanks before it are skipped, and a sign is one of its characters.
-// (sscanf itself would make the library demand the C library of the system that it was built on.)
+// Reads a number as sscanf does for %04d and %02d: leading blanks are skipped, and a sign counts as a character.
+// (With sscanf itself the library would need the C library of the system that it was built on.)
 bool scanNumber(const char** next, int width, int* number)
 {
     while (**next == ' ' || (**next >= '\t' && **next <= '\r'))

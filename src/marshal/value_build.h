@@ -5,7 +5,7 @@
 
 #include "marshal/attribute_kinds.h"
 
-/// Whether the first byte is not 0, and the number; what was read also after raising.
+/// Whether the first byte is not 0, and the number; the value is returned also after raising.
 jboolean booleanOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
 jint integerOf(JNIEnv* env, const unsigned char* bytes, CK_ULONG length);
 

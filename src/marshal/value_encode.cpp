@@ -16,7 +16,7 @@
 
 namespace {
 
-// The size of an array that a value may be; 0 for another value.
+// The length of a value that is a byte[]; 0 for another value.
 bool arrayValueSize(JNIEnv* env, jobject value, const char* className, std::size_t elementSize, std::size_t* size)
 {
     Instance array = testInstance(env, value, className);
@@ -95,7 +95,7 @@ namespace {
 
 constexpr const char* kNoSpace = "no space for encoded attribute!";
 
-// Copies an encoded value to where it belongs; raises when there is no place for it.
+// Copies an encoded value to its place; raises when it does not fit.
 bool store(JNIEnv* env, const void* bytes, CK_ULONG size, void* dest, CK_ULONG* len)
 {
     if (dest == nullptr || size > *len)
@@ -105,7 +105,7 @@ bool store(JNIEnv* env, const void* bytes, CK_ULONG size, void* dest, CK_ULONG* 
     return true;
 }
 
-// The ID of a method without arguments of a class, the reference to which is dropped; null with the lookup error
+// The ID of a method without arguments of a class, the reference to which is deleted; null with the lookup error
 // pending.
 jmethodID methodOf(JNIEnv* env, jclass type, const char* name, const char* signature)
 {
@@ -139,7 +139,7 @@ bool encodeString(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
                       kNoSpace);
 }
 
-// The day in UTC as 8 digits. Times before 1970 are refused, and years that 4 digits do not hold.
+// The day in UTC as 8 digits. Times before 1970 and years of more than 4 digits are refused.
 bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
 {
     if (value == nullptr) {
@@ -156,7 +156,7 @@ bool encodeDate(JNIEnv* env, jobject value, CK_ATTRIBUTE* attr)
     jlong milliseconds = env->CallLongMethod(value, getTime);
     if (env->ExceptionCheck() == JNI_TRUE)
         return false;
-    // The calendar is computed: that of a C library may end earlier.
+    // The date is computed here: a C library's calendar may end earlier.
     using namespace std::chrono;
     auto days = floor<std::chrono::days>(sys_time<std::chrono::milliseconds>{std::chrono::milliseconds{milliseconds}});
     if (milliseconds < 0 || days > sys_days{year{9999} / December / 31})

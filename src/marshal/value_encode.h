@@ -1,5 +1,5 @@
-// Attribute values: a Java value as the bytes that a module gets. Sizing comes first, from the kind that the
-// attribute's type has; encoding checks every byte against the area that is left, since another thread may change an
+// Encoding a Java value as the bytes of an attribute. Sizing comes first, by the kind of the attribute's type;
+// encoding checks every byte against the area that is left, since another thread may change an
 // array between the two.
 #pragma once
 
@@ -15,20 +15,20 @@
 /// that is not of its kind. False when the virtual machine's error is pending.
 bool encodedValueSize(JNIEnv* env, ValueKind kind, jobject value, std::size_t* size);
 
-/// The same for a value of this attribute in a template, which is not looked at where the kind alone decides.
+/// The same for a value of this attribute in a template; the value is not examined where the kind decides alone.
 bool encodedElementSize(JNIEnv* env, ValueKind kind, jobjectArray values, jsize index, std::size_t* size);
 
 /// The same for what is known to be a BigInteger.
 bool bigIntegerSize(JNIEnv* env, jobject value, std::size_t* size);
 
-/// Where values are encoded one after the other.
+/// The position at which the next value is encoded.
 struct EncodeArea
 {
     unsigned char* cursor;
     unsigned char* end;
 };
 
-/// All of a reservation; no bytes at all for one that was refused.
+/// The whole of a reservation; empty for one that was refused.
 inline EncodeArea areaIn(const EncodeBuffer& buffer)
 {
     return {buffer.bytes, buffer.bytes != nullptr ? buffer.bytes + buffer.size : nullptr};

@@ -67,7 +67,7 @@ Outcome callInit(JNIEnv* env, const SessionHandles& handles, InitFunction functi
     });
 }
 
-// From the mechanism to the module's answer. `encoded` is reserved for the mechanism.
+// Encodes the mechanism into `encoded`, its reservation, and starts the operation.
 bool startOperation(JNIEnv* env, const SessionHandles& handles, InitFunction function, const JavaMechanism& mechanism,
                     CK_OBJECT_HANDLE key, const EncodeBuffer& encoded)
 {

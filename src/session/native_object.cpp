@@ -1,5 +1,5 @@
-// The native methods of NativePKCS11Object that copy, destroy, measure and change the object. Values are encoded before
-// the receiver is looked at, so that a bad one is reported first.
+// The native methods of NativePKCS11Object that copy and destroy the object, and read its size and set its attributes.
+// Values are encoded before the receiver is resolved, so that a wrong value is reported first.
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-// C_GenerateRandom and C_SeedRandom differ in the direction of the data alone: `releaseMode`.
+// C_GenerateRandom and C_SeedRandom differ only in the direction of the data: `releaseMode`.
 template <typename Function>
 void randomCall(JNIEnv* env, jobject session, jbyteArray array, jint offset, jint length, Function function,
                 jint releaseMode)
@@ -130,8 +130,8 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Session_setOperationState(JNIEnv* e
         !optionalHandleOf(env, authenticationKey, &authenticationHandle) || !resolveSession(env, session, &handles))
         return;
 
-    // A state that cannot be pinned is raised, and the call goes on with a null pointer: the module is asked all the
-    // same, and Java sees the exception raised first.
+    // A state that cannot be pinned is raised, and the module is still called, with a null pointer; Java sees the
+    // exception raised first.
     PinnedBytes pinned = {};
     if (state == nullptr || !pinArray(env, state, &pinned))
         throwPKCS11Exception(env, 0, "setOperationState(): can't get elements");

@@ -92,7 +92,7 @@ jobjectArray Java_com_kelvane_pkcs11_nat_NativePKCS11Session_generateKeyPair(
         return nullptr;
 
     jobjectArray pair = newKeyPair(env, session, publicKey, privateKey);
-    if (pair == nullptr) { // half a pair is of no use to anyone
+    if (pair == nullptr) { // a key without its counterpart is useless
         discardObject(env, handles, publicKey);
         discardObject(env, handles, privateKey);
     }
@@ -208,7 +208,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Session_deriveKey(JNIEnv* env, j
                    ">%lu<\n",
                    static_cast<unsigned long>(key));
 
-    // What could not be handed back is raised, and then Java never sees the key either.
+    // An output that could not be returned is raised; the key is then destroyed too.
     if (env->ExceptionCheck() == JNI_TRUE) {
         discardObject(env, handles, key);
         return nullptr;

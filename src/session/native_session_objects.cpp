@@ -1,5 +1,5 @@
-// The native methods of NativePKCS11Session that make, find and destroy objects. A template is encoded before the
-// receiver is looked at, so that a bad one is reported first.
+// The native methods of NativePKCS11Session that create, find and destroy objects. A template is encoded before the
+// receiver is resolved, so that a wrong one is reported first.
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
 

@@ -1,4 +1,4 @@
-// The native methods of NativePKCS11Slot that report what a slot, its token and its mechanisms are.
+// The native methods of NativePKCS11Slot that describe a slot, its token and its mechanisms.
 
 #include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
 
@@ -10,8 +10,8 @@
 
 namespace {
 
-// Writes the types of `list` behind it, each at its first occurrence, and returns how many there are. The scan is
-// quadratic: lists are short, and their order is kept.
+// Writes the types of `list` behind it, each once, and returns their number. The scan is quadratic: lists are short,
+// and their order is kept.
 CK_ULONG collectUnique(CK_MECHANISM_TYPE* list, CK_ULONG count)
 {
     CK_MECHANISM_TYPE* unique = list + count;
@@ -54,7 +54,7 @@ jobject Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_getTokenInfo(JNIEnv* env, j
     if (!checkResult(env, callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_GetTokenInfo, handles.slot, &info)))
         return nullptr;
 
-    jstring time = nullptr; // of a token with a clock alone
+    jstring time = nullptr; // null for a token without a clock
     jstring serialNumber = nullptr;
     jstring model = nullptr;
     jstring manufacturer = nullptr;

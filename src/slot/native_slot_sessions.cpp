@@ -27,7 +27,7 @@ void Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_initToken(JNIEnv* env, jobject
     if (!resolveSlot(env, slot, &handles))
         return;
 
-    // 32 bytes padded with blanks; the zero behind them is for modules that take the label for a C string.
+    // 32 bytes padded with blanks; the zero behind them is for modules that read the label as a C string.
     std::array<CK_UTF8CHAR, 33> paddedLabel = {};
     CK_ULONG labelLength = paddedLabel.size() - 1;
     std::fill_n(paddedLabel.begin(), labelLength, CK_UTF8CHAR{' '});
