@@ -18,8 +18,8 @@ import java.util.stream.Collectors;
 import java.util.stream.Stream;
 
 /**
- * The kinds of attributes: the class that a value is read as, then what is taken besides. {@link PKCS11Constants} says
- * of which kind an attribute is, and the native library's table is made from there.
+ * The kinds of attributes: the class that a value is read as, then the other classes accepted. {@link PKCS11Constants}
+ * has the attributes of each kind, and the native library's table is generated from it.
  */
 enum AttributeKind {
     BOOLEAN(Boolean.class),
@@ -52,7 +52,7 @@ enum AttributeKind {
         this.classes = List.of(classes);
     }
 
-    /** The kinds by attribute type, built from the constants when one is first asked for. */
+    /** The kinds by attribute type, built from the constants at the first use. */
     private static final class Kinds {
         static final Map<Integer, AttributeKind> BY_TYPE = new HashMap<>();
 
@@ -76,7 +76,7 @@ enum AttributeKind {
     /**
      * Checks that a template can have an attribute with a value.
      *
-     * @throws IllegalArgumentException naming the attribute, what it takes, and the class it was given
+     * @throws IllegalArgumentException naming the attribute, the classes that it takes, and the value's class
      */
     static void check(int type, Object value) {
         AttributeKind kind = Kinds.BY_TYPE.get(type);
@@ -90,7 +90,8 @@ enum AttributeKind {
                 .collect(Collectors.joining(" or ")) + ", not " + (value == null ? null
                 : value.getClass().getSimpleName()));
         }
-        if (value instanceof Template && Stream.of(((Template) value).getValues()).anyMatch(Template.class::isInstance)) {
+        if (value instanceof Template
+            && Stream.of(((Template) value).getValues()).anyMatch(Template.class::isInstance)) {
             throw refused(type, "takes a Template that holds no further one");
         }
     }

@@ -15,12 +15,12 @@ public class CK_AES_CBC_ENCRYPT_DATA_PARAMS {
     /** The data, whole blocks of the cipher. */
     public byte[] pData;
 
-    /** Builds the parameter with all fields null. */
+    /** Creates the parameter with all fields null. */
     public CK_AES_CBC_ENCRYPT_DATA_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param iv the initialisation vector of 16 bytes
      * @param pData the data, whole blocks of the cipher

@@ -13,12 +13,12 @@ public class CK_AES_CTR_PARAMS {
     /** The first counter block of 16 bytes. */
     public byte[] cb;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_AES_CTR_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param ulCounterBits the number of bits at the end of the counter block that count up
      * @param cb the first counter block of 16 bytes

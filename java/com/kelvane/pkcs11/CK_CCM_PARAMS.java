@@ -12,18 +12,18 @@ public class CK_CCM_PARAMS {
     /** The nonce, 7 to 13 bytes: the longer it is, the shorter the data may be. */
     public byte[] pNonce;
 
-    /** The additional authenticated data; null if there is none. */
+    /** The additional authenticated data; null for none. */
     public byte[] pAAD;
 
     /** The length of the MAC in bytes, an even number from 4 to 16; the MAC is the end of the encrypted data. */
     public int ulMACLen;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_CCM_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param ulDataLen the length of the data in bytes, without the MAC
      * @param pNonce the nonce

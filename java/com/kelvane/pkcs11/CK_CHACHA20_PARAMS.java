@@ -12,12 +12,12 @@ public class CK_CHACHA20_PARAMS {
     /** The nonce, 8, 12 or 24 bytes; never to be used twice with one key. */
     public byte[] pNonce;
 
-    /** Builds the parameter with all fields null. */
+    /** Creates the parameter with all fields null. */
     public CK_CHACHA20_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param pBlockCounter the number of the first block, 4 or 8 bytes, the least significant one first
      * @param pNonce the nonce, 8, 12 or 24 bytes

@@ -7,18 +7,18 @@ import com.kelvane.pkcs11.nat.NativePKCS11Object;
  * {@link CK_SP800_108_KDF_PARAMS#pAdditionalDerivedKeys}.
  */
 public class CK_DERIVED_KEY {
-    /** The attributes that the key is to have; null for none. */
+    /** The template of the key; null for none. */
     public Template pTemplate;
 
     /** Receives the key. */
     public NativePKCS11Object phKey;
 
-    /** Builds the parameter with all fields null. */
+    /** Creates the parameter with all fields null. */
     public CK_DERIVED_KEY() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param pTemplate the attributes that the key is to have, or null
      * @param phKey receives the key

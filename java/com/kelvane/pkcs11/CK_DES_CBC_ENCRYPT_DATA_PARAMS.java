@@ -14,12 +14,12 @@ public class CK_DES_CBC_ENCRYPT_DATA_PARAMS {
     /** The data, whole blocks of the cipher. */
     public byte[] pData;
 
-    /** Builds the parameter with all fields null. */
+    /** Creates the parameter with all fields null. */
     public CK_DES_CBC_ENCRYPT_DATA_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param iv the initialisation vector of 8 bytes
      * @param pData the data, whole blocks of the cipher

@@ -25,12 +25,12 @@ public class CK_ECDH1_DERIVE_PARAMS {
     /** The other side's public key, a point of the curve; null is no bytes. */
     public byte[] publicData;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_ECDH1_DERIVE_PARAMS() {
     }
 
     /**
-     * Builds the parameter and takes the lengths from the arrays.
+     * Creates the parameter and takes the lengths from the arrays.
      *
      * @param kdf the key derivation function
      * @param sharedData data shared by both sides, or null

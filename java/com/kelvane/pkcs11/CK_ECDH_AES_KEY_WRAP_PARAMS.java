@@ -14,15 +14,15 @@ public class CK_ECDH_AES_KEY_WRAP_PARAMS {
     /** The key derivation function, one of the {@code CKD_} values. */
     public int kdf;
 
-    /** Data that both sides share; null if there is none. */
+    /** Data that both sides share; null for none. */
     public byte[] pSharedData;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_ECDH_AES_KEY_WRAP_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param ulAESKeyBits the length of the AES key in bits
      * @param kdf the key derivation function

@@ -37,7 +37,7 @@ public class CK_ECMQV_DERIVE_PARAMS {
     /** The object handle of the first public key. */
     public int publicKey;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_ECMQV_DERIVE_PARAMS() {
     }
 }

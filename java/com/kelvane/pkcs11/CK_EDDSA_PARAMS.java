@@ -9,15 +9,15 @@ public class CK_EDDSA_PARAMS {
     /** Whether a hash of the message is signed (Ed25519ph, Ed448ph). */
     public boolean phFlag;
 
-    /** The context, up to 255 bytes; null if there is none. */
+    /** The context, up to 255 bytes; null for none. */
     public byte[] pContextData;
 
-    /** Builds the parameter with all fields false and null. */
+    /** Creates the parameter with all fields false and null. */
     public CK_EDDSA_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param phFlag whether a hash of the message is signed
      * @param pContextData the context, or null

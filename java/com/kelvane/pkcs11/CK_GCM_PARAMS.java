@@ -16,7 +16,7 @@ public class CK_GCM_PARAMS {
     /** The length of the initialisation vector in bytes, 12 as a rule. */
     public int ulIvLen;
 
-    /** The additional authenticated data; null if there is none. */
+    /** The additional authenticated data; null for none. */
     public byte[] pAAD;
 
     /** The length of the additional authenticated data in bytes. */
@@ -25,12 +25,12 @@ public class CK_GCM_PARAMS {
     /** The length of the authentication tag in bits, 0 to 128; the tag is the end of the encrypted data. */
     public int ulTagBits;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_GCM_PARAMS() {
     }
 
     /**
-     * Builds the parameter and takes the lengths from the arrays.
+     * Creates the parameter and takes the lengths from the arrays.
      *
      * @param iv the initialisation vector
      * @param aad the additional authenticated data, or null

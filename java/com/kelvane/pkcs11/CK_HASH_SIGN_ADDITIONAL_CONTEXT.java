@@ -13,18 +13,18 @@ public class CK_HASH_SIGN_ADDITIONAL_CONTEXT {
      */
     public int hedgeVariant;
 
-    /** The context, up to 255 bytes; null if there is none. */
+    /** The context, up to 255 bytes; null for none. */
     public byte[] pContext;
 
     /** The hash function of what is signed, a mechanism type: {@code CKM_SHA256}, ... */
     public int hash;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_HASH_SIGN_ADDITIONAL_CONTEXT() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param hedgeVariant whether the signature is hedged with random numbers, one of
      *     {@code CKH_HEDGE_PREFERRED}, {@code CKH_HEDGE_REQUIRED} and {@code CKH_DETERMINISTIC_REQUIRED}

@@ -22,21 +22,21 @@ public class CK_HKDF_PARAMS {
      */
     public int ulSaltType;
 
-    /** The salt for {@code CKF_HKDF_SALT_DATA}; null if there is none. */
+    /** The salt for {@code CKF_HKDF_SALT_DATA}; null for none. */
     public byte[] pSalt;
 
-    /** The key that is the salt for {@code CKF_HKDF_SALT_KEY}; null if there is none. */
+    /** The key that is the salt for {@code CKF_HKDF_SALT_KEY}; null for none. */
     public NativePKCS11Object hSaltKey;
 
-    /** What the derived key is for; null if nothing is said. */
+    /** The context of the derived key; null for none. */
     public byte[] pInfo;
 
-    /** Builds the parameter with all fields 0, false and null. */
+    /** Creates the parameter with all fields 0, false and null. */
     public CK_HKDF_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param bExtract whether the first step is done
      * @param bExpand whether the second step is done

@@ -10,12 +10,12 @@ public class CK_KEY_DERIVATION_STRING_DATA {
     /** The data, whole blocks of the cipher. */
     public byte[] pData;
 
-    /** Builds the parameter with no bytes. */
+    /** Creates the parameter with no bytes. */
     public CK_KEY_DERIVATION_STRING_DATA() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param pData the data, whole blocks of the cipher
      */

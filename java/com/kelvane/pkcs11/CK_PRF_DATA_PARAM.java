@@ -13,17 +13,17 @@ public class CK_PRF_DATA_PARAM {
 
     /**
      * Its value by its type: a {@link CK_SP800_108_COUNTER_FORMAT}, a {@link CK_SP800_108_DKM_LENGTH_FORMAT}, a
-     * {@code byte[]}, a {@link com.kelvane.pkcs11.nat.NativePKCS11Object}; null if it has none, as the iteration
+     * {@code byte[]}, a {@link com.kelvane.pkcs11.nat.NativePKCS11Object}; null if it has no value, as the iteration
      * variable of the feedback and double-pipeline modes.
      */
     public Object pValue;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_PRF_DATA_PARAM() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param type what it is: {@code CK_SP800_108_ITERATION_VARIABLE}, {@code CK_SP800_108_COUNTER},
      *     {@code CK_SP800_108_DKM_LENGTH}, {@code CK_SP800_108_BYTE_ARRAY} or

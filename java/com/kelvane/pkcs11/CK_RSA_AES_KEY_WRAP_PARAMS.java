@@ -11,12 +11,12 @@ public class CK_RSA_AES_KEY_WRAP_PARAMS {
     /** How the AES key is wrapped; null is refused with {@code CKR_MECHANISM_PARAM_INVALID} (0x71). */
     public CK_RSA_PKCS_OAEP_PARAMS pOAEPParams;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_RSA_AES_KEY_WRAP_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param ulAESKeyBits the length of the AES key in bits
      * @param pOAEPParams how the AES key is wrapped

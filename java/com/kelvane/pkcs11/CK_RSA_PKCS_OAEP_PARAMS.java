@@ -24,12 +24,12 @@ public class CK_RSA_PKCS_OAEP_PARAMS {
     /** The length of the encoding parameter in bytes. */
     public int ulSourceDataLen;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_RSA_PKCS_OAEP_PARAMS() {
     }
 
     /**
-     * Builds the parameter with the source {@code CKZ_DATA_SPECIFIED} and takes the length from the array.
+     * Creates the parameter with the source {@code CKZ_DATA_SPECIFIED} and takes the length from the array.
      *
      * @param hashAlg the hash function, a mechanism type
      * @param mgf the mask generation function

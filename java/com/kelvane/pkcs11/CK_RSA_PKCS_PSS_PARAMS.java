@@ -15,12 +15,12 @@ public class CK_RSA_PKCS_PSS_PARAMS {
     /** The length of the salt in bytes, as a rule that of the hash value. */
     public int sLen;
 
-    /** Builds the parameter with all fields 0. */
+    /** Creates the parameter with all fields 0. */
     public CK_RSA_PKCS_PSS_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param hashAlg the hash function, a mechanism type
      * @param mgf the mask generation function

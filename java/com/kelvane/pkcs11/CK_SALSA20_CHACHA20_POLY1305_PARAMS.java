@@ -10,15 +10,15 @@ public class CK_SALSA20_CHACHA20_POLY1305_PARAMS {
     /** The nonce: 8, 12 or 24 bytes, as the cipher has it. */
     public byte[] pNonce;
 
-    /** The additional authenticated data; null if there is none. */
+    /** The additional authenticated data; null for none. */
     public byte[] pAAD;
 
-    /** Builds the parameter with all fields null. */
+    /** Creates the parameter with all fields null. */
     public CK_SALSA20_CHACHA20_POLY1305_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param pNonce the nonce
      * @param pAAD the additional authenticated data, or null

@@ -14,15 +14,15 @@ public class CK_SIGN_ADDITIONAL_CONTEXT {
      */
     public int hedgeVariant;
 
-    /** The context, up to 255 bytes; null if there is none. */
+    /** The context, up to 255 bytes; null for none. */
     public byte[] pContext;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_SIGN_ADDITIONAL_CONTEXT() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param hedgeVariant whether the signature is hedged with random numbers, one of
      *     {@code CKH_HEDGE_PREFERRED}, {@code CKH_HEDGE_REQUIRED} and {@code CKH_DETERMINISTIC_REQUIRED}

@@ -11,12 +11,12 @@ public class CK_SP800_108_COUNTER_FORMAT {
     /** The width of the counter, a multiple of 8. */
     public int ulWidthInBits;
 
-    /** Builds the parameter with all fields false and 0. */
+    /** Creates the parameter with all fields false and 0. */
     public CK_SP800_108_COUNTER_FORMAT() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param bLittleEndian whether the least significant byte goes first
      * @param ulWidthInBits the width of the counter, a multiple of 8

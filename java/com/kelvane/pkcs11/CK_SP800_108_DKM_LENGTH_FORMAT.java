@@ -17,12 +17,12 @@ public class CK_SP800_108_DKM_LENGTH_FORMAT {
     /** The width of the length, a multiple of 8. */
     public int ulWidthInBits;
 
-    /** Builds the parameter with all fields 0 and false. */
+    /** Creates the parameter with all fields 0 and false. */
     public CK_SP800_108_DKM_LENGTH_FORMAT() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param dkmLengthMethod what is counted, {@code CK_SP800_108_DKM_LENGTH_SUM_OF_KEYS} or
      *     {@code CK_SP800_108_DKM_LENGTH_SUM_OF_SEGMENTS}

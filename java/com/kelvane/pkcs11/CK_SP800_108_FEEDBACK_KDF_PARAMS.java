@@ -12,18 +12,18 @@ public class CK_SP800_108_FEEDBACK_KDF_PARAMS {
     /** The data for it, piece by piece. */
     public CK_PRF_DATA_PARAM[] pDataParams;
 
-    /** The initialisation vector; null if there is none. */
+    /** The initialisation vector; null for none. */
     public byte[] pIV;
 
-    /** Keys to be derived besides the one that {@code deriveKey} returns; null if there are none. */
+    /** Keys to be derived besides the one that {@code deriveKey} returns; null for none. */
     public CK_DERIVED_KEY[] pAdditionalDerivedKeys;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_SP800_108_FEEDBACK_KDF_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param prfType the pseudo-random function, a mechanism type: {@code CKM_SHA256_HMAC},
      *     {@code CKM_AES_CMAC}, ...

@@ -24,12 +24,12 @@ public class CK_SSL3_KEY_MAT_OUT {
     /** The server's key. */
     public PKCS11Object serverKey;
 
-    /** Builds an output that takes no initialisation vectors. */
+    /** Creates an output that takes no initialisation vectors. */
     public CK_SSL3_KEY_MAT_OUT() {
     }
 
     /**
-     * Builds an output with new arrays for the initialisation vectors.
+     * Creates an output with new arrays for the initialisation vectors.
      *
      * @param ivBytes the length of an initialisation vector in bytes
      */

@@ -5,7 +5,7 @@ package com.kelvane.pkcs11;
  * ({@code CK_SSL3_KEY_MAT_PARAMS}).
  *
  * <p>Objects are kept by reference: the four keys and two initialisation vectors come back in
- * {@link #returnedKeyMaterial}. Its two arrays are the room for the vectors: an {@link #ivSizeInBits} that they,
+ * {@link #returnedKeyMaterial}. Its two arrays are the buffers for the vectors: an {@link #ivSizeInBits} that they,
  * rounded up to 16 bytes with the rest of the parameter, cannot hold, or that is negative, is refused with
  * {@code CKR_MECHANISM_PARAM_INVALID} (0x71).
  */
@@ -28,12 +28,12 @@ public class CK_SSL3_KEY_MAT_PARAMS {
     /** The output; null is refused with {@code CKR_MECHANISM_PARAM_INVALID} (0x71). */
     public CK_SSL3_KEY_MAT_OUT returnedKeyMaterial;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_SSL3_KEY_MAT_PARAMS() {
     }
 
     /**
-     * Builds the parameter with a new output that has room for the initialisation vectors.
+     * Creates the parameter with a new output with arrays for the initialisation vectors.
      *
      * @param macSizeInBits the length of a MAC secret in bits
      * @param keySizeInBits the length of a key in bits

@@ -13,17 +13,17 @@ public class CK_SSL3_MASTER_KEY_DERIVE_PARAMS {
     public CK_SSL3_RANDOM_DATA random_data;
 
     /**
-     * The protocol version. It must not be null where the token writes it; for the {@code _DH} mechanisms null stands
+     * The protocol version. It must not be null where the token writes it; for the {@code _DH} mechanisms null is sent
      * for version 0.0.
      */
     public CK_VERSION version;
 
-    /** Builds the parameter with both fields null. */
+    /** Creates the parameter with both fields null. */
     public CK_SSL3_MASTER_KEY_DERIVE_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param randomData the random data of both sides
      * @param version the protocol version, an object that the token may write

@@ -13,12 +13,12 @@ public class CK_SSL3_RANDOM_DATA {
     /** The server's random data, 32 bytes in SSL 3.0 and TLS; null is no bytes. */
     public byte[] serverRandom;
 
-    /** Builds the data with both fields null. */
+    /** Creates the data with both fields null. */
     public CK_SSL3_RANDOM_DATA() {
     }
 
     /**
-     * Builds the data.
+     * Creates the data.
      *
      * @param clientRandom the client's random data
      * @param serverRandom the server's random data

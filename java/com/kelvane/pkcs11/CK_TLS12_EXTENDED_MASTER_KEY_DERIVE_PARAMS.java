@@ -15,16 +15,16 @@ public class CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS {
 
     /**
      * Receives the version that the client has offered; null for
-     * {@code CKM_TLS12_EXTENDED_MASTER_KEY_DERIVE_DH}, which tells none.
+     * {@code CKM_TLS12_EXTENDED_MASTER_KEY_DERIVE_DH}, which returns none.
      */
     public CK_VERSION pVersion;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param prfHashMechanism the hash function of the pseudo-random function, a mechanism type:
      *     {@code CKM_SHA256}, ...

@@ -6,7 +6,7 @@ package com.kelvane.pkcs11;
  * in its arrays: as many bytes as each is long.
  *
  * <p>A length of the initialisation vectors that reaches outside the memory set aside for the parameter is refused
- * with {@code CKR_MECHANISM_PARAM_INVALID} (0x71): both arrays together must have room for both of them.
+ * with {@code CKR_MECHANISM_PARAM_INVALID} (0x71): the two arrays together must be long enough for both.
  */
 public class CK_TLS12_KEY_MAT_PARAMS {
     /** The length of the MAC keys in bits; 0 for ciphers that need none. */
@@ -30,12 +30,12 @@ public class CK_TLS12_KEY_MAT_PARAMS {
     /** The hash function of the pseudo-random function, a mechanism type: {@code CKM_SHA256}, ... */
     public int prfHashMechanism;
 
-    /** Builds the parameter with all fields 0, false and null. */
+    /** Creates the parameter with all fields 0, false and null. */
     public CK_TLS12_KEY_MAT_PARAMS() {
     }
 
     /**
-     * Builds the parameter with a new output that has room for the initialisation vectors.
+     * Creates the parameter with a new output with arrays for the initialisation vectors.
      *
      * @param ulMacSizeInBits the length of the MAC keys in bits
      * @param ulKeySizeInBits the length of the keys in bits

@@ -10,19 +10,19 @@ public class CK_TLS12_MASTER_KEY_DERIVE_PARAMS {
 
     /**
      * Receives the version that the client has offered; null for {@code CKM_TLS12_MASTER_KEY_DERIVE_DH}, which
-     * tells none.
+     * returns none.
      */
     public CK_VERSION pVersion;
 
     /** The hash function of the pseudo-random function, a mechanism type: {@code CKM_SHA256}, ... */
     public int prfHashMechanism;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_TLS12_MASTER_KEY_DERIVE_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param RandomInfo the random bytes of both sides
      * @param pVersion receives the version that the client has offered, or null

@@ -19,15 +19,15 @@ public class CK_TLS_KDF_PARAMS {
     /** The random bytes of both sides. */
     public CK_SSL3_RANDOM_DATA RandomInfo;
 
-    /** The context; null if there is none. */
+    /** The context; null for none. */
     public byte[] pContextData;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_TLS_KDF_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param prfMechanism the hash function of the pseudo-random function, a mechanism type:
      *     {@code CKM_SHA256}, ..., or {@code CKM_TLS_PRF} before version 1.2

@@ -17,12 +17,12 @@ public class CK_TLS_MAC_PARAMS {
     /** 1 for the label "server finished", 2 for "client finished". */
     public int ulServerOrClient;
 
-    /** Builds the parameter with all fields 0. */
+    /** Creates the parameter with all fields 0. */
     public CK_TLS_MAC_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param prfHashMechanism the hash function of the pseudo-random function, a mechanism type:
      *     {@code CKM_SHA256}, ..., or {@code CKM_TLS_PRF} before version 1.2

@@ -15,12 +15,12 @@ public class CK_TLS_PRF_PARAMS {
     /** The token writes it; its length is the number of bytes wanted. With null there is nothing to write. */
     public byte[] output;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_TLS_PRF_PARAMS() {
     }
 
     /**
-     * Builds the parameter with a new output array.
+     * Creates the parameter with a new output array.
      *
      * @param seed the seed
      * @param label the identifying label

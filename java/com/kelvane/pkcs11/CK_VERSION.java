@@ -11,12 +11,12 @@ public class CK_VERSION {
     /** The minor part, unsigned: 0 for SSL 3.0, 1 for TLS 1.0. */
     public byte minor;
 
-    /** Builds the version 0.0. */
+    /** Creates the version 0.0. */
     public CK_VERSION() {
     }
 
     /**
-     * Builds a version.
+     * Creates a version.
      *
      * @param major the major part, 0 to 255
      * @param minor the minor part, 0 to 255

@@ -29,12 +29,12 @@ public class CK_X9_42_DH2_DERIVE_PARAMS {
     /** The second public value of the other side. */
     public byte[] pPublicData2;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_X9_42_DH2_DERIVE_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param kdf what is done with the shared secret: {@code CKD_NULL}, {@code CKD_SHA1_KDF_ASN1} or
      *     {@code CKD_SHA1_KDF_CONCATENATE}

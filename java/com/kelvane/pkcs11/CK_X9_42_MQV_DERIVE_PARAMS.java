@@ -32,12 +32,12 @@ public class CK_X9_42_MQV_DERIVE_PARAMS {
     /** The own public key that belongs to the first pair. */
     public NativePKCS11Object publicKey;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public CK_X9_42_MQV_DERIVE_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param kdf what is done with the shared secret: {@code CKD_NULL}, {@code CKD_SHA1_KDF_ASN1} or
      *     {@code CKD_SHA1_KDF_CONCATENATE}

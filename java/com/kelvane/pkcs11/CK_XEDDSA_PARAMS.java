@@ -7,12 +7,12 @@ public class CK_XEDDSA_PARAMS {
     /** The hash function, a mechanism type: {@code CKM_SHA512}, ... */
     public int hash;
 
-    /** Builds the parameter with all fields 0. */
+    /** Creates the parameter with all fields 0. */
     public CK_XEDDSA_PARAMS() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param hash the hash function, a mechanism type: {@code CKM_SHA512}, ...
      */

@@ -15,7 +15,7 @@ import java.util.stream.Stream;
  * to itself. {@link PKCS11Object#readAttributes} reads them.
  */
 public final class PKCS11Attributes {
-    /** What the library says of a length that no array has: modules tell -1 for an attribute that is absent. */
+    /** The native library's text for a length that no array has: modules report -1 for an attribute that is absent. */
     private static final String NO_LENGTH = "NewByteArray() failed";
 
     /** The values by their types; null for one that is empty. */
@@ -37,7 +37,7 @@ public final class PKCS11Attributes {
             } catch (PKCS11Exception e) {
                 if (e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_SENSITIVE) {
                     read.sensitive.add(type);
-                } else if (!isAbout(e) && !answers(object)) {
+                } else if (!isAbout(e) && !isReadable(object)) {
                     throw e;
                 }
             }
@@ -45,14 +45,14 @@ public final class PKCS11Attributes {
         return read;
     }
 
-    /** Tells whether this is about one attribute, which the object lacks or has in a form that is none. */
+    /** Returns whether an exception concerns one attribute, which the object lacks or has with an impossible length. */
     private static boolean isAbout(PKCS11Exception e) {
         return e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_TYPE_INVALID
             || e.getCode() == PKCS11Constants.CKR_ATTRIBUTE_VALUE_INVALID || NO_LENGTH.equals(e.getMessage());
     }
 
-    /** Tells whether an object can be asked at all: then a failure was about the attribute, whatever its code. */
-    private static boolean answers(PKCS11Object object) {
+    /** Returns whether an object can be read at all: then a failure with any code concerned the attribute. */
+    private static boolean isReadable(PKCS11Object object) {
         try {
             object.getByteArrayAttributeValue(PKCS11Constants.CKA_CLASS);
             return true;
@@ -75,17 +75,17 @@ public final class PKCS11Attributes {
     }
 
     /**
-     * Tells whether the object has an attribute and the token gave it out.
+     * Returns whether the object has an attribute and the token returned it.
      *
      * @param type the attribute type
-     * @return true for an empty value too; false for a type that was not asked for
+     * @return true for an empty value too; false for a type that was not read
      */
     public boolean has(int type) {
         return values.containsKey(type);
     }
 
     /**
-     * Tells whether the object has an attribute that the token does not give out.
+     * Returns whether the object has an attribute that the token does not return, a sensitive one.
      *
      * @param type the attribute type
      * @return true if the token refused it with {@code CKR_ATTRIBUTE_SENSITIVE}
@@ -107,7 +107,7 @@ public final class PKCS11Attributes {
     }
 
     /**
-     * Tells whether a boolean attribute is there and true.
+     * Returns whether a boolean attribute is present and true.
      *
      * @param type the attribute type
      * @return false too for one that is absent or sensitive

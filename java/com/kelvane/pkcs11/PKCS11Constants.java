@@ -8,16 +8,18 @@ import java.util.Map;
 import java.util.Set;
 
 /**
- * The names that PKCS #11 gives to its numbers, and the way back from a number to its name.
+ * The numbers of PKCS #11 by name, and the name of a number.
  *
  * <p>Cryptoki's numbers are unsigned; those of 2<sup>31</sup> and above, vendor-defined ones among them, are negative
  * as a Java {@code int}. Each group is ordered by value. Where the standard has two names for a number, both are here.
  *
- * <p>The native library is built with the numbers of this file and the kinds of attributes, which the build reads line by
- * line.
+ * <p>The native library is built with the numbers of this file and the kinds of attributes, which the build reads line
+ * by line.
  */
 public final class PKCS11Constants {
-    /** Values that stand for themselves: truth, no handle, a quantity without practical limit, a quantity not told. */
+    /**
+     * Single values: truth, the invalid handle, a quantity without practical limit, a quantity that is not reported.
+     */
     public static final int
         CK_FALSE = 0x00000000,
         CK_INVALID_HANDLE = 0x00000000,
@@ -672,8 +674,8 @@ public final class PKCS11Constants {
         CKA_END_DATE = 0x00000111;
 
     /**
-     * Attributes whose value is a {@code java.math.BigInteger} that is not negative; a {@code byte[]} is taken too, as it is.
-     * Null is an empty value.
+     * Attributes whose value is a {@code java.math.BigInteger} that is not negative; a {@code byte[]} is taken too, as
+     * it is. Null is an empty value.
      */
     @AttributeKind.Of(BIG_INTEGER)
     public static final int
@@ -901,7 +903,7 @@ public final class PKCS11Constants {
         CKF_DECAPSULATE = 0x20000000,
         CKF_EXTENSION = 0x80000000;
 
-    /** Flags given to a library when it is initialised. */
+    /** Flags of {@code C_Initialize}. */
     public static final int
         CKF_LIBRARY_CANT_CREATE_OS_THREADS = 0x00000001,
         CKF_OS_LOCKING_OK = 0x00000002;
@@ -1205,8 +1207,9 @@ public final class PKCS11Constants {
      * Returns the name of a number, for messages and listings.
      *
      * <p>Of several names the shortest is taken, so {@code CKM_CAST5_CBC} and {@code CKM_EC_KEY_PAIR_GEN} rather than
-     * {@code CKM_CAST128_CBC} and {@code CKM_ECDSA_KEY_PAIR_GEN}. Numbers that mean different things in different places
-     * have no name by value alone: those of {@code CK_}, {@code CKF_}, {@code CKG_}, {@code CKH_} and {@code CKP_}.
+     * {@code CKM_CAST128_CBC} and {@code CKM_ECDSA_KEY_PAIR_GEN}. Numbers that mean different things in different
+     * places have no name by value alone: those of {@code CK_}, {@code CKF_}, {@code CKG_}, {@code CKH_} and
+     * {@code CKP_}.
      *
      * @param prefix what the name begins with, up to and including the first underscore: {@code "CKM_"},
      *     {@code "CKA_"}, {@code "CKR_"}, ...
@@ -1219,7 +1222,7 @@ public final class PKCS11Constants {
         return name != null ? name : prefix + "0x" + Integer.toHexString(value);
     }
 
-    /** The tables of names, built from the fields above when a name is first asked for. */
+    /** The tables of names, built from the fields above at the first use. */
     private static final class Names {
         /** Prefixes of numbers that mean different things in different places. */
         static final Set<String> MANY_MEANINGS = Set.of("CK_", "CKF_", "CKG_", "CKH_", "CKP_");

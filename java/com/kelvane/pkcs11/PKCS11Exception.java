@@ -1,7 +1,7 @@
 package com.kelvane.pkcs11;
 
 /**
- * A call that failed: either a Cryptoki return code, or a failure of the bridge itself, told by its text. Ask
+ * A call that failed: either a Cryptoki return code, or a failure of the bridge itself, described by its text. Ask
  * {@link #hasCode} before {@link #getCode}, which is 0 ({@code CKR_OK}) where there is a text only.
  *
  * <p>A code comes from the library called, unchanged; a few are also raised by the bridge about its arguments
@@ -19,11 +19,11 @@ public class PKCS11Exception extends RuntimeException {
     /** Whether there is a code. */
     private final boolean hasCode;
 
-    /** What else there is to say about the code; null for nothing. */
+    /** The detail after the code in the message; null for none. */
     private final String detail;
 
     /**
-     * Builds an exception that has a text and no code: {@link #getCode} is {@link PKCS11Constants#CKR_OK} then.
+     * Creates an exception that has a text and no code: {@link #getCode} is {@link PKCS11Constants#CKR_OK} then.
      *
      * @param message the text, as {@link #getMessage} returns it
      */
@@ -35,7 +35,7 @@ public class PKCS11Exception extends RuntimeException {
     }
 
     /**
-     * Builds an exception for a Cryptoki return code.
+     * Creates an exception for a Cryptoki return code.
      *
      * @param code the code, its 32 bits unsigned
      */
@@ -44,7 +44,7 @@ public class PKCS11Exception extends RuntimeException {
     }
 
     /**
-     * Builds an exception for a Cryptoki return code and what else there is to say about it.
+     * Creates an exception for a Cryptoki return code with a detail.
      *
      * @param code the code, its 32 bits unsigned
      * @param detail the end of the message; null for none
@@ -56,7 +56,7 @@ public class PKCS11Exception extends RuntimeException {
     }
 
     /**
-     * Builds the same exception again, with the place where it was thrown, and names the call that failed.
+     * Creates the same exception again, with the place where it was thrown, and names the call that failed.
      *
      * @param failure the exception
      * @param call the call, the end of the message; one with a text and no code keeps its text as it is
@@ -70,7 +70,7 @@ public class PKCS11Exception extends RuntimeException {
     }
 
     /**
-     * Tells whether this exception stands for a Cryptoki return code.
+     * Returns whether this exception has a Cryptoki return code.
      *
      * @return false if it was built from a text
      */
@@ -100,9 +100,9 @@ public class PKCS11Exception extends RuntimeException {
     /**
      * Returns the text, or the code as text.
      *
-     * @return the text given; for a code its name and value, {@code CKR_PIN_INCORRECT (0xa0)}, and for a code without a
-     *     name, a vendor's own for example, {@code CKR_0x80000012}; from a method that names its call,
-     *     {@code CKR_KEY_SIZE_RANGE (0x62): C_SignInit with CKM_RSA_PKCS}
+     * @return the text passed to the constructor; for a code its name and value, {@code CKR_PIN_INCORRECT (0xa0)}, and
+     *     for a code without a name, a vendor's own for example, {@code CKR_0x80000012}; from a method that names its
+     *     call, {@code CKR_KEY_SIZE_RANGE (0x62): C_SignInit with CKM_RSA_PKCS}
      */
     @Override
     public String getMessage() {

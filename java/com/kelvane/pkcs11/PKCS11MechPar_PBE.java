@@ -7,7 +7,7 @@ package com.kelvane.pkcs11;
  * {@code CKM_PBE_SHA1_RC4_40}, {@code CKM_PBE_SHA1_DES3_EDE_CBC}, {@code CKM_PBE_SHA1_DES2_EDE_CBC},
  * {@code CKM_PBE_SHA1_RC2_128_CBC}, {@code CKM_PBE_SHA1_RC2_40_CBC} and {@code CKM_PBA_SHA1_WITH_SHA1_HMAC}.
  *
- * <p>Arrays are kept by reference: the initialisation vector that the token makes comes back in {@link #iv}, after
+ * <p>Arrays are kept by reference: the initialisation vector that the token generates is returned in {@link #iv}, after
  * {@code generateKey} and after {@code encryptInit}. The bridge wipes its own copy of the password; the array here is
  * the caller's to clear.
  */
@@ -28,13 +28,13 @@ public class PKCS11MechPar_PBE {
     /** The number of iterations. */
     public int iterations;
 
-    /** Builds the parameter with an initialisation vector of 8 bytes and the other fields 0 and null. */
+    /** Creates the parameter with an initialisation vector of 8 bytes and the other fields 0 and null. */
     public PKCS11MechPar_PBE() {
         iv = new byte[8];
     }
 
     /**
-     * Builds the parameter with an initialisation vector of 8 bytes.
+     * Creates the parameter with an initialisation vector of 8 bytes.
      *
      * @param password the password
      * @param salt the salt

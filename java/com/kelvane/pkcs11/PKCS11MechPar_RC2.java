@@ -5,12 +5,12 @@ public class PKCS11MechPar_RC2 {
     /** The effective number of bits of the key, 1 to 1024. */
     public int bits;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public PKCS11MechPar_RC2() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param bits the effective number of bits of the key
      */

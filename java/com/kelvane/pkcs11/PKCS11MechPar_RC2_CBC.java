@@ -7,15 +7,15 @@ package com.kelvane.pkcs11;
  * {@code CKR_MECHANISM_PARAM_INVALID} (0x71).
  */
 public class PKCS11MechPar_RC2_CBC extends PKCS11MechPar_RC2 {
-    /** The initialisation vector of 8 bytes; null stands for 8 zero bytes, and missing bytes at the end are zero. */
+    /** The initialisation vector of 8 bytes; null is 8 zero bytes, and missing bytes at the end are zero. */
     public byte[] iv;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public PKCS11MechPar_RC2_CBC() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param bits the effective number of bits of the key
      * @param iv the initialisation vector of 8 bytes

@@ -5,12 +5,12 @@ public class PKCS11MechPar_RC2_GENMAC extends PKCS11MechPar_RC2 {
     /** The length of the MAC in bytes. */
     public int macLength;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public PKCS11MechPar_RC2_GENMAC() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param bits the effective number of bits of the key
      * @param macLength the length of the MAC in bytes

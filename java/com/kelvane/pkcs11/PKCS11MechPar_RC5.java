@@ -8,12 +8,12 @@ public class PKCS11MechPar_RC5 {
     /** The number of rounds. */
     public int rounds;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public PKCS11MechPar_RC5() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param wordSize the word size in bytes
      * @param rounds the number of rounds

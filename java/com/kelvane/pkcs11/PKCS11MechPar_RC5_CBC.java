@@ -9,12 +9,12 @@ public class PKCS11MechPar_RC5_CBC extends PKCS11MechPar_RC5 {
     /** The initialisation vector, as long as a block: two words; null is one of no bytes. */
     public byte[] iv;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public PKCS11MechPar_RC5_CBC() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param wordSize the word size in bytes
      * @param rounds the number of rounds

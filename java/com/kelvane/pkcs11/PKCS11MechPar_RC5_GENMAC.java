@@ -5,12 +5,12 @@ public class PKCS11MechPar_RC5_GENMAC extends PKCS11MechPar_RC5 {
     /** The length of the MAC in bytes. */
     public int macLength;
 
-    /** Builds the parameter with all fields 0 and null. */
+    /** Creates the parameter with all fields 0 and null. */
     public PKCS11MechPar_RC5_GENMAC() {
     }
 
     /**
-     * Builds the parameter.
+     * Creates the parameter.
      *
      * @param wordSize the word size in bytes
      * @param rounds the number of rounds

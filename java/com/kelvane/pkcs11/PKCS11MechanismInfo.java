@@ -1,12 +1,12 @@
 package com.kelvane.pkcs11;
 
-/** What a library says of a mechanism of a token ({@code CK_MECHANISM_INFO}). */
+/** Information about a mechanism of a token ({@code CK_MECHANISM_INFO}). */
 public final class PKCS11MechanismInfo {
     /** The numbers, as the getters of the same names return them. */
     private final int minKeySize, maxKeySize, flags;
 
     /**
-     * Builds the information; {@link PKCS11Slot#getMechanismInfo} does.
+     * Creates the information; {@link PKCS11Slot#getMechanismInfo} does.
      *
      * @param minKeySize the least size of a key
      * @param maxKeySize the greatest size of a key
@@ -21,8 +21,8 @@ public final class PKCS11MechanismInfo {
     /**
      * Returns the least size of a key.
      *
-     * @return the size in bits or in bytes as the standard says for the mechanism, unsigned; it means nothing
-     *     where the mechanism takes no key
+     * @return the size in bits or in bytes as the standard defines for the mechanism, unsigned; it has no meaning
+     *     for a mechanism without a key
      */
     public int getMinKeySize() {
         return minKeySize;
@@ -31,8 +31,8 @@ public final class PKCS11MechanismInfo {
     /**
      * Returns the greatest size of a key.
      *
-     * @return the size in bits or in bytes as the standard says for the mechanism, unsigned; it means nothing
-     *     where the mechanism takes no key
+     * @return the size in bits or in bytes as the standard defines for the mechanism, unsigned; it has no meaning
+     *     for a mechanism without a key
      */
     public int getMaxKeySize() {
         return maxKeySize;
@@ -48,7 +48,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism is carried out by the device, not in software ({@code CKF_HW}).
+     * Returns whether the mechanism is performed by the device, not in software ({@code CKF_HW}).
      *
      * @return true if so
      */
@@ -57,7 +57,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to encrypt ({@code CKF_ENCRYPT}).
+     * Returns whether the mechanism can be used to encrypt ({@code CKF_ENCRYPT}).
      *
      * @return true if so
      */
@@ -66,7 +66,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to decrypt ({@code CKF_DECRYPT}).
+     * Returns whether the mechanism can be used to decrypt ({@code CKF_DECRYPT}).
      *
      * @return true if so
      */
@@ -75,7 +75,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to digest ({@code CKF_DIGEST}).
+     * Returns whether the mechanism can be used to digest ({@code CKF_DIGEST}).
      *
      * @return true if so
      */
@@ -84,7 +84,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to sign ({@code CKF_SIGN}).
+     * Returns whether the mechanism can be used to sign ({@code CKF_SIGN}).
      *
      * @return true if so
      */
@@ -93,7 +93,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to sign with recovery of the data ({@code CKF_SIGN_RECOVER}).
+     * Returns whether the mechanism can be used to sign with recovery of the data ({@code CKF_SIGN_RECOVER}).
      *
      * @return true if so
      */
@@ -102,7 +102,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to verify ({@code CKF_VERIFY}).
+     * Returns whether the mechanism can be used to verify ({@code CKF_VERIFY}).
      *
      * @return true if so
      */
@@ -111,7 +111,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to verify with recovery of the data ({@code CKF_VERIFY_RECOVER}).
+     * Returns whether the mechanism can be used to verify with recovery of the data ({@code CKF_VERIFY_RECOVER}).
      *
      * @return true if so
      */
@@ -120,7 +120,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to generate a key ({@code CKF_GENERATE}).
+     * Returns whether the mechanism can be used to generate a key ({@code CKF_GENERATE}).
      *
      * @return true if so
      */
@@ -129,7 +129,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to generate a key pair ({@code CKF_GENERATE_KEY_PAIR}).
+     * Returns whether the mechanism can be used to generate a key pair ({@code CKF_GENERATE_KEY_PAIR}).
      *
      * @return true if so
      */
@@ -138,7 +138,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to wrap a key ({@code CKF_WRAP}).
+     * Returns whether the mechanism can be used to wrap a key ({@code CKF_WRAP}).
      *
      * @return true if so
      */
@@ -147,7 +147,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to unwrap a key ({@code CKF_UNWRAP}).
+     * Returns whether the mechanism can be used to unwrap a key ({@code CKF_UNWRAP}).
      *
      * @return true if so
      */
@@ -156,7 +156,7 @@ public final class PKCS11MechanismInfo {
     }
 
     /**
-     * Tells whether the mechanism can be used to derive a key ({@code CKF_DERIVE}).
+     * Returns whether the mechanism can be used to derive a key ({@code CKF_DERIVE}).
      *
      * @return true if so
      */

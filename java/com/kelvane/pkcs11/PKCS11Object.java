@@ -24,7 +24,7 @@ public interface PKCS11Object {
      * @param type the attribute type
      * @return the value
      * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the type is not known as one of kind
-     *     Boolean, before the token is asked; with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the token's value is
+     *     Boolean, before the token is called; with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the token's value is
      *     not 1 byte long
      */
     boolean getBoolAttributeValue(int type);
@@ -35,7 +35,7 @@ public interface PKCS11Object {
      * @param type the attribute type
      * @return the value, its low 32 bits unsigned
      * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the type is not known as one of kind
-     *     Integer, before the token is asked; with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the token's value is
+     *     Integer, before the token is called; with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the token's value is
      *     not of a {@code CK_ULONG}'s length
      */
     int getIntAttributeValue(int type);
@@ -44,9 +44,9 @@ public interface PKCS11Object {
      * Reads a text attribute ({@code C_GetAttributeValue}).
      *
      * @param type the attribute type
-     * @return the value, trailing blanks kept and cut at a NUL; an empty value gives the empty text
+     * @return the value, trailing blanks kept and cut at a NUL; "" for an empty value
      * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the type is not known as one of kind
-     *     String, before the token is asked; "getStringAttributeValue(): alloca() failed" if it is too long for the
+     *     String, before the token is called; "getStringAttributeValue(): alloca() failed" if it is too long for the
      *     thread's stack
      */
     String getStringAttributeValue(int type);
@@ -55,7 +55,7 @@ public interface PKCS11Object {
      * Reads an attribute of any type as bytes ({@code C_GetAttributeValue}), vendor-defined types included.
      *
      * @param type the attribute type
-     * @return the value as it is; an empty value gives an empty array
+     * @return the value as it is; an empty array for an empty value
      * @throws PKCS11Exception "NewByteArray() failed" or "can't get byte[] elements" without memory
      */
     byte[] getByteArrayAttributeValue(int type);
@@ -69,7 +69,7 @@ public interface PKCS11Object {
      * @param type the attribute type
      * @return the first moment of the day in the process's local time zone; null for an empty value
      * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the type is not known as one of kind
-     *     Date, before the token is asked; with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the value is not a date
+     *     Date, before the token is called; with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if the value is not a date
      *     in 8 digits
      */
     Date getDateAttributeValue(int type);
@@ -78,9 +78,9 @@ public interface PKCS11Object {
      * Reads a big integer attribute ({@code C_GetAttributeValue}).
      *
      * @param type the attribute type
-     * @return the value, never negative; an empty value gives 0
+     * @return the value, never negative; 0 for an empty value
      * @throws PKCS11Exception with {@code CKR_ATTRIBUTE_TYPE_INVALID} (0x12) if the type is not known as one of kind
-     *     BigInteger, before the token is asked; "NewByteArray() failed" or "can't get byte[] elements" without memory
+     *     BigInteger, before the token is called; "NewByteArray() failed" or "can't get byte[] elements" without memory
      */
     BigInteger getBigIntegerAttributeValue(int type);
 
@@ -97,12 +97,12 @@ public interface PKCS11Object {
 
     /**
      * Reads several attributes, each by calls of its own ({@code C_GetAttributeValue}), so that one which the object
-     * lacks or the token keeps to itself does not hide the others. Absent is also what a token tells in a form that is
-     * none, with a length that no array has for example, and what it fails to tell while it tells the object's class.
+     * lacks or that is sensitive does not hide the others. An attribute also counts as absent when the token
+     * returns it with a length that no array has, or fails to return it while it returns the object's class.
      *
      * @param types the attribute types, of which any may be unknown here
      * @return what there is
-     * @throws PKCS11Exception if the object cannot be asked at all, with {@code CKR_SESSION_HANDLE_INVALID} for example
+     * @throws PKCS11Exception if the object cannot be read at all, with {@code CKR_SESSION_HANDLE_INVALID} for example
      */
     default PKCS11Attributes readAttributes(int... types) {
         return PKCS11Attributes.read(this, types);
@@ -131,10 +131,10 @@ public interface PKCS11Object {
     void destroy();
 
     /**
-     * Returns how much memory the object takes on the token.
+     * Returns the size of the object on the token.
      *
      * @return the size in bytes, its low 32 bits unsigned; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if
-     *     the token does not tell
+     *     the token does not report it
      */
     int size();
 

@@ -1,12 +1,12 @@
 package com.kelvane.pkcs11;
 
-/** What a library says of a session ({@code CK_SESSION_INFO}). */
+/** Information about a session ({@code CK_SESSION_INFO}). */
 public final class PKCS11SessionInfo {
     /** The numbers, as the getters of the same names return them. */
     private final int state, flags, deviceError;
 
     /**
-     * Builds the information; {@link com.kelvane.pkcs11.nat.NativePKCS11Session#getInfo} does.
+     * Creates the information; {@link com.kelvane.pkcs11.nat.NativePKCS11Session#getInfo} does.
      *
      * @param state the state of the session
      * @param flags the flags of the session
@@ -46,7 +46,7 @@ public final class PKCS11SessionInfo {
     }
 
     /**
-     * Tells whether the session may write to the token ({@code CKF_RW_SESSION}).
+     * Returns whether the session may write to the token ({@code CKF_RW_SESSION}).
      *
      * @return true if so
      */
@@ -55,7 +55,7 @@ public final class PKCS11SessionInfo {
     }
 
     /**
-     * Tells whether the session is serial, as all are ({@code CKF_SERIAL_SESSION}).
+     * Returns whether the session is serial, as all are ({@code CKF_SERIAL_SESSION}).
      *
      * @return true if so
      */

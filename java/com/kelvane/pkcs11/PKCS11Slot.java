@@ -15,14 +15,14 @@ public interface PKCS11Slot {
     int getSlotID();
 
     /**
-     * Returns what the library says of the slot.
+     * Returns information about the slot.
      *
      * @return the information
      */
     PKCS11SlotInfo getInfo();
 
     /**
-     * Returns what the library says of the token in the slot.
+     * Returns information about the token in the slot.
      *
      * @return the information
      * @throws PKCS11Exception with {@code CKR_TOKEN_NOT_PRESENT} if the slot is empty
@@ -37,7 +37,7 @@ public interface PKCS11Slot {
     int[] getMechanismList();
 
     /**
-     * Returns what the library says of a mechanism of the token.
+     * Returns information about a mechanism of the token.
      *
      * @param type the mechanism type ({@code CKM_})
      * @return the information
@@ -59,7 +59,7 @@ public interface PKCS11Slot {
      *
      * @param pin the security officer's PIN, at most 50 bytes in UTF-8; null to have it entered at the token. The array
      *     is not changed
-     * @param label the label of the token, as {@link #initToken(Object, Object)} takes it
+     * @param label the label of the token, as for {@link #initToken(Object, Object)}
      */
     void initToken(char[] pin, Object label);
 

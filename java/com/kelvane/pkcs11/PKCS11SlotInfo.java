@@ -1,6 +1,6 @@
 package com.kelvane.pkcs11;
 
-/** What a library says of a slot ({@code CK_SLOT_INFO}). */
+/** Information about a slot ({@code CK_SLOT_INFO}). */
 public final class PKCS11SlotInfo {
     /** The texts, as the getters of the same names return them. */
     private final String slotDescription, manufacturerID;
@@ -9,7 +9,7 @@ public final class PKCS11SlotInfo {
     private final int flags, hardwareVersion, firmwareVersion;
 
     /**
-     * Builds the information; {@link PKCS11Slot#getInfo} does.
+     * Creates the information; {@link PKCS11Slot#getInfo} does.
      *
      * @param slotDescription the description of the slot
      * @param manufacturerID the name of the slot's maker
@@ -72,7 +72,7 @@ public final class PKCS11SlotInfo {
     }
 
     /**
-     * Tells whether a token is in the slot ({@code CKF_TOKEN_PRESENT}).
+     * Returns whether a token is in the slot ({@code CKF_TOKEN_PRESENT}).
      *
      * @return true if so
      */
@@ -81,7 +81,7 @@ public final class PKCS11SlotInfo {
     }
 
     /**
-     * Tells whether tokens can be taken out of the slot and put in ({@code CKF_REMOVABLE_DEVICE}).
+     * Returns whether tokens can be removed from the slot and inserted ({@code CKF_REMOVABLE_DEVICE}).
      *
      * @return true if so
      */
@@ -90,7 +90,7 @@ public final class PKCS11SlotInfo {
     }
 
     /**
-     * Tells whether the slot is hardware, not software ({@code CKF_HW_SLOT}).
+     * Returns whether the slot is hardware, not software ({@code CKF_HW_SLOT}).
      *
      * @return true if so
      */

@@ -1,11 +1,11 @@
 package com.kelvane.pkcs11;
 
 /**
- * What a library says of a token ({@code CK_TOKEN_INFO}).
+ * Information about a token ({@code CK_TOKEN_INFO}).
  *
  * <p>Counts, lengths and sizes are the low 32 bits of the library's value, unsigned
  * ({@link Integer#toUnsignedLong(int)}); -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) means that the token
- * does not tell.
+ * does not report.
  */
 public final class PKCS11TokenInfo {
     /** The texts, as the getters of the same names return them. */
@@ -16,9 +16,9 @@ public final class PKCS11TokenInfo {
         totalPublicMemory, freePublicMemory, totalPrivateMemory, freePrivateMemory, hardwareVersion, firmwareVersion;
 
     /**
-     * Builds the information; {@link PKCS11Slot#getTokenInfo} does.
+     * Creates the information; {@link PKCS11Slot#getTokenInfo} does.
      *
-     * @param label the label of the token, given when it was initialised
+     * @param label the label of the token, set when it was initialised
      * @param manufacturerID the name of the token's maker
      * @param model the model of the token
      * @param serialNumber the serial number of the token
@@ -62,9 +62,9 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Returns the label of the token, given when it was initialised.
+     * Returns the label of the token, set when it was initialised.
      *
-     * @return the label of the token, given when it was initialised
+     * @return the label of the token, set when it was initialised
      */
     public String getLabel() {
         return label;
@@ -110,7 +110,7 @@ public final class PKCS11TokenInfo {
      * Returns the number of sessions that one application may have open.
      *
      * @return the number; 0 ({@link PKCS11Constants#CK_EFFECTIVELY_INFINITE}) if there is no practical limit, -1
-     *     ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not tell
+     *     ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not report it
      */
     public int getMaxSessionCount() {
         return maxSessionCount;
@@ -119,7 +119,7 @@ public final class PKCS11TokenInfo {
     /**
      * Returns the number of sessions that this application has open.
      *
-     * @return the number; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not tell
+     * @return the number; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not report it
      */
     public int getSessionCount() {
         return sessionCount;
@@ -129,7 +129,7 @@ public final class PKCS11TokenInfo {
      * Returns the number of read/write sessions that one application may have open.
      *
      * @return the number; 0 ({@link PKCS11Constants#CK_EFFECTIVELY_INFINITE}) if there is no practical limit, -1
-     *     ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not tell
+     *     ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not report it
      */
     public int getMaxRwSessionCount() {
         return maxRwSessionCount;
@@ -138,7 +138,7 @@ public final class PKCS11TokenInfo {
     /**
      * Returns the number of read/write sessions that this application has open.
      *
-     * @return the number; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not tell
+     * @return the number; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not report it
      */
     public int getRwSessionCount() {
         return rwSessionCount;
@@ -166,7 +166,7 @@ public final class PKCS11TokenInfo {
      * Returns the memory for public objects.
      *
      * @return the size in bytes; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not
-     *     tell
+     *     report it
      */
     public int getTotalPublicMemory() {
         return totalPublicMemory;
@@ -176,7 +176,7 @@ public final class PKCS11TokenInfo {
      * Returns the unused memory for public objects.
      *
      * @return the size in bytes; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not
-     *     tell
+     *     report it
      */
     public int getFreePublicMemory() {
         return freePublicMemory;
@@ -186,7 +186,7 @@ public final class PKCS11TokenInfo {
      * Returns the memory for private objects.
      *
      * @return the size in bytes; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not
-     *     tell
+     *     report it
      */
     public int getTotalPrivateMemory() {
         return totalPrivateMemory;
@@ -196,7 +196,7 @@ public final class PKCS11TokenInfo {
      * Returns the unused memory for private objects.
      *
      * @return the size in bytes; -1 ({@link PKCS11Constants#CK_UNAVAILABLE_INFORMATION}) if the token does not
-     *     tell
+     *     report it
      */
     public int getFreePrivateMemory() {
         return freePrivateMemory;
@@ -230,7 +230,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the token has a random number generator ({@code CKF_RNG}).
+     * Returns whether the token has a random number generator ({@code CKF_RNG}).
      *
      * @return true if so
      */
@@ -239,7 +239,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the token is write-protected ({@code CKF_WRITE_PROTECTED}).
+     * Returns whether the token is write-protected ({@code CKF_WRITE_PROTECTED}).
      *
      * @return true if so
      */
@@ -248,7 +248,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether some functions need a login ({@code CKF_LOGIN_REQUIRED}).
+     * Returns whether some functions need a login ({@code CKF_LOGIN_REQUIRED}).
      *
      * @return true if so
      */
@@ -257,7 +257,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the normal user's PIN has been set ({@code CKF_USER_PIN_INITIALIZED}).
+     * Returns whether the normal user's PIN has been set ({@code CKF_USER_PIN_INITIALIZED}).
      *
      * @return true if so
      */
@@ -266,7 +266,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether a saved operation state always holds the keys it needs ({@code CKF_RESTORE_KEY_NOT_NEEDED}).
+     * Returns whether a saved operation state always holds the keys it needs ({@code CKF_RESTORE_KEY_NOT_NEEDED}).
      *
      * @return true if so
      */
@@ -275,7 +275,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the token has a clock ({@code CKF_CLOCK_ON_TOKEN}).
+     * Returns whether the token has a clock ({@code CKF_CLOCK_ON_TOKEN}).
      *
      * @return true if so
      */
@@ -284,7 +284,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether a null PIN lets the user enter it at the token ({@code CKF_PROTECTED_AUTHENTICATION_PATH}).
+     * Returns whether a null PIN lets the user enter it at the token ({@code CKF_PROTECTED_AUTHENTICATION_PATH}).
      *
      * @return true if so
      */
@@ -293,7 +293,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether one session can run two operations at once ({@code CKF_DUAL_CRYPTO_OPERATIONS}).
+     * Returns whether one session can run two operations at once ({@code CKF_DUAL_CRYPTO_OPERATIONS}).
      *
      * @return true if so
      */
@@ -302,7 +302,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the token has been initialised ({@code CKF_TOKEN_INITIALIZED}).
+     * Returns whether the token has been initialised ({@code CKF_TOKEN_INITIALIZED}).
      *
      * @return true if so
      */
@@ -311,7 +311,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether private keys can ask for a PIN of their own ({@code CKF_SECONDARY_AUTHENTICATION}).
+     * Returns whether private keys can require a PIN of their own ({@code CKF_SECONDARY_AUTHENTICATION}).
      *
      * @return true if so
      */
@@ -320,7 +320,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether a wrong normal user's PIN was entered since the last login ({@code CKF_USER_PIN_COUNT_LOW}).
+     * Returns whether a wrong normal user's PIN was entered since the last login ({@code CKF_USER_PIN_COUNT_LOW}).
      *
      * @return true if so
      */
@@ -329,7 +329,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether one more wrong PIN locks the normal user's PIN ({@code CKF_USER_PIN_FINAL_TRY}).
+     * Returns whether one more wrong PIN locks the normal user's PIN ({@code CKF_USER_PIN_FINAL_TRY}).
      *
      * @return true if so
      */
@@ -338,7 +338,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the normal user's PIN is locked ({@code CKF_USER_PIN_LOCKED}).
+     * Returns whether the normal user's PIN is locked ({@code CKF_USER_PIN_LOCKED}).
      *
      * @return true if so
      */
@@ -347,7 +347,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the normal user's PIN has to be changed ({@code CKF_USER_PIN_TO_BE_CHANGED}).
+     * Returns whether the normal user's PIN has to be changed ({@code CKF_USER_PIN_TO_BE_CHANGED}).
      *
      * @return true if so
      */
@@ -356,7 +356,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether a wrong security officer's PIN was entered since the last login ({@code CKF_SO_PIN_COUNT_LOW}).
+     * Returns whether a wrong security officer's PIN was entered since the last login ({@code CKF_SO_PIN_COUNT_LOW}).
      *
      * @return true if so
      */
@@ -365,7 +365,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether one more wrong PIN locks the security officer's PIN ({@code CKF_SO_PIN_FINAL_TRY}).
+     * Returns whether one more wrong PIN locks the security officer's PIN ({@code CKF_SO_PIN_FINAL_TRY}).
      *
      * @return true if so
      */
@@ -374,7 +374,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the security officer's PIN is locked ({@code CKF_SO_PIN_LOCKED}).
+     * Returns whether the security officer's PIN is locked ({@code CKF_SO_PIN_LOCKED}).
      *
      * @return true if so
      */
@@ -383,7 +383,7 @@ public final class PKCS11TokenInfo {
     }
 
     /**
-     * Tells whether the security officer's PIN has to be changed ({@code CKF_SO_PIN_TO_BE_CHANGED}).
+     * Returns whether the security officer's PIN has to be changed ({@code CKF_SO_PIN_TO_BE_CHANGED}).
      *
      * @return true if so
      */

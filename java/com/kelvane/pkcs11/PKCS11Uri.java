@@ -14,7 +14,7 @@ import java.util.function.Function;
 import java.util.function.Predicate;
 
 /**
- * A PKCS #11 URI (RFC 7512). It names a token, or objects on it, and may say which module drives the token and where
+ * A PKCS #11 URI (RFC 7512). It names a token, or objects on it, and may name the module of the token and where
  * its PIN is:
  *
  * <pre>{@code
@@ -53,7 +53,7 @@ public final class PKCS11Uri {
     }
 
     /**
-     * Tells whether a text is meant as a PKCS #11 URI.
+     * Returns whether a text begins as a PKCS #11 URI.
      *
      * @param text any text
      * @return true if it begins with {@code pkcs11:}
@@ -67,8 +67,8 @@ public final class PKCS11Uri {
      *
      * @param text the URI
      * @return the parsed URI
-     * @throws IllegalArgumentException naming the part that is wrong, if the text is no PKCS #11 URI, if an attribute is
-     *     unknown, appears twice or has no value, or if a value is not encoded correctly
+     * @throws IllegalArgumentException naming the part that is wrong, if the text is no PKCS #11 URI, if an attribute
+     *     is unknown, appears twice or has no value, or if a value is not encoded correctly
      */
     public static PKCS11Uri parse(String text) {
         if (!isUri(text)) {
@@ -80,7 +80,8 @@ public final class PKCS11Uri {
         uri.add(parts.length == 1 ? "" : parts[1], "&", "query", QUERY::contains);
         String type = uri.get("type");
         if (type != null && !CLASSES.containsKey(type)) {
-            throw new IllegalArgumentException("\"type=" + type + "\" is none of " + new TreeSet<>(CLASSES.keySet()));
+            throw new IllegalArgumentException("\"type=" + type + "\" is not one of "
+                + new TreeSet<>(CLASSES.keySet()));
         }
         return uri;
     }
@@ -178,10 +179,10 @@ public final class PKCS11Uri {
     }
 
     /**
-     * Tells whether a slot and the token in it have all that the URI's path names.
+     * Returns whether a slot and its token match the URI's path.
      *
      * @param slot the slot
-     * @return true if they match, whatever the URI says of objects
+     * @return true if they match; attributes of objects are ignored
      * @throws PKCS11Exception if the slot or its token cannot be read
      */
     public boolean matches(PKCS11Slot slot) {
@@ -236,12 +237,13 @@ public final class PKCS11Uri {
         }
         Path[] directories = path == null ? new Path[0] : new Path[] {Path.of(path)};
         return NativePKCS11.findModule(name, directories).orElseThrow(() -> new IllegalArgumentException(
-            "\"module-name=" + name + "\": no such file " + (path == null ? "where modules are installed" : "in " + path)))
+            "\"module-name=" + name + "\": no such file "
+                + (path == null ? "where modules are installed" : "in " + path)))
             .toString();
     }
 
     /**
-     * Returns the text of the URI, for a program that takes one. A {@code pin-value} is left out.
+     * Returns the text of the URI, without a {@code pin-value}.
      *
      * @return the URI, its values encoded as p11-kit does
      */

@@ -11,9 +11,9 @@ import java.util.stream.IntStream;
  * Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_LABEL, "mine", CKA_TOKEN, true)
  * }</pre>
  *
- * <p>It is checked when it is built, so that a mistake is told with the attribute's name before any call; what the
- * token makes of it is told by the call. One that is read as the value of an attribute, {@code CKA_WRAP_TEMPLATE} for
- * example, is as the token has it: a value of an attribute that is not in the table is its bytes.
+ * <p>It is checked when it is built, so that an error has the attribute's name and is thrown before any call. A
+ * template that is read as the value of an attribute, {@code CKA_WRAP_TEMPLATE} for example, is as the token has it: a
+ * value of an attribute that is not in the table is its bytes.
  *
  * <p>A template does not change. Values that are arrays are kept by reference and not copied, so that a secret can be
  * wiped by its owner once the template is no longer used.
@@ -25,7 +25,7 @@ public final class Template {
     /** Their values, of the classes that their kinds allow. */
     private final Object[] values;
 
-    /** Keeps attributes; the arrays are nobody else's. The native library reads an object's templates into one. */
+    /** Keeps the arrays, which no other object may hold. The native library creates templates that it reads with it. */
     private Template(int[] types, Object[] values) {
         this.types = types;
         this.values = values;
@@ -37,7 +37,7 @@ public final class Template {
             AttributeKind.check(types[i], values[i]);
             for (int j = 0; j < i; j++) {
                 if (types[j] == types[i]) {
-                    throw new IllegalArgumentException(PKCS11Constants.nameOf("CKA_", types[i]) + " stands twice");
+                    throw new IllegalArgumentException(PKCS11Constants.nameOf("CKA_", types[i]) + " appears twice");
                 }
             }
         }
@@ -45,13 +45,13 @@ public final class Template {
     }
 
     /**
-     * Builds a template.
+     * Creates a template.
      *
      * @param typesAndValues attribute types and their values in turn; none for a template that all objects match. Which
-     *     class a value has to be of, and where null is an empty value, is told by the description of this package
+     *     class a value has to be of, and where null is an empty value, is in the description of this package
      * @return the template
      * @throws IllegalArgumentException if a value is of another class ("CKA_VALUE_LEN takes Integer, not Long"), a type
-     *     is not in the table of attributes or stands twice, or a type has no value
+     *     is not in the table of attributes or appears twice, or a type has no value
      */
     public static Template of(Object... typesAndValues) {
         int[] types = new int[(typesAndValues.length + 1) / 2];
@@ -72,7 +72,7 @@ public final class Template {
     }
 
     /**
-     * Builds a template of these attributes and more.
+     * Creates a template of these attributes and more.
      *
      * @param typesAndValues more attribute types and their values in turn
      * @return the new template

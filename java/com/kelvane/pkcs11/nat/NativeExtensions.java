@@ -19,8 +19,8 @@ final class NativeExtensions {
     }
 
     /**
-     * Returns what a mechanism takes as its parameter, {@code CK_HKDF_PARAMS or none} for example, or why it takes none
-     * at all; null if this object is of the right class.
+     * Returns the name of a mechanism's parameter, {@code CK_HKDF_PARAMS or none} for example, or the text of its
+     * refusal at all; null if this object is of the right class.
      */
     static native String describeParameter(int mechanism, Object parameter);
 

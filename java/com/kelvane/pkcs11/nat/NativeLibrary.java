@@ -14,7 +14,7 @@ final class NativeLibrary {
     /** Name of the library, looked for in {@code java.library.path}, then in the jar, when the property is unset. */
     static final String NAME = "tokbridge";
 
-    /** How much of a file tells what machine it is for: up to its field e_machine. */
+    /** The length of an ELF header up to and including e_machine. */
     private static final int ELF_HEADER = 20;
 
     /** Why the library could not be loaded; null if it was. */
@@ -39,12 +39,12 @@ final class NativeLibrary {
     }
 
     /**
-     * Finds out why the system does not load a module. The virtual machine is asked to load it; the module runs no code
+     * Returns why the system does not load a module. The virtual machine tries to load it; the module runs no code
      * of its own unless it is loaded after all. What can be read from the file is looked at before: the virtual machine
      * would take a file that is no library for one that wants an executable stack, and warn of it.
      *
      * @param path the path of the module
-     * @return an error that tells the reason; null for a name without a directory, which is not looked for here
+     * @return an error with the reason; null for a name without a directory, which is not searched for here
      */
     static UnsatisfiedLinkError reasonNotToLoad(String path) {
         File file = new File(path).getAbsoluteFile();
@@ -64,7 +64,7 @@ final class NativeLibrary {
         return new UnsatisfiedLinkError(file + ": " + obstacle);
     }
 
-    /** Says what a file's header has against it beside that of the running program; null for nothing. */
+    /** Returns how a file's header differs from that of the running program; null if it does not. */
     private static String obstacle(File file) {
         byte[] own;
         try (InputStream program = new FileInputStream("/proc/self/exe")) {

@@ -18,7 +18,7 @@ import java.util.stream.Stream;
  * A Cryptoki library, loaded from a file.
  *
  * <p>The order of use is {@link #load}, {@link #libInitialize}, any other calls, {@link #libFinalize}. Up to 20
- * different libraries can be in use at once. Several objects can stand for one library: it is initialised by the first
+ * different libraries can be in use at once. Several objects can hold one library: it is initialised by the first
  * {@code libInitialize} and finalised by the last {@code libFinalize}, and the file stays loaded as long as the process
  * runs.
  *
@@ -28,7 +28,7 @@ public class NativePKCS11 implements AutoCloseable {
     /** The address of the library's function list; 0 before {@link #load} and after {@link #libFinalize}. */
     private volatile long functionList;
 
-    /** Builds an object that stands for no library yet. */
+    /** Creates an object that holds no library yet. */
     public NativePKCS11() {
         NativeLibrary.require();
     }
@@ -56,16 +56,15 @@ public class NativePKCS11 implements AutoCloseable {
     }
 
     /**
-     * Loads a Cryptoki library and makes this object stand for it. Each successful call is to be matched by one
-     * {@link #libFinalize} before the next: the library that a loaded object stood for could not be given back any
+     * Loads a Cryptoki library, which this object holds from then on. Each successful call must be matched by one
+     * {@link #libFinalize} before the next: the library that a loaded object held could not be released any
      * more.
      *
      * <p>If the system does not load the file ({@code LoadLibrary("...") failed}), the exception's cause is an
      * {@code UnsatisfiedLinkError} with the system's reason: a file that is missing, a library that the module needs
-     * and the system does not find, a file for another kind of machine. For this the virtual machine is asked to load the
-     * file. It binds functions late, so a module that lacks a function it calls stays loaded in the process, though
-     * unused, and the reason says so. A name without a directory has no cause: it is not looked for where the system
-     * does.
+     * and the system does not find, a file for another kind of machine. For this the virtual machine loads the file. It
+     * binds functions late, so a module that lacks a function it calls stays loaded in the process, though unused, and
+     * the reason mentions it. A name without a directory has no cause: it is not searched for where the system does.
      *
      * @param path the path of the file; see {@link #loadPKCS11Library}
      * @throws PKCS11Exception as {@link #loadPKCS11Library} raises it; this object is unchanged then
@@ -95,7 +94,7 @@ public class NativePKCS11 implements AutoCloseable {
      * changed. {@link #load} calls this and keeps the result.
      *
      * <p>With the environment variable {@code PKCS11DEBUG} set, the system's reason for a failed load is printed to
-     * standard output. {@link #load} tells it without.
+     * standard output. {@link #load} throws it without that.
      *
      * @param path the path of the file, at most 255 bytes of modified UTF-8; a path of exactly 256 bytes ends the
      *     process at once
@@ -110,32 +109,32 @@ public class NativePKCS11 implements AutoCloseable {
     /**
      * Initialises the library ({@code C_Initialize}), unless it has been already through this or another object.
      *
-     * <p>The library is asked to lock for itself with the operating system's means. If it cannot
+     * <p>The library is requested to lock by itself with the operating system's primitives. If it cannot
      * ({@code CKR_CANT_LOCK}), it is initialised without, and from then on called under the bridge lock.
      *
-     * @throws PKCS11Exception with the code of the library, {@code CKR_CRYPTOKI_ALREADY_INITIALIZED} included;
+     * @throws PKCS11Exception with the module's return code, {@code CKR_CRYPTOKI_ALREADY_INITIALIZED} included;
      *     "functionlist dll not found" if the library is not in the table of libraries
      */
     public native void libInitialize();
 
     /**
-     * Gives the library back: the object stands for no library from here on, whatever happens next. The last object to
+     * Releases the library: the object holds no library from then on, even after an exception. The last object to
      * do so finalises the library ({@code C_Finalize}), if it was initialised; all sessions end then.
      *
      * <p>The last object waits until the calls in progress through a library that locks for itself have returned (a
-     * blocking {@link #waitForSlotEvent} excepted, which {@code C_Finalize} ends), five seconds at most; a call that comes later
-     * raises "functionList is null". If another object loads the library meanwhile, it keeps it, and nothing is
-     * finalised. But for that wait the whole call is made under the bridge lock.
+     * blocking {@link #waitForSlotEvent} excepted, which {@code C_Finalize} ends), five seconds at most; a call that
+     * comes later raises "functionList is null". If another object loads the library meanwhile, it keeps it, and
+     * nothing is finalised. But for that wait the whole call is made under the bridge lock.
      *
-     * @throws PKCS11Exception with the code of the library, which is out of the table even so; "attempt to finalize
-     *     invalid DLL" if it was not in there; "functionList is null" if this object stands for no library
+     * @throws PKCS11Exception with the module's return code, which is out of the table even so; "attempt to finalize
+     *     invalid DLL" if it was not in use; "functionList is null" if this object holds no library
      */
     public native void libFinalize();
 
     /**
-     * Gives the library back, as {@link #libFinalize} does; nothing happens if this object stands for no library.
+     * Releases the library, as {@link #libFinalize} does; does nothing if this object holds no library.
      *
-     * @throws PKCS11Exception with the code of the library, which is given back even so
+     * @throws PKCS11Exception with the module's return code, which is released even so
      */
     @Override
     public void close() {
@@ -145,7 +144,7 @@ public class NativePKCS11 implements AutoCloseable {
     }
 
     /**
-     * Returns what the library says of itself ({@code C_GetInfo}).
+     * Returns information about the module ({@code C_GetInfo}).
      *
      * @return the information
      */
@@ -167,16 +166,16 @@ public class NativePKCS11 implements AutoCloseable {
      *
      * @param tokenPresent true for the slots with a token only
      * @return the slots, each a {@link NativePKCS11Slot}; an empty array if there are none
-     * @throws PKCS11Exception with the code of the library, {@code CKR_BUFFER_TOO_SMALL} if slots appeared during the
+     * @throws PKCS11Exception with the module's return code, {@code CKR_BUFFER_TOO_SMALL} if slots appeared during the
      *     call
      */
     public native PKCS11Slot[] getSlotList(boolean tokenPresent);
 
     /**
-     * Finds the slots with a token that tells what it is ({@link PKCS11Slot#getTokenInfo}). A slot that cannot tell,
+     * Finds the slots with a token whose information can be read ({@link PKCS11Slot#getTokenInfo}). A slot without it,
      * because its token has just gone or the module does not know it, is left out and does not hide the others.
      *
-     * @return the slots in the order of the library; each is asked when the stream comes to it
+     * @return the slots in the order of the library; each is called when the stream reaches it
      * @throws PKCS11Exception as {@link #getSlotList} raises it
      */
     public Stream<PKCS11Slot> slotsWithTokens() {
@@ -187,7 +186,7 @@ public class NativePKCS11 implements AutoCloseable {
      * Finds the slot of a token, which is known by its label or serial number: the numbers of slots move.
      *
      * @param labelOrSerial the whole label of the token, or its whole serial number, without trailing blanks
-     * @return the slot; empty if no slot tells of such a token
+     * @return the slot; empty if no slot has such a token
      * @throws PKCS11Exception as {@link #getSlotList} raises it
      * @throws IllegalArgumentException if several tokens could be meant; {@link #slotsWithTokens} has them all
      */
@@ -204,7 +203,7 @@ public class NativePKCS11 implements AutoCloseable {
         return found.stream().findFirst();
     }
 
-    /** Asks for the token in a slot; null if the slot cannot tell. */
+    /** Returns the information about the token in a slot; null if it cannot be read. */
     private static PKCS11TokenInfo tokenIn(PKCS11Slot slot) {
         try {
             return slot.getTokenInfo();
@@ -212,7 +211,7 @@ public class NativePKCS11 implements AutoCloseable {
             if (e.hasCode()) {
                 return null;
             }
-            throw e; // not about the slot: the library has been given back
+            throw e; // not about the slot: the library has been released
         }
     }
 

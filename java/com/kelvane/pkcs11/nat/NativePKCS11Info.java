@@ -2,7 +2,7 @@ package com.kelvane.pkcs11.nat;
 
 import com.kelvane.pkcs11.PKCS11Version;
 
-/** What a Cryptoki library says of itself ({@code CK_INFO}), and the version of the native library. */
+/** Information about a Cryptoki module ({@code CK_INFO}), and the version of the native library. */
 public final class NativePKCS11Info {
     /** The texts, as the getters of the same names return them. */
     private final String manufacturerID, libraryDescription, nativeVersion;
@@ -11,7 +11,7 @@ public final class NativePKCS11Info {
     private final int cryptokiVersion, flags, libraryVersion;
 
     /**
-     * Builds the information; {@link NativePKCS11#getInfo} does.
+     * Creates the information; {@link NativePKCS11#getInfo} does.
      *
      * @param cryptokiVersion the Cryptoki version that the library implements
      * @param manufacturerID the name of the library's maker

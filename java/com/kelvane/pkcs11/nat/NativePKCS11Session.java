@@ -21,31 +21,32 @@ import java.util.Objects;
  * A session with a token.
  *
  * <p>There are two forms of most methods. Those that take a {@link Template}, and those that take all the data and
- * return all of the result, are the short one: they leave neither an operation nor a search behind, and the exception of a
- * failure names the function called and the mechanism. A parameter of the wrong class is refused by
- * {@link IllegalArgumentException}: "CKM_AES_GCM takes CK_GCM_PARAMS, not byte[]". The native ones are the calls of the token themselves, with arrays and room of the caller's.
+ * return all of the result, are the short one: they leave neither an operation nor a search behind, and the exception
+ * of a failure names the function called and the mechanism. A parameter of the wrong class is refused by
+ * {@link IllegalArgumentException}: "CKM_AES_GCM takes CK_GCM_PARAMS, not byte[]". The native ones are the token's
+ * calls, with arrays of the caller's.
  *
  * <p>Buffers, templates, mechanisms, null, failures and threads are handled alike in all native methods; see the
  * description of the package. Three things about buffers are worth repeating here:
  *
  * <ul>
- * <li>Every call copies the whole of each array it is given, in, and for an output array out again, however few bytes
+ * <li>Every call copies each array as a whole, in, and for an output array out again, however few bytes
  * of it are used. Who walks a large array by offsets copies all of it each time: stream through small arrays instead.
  * <li>Two threads must not share one output array, even in separate parts: what one call copies back undoes what the
  * other one wrote.
- * <li>An output array that is too small is told in two ways. The encryption and decryption methods ({@code encrypt},
- * {@code encryptUpdate}, {@code encryptFinal}, the same for {@code decrypt}, and the two for GCM) raise nothing and
- * return the length needed, which is larger than the room; the operation goes on, and the call is to be repeated with a
- * larger array. All others raise {@code CKR_BUFFER_TOO_SMALL} (0x150). A token that says "too small" and asks for no
- * more than the room has is reported by {@code CKR_BUFFER_TOO_SMALL} in either case, so a returned length within the
- * room is always one that was written.
+ * <li>An output array that is too small is reported in two ways. The encryption and decryption methods
+ * ({@code encrypt}, {@code encryptUpdate}, {@code encryptFinal}, the same for {@code decrypt}, and the two for GCM)
+ * raise nothing and return the length needed, which exceeds the capacity; the operation goes on, and the call is to be
+ * repeated with a larger array. All others raise {@code CKR_BUFFER_TOO_SMALL} (0x150). A token that returns "too small"
+ * and needs no more than the capacity is reported by {@code CKR_BUFFER_TOO_SMALL} in either case, so a returned length
+ * within the capacity is always one that was written.
  * </ul>
  *
  * <p>The methods with {@code ByteBuffer}s work on direct buffers, and the module itself reads and writes their memory:
- * nothing is copied, unless input and output overlap. The data lies between position and limit; afterwards the position of
- * an input is its limit, and that of an output has moved on by what was written. {@code IllegalArgumentException} is thrown
- * for a buffer that is not direct and for one buffer as both, {@code ReadOnlyBufferException} for an output that is
- * read-only. The memory of a buffer that was made of a memory segment must not be released during the call.
+ * nothing is copied, unless input and output overlap. The data lies between position and limit; afterwards the position
+ * of an input is its limit, and that of an output has moved on by what was written. {@code IllegalArgumentException} is
+ * thrown for a buffer that is not direct and for one buffer as both, {@code ReadOnlyBufferException} for an output that
+ * is read-only. The memory of a buffer that was made of a memory segment must not be released during the call.
  *
  * <p>The state of an operation is kept by the token, not here. Two objects are equal if they have the same handle in
  * equal slots. A library may use a handle again once its session has been closed.
@@ -146,7 +147,7 @@ public class NativePKCS11Session implements AutoCloseable {
     public native void close();
 
     /**
-     * Returns what the library says of the session ({@code C_GetSessionInfo}).
+     * Returns information about the session ({@code C_GetSessionInfo}).
      *
      * @return the information
      */
@@ -160,7 +161,7 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param securityOfficer true for the security officer, false for the normal user
      * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
-     * @throws PKCS11Exception with the code of the library; "Object must be String or byte[]!" for another class;
+     * @throws PKCS11Exception with the module's return code; "Object must be String or byte[]!" for another class;
      *     "copyStringBytes(): buffer too small for string!" or "copyBytes(): buffer too small!" for a {@code String} or
      *     a {@code byte[]} that is too long; {@code CKR_USER_ALREADY_LOGGED_IN} is a failure like any other
      */
@@ -179,7 +180,8 @@ public class NativePKCS11Session implements AutoCloseable {
 
     /**
      * Logs in as a user of any type ({@code C_Login}). {@code CKU_CONTEXT_SPECIFIC} is for a key that requires the PIN
-     * before each use ({@code CKA_ALWAYS_AUTHENTICATE}): after {@code signInit} or {@code decryptInit}, before the data.
+     * before each use ({@code CKA_ALWAYS_AUTHENTICATE}): after {@code signInit} or {@code decryptInit}, before the
+     * data.
      *
      * @param userType {@code CKU_USER}, {@code CKU_SO}, {@code CKU_CONTEXT_SPECIFIC} or a vendor's own type
      * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
@@ -193,7 +195,7 @@ public class NativePKCS11Session implements AutoCloseable {
     /**
      * Logs in as a user of any type with a PIN as {@code char[]}.
      *
-     * @param userType as {@link #login(int, Object)} takes it
+     * @param userType as for {@link #login(int, Object)}
      * @param pin the PIN, at most 50 bytes in UTF-8; null to have it entered at the token. The array is not changed
      * @throws PKCS11Exception as {@link #login(int, Object)} throws it
      */
@@ -204,11 +206,11 @@ public class NativePKCS11Session implements AutoCloseable {
     /**
      * Logs in as one of several users of a type ({@code C_LoginUser}, edition 3.0).
      *
-     * @param userType as {@link #login(int, Object)} takes it
+     * @param userType as for {@link #login(int, Object)}
      * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
      * @param userName the user's name, a {@code String} or {@code byte[]} of at most 255 bytes
-     * @throws PKCS11Exception as {@link #login(int, Object)} throws it; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module
-     *     does not offer edition 3.0
+     * @throws PKCS11Exception as {@link #login(int, Object)} throws it; {@code CKR_FUNCTION_NOT_SUPPORTED} if the
+     *     module does not offer edition 3.0
      */
     public void loginUser(int userType, Object pin, Object userName) {
         NativeExtensions.loginUser(this, userType, pin, userName);
@@ -221,7 +223,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Sets the normal user's PIN ({@code C_InitPIN}); the security officer must be logged in.
      *
      * @param pin the PIN, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at the token
-     * @throws PKCS11Exception with the code of the library; "Object must be String or byte[]!" for another class;
+     * @throws PKCS11Exception with the module's return code; "Object must be String or byte[]!" for another class;
      *     "copyStringBytes(): buffer too small for string!" or "copyBytes(): buffer too small!" for a {@code String} or
      *     a {@code byte[]} that is too long
      */
@@ -243,7 +245,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param oldPin the PIN so far, a {@code String} or {@code byte[]} of at most 50 bytes; null to have it entered at
      *     the token
      * @param newPin the new PIN, likewise
-     * @throws PKCS11Exception with the code of the library; "Object must be String or byte[]!" for another class;
+     * @throws PKCS11Exception with the module's return code; "Object must be String or byte[]!" for another class;
      *     "copyStringBytes(): buffer too small for string!" or "copyBytes(): buffer too small!" for a {@code String} or
      *     a {@code byte[]} that is too long; the old PIN is looked at first
      */
@@ -265,7 +267,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Cancels operations that are active in the session ({@code C_SessionCancel}, edition 3.0).
      *
      * @param operations {@code CKF_ENCRYPT}, {@code CKF_SIGN}, {@code CKF_FIND_OBJECTS} and their like, added up
-     * @throws PKCS11Exception with the code of the library; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module does not
+     * @throws PKCS11Exception with the module's return code; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module does not
      *     offer edition 3.0
      */
     public void sessionCancel(int operations) {
@@ -276,7 +278,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Returns the state of the running operation, for {@link #setOperationState} ({@code C_GetOperationState}, twice).
      *
      * @return the state, as long as the token announced; if it then wrote less, the end is zero bytes
-     * @throws PKCS11Exception with the code of the library; "getOperationState(): NewByteArray() failed" or
+     * @throws PKCS11Exception with the module's return code; "getOperationState(): NewByteArray() failed" or
      *     "getOperationState(): can't get elements" without memory
      */
     public native byte[] getOperationState();
@@ -288,24 +290,24 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param encryptionKey the key of an encryption or decryption, null if the token needs none; with handle 0 the call
      *     returns at once and does nothing
      * @param authenticationKey the key of a signature or verification, likewise
-     * @throws PKCS11Exception with the code of the library; "setOperationState(): can't get elements" if the state is
+     * @throws PKCS11Exception with the module's return code; "setOperationState(): can't get elements" if the state is
      *     null, in which case the library is called all the same, without a state
      */
     public native void setOperationState(byte[] state, NativePKCS11Object encryptionKey,
         NativePKCS11Object authenticationKey);
 
     /**
-     * Asks for the state of a parallel function, of which no token has any ({@code C_GetFunctionStatus}).
+     * Returns the state of a parallel function, of which no token has any ({@code C_GetFunctionStatus}).
      *
-     * @return false if the library answers {@code CKR_FUNCTION_NOT_PARALLEL}, as the standard asks; true if it answers
-     *     {@code CKR_OK}
+     * @return false if the library returns {@code CKR_FUNCTION_NOT_PARALLEL}, as the standard requires; true if it
+     *     answers {@code CKR_OK}
      */
     public native boolean getFunctionStatus();
 
     /**
      * Cancels a parallel function, of which no token has any ({@code C_CancelFunction}).
      *
-     * @throws PKCS11Exception with the code of the library, {@code CKR_FUNCTION_NOT_PARALLEL} as the standard asks
+     * @throws PKCS11Exception with the module's return code, {@code CKR_FUNCTION_NOT_PARALLEL} as the standard requires
      */
     public native void cancelFunction();
 
@@ -382,8 +384,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity
      */
     public native int encrypt(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
 
@@ -394,8 +396,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity
      */
     public native int encryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
 
@@ -403,8 +405,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * Ends an encryption in parts ({@code C_EncryptFinal}).
      *
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity
      */
     public native int encryptFinal(byte[] out, int outOffset);
 
@@ -428,8 +430,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room; 3 without any output for
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity; 3 without any output for
      *     a key with handle 0
      */
     public native int encryptDoFinalGCM(int mechanism, Object parameter, NativePKCS11Object key, byte[] in,
@@ -490,8 +492,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity
      */
     public native int decrypt(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
 
@@ -502,8 +504,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity
      */
     public native int decryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
 
@@ -511,8 +513,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * Ends a decryption in parts ({@code C_DecryptFinal}).
      *
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity
      */
     public native int decryptFinal(byte[] out, int outOffset);
 
@@ -535,8 +537,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written, or the length needed if that is more than the room; 3 without any output for
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written, or the length needed if it exceeds the capacity; 3 without any output for
      *     a key with handle 0
      */
     public native int decryptDoFinalGCM(int mechanism, Object parameter, NativePKCS11Object key, byte[] in,
@@ -586,7 +588,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int digest(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
@@ -611,7 +613,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Ends a digest in parts ({@code C_DigestFinal}).
      *
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int digestFinal(byte[] out, int outOffset);
@@ -619,7 +621,7 @@ public class NativePKCS11Session implements AutoCloseable {
     // Signatures and MACs
 
     /**
-     * Signs data, or makes a MAC of them.
+     * Signs data, or computes a MAC.
      *
      * @param mechanism the mechanism type
      * @param parameter the mechanism's parameter, or null
@@ -633,15 +635,15 @@ public class NativePKCS11Session implements AutoCloseable {
     }
 
     /**
-     * Signs a stream of any length, in small parts, or makes a MAC of it.
+     * Signs a stream of any length, in small parts, or computes a MAC.
      *
      * @param mechanism the mechanism type, one that hashes by itself
      * @param parameter the mechanism's parameter, or null
      * @param key the key
      * @param in the data; read to its end, not closed
      * @return the signature
-     * @throws IOException if the stream fails; a token that lacks {@code C_SessionCancel} makes a signature then, which is
-     *     lost
+     * @throws IOException if the stream fails; a token that lacks {@code C_SessionCancel} makes a signature then, which
+     *     is lost
      */
     public byte[] sign(int mechanism, Object parameter, NativePKCS11Object key, InputStream in) throws IOException {
         return operation(Kind.SIGN, mechanism, parameter, () -> signInit(mechanism, parameter, usable(key)))
@@ -664,7 +666,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int sign(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
@@ -682,7 +684,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Ends a signature in parts ({@code C_SignFinal}).
      *
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int signFinal(byte[] out, int outOffset);
@@ -703,7 +705,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int signRecover(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
@@ -716,14 +718,15 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param mechanism the mechanism type
      * @param parameter the mechanism's parameter, or null
      * @param key the key
-     * @param data the data, as {@link #sign(int, Object, NativePKCS11Object, byte[])} takes them
+     * @param data the data, as for {@link #sign(int, Object, NativePKCS11Object, byte[])}
      * @param signature the signature
-     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID} or
+     * @return true if the signature is right; false if the token returns {@code CKR_SIGNATURE_INVALID} or
      *     {@code CKR_SIGNATURE_LEN_RANGE}
      */
     public boolean verify(int mechanism, Object parameter, NativePKCS11Object key, byte[] data, byte[] signature) {
         return operation(Kind.VERIFY, mechanism, parameter, () -> verifyInit(mechanism, parameter, usable(key)))
-            .verified(() -> verify(data, 0, data.length, signature, 0, signature.length), () -> verifyFinal(signature, 0, signature.length));
+            .verified(() -> verify(data, 0, data.length, signature, 0, signature.length),
+                () -> verifyFinal(signature, 0, signature.length));
     }
 
     /**
@@ -734,7 +737,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param key the key
      * @param in the data; read to its end, not closed
      * @param signature the signature
-     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID} or
+     * @return true if the signature is right; false if the token returns {@code CKR_SIGNATURE_INVALID} or
      *     {@code CKR_SIGNATURE_LEN_RANGE}
      * @throws IOException if the stream fails
      */
@@ -763,7 +766,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param signature the signature
      * @param sigOffset index of its first byte
      * @param sigLength its length in bytes
-     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID}
+     * @return true if the signature is right; false if the token returns {@code CKR_SIGNATURE_INVALID}
      * @throws PKCS11Exception with any other code of the library, {@code CKR_SIGNATURE_LEN_RANGE} for a signature of
      *     the wrong length
      */
@@ -784,7 +787,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param signature the signature
      * @param offset index of its first byte
      * @param length its length in bytes
-     * @return true if the signature is right; false if the token answers {@code CKR_SIGNATURE_INVALID}
+     * @return true if the signature is right; false if the token returns {@code CKR_SIGNATURE_INVALID}
      * @throws PKCS11Exception with any other code of the library, {@code CKR_SIGNATURE_LEN_RANGE} for a signature of
      *     the wrong length
      */
@@ -806,8 +809,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
-     * @return the number of bytes written; -1 if the token answers {@code CKR_SIGNATURE_INVALID}
+     * @param outOffset index of its first byte; its capacity is the rest of the array
+     * @return the number of bytes written; -1 if the token returns {@code CKR_SIGNATURE_INVALID}
      */
     public native int verifyRecover(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
 
@@ -820,7 +823,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int digestEncryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
@@ -832,7 +835,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int decryptDigestUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
@@ -844,7 +847,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int signEncryptUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
@@ -856,7 +859,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param inOffset index of its first byte
      * @param inLength its length in bytes
      * @param out receives the output
-     * @param outOffset index of its first byte; the room is all from there to the end of the array
+     * @param outOffset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
      */
     public native int decryptVerifyUpdate(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
@@ -880,7 +883,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Generates a secret key, or a set of domain parameters ({@code C_GenerateKey}).
      *
      * <p>For the password-based mechanisms the initialisation vector made by the token is copied back into
-     * {@link com.kelvane.pkcs11.PKCS11MechPar_PBE#iv}, which must have room for its 8 bytes; without it the call is
+     * {@link com.kelvane.pkcs11.PKCS11MechPar_PBE#iv}, which must hold 8 bytes; without it the call is
      * refused only after the token has made the key.
      *
      * @param mechanism the mechanism type
@@ -936,9 +939,11 @@ public class NativePKCS11Session implements AutoCloseable {
      * @return the wrapped key
      */
     public byte[] wrapKey(int mechanism, Object parameter, NativePKCS11Object wrappingKey, NativePKCS11Object key) {
-        try (Room room = Room.ofArrays()) {
-            return ShortForm.call("C_WrapKey", mechanism, parameter, () -> room.toArray(room.fill(Room.EXTRA,
-                out -> wrapKey(mechanism, parameter, usable(wrappingKey), usable(key), out.array(), 0), null)));
+        try (OutputBuffer output = OutputBuffer.ofArrays()) {
+            OutputBuffer.Call call =
+                out -> wrapKey(mechanism, parameter, usable(wrappingKey), usable(key), out.array(), 0);
+            return ShortForm.call("C_WrapKey", mechanism, parameter,
+                () -> output.toArray(output.fill(OutputBuffer.EXTRA, call, null)));
         }
     }
 
@@ -950,10 +955,10 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param wrappingKey the key to encrypt with; with handle 0 the call returns 0 at once and does nothing
      * @param key the key to be wrapped, likewise
      * @param wrappedKey receives the wrapped key
-     * @param offset index of its first byte; the room is all from there to the end of the array
+     * @param offset index of its first byte; its capacity is the rest of the array
      * @return the number of bytes written
-     * @throws PKCS11Exception with {@code CKR_BUFFER_TOO_SMALL} (0x150) if the room is too small; there is no query for
-     *     the length needed
+     * @throws PKCS11Exception with {@code CKR_BUFFER_TOO_SMALL} (0x150) if the capacity is too small; there is no query
+     *     for the length needed
      */
     public native int wrapKey(int mechanism, Object parameter, NativePKCS11Object wrappingKey, NativePKCS11Object key,
         byte[] wrappedKey, int offset);
@@ -1024,7 +1029,8 @@ public class NativePKCS11Session implements AutoCloseable {
      * <li>{@code CKM_TLS12_KEY_AND_MAC_DERIVE} and {@code CKM_TLS12_KEY_SAFE_DERIVE} in
      * {@link com.kelvane.pkcs11.CK_TLS12_KEY_MAT_PARAMS#pReturnedKeyMaterial};
      * <li>{@code CKM_TLS_PRF} in {@link com.kelvane.pkcs11.CK_TLS_PRF_PARAMS#output};
-     * <li>the {@code CKM_SP800_108} mechanisms in {@link com.kelvane.pkcs11.CK_DERIVED_KEY#phKey} of each additional key.
+     * <li>the {@code CKM_SP800_108} mechanisms in {@link com.kelvane.pkcs11.CK_DERIVED_KEY#phKey} of each additional
+     * key.
      * </ul>
      *
      * <p>With {@code PKCS11DEBUG} set the call and the new handle are printed.
@@ -1042,15 +1048,15 @@ public class NativePKCS11Session implements AutoCloseable {
         Object[] values);
 
     /**
-     * Creates a secret key and encapsulates it with a public key ({@code C_EncapsulateKey}, edition 3.2), with room for a
-     * ciphertext of 32,768 bytes.
+     * Creates a secret key and encapsulates it with a public key ({@code C_EncapsulateKey}, edition 3.2), for a
+     * ciphertext of at most 32,768 bytes.
      *
      * @param mechanism the mechanism type, {@code CKM_ML_KEM} for example
      * @param parameter the mechanism's parameter, or null
      * @param publicKey the public key
      * @param template the secret key's attributes
      * @return the secret key and its ciphertext
-     * @throws PKCS11Exception with the code of the library; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module does not
+     * @throws PKCS11Exception with the module's return code; {@code CKR_FUNCTION_NOT_SUPPORTED} if the module does not
      *     offer edition 3.2
      */
     public NativePKCS11Encapsulation encapsulateKey(int mechanism, Object parameter, NativePKCS11Object publicKey,
@@ -1083,7 +1089,7 @@ public class NativePKCS11Session implements AutoCloseable {
     // Objects
 
     /**
-     * Finds the objects that have certain attributes. The search is ended, whatever happens.
+     * Finds the objects that have certain attributes. The search is always ended.
      *
      * @param template the attributes; {@code Template.of()} finds all objects
      * @return the objects; an empty list if there are none
@@ -1186,7 +1192,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * Returns the next object that was found ({@code C_FindObjects}, for one object).
      *
      * @return the object; null if there are no more
-     * @throws PKCS11Exception with the code of the library
+     * @throws PKCS11Exception with the module's return code
      */
     public native NativePKCS11Object findObject();
 
@@ -1220,7 +1226,7 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param object the object to read; with handle 0 the result is null
      * @param type the attribute type
-     * @return the value, trailing blanks kept and cut at a NUL; an empty value gives the empty text
+     * @return the value, trailing blanks kept and cut at a NUL; "" for an empty value
      * @throws PKCS11Exception as {@link NativePKCS11Object#getStringAttributeValue} raises it
      */
     public native String getStringAttributeValue(NativePKCS11Object object, int type);
@@ -1231,7 +1237,7 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param object the object to read; with handle 0 the result is null
      * @param type the attribute type
-     * @return the value as it is; an empty value gives an empty array
+     * @return the value as it is; an empty array for an empty value
      * @throws PKCS11Exception as {@link NativePKCS11Object#getByteArrayAttributeValue} raises it
      */
     public native byte[] getByteArrayAttributeValue(NativePKCS11Object object, int type);
@@ -1251,7 +1257,7 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param object the object to read; with handle 0 the result is null
      * @param type the attribute type
-     * @return the value, never negative; an empty value gives 0
+     * @return the value, never negative; 0 for an empty value
      * @throws PKCS11Exception as {@link NativePKCS11Object#getBigIntegerAttributeValue} raises it
      */
     public native BigInteger getBigIntegerAttributeValue(NativePKCS11Object object, int type);
@@ -1272,9 +1278,9 @@ public class NativePKCS11Session implements AutoCloseable {
      * Reads several attributes of an object: one call of the token for all, for the values of fixed length and the
      * lengths of the others, then one for each of these.
      *
-     * <p>One attribute that the object lacks, or that the token keeps to itself, makes the whole call fail; and every
+     * <p>One attribute that the object lacks, or that is sensitive, makes the whole call fail; and every
      * call leaves the virtual machine's copy of {@code types} behind, some 32 bytes for a few types, which are not
-     * given back as long as the process runs. {@link PKCS11Object#readAttributes} does neither.
+     * released as long as the process runs. {@link PKCS11Object#readAttributes} has neither problem.
      *
      * <p>An element is null where the type is not known, and, unlike the results of the methods for one attribute, for
      * an empty value of kind String, Date or BigInteger.
@@ -1283,7 +1289,7 @@ public class NativePKCS11Session implements AutoCloseable {
      * @param types the attribute types
      * @param count how many of them to read, from the first on
      * @return the values, {@code count} of them
-     * @throws PKCS11Exception with the code of the library, if it refuses one of the attributes; with
+     * @throws PKCS11Exception with the module's return code, if it refuses one of the attributes; with
      *     {@code CKR_DATA_INVALID} (0x20) if {@code count} is negative or greater than the length of {@code types};
      *     with {@code CKR_ATTRIBUTE_VALUE_INVALID} (0x13) if a value has the wrong length or is no date; "can't access
      *     attribute types array" if {@code types} is null; "alloca() failed", "getStringAttributeValues(): alloca()
@@ -1298,8 +1304,8 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param in the input, a direct buffer
      * @param out receives the output, a direct buffer
-     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
-     *     has moved then, and the call can be repeated
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no
+     *     position has moved then, and the call can be repeated
      */
     public int encrypt(ByteBuffer in, ByteBuffer out) {
         return DirectBuffers.inOut(this, NativeExtensions::encrypt, in, out);
@@ -1310,8 +1316,8 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param in the input, a direct buffer
      * @param out receives the output, a direct buffer
-     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
-     *     has moved then, and the call can be repeated
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no
+     *     position has moved then, and the call can be repeated
      */
     public int encryptUpdate(ByteBuffer in, ByteBuffer out) {
         return DirectBuffers.inOut(this, NativeExtensions::encryptUpdate, in, out);
@@ -1332,8 +1338,8 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param in the input, a direct buffer
      * @param out receives the output, a direct buffer
-     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
-     *     has moved then, and the call can be repeated
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no
+     *     position has moved then, and the call can be repeated
      */
     public int decrypt(ByteBuffer in, ByteBuffer out) {
         return DirectBuffers.inOut(this, NativeExtensions::decrypt, in, out);
@@ -1344,8 +1350,8 @@ public class NativePKCS11Session implements AutoCloseable {
      *
      * @param in the input, a direct buffer
      * @param out receives the output, a direct buffer
-     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no position
-     *     has moved then, and the call can be repeated
+     * @return the number of bytes written, or the length needed if that is more than the output's remaining bytes: no
+     *     position has moved then, and the call can be repeated
      */
     public int decryptUpdate(ByteBuffer in, ByteBuffer out) {
         return DirectBuffers.inOut(this, NativeExtensions::decryptUpdate, in, out);

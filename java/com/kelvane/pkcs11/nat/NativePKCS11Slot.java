@@ -19,7 +19,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
     private final int slotID;
 
     /**
-     * Builds a slot; {@link NativePKCS11#getSlotList} finds those there are.
+     * Creates a slot; {@link NativePKCS11#getSlotList} finds those there are.
      *
      * @param pkcs11 the library
      * @param slotID the slot id
@@ -74,7 +74,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
      * <p>Cryptoki: {@code C_GetTokenInfo}. Texts are without their trailing blanks. The time is null without
      * {@code CKF_CLOCK_ON_TOKEN}.
      *
-     * @throws PKCS11Exception with the code of the library, {@code CKR_TOKEN_NOT_PRESENT} if the slot is empty
+     * @throws PKCS11Exception with the module's return code, {@code CKR_TOKEN_NOT_PRESENT} if the slot is empty
      */
     @Override
     public native PKCS11TokenInfo getTokenInfo();
@@ -84,7 +84,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
      *
      * <p>Cryptoki: {@code C_GetMechanismList}, twice. Of repeated types the first one stays.
      *
-     * @throws PKCS11Exception with the code of the library, {@code CKR_BUFFER_TOO_SMALL} if the list grew during the
+     * @throws PKCS11Exception with the module's return code, {@code CKR_BUFFER_TOO_SMALL} if the list grew during the
      *     call; "getMechanismList(): alloca() failed", "getMechanismList(): NewIntArray() failed" or
      *     "GetIntArrayElements() failed" without memory
      */
@@ -96,7 +96,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
      *
      * <p>Cryptoki: {@code C_GetMechanismInfo}.
      *
-     * @throws PKCS11Exception with the code of the library, {@code CKR_MECHANISM_INVALID} if the token does not have
+     * @throws PKCS11Exception with the module's return code, {@code CKR_MECHANISM_INVALID} if the token does not have
      *     the mechanism
      */
     @Override
@@ -107,7 +107,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
      *
      * <p>Cryptoki: {@code C_InitToken}. The label is filled up with blanks to 32 bytes. It is looked at before the PIN.
      *
-     * @throws PKCS11Exception with the code of the library; "Object must be String or byte[]!" for another class or a
+     * @throws PKCS11Exception with the module's return code; "Object must be String or byte[]!" for another class or a
      *     null label; "copyStringBytes(): buffer too small for string!" or "copyBytes(): buffer too small!" for a
      *     {@code String} or a {@code byte[]} that is too long
      */
@@ -124,7 +124,7 @@ public class NativePKCS11Slot implements PKCS11Slot {
      *
      * <p>Cryptoki: {@code C_OpenSession}. The flags go to the library as they are.
      *
-     * @throws PKCS11Exception with the code of the library, {@code CKR_SESSION_PARALLEL_NOT_SUPPORTED} without
+     * @throws PKCS11Exception with the module's return code, {@code CKR_SESSION_PARALLEL_NOT_SUPPORTED} without
      *     {@code CKF_SERIAL_SESSION}; "Sorry, callbacks not supported!" for a callback
      */
     @Override

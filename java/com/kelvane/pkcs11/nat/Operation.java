@@ -53,7 +53,7 @@ final class Operation {
     }
 
     private interface Body<T, E extends Exception> {
-        T run(Room room) throws E;
+        T run(OutputBuffer output) throws E;
     }
 
     /** How much of a stream is passed on at once: every call copies its arrays, so small ones are quick. */
@@ -61,11 +61,11 @@ final class Operation {
 
     /**
      * The longest signature of the standard, {@code CKM_SLH_DSA}'s. A stream cannot be signed again where a token ends
-     * the operation for want of room.
+     * the operation when the capacity was too small.
      */
     private static final int LONGEST_SIGNATURE = 49_856;
 
-    /** What some tokens want the room for an Edwards signature to be, to the byte; the others ask for more. */
+    /** The exact capacity that some tokens require for an Edwards signature; the others request more. */
     private static final int ED25519_SIGNATURE = 64;
 
     private static final byte[] NOTHING = {};
@@ -90,43 +90,43 @@ final class Operation {
     byte[] whole(Step whole, Last last, byte[] data) {
         boolean isInput = kind == Kind.ENCRYPT || kind == Kind.DECRYPT;
         long size = mechanism == PKCS11Constants.CKM_EDDSA && kind == Kind.SIGN ? ED25519_SIGNATURE
-            : Room.EXTRA + (isInput ? (long) data.length : 0);
-        Room.Call call = out -> whole.run(data, 0, data.length, out.array(), 0);
-        return run(Room.ofArrays(), room -> {
-            room.count(isInput ? data.length : 0);
+            : OutputBuffer.EXTRA + (isInput ? (long) data.length : 0);
+        OutputBuffer.Call call = out -> whole.run(data, 0, data.length, out.array(), 0);
+        return run(OutputBuffer.ofArrays(), output -> {
+            output.count(isInput ? data.length : 0);
             start();
-            return room.toArray(finish("", () -> room.fill(size, call, start)));
+            return output.toArray(finish("", () -> output.fill(size, call, start)));
         }, ends(whole, last));
     }
 
     /** A stream whose output comes at the end. */
     byte[] gathered(Update update, Step whole, Last last, InputStream in) throws IOException {
-        return run(Room.ofArrays(), room -> {
+        return run(OutputBuffer.ofArrays(), output -> {
             feed(in, update);
-            Room.Call call = out -> last.run(out.array(), 0);
-            return room.toArray(finish("Final", () -> room.fill(LONGEST_SIGNATURE, call, null)));
+            OutputBuffer.Call call = out -> last.run(out.array(), 0);
+            return output.toArray(finish("Final", () -> output.fill(LONGEST_SIGNATURE, call, null)));
         }, ends(whole, last));
     }
 
     /** A stream whose output comes as the input goes, or, from some tokens, at the end. */
-    void streamed(BufferStep update, BufferStep whole, Room.Call last, InputStream in, OutputStream out)
+    void streamed(BufferStep update, BufferStep whole, OutputBuffer.Call last, InputStream in, OutputStream out)
         throws IOException {
         ByteBuffer data = ByteBuffer.allocateDirect(CHUNK);
         byte[] chunk = new byte[CHUNK];
         try {
-            run(Room.ofDirectBuffers(), room -> {
+            run(OutputBuffer.ofDirectBuffers(), output -> {
                 start();
                 for (int length = in.read(chunk); length >= 0; length = in.read(chunk)) {
                     data.clear();
                     data.put(chunk, 0, length).flip();
-                    room.count(length);
-                    Room.Call call = output -> update.run(data, output);
-                    int size = length + Room.EXTRA;
-                    write(room.written(call("Update", () -> room.fill(size, call, null))), chunk, out);
+                    output.count(length);
+                    OutputBuffer.Call call = to -> update.run(data, to);
+                    int size = length + OutputBuffer.EXTRA;
+                    write(output.written(call("Update", () -> output.fill(size, call, null))), chunk, out);
                 }
-                write(room.written(finish("Final", () -> room.fill(Room.EXTRA, last, null))), chunk, out);
+                write(output.written(finish("Final", () -> output.fill(OutputBuffer.EXTRA, last, null))), chunk, out);
                 return null;
-            }, last, output -> whole.run(ByteBuffer.allocateDirect(0), output));
+            }, last, to -> whole.run(ByteBuffer.allocateDirect(0), to));
         } finally {
             Arrays.fill(chunk, (byte) 0);
             DirectBuffers.wipe(data);
@@ -135,7 +135,7 @@ final class Operation {
 
     /** Verifies all the data in one step. */
     boolean verified(BooleanSupplier whole, BooleanSupplier last) {
-        return run(Room.ofArrays(), room -> {
+        return run(OutputBuffer.ofArrays(), output -> {
             start();
             return finish("", () -> isRight(whole));
         }, ending(last), ending(whole));
@@ -143,7 +143,7 @@ final class Operation {
 
     /** Verifies a stream. */
     boolean verified(Update update, BooleanSupplier whole, BooleanSupplier last, InputStream in) throws IOException {
-        return run(Room.ofArrays(), room -> {
+        return run(OutputBuffer.ofArrays(), output -> {
             feed(in, update);
             return finish("Final", () -> isRight(last));
         }, ending(last), ending(whole));
@@ -187,7 +187,7 @@ final class Operation {
         }
     }
 
-    /** Makes calls of one of the operation's functions. */
+    /** Calls one of the operation's functions. */
     private <T> T call(String suffix, Supplier<T> calls) {
         return ShortForm.call(kind.function + suffix, mechanism, parameter, calls);
     }
@@ -211,13 +211,20 @@ final class Operation {
         }
     }
 
-    private <T, E extends Exception> T run(Room room, Body<T, E> body, Room.Call... ends) throws E {
-        try (room) {
+    /**
+     * Runs the body and leaves no operation of its own active. Between a start that succeeded and an end that
+     * succeeded, {@code isActive} is true; when the body is left in between, by an exception of the module, of a stream
+     * or of the virtual machine, the operation is cancelled, or ended by {@code ends} if the module cannot cancel. An
+     * operation that the caller had started before is not touched: then the start failed, and {@code isActive} is
+     * false.
+     */
+    private <T, E extends Exception> T run(OutputBuffer output, Body<T, E> body, OutputBuffer.Call... ends) throws E {
+        try (output) {
             try {
-                return body.run(room);
+                return body.run(output);
             } finally {
                 if (isActive && !isCancelled()) {
-                    end(room, ends);
+                    end(output, ends);
                 }
             }
         }
@@ -228,27 +235,29 @@ final class Operation {
             NativeExtensions.sessionCancel(session, kind.flag);
             return true;
         } catch (PKCS11Exception e) {
-            return false; // the module has no such function, as a rule
+            return false; // usually because the module does not have the function
         }
     }
 
-    /** Makes the last call in parts, and a step of no data, since some tokens end an operation by one of the two only. */
-    private static void end(Room room, Room.Call... ends) {
-        for (Room.Call each : ends) {
+    /**
+     * Makes the last call in parts, and a step of no data, since some tokens end an operation by one of the two only.
+     */
+    private static void end(OutputBuffer output, OutputBuffer.Call... ends) {
+        for (OutputBuffer.Call each : ends) {
             try {
-                room.fill(Room.EXTRA, each, null);
+                output.fill(OutputBuffer.EXTRA, each, null);
             } catch (PKCS11Exception e) {
-                // What was raised before is for the caller to know. A failure ends the operation too, mostly.
+                // The caller gets the exception thrown before. Most failures end the operation too.
             }
         }
     }
 
-    private static Room.Call[] ends(Step whole, Last last) {
-        return new Room.Call[] {out -> last.run(out.array(), 0),
+    private static OutputBuffer.Call[] ends(Step whole, Last last) {
+        return new OutputBuffer.Call[] {out -> last.run(out.array(), 0),
             out -> whole.run(NOTHING, 0, 0, out.array(), 0)};
     }
 
-    private static Room.Call ending(BooleanSupplier verification) {
+    private static OutputBuffer.Call ending(BooleanSupplier verification) {
         return out -> {
             verification.getAsBoolean();
             return 0;

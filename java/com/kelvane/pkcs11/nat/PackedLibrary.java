@@ -31,7 +31,7 @@ final class PackedLibrary {
     private static final String ELSEWHERE = "; name another directory: -D" + TEMPORARY + "=/a/directory";
     private static final String INSTEAD = "; build one and name it: -D" + NativeLibrary.PROPERTY + "=/path/of/library";
 
-    /** A directory's name: that of the library, its process, and what makes it the only one. */
+    /** A directory's name: the library's, the process id, and a unique suffix. */
     private static final Pattern DIRECTORY = Pattern.compile(NativeLibrary.NAME + "-(\\d{1,18})-.*");
 
     private static final int STICKY = 01000;
@@ -107,7 +107,7 @@ final class PackedLibrary {
 
     // ---- The directory ----
 
-    /** Makes a directory which is the user's alone from the start. */
+    /** Creates a directory with access for its owner alone. */
     private static Path makeDirectory(Path parent) throws IOException {
         FileAttribute<?> rights;
         if (parent.getFileSystem().supportedFileAttributeViews().contains("posix")) {
@@ -139,7 +139,7 @@ final class PackedLibrary {
      * next. Trusted are the user and the system's own, and a group that is named like the owner, which has no other
      * member.
      *
-     * @return that directory; null if there is none, or on a system without such rights
+     * @return that directory; null for none, or on a system without such rights
      */
     private static Path replaceable(Path directory) throws IOException {
         if (!directory.getFileSystem().supportedFileAttributeViews().contains("unix")) {

@@ -11,7 +11,7 @@ final class Pins {
     private Pins() {
     }
 
-    /** Makes a call with a PIN in UTF-8, or null for null, and wipes the bytes. The characters are the caller's. */
+    /** Calls with a PIN in UTF-8, or null for null, and wipes the bytes. The characters are the caller's. */
     static void encoded(char[] pin, Consumer<byte[]> call) {
         byte[] bytes = null;
         if (pin != null) {

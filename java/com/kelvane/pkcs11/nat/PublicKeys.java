@@ -24,9 +24,13 @@ import javax.crypto.spec.DHPublicKeySpec;
 /** Conversion of public keys on a token to those of the JDK. */
 final class PublicKeys {
     /** Tags of DER; the first byte of an uncompressed point is the tag of an OCTET STRING. */
-    private static final byte OCTET_STRING = 4, BIT_STRING = 3, OBJECT_IDENTIFIER = 6, SEQUENCE = 0x30, UNCOMPRESSED = 4;
+    private static final byte OCTET_STRING = 4, BIT_STRING = 3, OBJECT_IDENTIFIER = 6, SEQUENCE = 0x30;
+    private static final byte UNCOMPRESSED = 4;
 
-    /** Keys that X.509 holds as bare bytes. Tokens name curves in several ways, so their length tells them apart. */
+    /**
+     * Keys that X.509 holds as bare bytes. Tokens name curves in several ways, so they are distinguished by their
+     * length.
+     */
     private enum Encoded {
         ED25519(CKK_EC_EDWARDS, "EdDSA", 32, 0x2b, 0x65, 0x70),
         ED448(CKK_EC_EDWARDS, "EdDSA", 57, 0x2b, 0x65, 0x71),
@@ -55,7 +59,9 @@ final class PublicKeys {
         }
     }
 
-    /** CKA_EC_PARAMS of X25519 and X448, by identifier and by name. SoftHSM2 gives their keys the type CKK_EC_EDWARDS. */
+    /**
+     * CKA_EC_PARAMS of X25519 and X448, by identifier and by name. The keys of SoftHSM2 have the type CKK_EC_EDWARDS.
+     */
     private static final List<String> MONTGOMERY = List.of("+en", "+eo", "curve25519", "curve448");
 
     private PublicKeys() {
@@ -133,8 +139,8 @@ final class PublicKeys {
     }
 
     /**
-     * Removes what tokens put around a key's bytes: an OCTET STRING, as the standard asks for points, a BIT STRING, or
-     * nothing. The length decides, since a bare point may begin like an OCTET STRING.
+     * Removes what tokens put around a key's bytes: an OCTET STRING, as the standard requires for points, a BIT STRING,
+     * or nothing. The length decides, since a bare point may begin like an OCTET STRING.
      *
      * @return the bytes; null if they have another length
      */

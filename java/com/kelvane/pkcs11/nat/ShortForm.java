@@ -9,7 +9,7 @@ final class ShortForm {
     private ShortForm() {
     }
 
-    /** Makes calls of a function. */
+    /** Calls a function. */
     static <T> T call(String function, Supplier<T> calls) {
         try {
             return calls.get();
@@ -18,7 +18,7 @@ final class ShortForm {
         }
     }
 
-    /** Makes calls of a function with a mechanism. */
+    /** Calls a function with a mechanism. */
     static <T> T call(String function, int mechanism, Object parameter, Supplier<T> calls) {
         try {
             return calls.get();
@@ -27,7 +27,9 @@ final class ShortForm {
         }
     }
 
-    /** A failure that names function and mechanism; for a parameter of the wrong class, one that names the right one. */
+    /**
+     * A failure that names function and mechanism; for a parameter of the wrong class, one that names the right one.
+     */
     private static RuntimeException explained(PKCS11Exception e, String function, int mechanism, Object parameter) {
         String name = PKCS11Constants.nameOf("CKM_", mechanism);
         if (e.getCode() == PKCS11Constants.CKR_MECHANISM_PARAM_INVALID) {

@@ -6,17 +6,17 @@ import java.nio.ByteBuffer;
 import java.util.Arrays;
 
 /**
- * Room for the output of calls, which grows as long as the token asks for more. It may hold a secret, so it is wiped
+ * A buffer for the output of calls, which grows while the token requires more. It may hold a secret, so it is wiped
  * when it grows and when it is closed.
  *
- * <p>A token asks for more by a length beyond the room or by {@code CKR_BUFFER_TOO_SMALL}, and the call is made again.
- * Room is never 0: some tokens return a wrong length for that, or end the operation.
+ * <p>A token requires more by a length above the capacity or by {@code CKR_BUFFER_TOO_SMALL}, and the call is repeated.
+ * The capacity passed to a token is never 0: some tokens return a wrong length for that, or end the operation.
  */
-final class Room implements AutoCloseable {
-    /** How much longer than the input the output may be at first: enough for a tag, or for an RSA result. */
+final class OutputBuffer implements AutoCloseable {
+    /** The initial capacity beyond the length of the input: enough for a tag, or for an RSA result. */
     static final int EXTRA = 1024;
 
-    /** How much longer than twice the input it may be at all; a token that asks for more is not believed. */
+    /** The largest capacity beyond twice the length of the input. A token that requires more is refused. */
     private static final int MOST = 1 << 20;
 
     /** The longest array that every virtual machine has. */
@@ -26,40 +26,40 @@ final class Room implements AutoCloseable {
 
     /** A call with output. */
     interface Call {
-        /** Returns the number of bytes written, or the length needed if that is more than the room. */
-        int run(ByteBuffer room);
+        /** Returns the number of bytes written, or the length needed if it exceeds the capacity. */
+        int run(ByteBuffer output);
     }
 
     private final boolean isDirect;
     private ByteBuffer bytes = NONE;
     private long input;
 
-    private Room(boolean isDirect) {
+    private OutputBuffer(boolean isDirect) {
         this.isDirect = isDirect;
     }
 
-    /** For calls with arrays. */
-    static Room ofArrays() {
-        return new Room(false);
+    /** Returns a buffer for calls with arrays. */
+    static OutputBuffer ofArrays() {
+        return new OutputBuffer(false);
     }
 
-    /** For calls with direct buffers, which do not copy what is not used of it. */
-    static Room ofDirectBuffers() {
-        return new Room(true);
+    /** Returns a buffer for calls with direct buffers, which copy nothing. */
+    static OutputBuffer ofDirectBuffers() {
+        return new OutputBuffer(true);
     }
 
-    /** Counts input, which there may be as much output as. */
+    /** Adds to the length of the input, on which the largest capacity depends. */
     void count(int length) {
         input += length;
     }
 
     /**
-     * Makes a call, and again with more room as long as it asks for more.
+     * Makes a call, and repeats it with a larger capacity while the token requires more.
      *
-     * @param size the room at first
+     * @param size the initial capacity
      * @param call the call
-     * @param restart starts the operation again where the token has ended it for want of room, in spite of the
-     *     standard; null if it cannot be
+     * @param restart starts the operation again if the token has ended it because the capacity was too small, against
+     *     the standard; null if it cannot be restarted
      * @return the number of bytes written
      */
     int fill(long size, Call call, Runnable restart) {
@@ -88,17 +88,17 @@ final class Room implements AutoCloseable {
         }
     }
 
-    /** What has been written, ready to be read. */
+    /** Returns the bytes written. */
     ByteBuffer written(int length) {
         return bytes.position(0).limit(length);
     }
 
-    /** The same as an array. */
+    /** Returns the bytes written as an array. */
     byte[] toArray(int length) {
         return Arrays.copyOf(bytes.array(), length);
     }
 
-    /** Doubles the room at least, so that a token that keeps all input is asked a few times only. */
+    /** At least doubles the capacity, so that a token that buffers all input is called only a few times more. */
     private void grow(int needed) {
         int capacity = bytes.capacity();
         long most = Math.min(2 * input + MOST, LONGEST);
