@@ -3,7 +3,7 @@
 
 # program ARGUMENTS... - runs a Java program on the release build, where the caller is.
 program() {
-    cd "$caller"
+    cd "$caller" || exit
     run "$JAVA_HOME/bin/java" --enable-native-access=ALL-UNNAMED -Dtokbridge.library="$release/libtokbridge.so" "$@"
 }
 

@@ -8,45 +8,56 @@ sources() {
     find bench fuzz src tests -name '*.cpp' -o -name '*.h'
 }
 
+# java_sources - without those that declare a module or a package, which checkstyle does not parse.
+java_sources() {
+    find bench java provider samples tests tool -name '*.java' ! -name '*-info.java'
+}
+
 format() {
     packages clang-format-$clang
     # shellcheck disable=SC2046 # a list of words
     clang-format-$clang -i $(sources)
 }
 
-# rooms - whether each file of src includes its own room and those below alone, and none of native methods.
-rooms() {
+# folders - checks that each file of src includes its own folder and those below alone, and none of native methods.
+folders() {
     below=
-    for room in bridge marshal session slot extensions; do
-        below="$below${below:+|}$room"
-        ! grep -nE '^#include "([a-z0-9]+/|.*native_.*\.cpp)' "$root/src/$room"/* |
-            grep -vE ":#include \"($below)/[a-z0-9_]+\.h\"" || fail "$room includes what is not below it"
+    for folder in bridge marshal session slot extensions; do
+        below="$below${below:+|}$folder"
+        ! grep -nE '^#include "([a-z0-9]+/|.*native_.*\.cpp)' "$root/src/$folder"/* |
+            grep -vE ":#include \"($below)/[a-z0-9_]+\.h\"" || fail "src/$folder includes a folder that is not below it"
     done
 }
 
-# layers - whether each package of the tool imports itself and those below alone.
+# layers - checks that each package of the tool imports itself and those below alone.
 layers() {
     tool=com/kelvane/tokbridge/tool below=
     for layer in token trials reports commands; do
         below="$below${below:+|}$layer"
         ! grep -nE '^import (static )?com\.kelvane\.tokbridge\.tool\.' "$root/tool/$tool/$layer"/*.java |
-            grep -vE "tokbridge\.tool\.($below)\." || fail "the tool's $layer imports what is not below it"
+            grep -vE "tokbridge\.tool\.($below)\." || fail "the tool's $layer imports a package that is not below it"
     done
 }
 
 lint() {
-    packages clang-format-$clang clang-tidy-$clang
+    packages clang-format-$clang clang-tidy-$clang checkstyle shellcheck
     build release
     # shellcheck disable=SC2046
     clang-format-$clang --dry-run --Werror $(sources) || fail "repair with: ./dev format"
-    rooms
+    folders
     layers
+    (cd "$root" && shellcheck -x -S warning dev dev.d/*.sh tests/*.sh tests/*/*.sh fuzz/*.sh) || fail "see above"
     scratch_directory
-    checked=$(sources | grep '^src/.*\.cpp$' | grep -v windows)
+    # shellcheck disable=SC2046
+    run checkstyle -c "$root/dev.d/checkstyle.xml" $(java_sources) >"$scratch/lint" 2>&1 || {
+        grep -E '^\[|Caused by' "$scratch/lint" >&2
+        fail "checkstyle has found errors"
+    }
+    checked=$(sources | grep -E '^(src|tests|fuzz)/.*\.cpp$' | grep -v windows)
     # shellcheck disable=SC2086
     run clang-tidy-$clang --quiet -p "$release" $checked 2>"$scratch/lint" || {
         grep -vE '^\[[0-9]+/|warnings? generated' "$scratch/lint" >&2
-        fail "clang-tidy has found something"
+        fail "clang-tidy has found errors"
     }
-    echo "Nothing to complain about."
+    echo "No errors."
 }

@@ -10,7 +10,9 @@ run_tests() {
     windows_packages
     cross_packages aarch64
     cross_packages s390x
-    start=$(date +%s) times= failed=
+    start=$(date +%s)
+    times=
+    failed=
     for each in $presets; do
         build "$each"
     done

@@ -56,7 +56,7 @@ bool watched(const void* caller)
 int cryptokiCalls()
 {
     char* made = spy.token("made");
-    const int count = std::atoi(made);
+    const int count = static_cast<int>(std::strtol(made, nullptr, 10));
     std::free(made);
     return count;
 }

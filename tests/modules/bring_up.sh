@@ -165,8 +165,8 @@ p11-kit-proxy)
     proxy softhsm2 "module: $PKCS11_MODULE"
     proxy trust "module: p11-kit-trust.so"
     ;;
-p11-kit-trust) PKCS11_MODULE=$libraries/pkcs11/p11-kit-trust.so PIN= TOKEN='System Trust' ;;
-nssckbi) PKCS11_MODULE=$libraries/libnssckbi.so PIN= TOKEN='Builtin Object Token' ;;
+p11-kit-trust) PKCS11_MODULE=$libraries/pkcs11/p11-kit-trust.so PIN='' TOKEN='System Trust' ;;
+nssckbi) PKCS11_MODULE=$libraries/libnssckbi.so PIN='' TOKEN='Builtin Object Token' ;;
 spy)
     softhsm2
     export PKCS11SPY="$PKCS11_MODULE" PKCS11SPY_OUTPUT=/run/spy.log

@@ -33,8 +33,10 @@ jboolean Java_com_kelvane_tokbridge_test_ScriptedToken_callWithNullReceiver(JNIE
 
 jint Java_com_kelvane_tokbridge_test_ScriptedToken_redirect(JNIEnv* env, jclass, jint descriptor, jstring file)
 {
-    const int saved = dup(descriptor);
     const int target = open(textOf(env, file).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (target < 0)
+        return -1;
+    const int saved = dup(descriptor);
     dup2(target, descriptor);
     close(target);
     return saved;

@@ -3,7 +3,7 @@ package com.kelvane.tokbridge.bench;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.tokbridge.bench.Stopwatch.Batch;
 
-/** The operations as a caller in C++ does them, straight through the module's function list, in a session of its own. */
+/** The operations of a caller in C++, through the module's function list, in a session of its own. */
 final class Bare {
     /** The benchmark's native library; as a module, one that takes no locks of the operating system. */
     static final String LIBRARY = System.getProperty("tokbridge.bench.library");

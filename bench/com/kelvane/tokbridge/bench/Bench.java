@@ -3,7 +3,6 @@ package com.kelvane.tokbridge.bench;
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
-import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import com.kelvane.tokbridge.bench.Stopwatch.Operation;
 import java.math.BigInteger;
 import java.nio.charset.StandardCharsets;
@@ -14,8 +13,8 @@ import java.util.Arrays;
 import java.util.Objects;
 
 /**
- * Compares this library with a bare caller of the module and with the JDK's own PKCS #11 provider, on one SoftHSM2 token,
- * in one process and in one run.
+ * Compares this library with a bare caller of the module and with the JDK's own PKCS #11 provider, on one SoftHSM2
+ * token, in one process and in one run.
  *
  * <p>The library initialises the module, makes the token and logs in; the others then work with what they find.
  */
@@ -67,8 +66,8 @@ public final class Bench {
     }
 
     private static void usage() {
-        System.err.println("usage: bench [--quick | --provider] [MODULE]\nMODULE is the path of SoftHSM2; SOFTHSM2_CONF "
-            + "names the configuration of a throw-away SoftHSM2 directory, in which a token is created");
+        System.err.println("usage: bench [--quick | --provider] [MODULE]\nMODULE is the path of SoftHSM2; "
+            + "SOFTHSM2_CONF names the configuration of a throw-away SoftHSM2 directory, in which a token is created");
         System.exit(2);
     }
 
@@ -88,11 +87,11 @@ public final class Bench {
         Key jdkKey = jdk.aesKey(keyBytes);
 
         System.out.println("Nanoseconds per operation including its start: medians of " + stopwatch.rounds
-            + " rounds, each a batch of all sides in turn.\nBuffers: the bridge with direct ByteBuffers. Own: bridge - bare. "
-            + "Ratio: bridge / JDK's provider, with its quartiles;\nthen buffers / JDK's provider with arrays, and with direct "
-            + "ByteBuffers; below 1 the bridge is faster.");
-        System.out.printf("%n%-28s %10s %10s %10s %10s %8s %6s %13s %8s %8s%n", "Operation", "bare", "bridge", "buffers",
-            "JDK", "own", "ratio", "quartiles", "buffers", "both");
+            + " rounds, each a batch of all sides in turn.\nBuffers: the bridge with direct ByteBuffers. "
+            + "Own: bridge - bare. Ratio: bridge / JDK's provider, with its quartiles;\nthen buffers / JDK's provider "
+            + "with arrays, and with direct ByteBuffers; below 1 the bridge is faster.");
+        System.out.printf("%n%-28s %10s %10s %10s %10s %8s %6s %13s %8s %8s%n", "Operation", "bare", "bridge",
+            "buffers", "JDK", "own", "ratio", "quartiles", "buffers", "both");
         for (int size : new int[] {16, 4 * 1024, 64 * 1024, 1024 * 1024}) {
             byte[] message = Arrays.copyOf(random, size);
             row("AES-256 CBC, " + size + " B", true, bare.encrypt(key, message), bridge.encrypt(key, message, false),
@@ -189,8 +188,9 @@ public final class Bench {
 
     /** Measures two threads with a session each against one thread. */
     private void threads() throws Exception {
-        System.out.printf("%nMillions of operations per second on one thread and on two with a session each; the factor is "
-            + "the median of the rounds.%n%n%-34s %10s %10s %8s%n", "Operation", "1 thread", "2 threads", "factor");
+        System.out.printf("%nMillions of operations per second on one thread and on two with a session each; "
+            + "the factor is the median of the rounds.%n%n%-34s %10s %10s %8s%n",
+            "Operation", "1 thread", "2 threads", "factor");
         byte[] message = new byte[64];
         Bare[] direct = {bare, bare.another()};
         BridgeSide[] free = {bridge, bridge.another()};

@@ -180,7 +180,8 @@ final class Calls {
         run("C_Login type", session -> session.login(CKU_CONTEXT_SPECIFIC, "1234"));
         run("C_LoginUser", session -> session.loginUser(CKU_USER, "1234", "me"));
         run("C_SessionCancel", session -> session.sessionCancel(CKF_SIGN));
-        session("C_EncapsulateKey", session -> session.encapsulateKey(CKM_ML_KEM, null, key(session), Template.of(CKA_TOKEN, true)));
+        session("C_EncapsulateKey", session -> session.encapsulateKey(CKM_ML_KEM, null, key(session),
+            Template.of(CKA_TOKEN, true)));
         session("C_DecapsulateKey", session -> session.decapsulateKey(CKM_ML_KEM, null, key(session), new byte[3],
             Template.of(CKA_TOKEN, true)));
         direct("C_Encrypt", session -> session::encrypt);

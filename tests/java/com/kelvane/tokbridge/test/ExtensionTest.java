@@ -85,12 +85,14 @@ class ExtensionTest extends SessionFixture {
         token.answer("C_EncapsulateKey", "out=c1c2c3 key=55");
         NativePKCS11Encapsulation made = session.encapsulateKey(CKM_ML_KEM, null, key(9), template);
         assertEquals("c1c2c3", hex(made.getCiphertext()));
-        String call = "C_EncapsulateKey session=0x7 mechanism=0x17 parameter=null/0 publicKey=0x9 template=[0x1@+24:00]";
+        String call = "C_EncapsulateKey session=0x7 mechanism=0x17 parameter=null/0 publicKey=0x9"
+            + " template=[0x1@+24:00]";
         assertCalls(call + " room=32768");
         assertEquals("0x37", handleOf(made.getKey()));
 
         token.answer("C_DecapsulateKey", "key=56");
-        assertEquals("0x38", handleOf(session.decapsulateKey(CKM_ML_KEM, null, key(8), made.getCiphertext(), template)));
+        assertEquals("0x38", handleOf(session.decapsulateKey(CKM_ML_KEM, null, key(8),
+            made.getCiphertext(), template)));
 
         String[][] lies = { // the answer, what is raised, what is destroyed
             {"out.length=32769 key=57", "CKR_BUFFER_TOO_SMALL", "object=0x39"},
@@ -99,7 +101,8 @@ class ExtensionTest extends SessionFixture {
         for (String[] lie : lies) {
             token.reset().answer("C_EncapsulateKey", lie[0]);
             assertEquals(lie[1], raised(() -> session.encapsulateKey(CKM_ML_KEM, null, key(9), template)), lie[0]);
-            String destroyed = calls().stream().filter(each -> each.startsWith("C_DestroyObject")).findFirst().orElse("");
+            String destroyed = calls().stream().filter(each -> each.startsWith("C_DestroyObject"))
+                .findFirst().orElse("");
             assertTrue(destroyed.endsWith(lie[2]) && destroyed.isEmpty() == lie[2].isEmpty(), destroyed);
         }
     }

@@ -156,7 +156,8 @@ class HandleTest extends SessionFixture {
             + " for (java.util.concurrent.Callable<?> each : calls) {"
             + "   try { log += each.call() + \"\\n\"; } catch (Exception e) { log += e.getMessage() + \"\\n\"; } }"
             + " library.libFinalize(); return log; }"
-            + " static NativePKCS11Session session(NativePKCS11Slot slot) { return new NativePKCS11Session(slot, -1); } }");
+            + " static NativePKCS11Session session(NativePKCS11Slot slot) { "
+            + "return new NativePKCS11Session(slot, -1); } }");
 
     /** The program, compiled with those classes before the jar's own on its class path. */
     @SuppressWarnings("unchecked")
@@ -177,7 +178,8 @@ class HandleTest extends SessionFixture {
             urls.add(Path.of(each).toUri().toURL());
         }
         ClassLoader loader = new URLClassLoader(urls.toArray(new URL[0]), ClassLoader.getPlatformClassLoader());
-        return (UnaryOperator<String>) loader.loadClass("com.kelvane.pkcs11.nat.Program").getConstructor().newInstance();
+        return (UnaryOperator<String>) loader.loadClass("com.kelvane.pkcs11.nat.Program").getConstructor()
+            .newInstance();
     }
 
     @Test
@@ -190,13 +192,16 @@ class HandleTest extends SessionFixture {
                 .answer("C_CreateObject", "object=" + WIDE).answer("C_FindObjects", "objects=" + WIDE)
                 .answer("C_FindObjects", "objects=0x80000001");
             assertEquals("-2\nsession handle " + WIDE + " does not fit into 32 bits\nobject handle " + WIDE
-                + " does not fit into 32 bits\nobject handle " + WIDE + " does not fit into 32 bits\n-2147483647\n42\n0\n",
+                + " does not fit into 32 bits\nobject handle " + WIDE + " does not fit into 32 bits\n"
+                + "-2147483647\n42\n0\n",
                 plainProgram().apply(module.path()));
         } finally {
             System.setProperty("tokbridge.library", bridge);
         }
         List<String> made = module.calls();
-        assertTrue(made.containsAll(List.of("C_CloseSession session=" + WIDE, "C_DestroyObject session=0xffffffff object="
-            + WIDE, "C_GetObjectSize session=0xffffffff object=0xffffffff", "C_Logout session=0xffffffff")), made::toString);
+        assertTrue(made.containsAll(List.of("C_CloseSession session=" + WIDE,
+            "C_DestroyObject session=0xffffffff object="
+            + WIDE, "C_GetObjectSize session=0xffffffff object=0xffffffff", "C_Logout session=0xffffffff")),
+            made::toString);
     }
 }

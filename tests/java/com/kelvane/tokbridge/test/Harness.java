@@ -89,7 +89,8 @@ final class Harness {
 
     /** What each mechanism takes that the library has a row of, in its own words. */
     static Map<Integer, String> mechanisms() throws Exception {
-        Method describe = Class.forName("com.kelvane.pkcs11.nat.NativeExtensions").getDeclaredMethod("describeParameter",
+        Method describe = Class.forName("com.kelvane.pkcs11.nat.NativeExtensions")
+            .getDeclaredMethod("describeParameter",
             int.class, Object.class);
         describe.setAccessible(true);
         return constants("CKM_", field -> {

@@ -191,7 +191,8 @@ class LoadTest {
     void whatInitialisationMakesOfTheAnswers() throws Throwable {
         String[][] answers = {{"CKR_CANT_LOCK", "0"}, {"CKR_CANT_LOCK", "CKR_CANT_LOCK"},
             {"CKR_CANT_LOCK", "CKR_DEVICE_ERROR"}, {"CKR_CANT_LOCK", "CKR_CRYPTOKI_ALREADY_INITIALIZED"},
-            {"CKR_CANT_LOCK", "CKR_0xffffffff"}, {"CKR_ARGUMENTS_BAD"}, {"CKR_CRYPTOKI_ALREADY_INITIALIZED"}, {"CKR_0x80000001"}};
+            {"CKR_CANT_LOCK", "CKR_0xffffffff"}, {"CKR_ARGUMENTS_BAD"}, {"CKR_CRYPTOKI_ALREADY_INITIALIZED"},
+            {"CKR_0x80000001"}};
         for (String[] codes : answers) {
             for (boolean again : new boolean[] {false, true}) {
                 NativePKCS11 library = load();

@@ -184,7 +184,8 @@ class MechanismTest extends SessionFixture {
     @Test
     void thePageOfMechanisms() throws Exception {
         Map<String, String> rows = new LinkedHashMap<>();
-        mechanisms().forEach((type, takes) -> rows.merge(takes, "`" + nameOf("CKM_", type) + "`", (a, b) -> a + " " + b));
+        mechanisms().forEach((type, takes) -> rows.merge(takes, "`" + nameOf("CKM_", type) + "`",
+            (a, b) -> a + " " + b));
         StringBuilder table = new StringBuilder("| Parameter | Mechanisms |\n|---|---|\n");
         Comparator<String> last = Comparator.comparing(takes -> takes.endsWith("!"));
         rows.keySet().stream().sorted(last).forEach(takes -> table.append("| " + takes + " | " + rows.get(takes)

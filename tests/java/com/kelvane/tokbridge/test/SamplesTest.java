@@ -99,7 +99,8 @@ class SamplesTest {
     /** A PIN that is not there is never sent: null would mean the token's PIN pad, an empty one costs a try. */
     @Test
     void withoutAPIN() throws Exception {
-        for (String sample : List.of("Sign", "SealFile", "Derive", "Recover", "Pool", "MoveKey", "Request", "Recipes")) {
+        for (String sample : List.of("Sign", "SealFile", "Derive", "Recover", "Pool", "MoveKey", "Request",
+            "Recipes")) {
             for (String pin : new String[] {null, ""}) {
                 ProcessBuilder builder = programs.java(System.getProperty("tokbridge.library"), sample, softhsm,
                     "token", "token", "x",

@@ -201,7 +201,8 @@ class ShortFormTest extends SessionFixture {
                 }
             }
         });
-        token.reset().answer("C_EncryptInit", "parameter=" + "ab".repeat(20)); // more than the array holds, found after the start
+        // More than the array holds, which is found after the start.
+        token.reset().answer("C_EncryptInit", "parameter=" + "ab".repeat(20));
         assertEquals(TOO_SMALL, raised(() -> session.encrypt(CKM_SKIPJACK_CBC64, new byte[8], key(9), in)));
         assertEquals(List.of("C_EncryptInit", "C_SessionCancel"), names(calls()));
     }
@@ -217,7 +218,8 @@ class ShortFormTest extends SessionFixture {
         Template none = Template.of();
         Map<String, Executable> calls = Map.of("C_EncryptInit with CKM_AES_GCM",
             () -> session.encrypt(CKM_AES_GCM, gcm, key(9), in), "C_SignUpdate with CKM_SHA256_RSA_PKCS",
-            () -> session.sign(CKM_SHA256_RSA_PKCS, null, key(9), new ByteArrayInputStream(in)), "C_DigestFinal with CKM_SHA256",
+            () -> session.sign(CKM_SHA256_RSA_PKCS, null, key(9), new ByteArrayInputStream(in)),
+            "C_DigestFinal with CKM_SHA256",
             () -> session.digest(CKM_SHA256, null, source), "C_Verify with CKM_0x80000001",
             () -> session.verify(0x80000001, null, key(9), in, in), "C_WrapKey with CKM_AES_KEY_WRAP",
             () -> session.wrapKey(CKM_AES_KEY_WRAP, null, key(8), key(9)), "C_GenerateKey with CKM_AES_KEY_GEN",
@@ -242,9 +244,11 @@ class ShortFormTest extends SessionFixture {
         });
         assertCalls();
         token.answer("C_EncryptInit", "rv=CKR_MECHANISM_PARAM_INVALID");
-        assertEquals("CKR_MECHANISM_PARAM_INVALID (0x71): C_EncryptInit with CKM_AES_GCM", message(() -> session.encrypt(
+        assertEquals("CKR_MECHANISM_PARAM_INVALID (0x71): C_EncryptInit with CKM_AES_GCM",
+            message(() -> session.encrypt(
             CKM_AES_GCM, gcm, key(9), in)), "of the right class");
-        assertEquals("obj is null", message(() -> session.encrypt(CKM_AES_GCM, gcm, null, in)), "texts stay as they are");
+        assertEquals("obj is null", message(() -> session.encrypt(CKM_AES_GCM, gcm, null, in)),
+            "texts stay as they are");
     }
 
     /** Where nothing can be made again there is room for any signature; Edwards ones are first tried to the byte. */

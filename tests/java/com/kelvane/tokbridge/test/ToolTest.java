@@ -376,7 +376,8 @@ class ToolTest {
         try (Stream<Path> sources = Files.walk(DOCS.resolveSibling("src"))) {
             for (Path source : sources.filter(each -> each.toString().endsWith(".cpp")).collect(Collectors.toList())) {
                 String code = Files.readString(source);
-                Matcher call = Pattern.compile("(?:throwPKCS11Exception\\([^,]+, 0|refuse\\([^,]+|reportFault\\(|snprintf"
+                Matcher call = Pattern.compile("(?:throwPKCS11Exception\\([^,]+, 0|refuse\\([^,]+|reportFault\\("
+                    + "|snprintf"
                     + "\\(message\\.data\\(\\), message\\.size\\(\\)),?\\s*(?:\"((?:[^\"\\\\]|\\\\.)*)\"|(k\\w+))")
                     .matcher(code);
                 while (call.find()) {

@@ -40,7 +40,8 @@ class UriTest extends SessionFixture {
     void errorsNameThePartThatIsWrong() {
         Map.of("token=x", "begin with pkcs11:", "pkcs11:tokne=x", "\"tokne\"", "pkcs11:token", "\"token\"",
             "pkcs11:token=%4", "\"%4\"", "pkcs11:token=%+1", "\"%+1\"", "pkcs11:token=a;token=b", "twice",
-            "pkcs11:type=key", "\"type=key\"", "pkcs11:?token=a", "\"token\"", "pkcs11:;", "\"\"").forEach((text, named) -> {
+            "pkcs11:type=key", "\"type=key\"", "pkcs11:?token=a", "\"token\"", "pkcs11:;",
+            "\"\"").forEach((text, named) -> {
                 String message = assertThrows(IllegalArgumentException.class, () -> PKCS11Uri.parse(text)).getMessage();
                 assertTrue(message.contains(named), message);
             });
