@@ -1,7 +1,6 @@
 // Every native method, straight through the library's exports.
 
 #include "native_calls.h"
-#include "native_methods.h"
 
 namespace {
 
@@ -50,8 +49,13 @@ struct PlainArguments
             return newInts({CKA_CLASS, method == "getAttributeValues" ? jint{CKA_VALUE_LEN} : -1, CKA_TOKEN, CKA_LABEL,
                             CKA_ID, CKA_MODULUS, CKA_START_DATE});
         case 'V':
-            return newObjects({integer(kNegative), {}, make("java/lang/Boolean", {{"booleanValue:()Z", 1}}),
-                               newString("key"), newBytes("\1\2"), bigInteger({"\0\x80", 2}), date(0)});
+            return newObjects({integer(kNegative),
+                               {},
+                               make("java/lang/Boolean", {{"booleanValue:()Z", 1}}),
+                               newString("key"),
+                               newBytes("\1\2"),
+                               bigInteger({"\0\x80", 2}),
+                               date(0)});
         case 'k': return key;
         case 's': return session;
         case 'L': return library;
@@ -93,9 +97,8 @@ Method method(const char* name, const char* letters, std::string expected, Ref r
     replace(&expected, " $T", attributes);
     replace(&expected, "'$5'", "'" + hex(ulongBytes(0x80000005)) + "'");
     replace(&expected, "$U", std::to_string(sizeof(CK_ULONG)));
-    return {name, expected, [=] {
-                return callPlainly(name, letters, receiver, function, std::index_sequence_for<Parameters...>());
-            }};
+    return {name, expected,
+            [=] { return callPlainly(name, letters, receiver, function, std::index_sequence_for<Parameters...>()); }};
 }
 
 std::vector<Method> everyMethod()
@@ -110,10 +113,7 @@ std::string firstCall(const std::string& expected)
     return expected.substr(0, std::min(expected.find("; "), expected.find(" -> ")));
 }
 
-bool leavesTypesPinned(const Method& method)
-{
-    return method.name == "getAttributeValues";
-}
+bool leavesTypesPinned(const Method& method) { return method.name == "getAttributeValues"; }
 
 // With another of the call's uses of JNI failing each time: whatever becomes of it, nothing is left behind, lost or
 // asked that must not be.
@@ -144,8 +144,12 @@ void checkRefusal(const Method& method)
 // for nothing more.
 void testEveryMethod()
 {
-    token.attributes = {{CKA_TOKEN, "\1"},     {CKA_CLASS, ulongBytes(0x80000005)}, {CKA_LABEL, "key "},
-                        {CKA_ID, "\1\2"},      {CKA_START_DATE, "20240229"},        {CKA_MODULUS, "\xFF\1"},
+    token.attributes = {{CKA_TOKEN, "\1"},
+                        {CKA_CLASS, ulongBytes(0x80000005)},
+                        {CKA_LABEL, "key "},
+                        {CKA_ID, "\1\2"},
+                        {CKA_START_DATE, "20240229"},
+                        {CKA_MODULUS, "\xFF\1"},
                         {CKA_VALUE_LEN, ulongBytes(16)}};
     token.answer = "ab";
     for (bool canLock : {true, false}) {

@@ -16,12 +16,8 @@
 #endif
 
 #include "check.h"
-#include "com_kelvane_pkcs11_nat_NativeExtensions.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
 #include "fake_jni.h"
+#include "native_methods.h"
 #include "stub_token.h"
 
 // ---- The tests, by what they look at ----

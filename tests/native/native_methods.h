@@ -6,6 +6,12 @@
 // direct buffers, f an offset in one of them, n a length; N how many types; i an int; z a boolean.
 #pragma once
 
+#include "com_kelvane_pkcs11_nat_NativeExtensions.h"
+#include "com_kelvane_pkcs11_nat_NativePKCS11.h"
+#include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
+#include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
+#include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
+
 // clang-format off
 #define NATIVE_METHODS(X) \
     X(LIBRARY, libInitialize, "", "") \

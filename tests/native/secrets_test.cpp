@@ -39,10 +39,9 @@ void testSecrets()
     Ref array = newBytes(secret), string = newString(secret), none;
     Ref state = newBytes(std::string(200, '.') + secret), within = newBytes("abc" + secret + "def");
     auto templateOf = [&array] { return newObjects({array}); };
-    Ref password = make("com/kelvane/pkcs11/PKCS11MechPar_PBE", {{"password:[B", address(array)},
-                                                                 {"salt:[B", bytes("s")},
-                                                                 {"iterations:I", 1},
-                                                                 {"iv:[B", bytes("12345678")}});
+    Ref password = make(
+        "com/kelvane/pkcs11/PKCS11MechPar_PBE",
+        {{"password:[B", address(array)}, {"salt:[B", bytes("s")}, {"iterations:I", 1}, {"iv:[B", bytes("12345678")}});
     const std::function<std::string()> calls[] = {
         CALL(SESSION(login), JNI_FALSE, array),
         CALL(SESSION(login), JNI_TRUE, string),

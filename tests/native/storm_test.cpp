@@ -11,12 +11,9 @@
 #include <vector>
 
 #include "check.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
 #include "fake_jni.h"
 #include "module_functions.h"
+#include "native_methods.h"
 
 namespace {
 
@@ -30,7 +27,7 @@ struct Module
     bool isInitialized = false;         // written by one that is alone, read by all: the sanitizer sees them meet
 };
 
-std::array<Module, 2> modules; // the second counts on the bridge lock
+std::array<Module, 2> modules;                                            // the second counts on the bridge lock
 std::atomic<CK_ULONG> lastHandle = static_cast<CK_ULONG>(0x7F0000000000); // as addresses are
 std::atomic<int> wrong = 0;
 
@@ -67,9 +64,8 @@ void live(const char* file, bool closesAll)
     const std::string package = "com/kelvane/pkcs11/nat/NativePKCS11";
     forgetObjects();
     Ref library = make(package);
-    made([&] {
-        library.object->fields["functionList:J"] = METHOD(, loadPKCS11Library)(env, nullptr, newString(file));
-    });
+    made(
+        [&] { library.object->fields["functionList:J"] = METHOD(, loadPKCS11Library)(env, nullptr, newString(file)); });
     Ref slot = make(package + "Slot", {{"slotID:I", 1}, {"pkcs11:L" + package + ";", address(library)}});
     made([&] { METHOD(, libInitialize)(env, library); });
     Ref opened = made([&] { return METHOD(Slot, openSession)(env, slot, 6, nullptr); });
@@ -92,7 +88,8 @@ CK_RV carryOut(const char* name, const char* letters, const std::uint64_t* word)
     bool isAlone = current == 1 || starts || function == "C_Finalize" || function == "C_CloseAllSessions";
     if (starts && current == 1 && word[0] != 0)
         return CKR_CANT_LOCK;
-    expect(!module.isClosed.exchange(isAlone) && (module.inside++ == 0 || !isAlone), "meets another: " + std::string(name));
+    expect(!module.isClosed.exchange(isAlone) && (module.inside++ == 0 || !isAlone),
+           "meets another: " + std::string(name));
     expect(module.isInitialized != starts, "not initialised: " + std::string(name));
     if (starts || function == "C_Finalize")
         module.isInitialized = starts;

@@ -120,12 +120,8 @@ CK_RV carryOut(const char* function, const char* letters, const std::uint64_t* w
         case 'z': text += pointer == nullptr ? "" : " not-null"; break;
         case 'i':
         case 'x': text += " " + bytesAt(pointer, static_cast<CK_ULONG>(*++word)); break;
-        case 't':
-            text += takeTemplate(reinterpret_cast<CK_ATTRIBUTE*>(pointer), static_cast<CK_ULONG>(*++word));
-            break;
-        case 'g':
-            text += fillTemplate(reinterpret_cast<CK_ATTRIBUTE*>(pointer), static_cast<CK_ULONG>(*++word));
-            break;
+        case 't': text += takeTemplate(reinterpret_cast<CK_ATTRIBUTE*>(pointer), static_cast<CK_ULONG>(*++word)); break;
+        case 'g': text += fillTemplate(reinterpret_cast<CK_ATTRIBUTE*>(pointer), static_cast<CK_ULONG>(*++word)); break;
         case 'm': {
             const auto* mechanism = reinterpret_cast<const CK_MECHANISM*>(pointer);
             text += " {" + number(mechanism->mechanism) + " " +

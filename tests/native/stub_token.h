@@ -17,12 +17,12 @@ constexpr bool packed = false;
 struct StubToken
 {
     // What the test sets:
-    CK_RV rv = CKR_OK;                           ///< of every call
-    bool canLock = true;                         ///< whether C_Initialize accepts locking by the system
-    int monitor = 0;                             ///< how often a call must find it held
-    bool spoils = false;                         ///< whether it wipes the templates that it has read
-    std::string answer;                          ///< the bytes of output
-    std::map<CK_ULONG, std::string> attributes;  ///< the values of any object
+    CK_RV rv = CKR_OK;                          ///< of every call
+    bool canLock = true;                        ///< whether C_Initialize accepts locking by the system
+    int monitor = 0;                            ///< how often a call must find it held
+    bool spoils = false;                        ///< whether it wipes the templates that it has read
+    std::string answer;                         ///< the bytes of output
+    std::map<CK_ULONG, std::string> attributes; ///< the values of any object
 
     // What the calls were: "C_Name argument argument", divided by "; ", with numbers in hexadecimal.
     std::string log;
