@@ -1,54 +1,48 @@
 #include "hostile_token.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
-#include "fake_jni.h"
-#include "function_arguments.h"
+#include "bridge/cryptoki_parameters.h"
+#include "java_values.h"
+#include "marshal/attribute_kinds.h"
 
 HostileToken hostile;
 
 namespace {
 
-Input& input()
-{
-    return *hostile.input;
-}
-
 CK_ULONG anyHandle()
 {
     constexpr CK_ULONG edges[] = {0, 1, 0x80000000, 0xFFFFFFFF, 0x100000000, 0x58000000, ~CK_ULONG{0}, 0x7F00DEAD0000};
-    return input().oneIn(4) ? input().of(edges) : input().oneIn(3) ? CK_ULONG{input().word()} : 0x20 + input().byte();
+    return input.oneIn(4) ? input.of(edges) : input.oneIn(3) ? CK_ULONG{input.word()} : 0x20 + input.byte();
 }
 
-// A length near the room that there is, or anywhere.
+// A length, often by one beyond the room that there is.
 CK_ULONG anyLength(CK_ULONG room)
 {
     constexpr CK_ULONG edges[] = {0, 1, ~CK_ULONG{0}, 0x80000000, 0x7FFFFFFF, 0xFFFFFFFF, 8, 1 << 20};
-    unsigned choice = input().byte();
-    if (choice < 128)
+    unsigned choice = input.byte();
+    if (choice < 96)
         return choice % 40;
-    return choice < 200 ? room : choice < 220 ? room + 1 : choice < 240 ? room - 1 : input().of(edges);
+    return choice < 160 ? room : choice < 232 ? room + 1 : choice < 240 ? room - 1 : input.of(edges);
 }
 
 void fillBytes(void* bytes, CK_ULONG length)
 {
     if (bytes != nullptr)
-        std::memset(bytes, static_cast<int>(input().byte()), length);
+        std::memset(bytes, static_cast<int>(input.byte()), length);
 }
 
-unsigned sum; // what has been read; the sanitizer sees what must not be
-
+// The sanitizer sees what must not be read.
 void readBytes(const void* bytes, CK_ULONG length)
 {
+    [[maybe_unused]] static volatile unsigned read;
+    unsigned sum = 0;
     for (CK_ULONG i = 0; bytes != nullptr && i < length; ++i)
         sum += static_cast<const unsigned char*>(bytes)[i];
-}
-
-bool holdsTemplate(CK_ATTRIBUTE_TYPE type)
-{
-    return type == CKA_WRAP_TEMPLATE || type == CKA_UNWRAP_TEMPLATE || type == CKA_DERIVE_TEMPLATE;
+    read = sum;
 }
 
 // Reads a template, and once in a while spoils it for whoever looks at it after the call.
@@ -56,43 +50,35 @@ void readTemplate(CK_ATTRIBUTE* entries, CK_ULONG count)
 {
     for (CK_ULONG i = 0; entries != nullptr && i < count; ++i) {
         readBytes(entries[i].pValue, entries[i].ulValueLen);
-        if (holdsTemplate(entries[i].type))
+        if (attributeKind(entries[i].type) == ValueKind::attributes)
             readTemplate(static_cast<CK_ATTRIBUTE*>(entries[i].pValue), entries[i].ulValueLen / sizeof(CK_ATTRIBUTE));
-        if (input().oneIn(32))
+        if (input.oneIn(32))
             entries[i] = {CKA_TOKEN, nullptr, 1};
     }
 }
 
 // Within a template another one is but bytes.
-void fillEntry(CK_ATTRIBUTE* entry, bool within)
+void fillTemplate(CK_ATTRIBUTE* entries, CK_ULONG count, bool within = false)
 {
-    CK_ULONG room = entry->pValue != nullptr ? entry->ulValueLen : 0;
-    CK_ULONG length = anyLength(room);
-    if (within || !holdsTemplate(entry->type)) {
-        constexpr std::string_view day = "20240229";
-        fillBytes(entry->pValue, std::min(length, room));
-        if (entry->type == CKA_START_DATE && room >= day.size() && !input().oneIn(4))
-            std::memcpy(entry->pValue, day.data(), day.size());
-        entry->ulValueLen = length;
-        return;
+    for (CK_ULONG i = 0; entries != nullptr && i < count; ++i) {
+        CK_ATTRIBUTE& entry = entries[i];
+        if (within && (entry.type == 0 || input.oneIn(8)))
+            entry.type = static_cast<std::uint32_t>(anyAttribute());
+        ValueKind kind = attributeKind(entry.type);
+        CK_ULONG room = entry.pValue != nullptr ? entry.ulValueLen : 0;
+        CK_ULONG length = anyLength(room);
+        if (kind == ValueKind::attributes && !within) {
+            fillTemplate(static_cast<CK_ATTRIBUTE*>(entry.pValue), room / sizeof(CK_ATTRIBUTE), true);
+            CK_ULONG inner = input.oneIn(16) ? 1 << 20 : input.below(4); // the former is more than a stack holds
+            if (room == 0 || input.oneIn(8))
+                length = inner * sizeof(CK_ATTRIBUTE) + (input.oneIn(8) ? 1 : 0);
+        } else {
+            fillBytes(entry.pValue, std::min(length, room));
+            if (kind == ValueKind::date && room >= sizeof(CK_DATE) && !input.oneIn(4))
+                std::memcpy(entry.pValue, input.oneIn(4) ? " -1+2  3" : "20240229", sizeof(CK_DATE));
+        }
+        entry.ulValueLen = length;
     }
-    CK_ULONG count = input().oneIn(16) ? 1 << 20 : input().below(4); // more than a stack holds
-    auto* inner = static_cast<CK_ATTRIBUTE*>(entry->pValue);
-    for (CK_ULONG i = 0; i < room / sizeof(CK_ATTRIBUTE); ++i) {
-        constexpr CK_ATTRIBUTE_TYPE types[] = {
-            CKA_TOKEN,        CKA_CLASS, CKA_LABEL, CKA_ID, CKA_START_DATE, CKA_MODULUS, CKA_ALLOWED_MECHANISMS,
-            CKA_WRAP_TEMPLATE};
-        inner[i].type = inner[i].type != 0 && !input().oneIn(8) ? inner[i].type : input().of(types);
-        fillEntry(inner + i, true);
-    }
-    entry->ulValueLen =
-        room != 0 && !input().oneIn(8) ? room : count * sizeof(CK_ATTRIBUTE) + (input().oneIn(8) ? 1 : 0);
-}
-
-void fillTemplate(CK_ATTRIBUTE* entries, CK_ULONG count)
-{
-    for (CK_ULONG i = 0; entries != nullptr && i < count; ++i)
-        fillEntry(entries + i, false);
 }
 
 void makeHandle(CK_ULONG* place, bool counted)
@@ -102,86 +88,94 @@ void makeHandle(CK_ULONG* place, bool counted)
         hostile.made.push_back(*place);
 }
 
-// The keys that a derivation makes besides its own.
-void writeKeyMaterial(CK_SSL3_KEY_MAT_OUT* material, CK_ULONG ivBits)
+void useKeyMaterial(CK_SSL3_KEY_MAT_OUT* material, CK_ULONG ivSize, bool derives)
 {
     CK_SSL3_KEY_MAT_OUT out; // it lies unaligned
     std::memcpy(&out, material, sizeof out);
     for (CK_ULONG* each : {&out.hClientMacSecret, &out.hServerMacSecret, &out.hClientKey, &out.hServerKey})
-        makeHandle(each, true);
-    fillBytes(out.pIVClient, ivBits / 8);
-    fillBytes(out.pIVServer, ivBits / 8);
+        makeHandle(each, derives);
+    fillBytes(out.pIVClient, ivSize);
+    fillBytes(out.pIVServer, ivSize);
     std::memcpy(material, &out, sizeof out);
 }
 
-template <typename Params>
-void writeMore(Params* params)
+// Reads and writes what a structure points to, and creates the keys that a derivation has besides its own.
+template <typename Structure>
+void use(void* parameter, bool derives)
 {
-    for (CK_ULONG i = 0; i < params->ulAdditionalDerivedKeys; ++i) {
-        readTemplate(params->pAdditionalDerivedKeys[i].pTemplate, params->pAdditionalDerivedKeys[i].ulAttributeCount);
-        makeHandle(params->pAdditionalDerivedKeys[i].phKey, true);
-    }
-    for (CK_ULONG i = 0; i < params->ulNumberOfDataParams; ++i)
-        readBytes(params->pDataParams[i].pValue, params->pDataParams[i].ulValueLen);
-}
-
-void writeParameter(const CK_MECHANISM& mechanism)
-{
-    void* params = mechanism.pParameter;
-    switch (mechanism.mechanism) {
-    case CKM_SSL3_KEY_AND_MAC_DERIVE:
-    case CKM_TLS_KEY_AND_MAC_DERIVE: {
-        auto* material = static_cast<CK_SSL3_KEY_MAT_PARAMS*>(params);
-        return writeKeyMaterial(material->pReturnedKeyMaterial, material->ulIVSizeInBits);
-    }
-    case CKM_TLS12_KEY_AND_MAC_DERIVE: {
-        auto* material = static_cast<CK_TLS12_KEY_MAT_PARAMS*>(params);
-        return writeKeyMaterial(material->pReturnedKeyMaterial, material->ulIVSizeInBits);
-    }
-    case CKM_SP800_108_COUNTER_KDF: return writeMore(static_cast<CK_SP800_108_KDF_PARAMS*>(params));
-    case CKM_SP800_108_FEEDBACK_KDF: return writeMore(static_cast<CK_SP800_108_FEEDBACK_KDF_PARAMS*>(params));
-    case CKM_TLS_PRF: {
-        auto* prf = static_cast<CK_TLS_PRF_PARAMS*>(params);
-        return fillBytes(prf->pOutput, *prf->pulOutputLen);
-    }
-    case CKM_TLS12_MASTER_KEY_DERIVE:
-        return fillBytes(static_cast<CK_TLS12_MASTER_KEY_DERIVE_PARAMS*>(params)->pVersion, sizeof(CK_VERSION));
-    default: return readBytes(params, mechanism.ulParameterLen);
+    auto* params = static_cast<Structure*>(parameter);
+#define READ_BLOCK(block, length)                                                                                      \
+    if constexpr (requires { params->length; })                                                                        \
+        readBytes(params->block, params->length);
+    READ_BLOCK(pIv, ulIvLen)
+    READ_BLOCK(pAAD, ulAADLen)
+    READ_BLOCK(pSourceData, ulSourceDataLen)
+    READ_BLOCK(pSharedData, ulSharedDataLen)
+    READ_BLOCK(pPublicData, ulPublicDataLen)
+    if constexpr (requires { params->pInitVector; })
+        fillBytes(params->pInitVector, 8);
+    if constexpr (requires { params->pVersion; })
+        fillBytes(params->pVersion, sizeof(CK_VERSION));
+    if constexpr (requires { params->pOutput; })
+        fillBytes(params->pOutput, *params->pulOutputLen);
+    if constexpr (requires { params->pReturnedKeyMaterial; })
+        useKeyMaterial(params->pReturnedKeyMaterial, params->ulIVSizeInBits / 8, derives);
+    if constexpr (requires { params->pAdditionalDerivedKeys; }) {
+        for (CK_ULONG i = 0; i < params->ulAdditionalDerivedKeys; ++i) {
+            const CK_DERIVED_KEY& key = params->pAdditionalDerivedKeys[i];
+            readTemplate(key.pTemplate, key.ulAttributeCount);
+            makeHandle(key.phKey, derives);
+        }
+        for (CK_ULONG i = 0; i < params->ulNumberOfDataParams; ++i)
+            readBytes(params->pDataParams[i].pValue, params->pDataParams[i].ulValueLen);
     }
 }
 
-// Moves a pointer within the parameter, or the parameter's own, to somewhere near the reservation or far from it.
-void movePointer(CK_MECHANISM* mechanism)
+// The structures with outputs or with lengths that Java sets by itself, by their classes in Java.
+struct
+{
+    std::string_view javaClass;
+    void (*use)(void* parameter, bool derives);
+} constexpr kStructures[] = {
+#define STRUCTURE(name) {"/" #name, use<name>}
+    {"/PKCS11MechPar_PBE", use<CK_PBE_PARAMS>},
+    STRUCTURE(CK_GCM_PARAMS),
+    STRUCTURE(CK_RSA_PKCS_OAEP_PARAMS),
+    STRUCTURE(CK_ECDH1_DERIVE_PARAMS),
+    STRUCTURE(CK_TLS_PRF_PARAMS),
+    STRUCTURE(CK_SSL3_MASTER_KEY_DERIVE_PARAMS),
+    STRUCTURE(CK_TLS12_MASTER_KEY_DERIVE_PARAMS),
+    STRUCTURE(CK_SSL3_KEY_MAT_PARAMS),
+    STRUCTURE(CK_TLS12_KEY_MAT_PARAMS),
+    STRUCTURE(CK_SP800_108_KDF_PARAMS),
+    STRUCTURE(CK_SP800_108_FEEDBACK_KDF_PARAMS),
+};
+
+// Moves the parameter, or a pointer in it, to somewhere near the reservation or far from it; a number is spoilt so.
+void spoilWord(CK_MECHANISM* mechanism)
 {
     auto* start = reinterpret_cast<CK_BYTE_PTR>(mechanism);
     CK_BYTE_PTR targets[] = {nullptr, reinterpret_cast<CK_BYTE_PTR>(~std::uintptr_t{7}), start - 1,
-                             start + input().byte(), start + 16 * input().byte()};
-    CK_BYTE_PTR moved = input().of(targets);
-    std::vector<void*> pointers = {&mechanism->pParameter};
-    auto* parameter = static_cast<CK_BYTE_PTR>(mechanism->pParameter);
-    for (CK_ULONG at = 0; at + sizeof moved <= mechanism->ulParameterLen; at += sizeof moved) {
-        std::uintptr_t word = 0;
-        std::memcpy(&word, parameter + at, sizeof word);
-        if (word - reinterpret_cast<std::uintptr_t>(start) < 4096)
-            pointers.push_back(parameter + at);
-    }
-    std::memcpy(pointers[input().below(pointers.size())], &moved, sizeof moved);
+                             start + input.byte(), start + 16 * input.byte()};
+    CK_BYTE_PTR moved = input.of(targets);
+    std::size_t word = input.below(mechanism->ulParameterLen / sizeof moved + 1);
+    auto* end = static_cast<CK_BYTE_PTR>(mechanism->pParameter) + word * sizeof moved;
+    std::memcpy(word == 0 ? reinterpret_cast<CK_BYTE_PTR>(&mechanism->pParameter) : end - sizeof moved, &moved,
+                sizeof moved);
 }
 
 void takeMechanism(CK_MECHANISM* mechanism, bool derives)
 {
-    if (mechanism->pParameter == nullptr || hostile.hasMoved)
+    if (mechanism->pParameter == nullptr || hostile.hasSpoilt)
         return;
-    if (derives && hostile.knowsParameter)
-        writeParameter(*mechanism);
-    else if (mechanism->mechanism == CKM_PBE_MD5_DES_CBC && hostile.knowsParameter)
-        fillBytes(static_cast<CK_PBE_PARAMS*>(mechanism->pParameter)->pInitVector, 8);
-    else
-        readBytes(mechanism->pParameter, mechanism->ulParameterLen);
-    if (input().oneIn(4)) {
-        hostile.made.clear(); // what they lead to cannot be found any more
-        hostile.hasMoved = true;
-        movePointer(mechanism);
+    readBytes(mechanism->pParameter, mechanism->ulParameterLen);
+    for (const auto& each : kStructures)
+        if (hostile.parameter != nullptr && hostile.parameter->type.ends_with(each.javaClass))
+            each.use(mechanism->pParameter, derives);
+    if (input.oneIn(4)) {
+        hostile.made.clear(); // the library cannot find them any more
+        hostile.hasSpoilt = true;
+        spoilWord(mechanism);
     }
 }
 
@@ -196,84 +190,83 @@ std::size_t sizeOfInformation(std::string_view function)
 
 CK_RV anyResult()
 {
-    constexpr CK_RV codes[] = {CKR_BUFFER_TOO_SMALL,       CKR_CANT_LOCK,
-                               CKR_DEVICE_ERROR,           CKR_MECHANISM_PARAM_INVALID,
-                               CKR_ARGUMENTS_BAD,          CKR_SESSION_HANDLE_INVALID,
-                               CKR_OBJECT_HANDLE_INVALID,  CKR_SIGNATURE_INVALID,
-                               CKR_ATTRIBUTE_TYPE_INVALID, ~CK_RV{0}};
-    return input().oneIn(4) ? input().of(codes) : CKR_OK;
+    constexpr CK_RV codes[] = {CKR_BUFFER_TOO_SMALL, CKR_CANT_LOCK,         CKR_ARGUMENTS_BAD,
+                               CKR_DEVICE_ERROR,     CKR_SIGNATURE_INVALID, CKR_ATTRIBUTE_TYPE_INVALID,
+                               CKR_VENDOR_DEFINED};
+    return input.oneIn(4) ? input.of(codes) : CKR_OK;
 }
 
-// Output of bytes, or of numbers of that width; its true length, whatever it says of it.
-void putOutput(void* bytes, CK_ULONG* length, std::size_t width)
+// What lies in a direct buffer ends in it, which the sanitizer does not see.
+void checkBuffers(std::uint64_t block, CK_ULONG length)
 {
+    for (const Object& each : fake.objects) {
+        std::uint64_t offset = block - reinterpret_cast<std::uint64_t>(each.bytes.data());
+        std::size_t capacity = each.bytes.size();
+        if (each.type == "java/nio/DirectByteBuffer" && offset <= capacity && length > capacity - offset)
+            std::abort();
+    }
+}
+
+// Output of bytes, numbers or interfaces, and their number, true or not.
+void putOutput(char letter, void* output, CK_ULONG* length)
+{
+    static char name[] = "an interface of which the name is longer than any that a module has, to be cut short";
+    static CK_VERSION version = {3, 2};
     CK_ULONG room = *length;
     *length = anyLength(room);
-    fillBytes(bytes, std::min(*length, room) * width);
+    CK_ULONG count = output != nullptr ? std::min(*length, room) : 0;
+    auto* interfaces = static_cast<CK_INTERFACE*>(output);
+    for (CK_ULONG i = 0; letter == 'I' && i < count; ++i)
+        interfaces[i] = {input.oneIn(4) ? nullptr : name, input.oneIn(4) ? nullptr : &version, input.byte()};
+    if (letter != 'I')
+        fillBytes(output, count * (letter == 'o' ? 1 : sizeof(CK_ULONG)));
 }
 
-CK_RV carryOut(std::string_view name, const char* arguments, const std::uint64_t* word)
+} // namespace
+
+CK_RV carryOut(const char* function, const char* letters, const std::uint64_t* word)
 {
     if (fake.pending != nullptr)
         std::abort(); // nothing is to be called with an exception pending
+    const std::string_view name = function;
     CK_RV rv = anyResult();
-    bool ends = name == "C_CloseSession" || name == "C_DestroyObject";
     bool makes = rv == CKR_OK && name != "C_GetObjectSize" && name != "C_WaitForSlotEvent";
-    for (; *arguments != 0; ++arguments, ++word) {
-        auto* pointer = reinterpret_cast<void*>(*word);
+    CK_ULONG last = 0;
+    for (; *letters != 0; ++letters, ++word) {
+        auto* pointer = reinterpret_cast<char*>(*word);
         auto* number = reinterpret_cast<CK_ULONG*>(*word);
-        switch (*arguments) {
-        case 'n': hostile.asked = *word; break;
-        case 'i': readBytes(pointer, *++word); break;
+        auto* length = reinterpret_cast<CK_ULONG*>(word[1]);
+        switch (*letters) {
+        case 'n': last = *word; break;
+        case 'i':
+            checkBuffers(word[0], word[1]);
+            readBytes(pointer, *++word);
+            break;
         case 'x': fillBytes(pointer, *++word); break;
         case 'l': readBytes(pointer, 32); break;
-        case 't': readTemplate(static_cast<CK_ATTRIBUTE*>(pointer), *++word); break;
-        case 'g': fillTemplate(static_cast<CK_ATTRIBUTE*>(pointer), *++word); break;
-        case 'm': takeMechanism(static_cast<CK_MECHANISM*>(pointer), rv == CKR_OK && name == "C_DeriveKey"); break;
+        case 't': readTemplate(reinterpret_cast<CK_ATTRIBUTE*>(pointer), *++word); break;
+        case 'g': fillTemplate(reinterpret_cast<CK_ATTRIBUTE*>(pointer), *++word); break;
+        case 'm': takeMechanism(reinterpret_cast<CK_MECHANISM*>(pointer), rv == CKR_OK && name == "C_DeriveKey"); break;
         case 's': fillBytes(pointer, sizeOfInformation(name)); break;
         case 'r':
-            if (rv == CKR_OK || input().oneIn(4))
+            if (rv == CKR_OK || input.oneIn(4))
                 makeHandle(number, makes);
             break;
         case 'f':
             *number = anyHandle();
-            *reinterpret_cast<CK_ULONG*>(word[2]) = input().oneIn(4) ? anyLength(1) : 1;
+            *reinterpret_cast<CK_ULONG*>(word[2]) = input.oneIn(4) ? anyLength(1) : 1;
             break;
-        case 'o': putOutput(pointer, reinterpret_cast<CK_ULONG*>(*++word), 1); break;
-        case 'O': putOutput(pointer, reinterpret_cast<CK_ULONG*>(*++word), sizeof(CK_ULONG)); break;
+        case 'o':
+        case 'O':
+        case 'I':
+            checkBuffers(*word, *length);
+            putOutput(*letters, pointer, length);
+            ++word;
+            break;
         default: break;
         }
     }
-    if (ends)
-        hostile.ended.push_back(hostile.asked);
+    if (name == "C_CloseSession" || name == "C_DestroyObject")
+        hostile.ended.push_back(last);
     return rv;
-}
-
-// A function of the list as the library calls it.
-template <auto member>
-struct Entry;
-
-template <typename... Arguments, CK_RV (*CK_FUNCTION_LIST::*member)(Arguments...)>
-struct Entry<member>
-{
-    static inline const char* name;
-    static inline const char* letters;
-
-    static CK_RV call(Arguments... arguments)
-    {
-        const std::uint64_t words[] = {std::uint64_t(arguments)..., 0};
-        return carryOut(name, letters, words);
-    }
-};
-
-} // namespace
-
-void fillHostileList(CK_FUNCTION_LIST* list, std::size_t missing)
-{
-    std::size_t index = 0;
-#define FILL(function, arguments)                                                                                      \
-    Entry<&CK_FUNCTION_LIST::function>::name = #function;                                                              \
-    Entry<&CK_FUNCTION_LIST::function>::letters = arguments;                                                           \
-    list->function = index++ == missing ? nullptr : Entry<&CK_FUNCTION_LIST::function>::call;
-    CRYPTOKI_FUNCTIONS(FILL)
 }

@@ -1,14 +1,13 @@
-// The bytes that a fuzzer has thought of, as decisions. Where they end, every further decision is the plainest: 0.
+// The bytes of a fuzzer's input as decisions. After their end every decision is the plainest one: 0.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 
 struct Input
 {
-    const std::uint8_t* next;
-    const std::uint8_t* end;
+    const std::uint8_t* next = nullptr;
+    const std::uint8_t* end = nullptr;
 
     bool isOver() const
     {
@@ -20,24 +19,24 @@ struct Input
         return isOver() ? 0U : *next++;
     }
 
-    /// A number below a limit of at most 256.
-    unsigned below(std::size_t limit)
+    std::uint64_t word(int bytes = 8)
     {
-        return static_cast<unsigned>(byte() % limit);
+        std::uint64_t value = 0;
+        for (; bytes > 0; --bytes)
+            value = value << 8 | byte();
+        return value;
     }
 
-    /// True once in so many times, and never at the end.
+    /// A number below a limit of at most 65,536.
+    std::size_t below(std::size_t limit)
+    {
+        return static_cast<std::size_t>(word(limit > 256 ? 2 : 1) % limit);
+    }
+
+    /// True once in so many times, and never after the end.
     bool oneIn(unsigned times)
     {
         return byte() % times == times - 1;
-    }
-
-    std::uint64_t word()
-    {
-        std::uint64_t value = 0;
-        for (int i = 0; i < 8; ++i)
-            value = value << 8 | byte();
-        return value;
     }
 
     template <typename T, std::size_t size>
@@ -46,3 +45,5 @@ struct Input
         return choices[below(size)];
     }
 };
+
+inline Input input;

@@ -1,36 +1,27 @@
-// Java values of every shape that reaches the library, well-formed and otherwise, and what another thread does to them.
+// Java values, well-formed and otherwise, and the changes that another thread makes to them.
 #pragma once
 
 #include "fake_jni.h"
 #include "input.h"
 
 /// A number, often one at an edge.
-jint anyInt(Input* input);
+jint anyInt();
 
-/// An array of some length with some content; sometimes null.
-Ref anyBytes(Input* input);
+/// An attribute type of the standard, seldom another number.
+jint anyAttribute();
 
-/// The same, for a call to write to.
-Ref anyOutput(Input* input);
+/// A mechanism of the standard, seldom another number.
+jint anyMechanism();
 
-/// The types of a template, and its values, mostly of the right classes.
-Ref anyTypes(Input* input);
-Ref valuesFor(Input* input, Ref types);
+/// The types of a template, or of one within it, and as many values; either is seldom null, or of another length.
+Ref anyTypes(bool within = false);
+Ref anyValues(Ref types);
 
-/// A String, a byte[] or another object.
-Ref anyObject(Input* input);
+/// An object of a class, or an open one, which is mostly of the class that the library asks for; seldom null.
+Ref anyObject(std::string_view type = "", bool isOutput = false);
 
-/// An attribute type, and a value that it takes or not.
-jint anyAttribute(Input* input);
-Ref valueOf(Input* input, jint attribute);
+/// The value of a field or getter of an open object: see Fake::missingField.
+std::int64_t missingValue(Object& owner, const std::string& name);
 
-/// A mechanism and a parameter, mostly the one that it takes.
-struct MechanismValue
-{
-    jint mechanism;
-    Ref parameter;
-};
-MechanismValue anyMechanism(Input* input, const std::vector<Object*>& keys);
-
-/// Once in a while changes a field, an element or some bytes of one of Java's objects, but for the first so many.
-void meddle(Input* input, std::size_t kept);
+/// Changes a field, an element or a byte of one of Java's objects once in a while, except for the first so many.
+void meddle(std::size_t kept);

@@ -1,4 +1,4 @@
-// Replays the inputs of a directory, as a test does that every compiler builds.
+// Replays the inputs of a directory: a test that needs no libFuzzer.
 
 #include <cstdint>
 #include <cstdio>

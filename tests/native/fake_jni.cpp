@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <sstream>
 
-Fake fake;
+thread_local Fake fake;
 
 namespace {
 
+constexpr std::string_view kDirectBuffer = "java/nio/DirectByteBuffer";
 constexpr int kLocalReferences = 16; // that a native method may hold at once without asking for more
 
 struct Reference
@@ -28,10 +30,11 @@ struct Pin
     std::string before;
 };
 
-std::deque<Reference> references;
-int localReferences = 0;
-int mostReferences = 0;
-std::map<const void*, Pin> pins;
+thread_local std::deque<Reference> references;
+thread_local int localReferences = 0;
+thread_local int mostReferences = 0;
+thread_local std::map<const void*, Pin> pins;
+std::recursive_mutex monitor;
 
 void complain(const std::string& of)
 {
@@ -97,7 +100,7 @@ bool fails(bool always = true)
 // Classes, and the IDs of fields and methods, are Objects: one for each name.
 Object* named(const std::string& name)
 {
-    static std::map<std::string, Object> known;
+    static thread_local std::map<std::string, Object> known;
     Object& found = known[name];
     found.type = name;
     return &found;
@@ -105,21 +108,46 @@ Object* named(const std::string& name)
 
 const std::string& nameOf(void* id) { return static_cast<Object*>(id)->type; }
 
-bool isKindOf(const std::string& type, const std::string& wanted)
+bool isKindOf(Object* object, const std::string& wanted)
 {
+    if (object->isOpen) {
+        object->type = wanted;
+        object->isOpen = !fake.becomes(*object);
+        return !object->isOpen;
+    }
     // PKCS11MechPar_RC2_CBC is a PKCS11MechPar_RC2, and so on.
-    bool isBase = wanted.find("PKCS11MechPar_RC") != std::string::npos && type.find(wanted + "_") == 0;
-    return type == wanted || isBase;
+    bool isBase = wanted.find("PKCS11MechPar_RC") != std::string::npos && object->type.find(wanted + "_") == 0;
+    return object->type == wanted || isBase;
+}
+
+// The field of an object that the library has made: the constructor's argument of its type. A handle is an int and a
+// long in Java, whichever of them its constructor took.
+int64_t constructedField(Object& owner, const std::string& name)
+{
+    std::map<std::string, int64_t>& arguments = owner.fields;
+    bool isWide = arguments.count("J") != 0;
+    switch (name[name.find(':') + 1]) {
+    case 'I': return isWide ? -1 : arguments["I"];
+    case 'J': return isWide ? arguments["J"] : static_cast<std::uint32_t>(arguments["I"]);
+    default: return arguments["L"];
+    }
 }
 
 int64_t& fieldOf(jobject of, void* id)
 {
     Object* owner = object(of);
-    auto found = owner->fields.find(nameOf(id));
+    const std::string& name = nameOf(id);
+    auto found = owner->fields.find(name);
     if (found != owner->fields.end())
         return found->second;
-    complain("no field " + owner->type + "." + nameOf(id));
-    return owner->fields[nameOf(id)];
+    int64_t value = 0;
+    if (!owner->text.empty())
+        value = constructedField(*owner, name);
+    else if (fake.missingField)
+        value = fake.missingField(*owner, name);
+    else
+        complain("no field " + owner->type + "." + name);
+    return owner->fields[name] = value;
 }
 
 // Hands elements out in memory of exactly their size, and a String's with its terminator.
@@ -178,7 +206,7 @@ std::string number(unsigned value)
     return digits;
 }
 
-// An object as its constructor's arguments make it; those of the handle chain and exceptions have fields too.
+// An object as its constructor's arguments make it, with these as fields by their types.
 Object* construct(const std::string& name, const std::string& constructor, va_list arguments)
 {
     Object* made = make(name).object;
@@ -188,17 +216,17 @@ Object* construct(const std::string& name, const std::string& constructor, va_li
         if (*c == 'I' || *c == 'Z') {
             int value = va_arg(arguments, int);
             text += number(static_cast<unsigned>(value));
-            made->fields["number"] = value;
+            made->fields["I"] = value;
         } else if (*c == 'J') {
             jlong value = va_arg(arguments, jlong);
-            made->fields["wide"] = value;
+            made->fields["J"] = value;
             std::ostringstream hexadecimal;
             hexadecimal << "0x" << std::hex << value;
             text += name.find("Native") != std::string::npos ? hexadecimal.str() : std::to_string(value);
         } else {
             Object* value = raw(va_arg(arguments, void*));
             text += show({value});
-            made->fields["object"] = address({value});
+            made->fields["L"] = address({value});
         }
         c += *c == '[' ? 1 : 0;
         c = *c == 'L' ? std::strchr(c, ';') : c;
@@ -267,6 +295,10 @@ jint changeMonitor(jobject of, int by)
     if (by > 0)
         object(of);
     bool failed = fails(false);
+    if (by > 0 && !failed)
+        monitor.lock();
+    if (by < 0 && fake.monitor > 0)
+        monitor.unlock();
     fake.monitor += failed && by > 0 ? 0 : by; // a monitor that is not left is left all the same: the answer is a lie
     if (fake.monitor < 0)
         complain("a monitor left that is not held");
@@ -336,7 +368,7 @@ JNINativeInterface_ functions()
     table.FindClass = findClass;
     table.GetObjectClass = [](JNIEnv*, jobject of) { return give<jclass>(named(object(of)->type)); };
     table.IsInstanceOf = [](JNIEnv*, jobject of, jclass type) -> jboolean {
-        return of == nullptr || isKindOf(object(of)->type, raw(type)->type);
+        return of == nullptr || isKindOf(object(of), raw(type)->type);
     };
     table.GetFieldID = getID<jfieldID>;
     table.GetMethodID = getID<jmethodID>;
@@ -393,6 +425,12 @@ JNINativeInterface_ functions()
     table.NewStringUTF = [](JNIEnv*, const char* text) {
         return newArray<jstring>(0, [text](std::size_t) { return newString(text); });
     };
+
+    table.GetDirectBufferAddress = [](JNIEnv*, jobject of) -> void* {
+        Object* buffer = object(of);
+        return buffer->type == kDirectBuffer ? buffer->bytes.data() : nullptr;
+    };
+    table.GetDirectBufferCapacity = [](JNIEnv*, jobject of) { return static_cast<jlong>(object(of)->bytes.size()); };
 
     table.ExceptionCheck = [](JNIEnv*) -> jboolean { return fake.pending != nullptr; };
     table.ExceptionOccurred = [](JNIEnv*) { return give<jthrowable>(fake.pending); };
@@ -474,6 +512,8 @@ Ref make(std::string_view type, std::map<std::string, int64_t> fields, std::stri
 Ref newString(std::string_view text) { return make("java/lang/String", {}, text); }
 
 Ref newBytes(std::string_view bytes) { return make("[B", {}, bytes); }
+
+Ref newBuffer(std::string_view bytes) { return make(kDirectBuffer, {}, bytes); }
 
 Ref newInts(const std::vector<jint>& values)
 {

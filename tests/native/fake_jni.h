@@ -1,5 +1,5 @@
-// A virtual machine just large enough for the library, on one thread at a time: objects with fields and contents, one
-// pending exception, one monitor. It is strict in what a real one lets pass: see Fake::complaints.
+// A virtual machine just large enough for the library: objects with fields and contents, which each thread has for
+// itself, one pending exception a thread, one monitor. It is strict in what a real one lets pass: see Fake::complaints.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +19,7 @@ struct Object
     std::string bytes;                     ///< a String's modified UTF-8, the elements of a byte[] or int[]
     std::vector<Object*> elements;         ///< of an Object[]
     std::string text;                      ///< of an object that the library has made: "Class(arguments)"
+    bool isOpen = false;                   ///< an object of the class that is asked for first, see Fake::becomes
     bool isNew = false;                    ///< an array that the library has made, whatever becomes of it
     bool isOutput = false;                 ///< a byte[] that a call is given to write to
 };
@@ -52,8 +53,15 @@ struct Fake
     std::string secret;             ///< what no copy may hold when it is freed
     std::function<void()> meddling; ///< what another thread does between two looks at Java's objects
 
+    /// Whether an open object is of the class that is asked for; it has that class already, and stays open if not.
+    std::function<bool(Object&)> becomes;
+
+    /// The value of a field or getter that an object does not have yet, "name:signature". Without it, an object that
+    /// the library has made has the arguments of its constructor as fields, by their types.
+    std::function<int64_t(Object&, const std::string&)> missingField;
+
     Object* pending = nullptr;
-    int monitor = 0;          ///< how often it is held
+    int monitor = 0;          ///< how often this thread holds it
     int calls = 0;            ///< of functions that can fail
     std::vector<Object*> put; ///< objects that the library has put into fields
     std::string complaints;   ///< what a real machine may not forgive, or what is lost: JNI used with an exception
@@ -62,7 +70,7 @@ struct Fake
                             ///< written back that were only read, copies of such that are not wiped, secrets
 };
 
-extern Fake fake;
+extern thread_local Fake fake;
 extern JNIEnv* const env;
 
 /// Begins a call: no references, nothing pinned. endOfCall adds what is left behind to the complaints: more than so
@@ -76,6 +84,7 @@ void forgetObjects();
 Ref make(std::string_view type, std::map<std::string, int64_t> fields = {}, std::string_view bytes = {});
 Ref newString(std::string_view text);
 Ref newBytes(std::string_view bytes);
+Ref newBuffer(std::string_view bytes); ///< a direct ByteBuffer
 Ref newInts(const std::vector<jint>& values);
 Ref newObjects(const std::vector<Ref>& values);
 

@@ -1,6 +1,4 @@
-// What the programs without a JVM share that call every native method: Java's values, the handle chain, and a call with
-// all that came of it as text. What the module must see is written down in numbers, for the layout of a Unix build and
-// for the packed one of Windows.
+// What the tests without a JVM share: Java's values, the handle chain, and a call with all that came of it as text.
 #pragma once
 
 #include <algorithm>
@@ -9,8 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <set>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,23 +15,14 @@
 #include <unistd.h>
 #endif
 
-#include "bridge/cryptoki.h" // for the names of numbers alone
 #include "check.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Object.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Session.h"
-#include "com_kelvane_pkcs11_nat_NativePKCS11Slot.h"
 #include "fake_jni.h"
+#include "native_methods.h"
 #include "stub_token.h"
 
 // ---- The tests, by what they look at ----
 
 void testEveryMethod();
-void testFailedLock();
-void testParameters();
-void testReturnedParameters();
-void testMovedPointers();
-void testTemplates();
 void testSecrets();
 void testStacks();
 void testDates();
@@ -43,10 +30,8 @@ void testFailedLoads(const char* debugOutput);
 
 // ---- Calls ----
 
-inline std::set<std::string> methodsCalled;
-
 inline Ref library, slot, session, key; // S and K stand for the handles of the last two in what is expected
-inline Ref out;                         // the output array of the current call
+inline Ref out, outBuffer;              // the outputs of the current call: an array, a direct buffer
 
 template <typename T>
 std::string text(T value)
@@ -57,35 +42,33 @@ std::string text(T value)
         return std::to_string(value);
 }
 
-// A native method of a receiver. Called with Java's arguments it returns the result as text.
-template <typename Result, typename... Parameters>
-struct Method
+template <typename Parameter, typename Argument>
+Parameter argument(Argument value)
 {
-    std::string name;
-    const Ref* self;
-    Result (*function)(JNIEnv*, jobject, Parameters...);
+    if constexpr (std::is_pointer_v<Parameter>)
+        return value;
+    else
+        return static_cast<Parameter>(value);
+}
 
-    std::string operator()(Parameters... arguments) const
-    {
-        methodsCalled.insert(self->object->type + "." + name);
-        if constexpr (!std::is_void_v<Result>)
-            return text(function(env, *self, arguments...));
-        else
-            function(env, *self, arguments...);
-        return "";
-    }
-};
-
-template <typename Result, typename... Parameters>
-Method(const char*, const Ref*, Result (*)(JNIEnv*, jobject, Parameters...)) -> Method<Result, Parameters...>;
+// Calls a native method of a receiver with Java's arguments and returns the result as text.
+template <typename Receiver, typename Result, typename... Parameters, typename... Arguments>
+std::string callOn(Ref receiver, Result (*function)(JNIEnv*, Receiver, Parameters...), Arguments... arguments)
+{
+    if constexpr (!std::is_void_v<Result>)
+        return text(function(env, receiver, argument<Parameters>(arguments)...));
+    else
+        function(env, receiver, argument<Parameters>(arguments)...);
+    return "";
+}
 
 // clang-format off
-#define METHOD(self, type, name) Method{#name, &self, Java_com_kelvane_pkcs11_nat_NativePKCS11##type##name}
-#define LIBRARY(name) METHOD(library, _, name)
-#define SLOT(name) METHOD(slot, Slot_, name)
-#define SESSION(name) METHOD(session, Session_, name)
-#define OBJECT(name) METHOD(key, Object_, name)
-#define CALL(...) [=] { return __VA_ARGS__; }
+#define LIBRARY(name) library, Java_com_kelvane_pkcs11_nat_NativePKCS11_##name
+#define SLOT(name) slot, Java_com_kelvane_pkcs11_nat_NativePKCS11Slot_##name
+#define SESSION(name) session, Java_com_kelvane_pkcs11_nat_NativePKCS11Session_##name
+#define OBJECT(name) key, Java_com_kelvane_pkcs11_nat_NativePKCS11Object_##name
+#define EXTENSIONS(name) Ref{}, Java_com_kelvane_pkcs11_nat_NativeExtensions_##name
+#define CALL(...) [=] { return callOn(__VA_ARGS__); }
 // clang-format on
 
 inline std::string hexadecimal(unsigned long number)
@@ -103,14 +86,14 @@ inline void replace(std::string* in, const std::string& what, const std::string&
 
 // The handles that the module has made in a call and that neither Java has got nor the module was asked to end. Java's
 // numbers stand in the result, "NativePKCS11Object(@,0x11)", and in fields.
-inline std::string lostHandles(std::string handedOut)
+inline std::string lostHandles(std::string kept)
 {
     for (Object* each : fake.put)
-        handedOut += show({each});
+        kept += show({each});
     std::string lost;
     for (unsigned long each : token.made) {
-        bool ended = std::find(token.ended.begin(), token.ended.end(), each) != token.ended.end();
-        if (!ended && handedOut.find("(@,0x" + hexadecimal(each) + ")") == std::string::npos)
+        bool isEnded = std::find(token.ended.begin(), token.ended.end(), each) != token.ended.end();
+        if (!isEnded && kept.find("(@,0x" + hexadecimal(each) + ")") == std::string::npos)
             lost += " lost=" + hexadecimal(each);
     }
     return lost;
@@ -136,46 +119,36 @@ inline void giveItAMinute()
 // What is raised for a code.
 inline std::string raised(unsigned long code) { return "PKCS11Exception(0x" + hexadecimal(code) + ")"; }
 
-// Makes a call and tells all that came of it: "the module's calls -> result exception, output, what was left behind".
+// Makes a call and returns all that came of it: "the module's calls -> result exception, output, what was left behind".
 inline std::string outcome(const std::function<std::string()>& call)
 {
     token.log.clear();
     token.handle = 0x11;
     token.made.clear();
     token.ended.clear();
-    out = newBytes(std::string(4, 0));
+    for (Ref each : {out, outBuffer})
+        each.object->bytes.assign(4, 0);
 
     giveItAMinute();
     startOfCall();
     std::string result = call();
     endOfCall(0);
-    std::string told = token.log + " -> " + result;
+    std::string found = token.log + " -> " + result;
     fake.complaints += lostHandles(fake.pending == nullptr ? result : "");
     if (Object* raised = std::exchange(fake.pending, nullptr))
-        told += " " + show({raised});
-    if (std::any_of(out.object->bytes.begin(), out.object->bytes.end(), [](char c) { return c != 0; }))
-        told += " out=" + show(out);
-    told += fake.complaints;
-    replace(&told, "80000007", "S");
-    replace(&told, "80000009", "K");
-    return told;
+        found += " " + show({raised});
+    for (Ref each : {out, outBuffer})
+        if (each.object->bytes != std::string(4, 0))
+            found += " out=" + hex(each.object->bytes);
+    found += fake.complaints;
+    replace(&found, "80000007", "S");
+    replace(&found, "80000009", "K");
+    return found;
 }
 
 inline void checkCall(const std::string& expected, const std::function<std::string()>& call)
 {
     check(expected, outcome(call));
-}
-
-// Makes a call again and again, with another of the JNI calls in it failing each time. Whatever becomes of it, nothing
-// is left behind, lost or asked that must not be; `pinned` is what it leaves when nothing fails.
-inline void checkFailures(const std::function<std::string()>& call, const std::string& pinned = "")
-{
-    for (fake.failing = 1; fake.calls + 1 >= fake.failing; ++fake.failing) {
-        std::string told = outcome(call);
-        bool clean = fake.complaints.empty() || fake.complaints == pinned;
-        check("", clean ? "" : told + " when call " + std::to_string(fake.failing) + " fails");
-    }
-    fake.failing = 0;
 }
 
 // ---- Java values ----
@@ -190,45 +163,18 @@ inline Ref bigInteger(std::string_view twosComplement)
     return make("java/math/BigInteger", {{"bitLength:()I", bits}, {"toByteArray:()[B", bytes(twosComplement)}});
 }
 
-// The object with fields like "bits=40 major=b3 phFlag=z1 iv='text'": an int, a byte, a boolean, a byte[].
-inline Ref with(Ref made, const std::string& fields)
-{
-    std::istringstream words(fields);
-    for (std::string word; words >> word;) {
-        std::size_t at = word.find('=');
-        std::string field = word.substr(0, at);
-        std::string value = word.substr(at + 1);
-        if (value[0] == '\'')
-            made.object->fields[field + ":[B"] = bytes(value.substr(1, value.size() - 2));
-        else if (value[0] == 'b' || value[0] == 'z')
-            made.object->fields[field + (value[0] == 'b' ? ":B" : ":Z")] = std::stoi(value.substr(1));
-        else
-            made.object->fields[field + ":I"] = std::stoi(value);
-    }
-    return made;
-}
-
-inline Ref parameter(const std::string& name, const std::string& fields)
-{
-    return with(make("com/kelvane/pkcs11/" + name), fields);
-}
-
-// The object with one more field, which holds another.
-inline Ref with(Ref object, const std::string& field, Ref member)
-{
-    const std::string& type = member.object->type;
-    object.object->fields[field + ":" + (type[0] == '[' ? type : "L" + type + ";")] = address(member);
-    return object;
-}
-
 constexpr jint kNegative = -0x7FFFFFFB; // 0x80000005: never extended by its sign
 
 inline void makeReceivers(int64_t list)
 {
-    library = make("com/kelvane/pkcs11/nat/NativePKCS11", {{"functionList:J", list}});
-    slot = with(parameter("nat/NativePKCS11Slot", "slotID=5"), "pkcs11", library);
-    session = with(parameter("nat/NativePKCS11Session", "sessionID=-2147483641"), "slot", slot); // 0x80000007
-    key = with(parameter("nat/NativePKCS11Object", "objectID=-2147483639"), "session", session); // 0x80000009
+    const std::string package = "com/kelvane/pkcs11/nat/NativePKCS11";
+    auto of = [&package](const char* type, const char* number, jint value, const std::string& owner, Ref by) {
+        return make(package + type, {{number, value}, {owner, address(by)}});
+    };
+    library = make(package, {{"functionList:J", list}});
+    slot = of("Slot", "slotID:I", 5, "pkcs11:L" + package + ";", library);
+    session = of("Session", "sessionID:I", -0x7FFFFFF9, "slot:L" + package + "Slot;", slot);    // 0x80000007
+    key = of("Object", "objectID:I", -0x7FFFFFF7, "session:L" + package + "Session;", session); // 0x80000009
 }
 
 inline std::string modulePath; // modified UTF-8
@@ -236,13 +182,15 @@ inline std::string modulePath; // modified UTF-8
 inline void load()
 {
     int64_t list = 0;
+    out = newBytes("");
+    outBuffer = newBuffer("");
     check(" -> ", outcome([&list] {
               list = Java_com_kelvane_pkcs11_nat_NativePKCS11_loadPKCS11Library(env, nullptr, newString(modulePath));
               return "";
           }));
     if (list == 0)
         std::exit(1);
-    fillFunctionList(list);
+    fillLists(reinterpret_cast<ModuleLists*>(list));
     makeReceivers(list);
 }
 

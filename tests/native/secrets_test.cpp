@@ -39,28 +39,29 @@ void testSecrets()
     Ref array = newBytes(secret), string = newString(secret), none;
     Ref state = newBytes(std::string(200, '.') + secret), within = newBytes("abc" + secret + "def");
     auto templateOf = [&array] { return newObjects({array}); };
-    Ref password = with(with(parameter("PKCS11MechPar_PBE", "salt='s' iterations=1"), "password", array), "iv",
-                        newBytes("12345678"));
+    Ref password = make(
+        "com/kelvane/pkcs11/PKCS11MechPar_PBE",
+        {{"password:[B", address(array)}, {"salt:[B", bytes("s")}, {"iterations:I", 1}, {"iv:[B", bytes("12345678")}});
     const std::function<std::string()> calls[] = {
-        CALL(SESSION(login)(JNI_FALSE, array)),
-        CALL(SESSION(login)(JNI_TRUE, string)),
-        CALL(SESSION(initPIN)(array)),
-        CALL(SESSION(setPIN)(string, array)),
-        CALL(SESSION(setPIN)(array, newBytes(std::string(51, 'x')))), // refused with the first copied
-        CALL(SLOT(initToken)(string, newString("label"))),
-        CALL(SESSION(createObject)(newInts({CKA_VALUE}), templateOf())),
-        CALL(SESSION(createObject)(newInts({CKA_LABEL}), newObjects({string}))),
-        CALL(SESSION(createObject)(newInts({CKA_PRIVATE_EXPONENT}), newObjects({bigInteger(secret)}))),
-        CALL(SESSION(findObjectsInit)(newInts({CKA_VALUE}), templateOf())),
-        CALL(OBJECT(setAttributeValue)(CKA_VALUE, array)),
-        CALL(SESSION(unwrapKey)(CKM_DES_ECB, none, key, newBytes("1"), 0, 1, newInts({CKA_VALUE}), templateOf())),
-        CALL(SESSION(generateKey)(CKM_PBE_SHA1_DES3_EDE_CBC, password, none, none)),
-        CALL(SESSION(encrypt)(array, 0, 40, out, 0)),
-        CALL(SESSION(encrypt)(within, 3, 40, out, 1)),
-        CALL(SESSION(encrypt)(within, 3, 40, none, 0)), // refused with the input pinned
-        CALL(SESSION(seedRandom)(array, 0, 40)),
-        CALL(SESSION(digestUpdate)(within, 40, 3)), // of what is pinned all is wiped
-        CALL(SESSION(setOperationState)(state, none, none)),
+        CALL(SESSION(login), JNI_FALSE, array),
+        CALL(SESSION(login), JNI_TRUE, string),
+        CALL(SESSION(initPIN), array),
+        CALL(SESSION(setPIN), string, array),
+        CALL(SESSION(setPIN), array, newBytes(std::string(51, 'x'))), // refused with the first copied
+        CALL(SLOT(initToken), string, newString("label")),
+        CALL(SESSION(createObject), newInts({CKA_VALUE}), templateOf()),
+        CALL(SESSION(createObject), newInts({CKA_LABEL}), newObjects({string})),
+        CALL(SESSION(createObject), newInts({CKA_PRIVATE_EXPONENT}), newObjects({bigInteger(secret)})),
+        CALL(SESSION(findObjectsInit), newInts({CKA_VALUE}), templateOf()),
+        CALL(OBJECT(setAttributeValue), CKA_VALUE, array),
+        CALL(SESSION(unwrapKey), CKM_DES_ECB, none, key, newBytes("1"), 0, 1, newInts({CKA_VALUE}), templateOf()),
+        CALL(SESSION(generateKey), CKM_PBE_SHA1_DES3_EDE_CBC, password, none, none),
+        CALL(SESSION(encrypt), array, 0, 40, out, 0),
+        CALL(SESSION(encrypt), within, 3, 40, out, 1),
+        CALL(SESSION(encrypt), within, 3, 40, none, 0), // refused with the input pinned
+        CALL(SESSION(seedRandom), array, 0, 40),
+        CALL(SESSION(digestUpdate), within, 40, 3), // of what is pinned all is wiped
+        CALL(SESSION(setOperationState), state, none, none),
     };
     for (const auto& call : calls) {
         outcome([&call] { return callBelow(call); });

@@ -1,15 +1,32 @@
-// A Cryptoki module that is nothing but a function list of version 2.20: the test program fills it in. 552 bytes hold
-// the list of either layout. One of version 0 is not handed out.
+// A Cryptoki module that is nothing but its function lists, of version 2.20 and of edition 3.2: a program fills them
+// in. They are not handed out while their version is 0.
+#include "module_functions.h"
+
 #ifdef _WIN32
 #define EXPORT extern "C" __declspec(dllexport)
 #else
 #define EXPORT extern "C"
 #endif
 
-static unsigned char functionList[552] = {2, 20};
-
-EXPORT unsigned long C_GetFunctionList(void** list)
+static ModuleLists makeLists()
 {
-    *list = functionList;
-    return functionList[0] != 0 ? 0 : 5; // CKR_GENERAL_ERROR
+    ModuleLists made = {};
+    made.list.version = {2, 20};
+    made.extended.edition2.version = {3, 2};
+    return made;
+}
+
+static ModuleLists lists = makeLists();
+
+EXPORT CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list)
+{
+    *list = &lists.list;
+    return lists.list.version.major != 0 ? CKR_OK : CKR_GENERAL_ERROR;
+}
+
+EXPORT CK_RV C_GetInterface(const char*, CK_VERSION*, CK_INTERFACE** found, CK_FLAGS)
+{
+    static CK_INTERFACE interface = {"PKCS 11", &lists.extended, 0};
+    *found = &interface;
+    return lists.extended.edition2.version.major != 0 ? CKR_OK : CKR_FUNCTION_FAILED;
 }

@@ -1,6 +1,7 @@
 // What the library takes from the system: stacks, calendars, modules.
 
 #include <fstream>
+#include <sstream>
 
 #ifdef _WIN32
 #include <windows.h>
@@ -26,7 +27,7 @@ DWORD WINAPI testStack(void* /*unused*/)
         checkCall(size == granted
                       ? "C_CreateObject S 11=(" + std::to_string(size) + " bytes) -> NativePKCS11Object(@,0x11)"
                       : " -> null PKCS11Exception('memory allocation for temporary template failed!')",
-                  CALL(SESSION(createObject)(newInts({CKA_VALUE}), large)));
+                  CALL(SESSION(createObject), newInts({CKA_VALUE}), large));
     }
     return 0;
 }
@@ -55,13 +56,13 @@ void testDates()
         Ref late = date(midnight + kDay - 1);
         checkCall(midnight < 0 ? " ->  " + raised(CKR_ATTRIBUTE_VALUE_INVALID)
                                : "C_SetAttributeValue S K" + entry(CKA_END_DATE, day) + " -> ",
-                  CALL(OBJECT(setAttributeValue)(CKA_END_DATE, late)));
+                  CALL(OBJECT(setAttributeValue), CKA_END_DATE, late));
         token.attributes[CKA_END_DATE] = day;
         checkCall("C_GetAttributeValue S K" + fetch(CKA_END_DATE, 8) + " -> Date(" + std::to_string(midnight) + ")",
-                  CALL(OBJECT(getDateAttributeValue)(CKA_END_DATE)));
+                  CALL(OBJECT(getDateAttributeValue), CKA_END_DATE));
     }
     checkCall(" ->  " + raised(CKR_ATTRIBUTE_VALUE_INVALID),
-              [] { return OBJECT(setAttributeValue)(CKA_END_DATE, date(253402300800000)); });
+              CALL(OBJECT(setAttributeValue), CKA_END_DATE, date(253402300800000)));
 }
 
 // A path that names no module: the exception quotes it, the debug line has the system's own reason. A NUL within must
@@ -78,7 +79,7 @@ void testFailedLoads(const char* debugOutput)
     std::string expected;
     for (const auto& row : rows) {
         checkCall(" -> 0 PKCS11Exception('LoadLibrary(\"" + row.first + "\") failed')",
-                  [&row] { return LIBRARY(loadPKCS11Library)(newString(row.first)); });
+                  CALL(LIBRARY(loadPKCS11Library), newString(row.first)));
         expected += "tokbridge:  " + row.second + "\n";
     }
     std::ostringstream written;
