@@ -49,7 +49,7 @@ public final class Request {
         throws GeneralSecurityException, IOException {
         AlgorithmParameters curve = AlgorithmParameters.getInstance("EC");
         curve.init(new ECGenParameterSpec("secp256r1"));
-        byte[] id = new byte[8]; // by which key and certificate find each other
+        byte[] id = new byte[8]; // that key and certificate have in common
         session.generateRandom(id, 0, id.length);
         return session.generateKeyPair(CKM_EC_KEY_PAIR_GEN, null,
             Template.of(CKA_EC_PARAMS, curve.getEncoded(), CKA_TOKEN, true, CKA_LABEL, label, CKA_ID, id),
