@@ -2,9 +2,9 @@
 #     [RESOURCE <file>] [MODULE] [RELEASE <number> RELEASE_SOURCES <file>...])
 #
 # Compiles Java sources into a jar. The target's property JAR names it, SOURCE_LIST a file that lists the sources for
-# Java's tools. HEADERS is an interface target that brings the JNI headers of the native methods. RESOURCE goes into the
-# jar as it is. With MODULE the jars used are modules. RELEASE_SOURCES are compiled for a later JDK, which takes their
-# classes in the place of those of the same name. Two builds make the same jar: its entries are sorted and carry
+# Java's tools. HEADERS is an interface target with the JNI headers of the native methods. RESOURCE is added to the
+# jar unchanged. With MODULE the jars used are modules. RELEASE_SOURCES are compiled for a later JDK, which takes their
+# classes in the place of those of the same name. Two builds result in the same jar: its entries are sorted and have
 # RELEASE_DATE.
 
 # Strings are concatenated without java.lang.invoke, whose setup would take about a sixth of the start of the tool; some
@@ -13,7 +13,7 @@ set(JAVAC_FLAGS -Xlint:all,-path -encoding UTF-8 -XDstringConcat=inline)
 if(Java_VERSION_MAJOR LESS_EQUAL 25) # a later compiler may warn of more
     list(APPEND JAVAC_FLAGS -Werror)
 endif()
-# File names in UTF-8, whatever the locale.
+# File names in UTF-8 in every locale.
 set(JAVA_TOOL ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8)
 
 # java_jars(<variable> <target or jar>...): the jars' paths.
@@ -87,7 +87,7 @@ function(add_java target jar)
     endif()
 endfunction()
 
-# install_java(<target> <component>): the jar under its versioned and its plain name, as Debian has it.
+# install_java(<target> <component>): the jar under its versioned and its plain name, as Debian installs jars.
 function(install_java target component)
     java_jars(jar ${target})
     cmake_path(GET jar STEM LAST_ONLY name)

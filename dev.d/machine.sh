@@ -1,12 +1,12 @@
-# What this machine must have: a place to build in, Debian packages, a JDK. Read by ./dev.
+# What this machine needs: a directory to build in, Debian packages, a JDK. Read by ./dev.
 # shellcheck shell=sh disable=SC2154 # variables and functions of ./dev
 
-# check_machine - says what would break in odd places later.
+# check_machine - fails early for what would fail in odd places later.
 check_machine() {
     for path in "$root" "$build"; do
         case $path in
         *[\;:\"\\\$\*\?\[\]\#\`\&\'^\<\>\|[:cntrl:]]*)
-            fail "a character of this path means something to CMake, Ninja or Java, use another directory: $path"
+            fail "this path has a character that is special for CMake, Ninja or Java, use another directory: $path"
             ;;
         esac
         printf '%s' "$path" | iconv -f UTF-8 -t UTF-8 >/dev/null 2>&1 ||
@@ -17,8 +17,8 @@ check_machine() {
         fail "cannot write to $build; build elsewhere: TOKBRIDGE_BUILD=/some/directory ./dev ..."
 }
 
-# packages PACKAGE... - installs those that are missing; asks for nothing when all are there, held or not, and for other
-# architectures too or not.
+# packages PACKAGE... - installs those that are missing. Held packages and those of several architectures count as
+# installed.
 packages() {
     missing=
     native=$(dpkg --print-architecture 2>/dev/null) || :
@@ -28,7 +28,7 @@ packages() {
     done
     [ -n "$missing" ] || return 0
 
-    command -v apt-get >/dev/null || fail "this is not Debian; use CMake itself, with what is here called$missing"
+    command -v apt-get >/dev/null || fail "this is not Debian; use CMake itself; Debian's packages would be$missing"
     by_hand="as root: apt-get update && apt-get install$missing"
     as_root=
     if [ "$(id -u)" != 0 ]; then
@@ -47,7 +47,7 @@ packages() {
     fail "the packages could not be installed, apt-get printed $(wc -l <"$scratch/complaints") such lines; $by_hand"
 }
 
-# apt_get ARGUMENTS... - waits while another apt or dpkg works, as on machines that have just started.
+# apt_get ARGUMENTS... - waits for another apt or dpkg, as it runs on machines that have just started.
 apt_get() {
     scratch_directory
     waited=0
@@ -59,7 +59,7 @@ apt_get() {
     done
 }
 
-# is_jdk DIRECTORY - whether there is a JDK of 17 or later in it.
+# is_jdk DIRECTORY - whether it has a JDK of 17 or later.
 is_jdk() {
     [ -x "$1/bin/javac" ] && [ -x "$1/bin/jar" ] && [ -f "$1/include/jni.h" ] || return 1
     version=$("$1/bin/javac" -version 2>/dev/null) || return 1
@@ -67,13 +67,13 @@ is_jdk() {
     [ "${version%%[!0-9]*}" -ge 17 ] 2>/dev/null
 }
 
-# find_jdk - sets and exports JAVA_HOME: the one that is set, that of the search path, or an installed one.
+# find_jdk - sets and exports JAVA_HOME: the given one, that of the search path, or an installed one.
 find_jdk() {
     compiler=$(readlink -f "$(command -v javac)" || :)
     for jdk in "${JAVA_HOME:-}" "${compiler%/bin/javac}" /usr/lib/jvm/default-java /usr/lib/jvm/*; do
         if [ -n "$jdk" ] && is_jdk "$jdk"; then
             [ "$jdk" = "${JAVA_HOME:-$jdk}" ] ||
-                echo "dev: JAVA_HOME=$JAVA_HOME is no JDK of 17 or later, using $jdk" >&2
+                echo "dev: JAVA_HOME=$JAVA_HOME is not a JDK of 17 or later, using $jdk" >&2
             JAVA_HOME=$(readlink -f "$jdk")
             export JAVA_HOME
             return
@@ -87,5 +87,5 @@ setup() {
     find_jdk || jdk_package=default-jdk-headless
     packages g++ cmake ninja-build p11-kit p11-kit-modules softhsm2 junit5 libpicocli-java libbcpkix-java curl \
         ${jdk_package:+"$jdk_package"}
-    find_jdk || fail "no JDK 17 or later: install one and name its directory in JAVA_HOME"
+    find_jdk || fail "no JDK of 17 or later was found: install one, or set JAVA_HOME"
 }

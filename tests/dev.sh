@@ -1,7 +1,7 @@
 #!/bin/sh
 # dev.sh
-# Tests what ./dev does where nothing is installed, and where all is. The machine is made up: dpkg's list of packages,
-# a JDK that only prints what it reads, and programs that would change something.
+# Tests ./dev where nothing is installed, and where everything is. The machine is simulated: dpkg's list of packages,
+# a JDK that only prints what it reads, and the programs that would change something.
 set -eu
 work=
 trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
@@ -52,7 +52,7 @@ mkdir -p "$work/a, copy/build/release/tool"
 cp "$work/jdk/bin/java" "$work/a, copy/build/release/tool/tokbridge"
 [ "$(echo typed | "$work/a, copy/dev" tool)" = typed ]
 
-JAVA_HOME=/none "$work/a, copy/dev" setup 2>&1 | grep -q 'JAVA_HOME=/none is no JDK'
+JAVA_HOME=/none "$work/a, copy/dev" setup 2>&1 | grep -q 'JAVA_HOME=/none is not a JDK'
 
 # A path that would not do.
 for character in '&' "'" '^' '<' '>' '|' '#' '	'; do
