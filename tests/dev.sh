@@ -33,11 +33,11 @@ copy() {
 copy "$work/a, copy"
 
 # Help wants nothing.
-"$work/a, copy/dev" quickstart --help >"$work/told"
+"$work/a, copy/dev" quickstart --help >"$work/output"
 
 # What it would install is all that it wants, held or not, and there for another architecture too.
-"$work/a, copy/dev" setup >"$work/told" 2>&1 && exit 1
-wanted=$(sed -n 's/.*apt-get install//p' "$work/told")
+"$work/a, copy/dev" setup >"$work/output" 2>&1 && exit 1
+wanted=$(sed -n 's/.*apt-get install//p' "$work/output")
 [ -n "$wanted" ]
 for package in $wanted; do
     for architecture in $(dpkg --print-architecture) other; do
@@ -58,6 +58,6 @@ JAVA_HOME=/none "$work/a, copy/dev" setup 2>&1 | grep -q 'JAVA_HOME=/none is not
 for character in '&' "'" '^' '<' '>' '|' '#' '	'; do
     mkdir "$work/a${character}b"
     copy "$work/a${character}b"
-    "$work/a${character}b/dev" setup 2>"$work/told" && exit 1
-    grep -q 'use another directory' "$work/told"
+    "$work/a${character}b/dev" setup 2>"$work/output" && exit 1
+    grep -q 'use another directory' "$work/output"
 done

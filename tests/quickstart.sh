@@ -15,5 +15,5 @@ softhsm2-util --init-token --free --label quickstart --pin "$(cat "$directory/pi
 }
 status=0
 ${JAVA:+"$JAVA"} "$@" --token quickstart --pin-file "$directory/pin" || status=$?
-# 1 is a negative answer, which SoftHSM2 gets for one mechanism (docs/modules.md).
+# 1 is a negative result, as for one mechanism of SoftHSM2 (docs/modules.md).
 [ "$status" -le 1 ]

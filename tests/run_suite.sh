@@ -1,9 +1,8 @@
 #!/bin/sh
 # run_suite.sh SCRATCH JAVA ARGUMENTS...
-# Runs a Java program of the tests and fails with it, or when the JVM has complained about a use of JNI, or when memory
-# was lost that the library had asked for. The JVM's own output goes to SCRATCH/vm.log, the sanitizers' to
-# SCRATCH/asan.*; the files of the tests are in SCRATCH too. Tokens and sockets, which want short and simple paths, are
-# in a temporary directory that goes at the end.
+# Runs a Java program of the tests. Fails with it, or when the JVM has reported a misuse of JNI, or when memory of the
+# library leaked. The JVM's own output is in SCRATCH/vm.log, the sanitizers' in SCRATCH/asan.*; the files of the tests are
+# in SCRATCH too. Tokens and sockets, which need short and simple paths, are in a temporary directory that is removed.
 set -eu
 unset PKCS11DEBUG PKCS11_MODULE JAVA_TOOL_OPTIONS JDK_JAVA_OPTIONS _JAVA_OPTIONS CLASSPATH
 export LC_ALL=C.UTF-8
@@ -21,7 +20,7 @@ clean() {
 }
 trap clean EXIT
 trap 'exit 1' HUP INT PIPE TERM # on which not every shell runs the EXIT trap
-# The path of a socket has room for 107 bytes.
+# The path of a socket has at most 107 bytes.
 parent=${TMPDIR:-/tmp}
 [ ${#parent} -le 64 ] || parent=/tmp
 # shellcheck source=tests/scratch.sh
@@ -46,10 +45,9 @@ if grep -n -E -A 12 "$complaints" "$scratch/vm.log"; then
     status=1
 fi
 
-# The JVM and modules leave memory behind at the end, and the JVM keeps what it makes of classes and IDs for ever. What
-# counts is what the library has to give back: what it asked the system for, and arrays and strings that it had the JVM
-# pin. The first frame that is neither the sanitizer's nor the JVM's is then the library's own, or jni.h's Get function.
-# The one array that is never released is known.
+# The JVM and modules leak memory at the end, and the JVM keeps data of classes and IDs for ever. Only leaks of the library
+# count: memory that it allocated, and arrays and strings that it pinned. The first frame that is neither the sanitizer's
+# nor the JVM's is then the library's own, or jni.h's Get function. One array is never released on purpose.
 for report in "$scratch"/asan.*; do
     [ -f "$report" ] || continue
     if ! awk 'BEGIN { RS = "" }

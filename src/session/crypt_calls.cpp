@@ -160,9 +160,9 @@ void digestInitCall(JNIEnv* env, jobject session, jint mechanism, jobject parame
                 callGuarded(env, handles.list, &CK_FUNCTION_LIST::C_DigestInit, handles.session, mechanismIn(encoded)));
 }
 
-// After a start that succeeded, the operation is active until the module has returned its result or an error. It is still
-// active when an array cannot be pinned, which is raised, and when the output is too small, for which the needed size is
-// returned: the caller then completes it with C_Encrypt or C_Decrypt, without another start.
+// After a start that succeeded, the operation is active until the module has returned its result or an error. It is
+// still active when an array cannot be pinned, which is raised, and when the output is too small, for which the needed
+// size is returned: the caller then completes it with C_Encrypt or C_Decrypt, without another start.
 jint cryptDoFinalGCM(JNIEnv* env, jobject session, InitFunction init, InOutFunction function, OperationStart start,
                      InputBytes in, OutputBytes out)
 {

@@ -1,18 +1,18 @@
 #!/bin/sh
 # bring_up.sh MODULE COMMAND...
-# Brings a real module up, without a display and without hardware, runs a command on it, and takes all of it down. The
-# command finds in its environment: PKCS11_MODULE; TOKEN, its token's label; PIN, empty where nobody logs in; SO_PIN,
-# where the token is still to be initialised. Ends with 77 where something is not installed, and says what.
+# Starts a real module, without a display and without hardware, runs a command on it, and stops everything. The command
+# has in its environment: PKCS11_MODULE; TOKEN, its token's label; PIN, empty where no login is needed; SO_PIN, where the
+# token must still be initialised. Ends with 77 and a message where something is not installed.
 #
-# Everything happens in namespaces of its own: files of state lie in memory below /run, ports are nobody else's, and
-# when this shell ends the system ends what was started here, whatever has happened.
+# Everything runs in namespaces of its own: state files are in memory below /run, ports do not collide, and when this shell
+# ends the system ends every process that was started here.
 set -eu
 module=$1
 case ${BROUGHT_UP:-} in
 '')
     as_root=
     [ "$(id -u)" = 0 ] || as_root=--map-root-user
-    # shellcheck disable=SC2086 # nothing is an argument less
+    # shellcheck disable=SC2086 # an empty one is no argument
     set -- unshare $as_root --mount --net --ipc --pid --fork --kill-child --mount-proc env BROUGHT_UP=yes sh "$0" "$@"
     "$1" ${as_root:+"$as_root"} --mount --net --ipc --pid --fork true 2>/dev/null || {
         echo "module $module is left out: there is no leave for namespaces"
@@ -31,7 +31,7 @@ cd /run
 libraries=/usr/lib/$(uname -m)-linux-gnu
 export PIN=123456 TOKEN=token SO_PIN=
 
-# need FILE... - leaves the module out where one is missing.
+# need FILE... - skips the module if a file is missing.
 need() {
     for file in "$@"; do
         [ -e "$file" ] || {
@@ -41,13 +41,13 @@ need() {
     done
 }
 
-# ports - lets programs speak to each other through ports.
+# ports - enables local ports.
 ports() {
     need /bin/ip
     ip link set lo up
 }
 
-# daemon COMMAND... - in a session of its own, so that no interrupt from a terminal reaches it alone.
+# daemon COMMAND... - in a session of its own, so that an interrupt from a terminal does not reach it.
 daemon() {
     setsid "$@" >"$1.log" 2>&1 &
 }
@@ -75,7 +75,7 @@ softhsm2() {
     export SOFTHSM2_CONF=/run/softhsm2.conf
 }
 
-# proxy NAME LINE... - p11-kit's module that merges those that are set up, and the lines that set one up.
+# proxy NAME LINE... - p11-kit's proxy module, with a module configured by the lines.
 proxy() {
     need "$libraries/p11-kit-proxy.so" /usr/share/p11-kit/modules
     mkdir -p modules

@@ -72,7 +72,7 @@ class Card:
         return b'', OK if self.verified else 0x63C0 | self.tries
 
     def command(self, apdu):
-        """Answers a command; long ones come in pieces, and long answers go out in pieces."""
+        """Carries out a command; long commands and responses are chained."""
         body, data, expected = apdu[4:], b'', 256
         if len(body) == 1:
             expected = body[0] or 256
@@ -220,11 +220,11 @@ def serve(card):
         reader.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         while True:
             header = stream.read(2)
-            reader.setsockopt(socket.IPPROTO_TCP, socket.TCP_QUICKACK, 1)  # or each answer waits for the timer
+            reader.setsockopt(socket.IPPROTO_TCP, socket.TCP_QUICKACK, 1)  # otherwise each response waits for the timer
             if len(header) < 2:
                 return
             message = stream.read(struct.unpack('>H', header)[0])
-            if len(message) == 1:  # 0 off, 1 on, 2 reset, 4 tell the ATR
+            if len(message) == 1:  # 0 off, 1 on, 2 reset, 4 return the ATR
                 if message[0] < 4:
                     card.reset()
                     continue

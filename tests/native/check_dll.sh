@@ -1,6 +1,6 @@
 #!/bin/sh
 # check_dll.sh OBJDUMP DLL - it exports the 108 native methods, nothing else, imports from the system's DLLs alone, and
-# does not tell when it was built.
+# has no build time.
 set -eu
 listing=$("$1" -p "$2")
 exports=$(echo "$listing" | sed -n '/^\[Ordinal\/Name Pointer\]/,/^$/ s/^\t\[.* //p')

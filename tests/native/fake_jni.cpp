@@ -22,7 +22,7 @@ struct Reference
     bool isLive = true;
 };
 
-// An array's elements as they are handed out.
+// The elements of a pinned array.
 struct Pin
 {
     Object* array;
@@ -47,7 +47,7 @@ void complain(const std::string& of)
 }
 
 template <typename T>
-T give(Object* object)
+T newReference(Object* object)
 {
     if (object == nullptr)
         return nullptr;
@@ -71,7 +71,7 @@ Object* raw(void* reference)
     return given->object;
 }
 
-// What must not be asked with an exception pending goes through this function.
+// Functions that must not be called with an exception pending call this one.
 Object* object(void* reference)
 {
     if (fake.pending != nullptr)
@@ -87,7 +87,7 @@ void raise(const char* error)
         fake.pending = make(error).object;
 }
 
-// Whether a call fails, of those that can.
+// Whether this call fails, among those that can.
 bool fails(bool always = true)
 {
     if (++fake.calls != fake.failing)
@@ -120,8 +120,8 @@ bool isKindOf(Object* object, const std::string& wanted)
     return object->type == wanted || isBase;
 }
 
-// The field of an object that the library has made: the constructor's argument of its type. A handle is an int and a
-// long in Java, whichever of them its constructor took.
+// The field of an object that the library has constructed: the constructor's argument of its type. A handle is an int
+// and a long in Java, with either constructor.
 int64_t constructedField(Object& owner, const std::string& name)
 {
     std::map<std::string, int64_t>& arguments = owner.fields;
@@ -150,7 +150,7 @@ int64_t& fieldOf(jobject of, void* id)
     return owner->fields[name] = value;
 }
 
-// Hands elements out in memory of exactly their size, and a String's with its terminator.
+// Returns elements in memory of exactly their size, and a String's with its terminator.
 template <typename T>
 T* pin(jobject of, jboolean* isCopy, std::size_t terminator = 0)
 {
@@ -206,7 +206,7 @@ std::string number(unsigned value)
     return digits;
 }
 
-// An object as its constructor's arguments make it, with these as fields by their types.
+// A constructed object, with the constructor's arguments as fields by their types.
 Object* construct(const std::string& name, const std::string& constructor, va_list arguments)
 {
     Object* made = make(name).object;
@@ -238,7 +238,7 @@ Object* construct(const std::string& name, const std::string& constructor, va_li
 jobject newObject(JNIEnv*, jclass type, jmethodID constructor, va_list arguments)
 {
     const std::string& name = object(type)->type;
-    return fails() ? nullptr : give<jobject>(construct(name, nameOf(constructor), arguments));
+    return fails() ? nullptr : newReference<jobject>(construct(name, nameOf(constructor), arguments));
 }
 
 template <typename T>
@@ -248,7 +248,7 @@ T callGetter(JNIEnv*, jobject of, jmethodID id, va_list)
     if (fails())
         return T{};
     if constexpr (std::is_pointer_v<T>)
-        return give<T>(reinterpret_cast<Object*>(value));
+        return newReference<T>(reinterpret_cast<Object*>(value));
     else
         return static_cast<T>(value);
 }
@@ -257,7 +257,7 @@ template <typename T>
 T getField(JNIEnv*, jobject of, jfieldID id)
 {
     if constexpr (std::is_pointer_v<T>)
-        return give<T>(reinterpret_cast<Object*>(fieldOf(of, id)));
+        return newReference<T>(reinterpret_cast<Object*>(fieldOf(of, id)));
     else
         return static_cast<T>(fieldOf(of, id));
 }
@@ -287,7 +287,7 @@ jclass findClass(JNIEnv*, const char* name)
         complain("JNI used with an exception pending");
     if (name == fake.missingClass)
         raise("java/lang/NoClassDefFoundError");
-    return name == fake.missingClass || fails() ? nullptr : give<jclass>(type);
+    return name == fake.missingClass || fails() ? nullptr : newReference<jclass>(type);
 }
 
 jint changeMonitor(jobject of, int by)
@@ -299,7 +299,7 @@ jint changeMonitor(jobject of, int by)
         monitor.lock();
     if (by < 0 && fake.monitor > 0)
         monitor.unlock();
-    fake.monitor += failed && by > 0 ? 0 : by; // a monitor that is not left is left all the same: the answer is a lie
+    fake.monitor += failed && by > 0 ? 0 : by; // MonitorExit releases the monitor even when it reports a failure
     if (fake.monitor < 0)
         complain("a monitor left that is not held");
     return failed ? JNI_ERR : JNI_OK;
@@ -312,10 +312,10 @@ jobject elementOf(jobjectArray array, jsize i)
         raise("java/lang/ArrayIndexOutOfBoundsException");
         return nullptr;
     }
-    return fails() ? nullptr : give<jobject>(elements[static_cast<std::size_t>(i)]);
+    return fails() ? nullptr : newReference<jobject>(elements[static_cast<std::size_t>(i)]);
 }
 
-// The stretch of an array that a copy is made from or to.
+// The range of an array that is copied from or to.
 char* region(jarray of, jsize start, jsize length, std::size_t width)
 {
     std::string& bytes = object(of)->bytes;
@@ -325,7 +325,7 @@ char* region(jarray of, jsize start, jsize length, std::size_t width)
     return bytes.data() + static_cast<std::size_t>(start) * width;
 }
 
-// An array of so many elements, each one that it makes; none of more than the heap holds.
+// A new array with new elements; null if it exceeds the heap.
 template <typename T, typename Make>
 T newArray(jsize length, Make make)
 {
@@ -337,7 +337,7 @@ T newArray(jsize length, Make make)
         return nullptr;
     Object* made = make(static_cast<std::size_t>(length)).object;
     made->isNew = true;
-    return give<T>(made);
+    return newReference<T>(made);
 }
 
 void dropReference(void* reference)
@@ -366,7 +366,7 @@ JNINativeInterface_ functions()
         entries[i] = unexpected;
 
     table.FindClass = findClass;
-    table.GetObjectClass = [](JNIEnv*, jobject of) { return give<jclass>(named(object(of)->type)); };
+    table.GetObjectClass = [](JNIEnv*, jobject of) { return newReference<jclass>(named(object(of)->type)); };
     table.IsInstanceOf = [](JNIEnv*, jobject of, jclass type) -> jboolean {
         return of == nullptr || isKindOf(object(of), raw(type)->type);
     };
@@ -433,7 +433,7 @@ JNINativeInterface_ functions()
     table.GetDirectBufferCapacity = [](JNIEnv*, jobject of) { return static_cast<jlong>(object(of)->bytes.size()); };
 
     table.ExceptionCheck = [](JNIEnv*) -> jboolean { return fake.pending != nullptr; };
-    table.ExceptionOccurred = [](JNIEnv*) { return give<jthrowable>(fake.pending); };
+    table.ExceptionOccurred = [](JNIEnv*) { return newReference<jthrowable>(fake.pending); };
     table.ExceptionClear = [](JNIEnv*) { fake.pending = nullptr; };
     table.ExceptionDescribe = [](JNIEnv*) { fake.pending = nullptr; };
     table.Throw = [](JNIEnv*, jthrowable exception) -> jint {

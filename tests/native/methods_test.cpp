@@ -115,8 +115,7 @@ std::string firstCall(const std::string& expected)
 
 bool leavesTypesPinned(const Method& method) { return method.name == "getAttributeValues"; }
 
-// With another of the call's uses of JNI failing each time: whatever becomes of it, nothing is left behind, lost or
-// asked that must not be.
+// With each JNI call of the method failing in turn: nothing leaks or is lost, and no call is made that must not be.
 void checkFailures(const Method& method)
 {
     fake.failsWithError = !fake.failsWithError;
@@ -139,9 +138,9 @@ void checkRefusal(const Method& method)
 
 } // namespace
 
-// Plainly, and with each use of JNI failing; then with a module that cannot lock, every call of which must be made
-// holding the monitor, and that wipes what it was given; then with one that refuses everything, after which it is asked
-// for nothing more.
+// Plain calls, and with each JNI call failing; then with a module that cannot lock, which must be called with the
+// monitor held and which wipes its arguments; and with one that refuses every call, after which it must not be called
+// again.
 void testEveryMethod()
 {
     token.attributes = {{CKA_TOKEN, "\1"},

@@ -30,7 +30,7 @@ void testFailedLoads(const char* debugOutput);
 
 // ---- Calls ----
 
-inline Ref library, slot, session, key; // S and K stand for the handles of the last two in what is expected
+inline Ref library, slot, session, key; // S and K are the handles of the last two in expected texts
 inline Ref out, outBuffer;              // the outputs of the current call: an array, a direct buffer
 
 template <typename T>
@@ -84,8 +84,8 @@ inline void replace(std::string* in, const std::string& what, const std::string&
         in->replace(at, what.size(), with);
 }
 
-// The handles that the module has made in a call and that neither Java has got nor the module was asked to end. Java's
-// numbers stand in the result, "NativePKCS11Object(@,0x11)", and in fields.
+// The handles that the module has created in a call and that were neither returned to Java nor closed or destroyed.
+// Java has them in the result, "NativePKCS11Object(@,0x11)", and in fields.
 inline std::string lostHandles(std::string kept)
 {
     for (Object* each : fake.put)
@@ -100,26 +100,26 @@ inline std::string lostHandles(std::string kept)
 }
 
 #ifndef _WIN32
-// A call that does not end has a name: what it has asked of the module.
-inline void endOfPatience(int /*signal*/)
+// Reports a call that does not end, by its calls of the module.
+inline void reportTimeout(int /*signal*/)
 {
     std::fprintf(stderr, "does not end: %s\n", token.log.c_str());
     std::_Exit(1);
 }
 #endif
 
-inline void giveItAMinute()
+inline void setTimeout()
 {
 #ifndef _WIN32
-    std::signal(SIGALRM, endOfPatience);
+    std::signal(SIGALRM, reportTimeout);
     alarm(60);
 #endif
 }
 
-// What is raised for a code.
+// The exception for a code.
 inline std::string raised(unsigned long code) { return "PKCS11Exception(0x" + hexadecimal(code) + ")"; }
 
-// Makes a call and returns all that came of it: "the module's calls -> result exception, output, what was left behind".
+// Makes a call and returns its effects: "the module's calls -> result exception, output, leaks".
 inline std::string outcome(const std::function<std::string()>& call)
 {
     token.log.clear();
@@ -129,7 +129,7 @@ inline std::string outcome(const std::function<std::string()>& call)
     for (Ref each : {out, outBuffer})
         each.object->bytes.assign(4, 0);
 
-    giveItAMinute();
+    setTimeout();
     startOfCall();
     std::string result = call();
     endOfCall(0);

@@ -1,10 +1,10 @@
-// Secrets do not stay where others may find them.
+// Secrets do not remain in freed memory.
 
 #include "native_calls.h"
 
 namespace {
 
-// Calls with some stack between, which whatever comes after the call does not reach.
+// Calls with some stack in between, which later calls do not overwrite.
 __attribute__((noinline)) std::string callBelow(const std::function<std::string()>& call)
 {
     volatile char between[16 * 1024];
@@ -12,7 +12,7 @@ __attribute__((noinline)) std::string callBelow(const std::function<std::string(
     return call() + std::string(static_cast<std::size_t>(between[0]), ' ');
 }
 
-// Whether any part of it is there that says something.
+// Whether a recognisable part of it is there.
 __attribute__((noinline, no_sanitize("address"))) bool isOnStackBelow(const std::string& secret)
 {
     constexpr std::size_t part = 12;
@@ -30,7 +30,7 @@ __attribute__((noinline, no_sanitize("address"))) bool isOnStackBelow(const std:
 
 } // namespace
 
-// A PIN, a key's value, a password, a text to be encrypted: after the call it is neither in a copy that was freed nor
+// A PIN, a key's value, a password, a plaintext: after the call it is neither in a copy that was freed nor
 // on the stack.
 void testSecrets()
 {

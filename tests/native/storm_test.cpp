@@ -23,11 +23,11 @@ constexpr int kRounds = 3000;
 struct Module
 {
     std::atomic<int> inside = 0;
-    std::atomic<bool> isClosed = false; // to others, while one is to be alone
-    bool isInitialized = false;         // written by one that is alone, read by all: the sanitizer sees them meet
+    std::atomic<bool> isClosed = false; // to other calls, while one must be alone
+    bool isInitialized = false;         // written by a call that is alone, read by all: the sanitizer sees a race
 };
 
-std::array<Module, 2> modules;                                            // the second counts on the bridge lock
+std::array<Module, 2> modules;                                            // the second depends on the bridge lock
 std::atomic<CK_ULONG> lastHandle = static_cast<CK_ULONG>(0x7F0000000000); // as addresses are
 std::atomic<int> wrong = 0;
 
@@ -40,7 +40,7 @@ void expect(bool holds, const std::string& found)
         std::fprintf(stderr, "%d: %s\n", ++wrong, found.c_str());
 }
 
-// Makes a call and returns what comes of it. Nothing is raised.
+// Makes a call that raises nothing, and returns its result.
 template <typename Call>
 Ref made(Call call, const std::string& expected = "")
 {

@@ -1,5 +1,5 @@
-// A Cryptoki module that is nothing but its function lists, of version 2.20 and of edition 3.2: a program fills them
-// in. They are not handed out while their version is 0.
+// A Cryptoki module with two function lists, of version 2.20 and of edition 3.2, which a program fills. It does not
+// return them while their version is 0.
 #include "module_functions.h"
 
 #ifdef _WIN32

@@ -1,5 +1,4 @@
-// The functions of the stub module as the tests of every method want them: they write down what they are called with
-// and answer plainly.
+// The functions of the stub module for the tests of every method: they log their arguments and return plain results.
 #pragma once
 
 #include <map>
@@ -16,19 +15,19 @@ constexpr bool packed = false;
 
 struct StubToken
 {
-    // What the test sets:
+    // Set by the test:
     CK_RV rv = CKR_OK;                          ///< of every call
     bool canLock = true;                        ///< whether C_Initialize accepts locking by the system
-    int monitor = 0;                            ///< how often a call must find it held
+    int monitor = 0;                            ///< the number of times that a call must find it held
     bool spoils = false;                        ///< whether it wipes the templates that it has read
     std::string answer;                         ///< the bytes of output
     std::map<CK_ULONG, std::string> attributes; ///< the values of any object
 
-    // What the calls were: "C_Name argument argument", divided by "; ", with numbers in hexadecimal.
+    // The calls: "C_Name argument argument", separated by "; ", with numbers in hexadecimal.
     std::string log;
     CK_ULONG handle = 0x11;      ///< the next one that a call returns
-    std::vector<CK_ULONG> made;  ///< sessions and objects that calls have made
-    std::vector<CK_ULONG> ended; ///< those that it was asked to end
+    std::vector<CK_ULONG> made;  ///< sessions and objects that calls have created
+    std::vector<CK_ULONG> ended; ///< those that were closed or destroyed
 };
 
 extern StubToken token;

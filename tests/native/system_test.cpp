@@ -1,4 +1,4 @@
-// What the library takes from the system: stacks, calendars, modules.
+// The library's use of the system: stacks, calendars, modules.
 
 #include <fstream>
 #include <sstream>
@@ -13,7 +13,7 @@
 namespace {
 
 // A template is granted while 128 KiB of the thread's stack stay free, and refused beyond. (On Linux the suites in Java
-// see to that.)
+// test it.)
 DWORD WINAPI testStack(void* /*unused*/)
 {
     constexpr std::size_t kKiB = 1024;
@@ -65,7 +65,7 @@ void testDates()
               CALL(OBJECT(setAttributeValue), CKA_END_DATE, date(253402300800000)));
 }
 
-// A path that names no module: the exception quotes it, the debug line has the system's own reason. A NUL within must
+// A path without a module: the exception quotes it, the debug line has the system's own reason. A NUL in the path must
 // not end it.
 void testFailedLoads(const char* debugOutput)
 {

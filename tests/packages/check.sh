@@ -1,9 +1,9 @@
 #!/bin/sh
 # check.sh DIRECTORY JDK
-# Uses the Maven layout and the Debian packages of a directory as others do. Maven builds an application with one
-# dependency. A bare root of this Debian, from the mirror that this machine's apt has, installs the packages, and runs
-# there the tool and the application with nothing but the class path: first with the packages, then, when they are gone,
-# with Maven's jar, also where the temporary directory does not serve. The root goes when it has passed.
+# Uses the Maven layout and the Debian packages of a directory. Maven builds an application with one dependency. A bare
+# root of this Debian, from the mirror of this machine's apt, installs the packages and runs the tool and the application
+# with only the class path: first with the packages, then, after their removal, with Maven's jar, also where the
+# temporary directory cannot be used. The root is removed at the end.
 set -eu
 work=
 trap 'trap "" HUP INT PIPE TERM; [ -z "$work" ] || rm -rf "$work"' EXIT
@@ -16,7 +16,7 @@ chmod 755 "$work" "$WORK"
 here=$(dirname "$0")
 cp "$here/pom.xml" "$work/project"
 cp -R "$here/app" "$work/project/src/main/java"
-# plugin NAME - the version of one of Maven's plugins that this Debian has, which its Maven may not ask for by itself.
+# plugin NAME - the version of one of Maven's plugins in this Debian, which may differ from its Maven's defaults.
 plugin() {
     find "/usr/share/maven-repo/org/apache/maven/plugins/maven-$1-plugin" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' |
         sort -V | tail -n 1
@@ -52,10 +52,10 @@ java -cp maven.jar:. app.App $softhsm
 # refused MOUNT-OPTION REASON - in a temporary directory that is mounted so.
 refused() {
     mount -t tmpfs -o "$1" tmpfs /mnt
-    ! java -Djava.io.tmpdir=/mnt -cp maven.jar:. app.App $softhsm 2>told || exit 1
+    ! java -Djava.io.tmpdir=/mnt -cp maven.jar:. app.App $softhsm 2>output || exit 1
     [ -z "$(ls /mnt)" ]
     umount /mnt
-    grep -q "java.io.tmpdir = /mnt.* $2.*-Djava.io.tmpdir=" told || { cat told; exit 1; }
+    grep -q "java.io.tmpdir = /mnt.* $2.*-Djava.io.tmpdir=" output || { cat output; exit 1; }
 }
 refused noexec 'mounted noexec'
 refused size=64k 'No space left'

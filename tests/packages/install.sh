@@ -1,8 +1,8 @@
 #!/bin/sh
 # install.sh BUILD PREFIX SOFTHSM2
-# Builds a copy of the sources with CMake alone, in a directory with a crooked name, and installs it: that must be equal
-# to the byte to what BUILD installs. Then uses it as a stranger would: the command, and an application on the class
-# path; and the jar that brings its library, on the class path and as a module in an image of its own. JAVA_HOME, CXX
+# Builds a copy of the sources with CMake alone, in a directory with an unusual name, and installs it: that must be equal
+# to the byte to what BUILD installs. Then uses it as a user would: the command, and an application on the class path; and
+# the jar that contains its library, on the class path and as a module in an image of its own. JAVA_HOME, CXX
 # and CMAKE_GENERATOR are those of BUILD.
 set -eu
 build=$1 prefix=$2 softhsm=$3
@@ -63,7 +63,7 @@ packed=$(find build/maven -name 'tokbridge-[0-9]*[0-9].jar')
 "$JAVA_HOME/bin/jlink" -p "$packed:$work/app:$installed/share/java/tokbridge-provider.jar" \
     --add-modules app,com.kelvane.pkcs11.provider --strip-debug --output "$work/image"
 mkdir "$work/tmp"
-# own HOME MODULE ARGUMENTS... - finds no library but its own, and leaves nothing of it behind.
+# own HOME MODULE ARGUMENTS... - runs with the jar's own library, of which no file remains.
 own() {
     java=$1/bin/java native=$2
     shift 2
