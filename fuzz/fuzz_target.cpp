@@ -52,7 +52,7 @@ struct Arguments
             return input.oneIn(4) || types.object == nullptr
                        ? number('n')
                        : static_cast<jint>(types.object->bytes.size() / sizeof(jint));
-        case 'z': return input.byte() & 1;
+        case 'z': return input.oneIn(2) ? JNI_TRUE : JNI_FALSE;
         default: return anyInt();
         }
     }
@@ -158,14 +158,16 @@ void checkHandles(const std::string& method, Object* result)
     }
     std::set<CK_ULONG> accounted(hostile.ended.begin(), hostile.ended.end());
     for (Object* each : found) {
-        bool isSession = each != nullptr && each->type.ends_with("/NativePKCS11Session");
-        if (!isSession && !(each != nullptr && each->type.ends_with("/NativePKCS11Object")))
+        if (each == nullptr)
+            continue;
+        bool isSession = each->type.ends_with("/NativePKCS11Session");
+        if (!isSession && !each->type.ends_with("/NativePKCS11Object"))
             continue;
         accounted.insert(handleOf(*each));
         (isSession ? sessions : keys).push_back(each);
     }
     for (CK_ULONG each : hostile.made)
-        if (accounted.count(each) == 0)
+        if (!accounted.contains(each))
             fail(method, " handle " + std::to_string(each) + " was lost");
 }
 
@@ -269,7 +271,7 @@ bool makeReady()
     fake.missingField = missingField;
     rlimit stack = {};
     getrlimit(RLIMIT_STACK, &stack);
-    stack.rlim_cur = 320 * 1024;
+    stack.rlim_cur = rlim_t{320} * 1024;
     return setrlimit(RLIMIT_STACK, &stack) == 0 && std::freopen("/dev/null", "w", stdout) != nullptr &&
            setenv("TZ", "UTC0", 1) == 0;
 }

@@ -156,7 +156,7 @@ void spoilWord(CK_MECHANISM* mechanism)
 {
     auto* start = reinterpret_cast<CK_BYTE_PTR>(mechanism);
     CK_BYTE_PTR targets[] = {nullptr, reinterpret_cast<CK_BYTE_PTR>(~std::uintptr_t{7}), start - 1,
-                             start + input.byte(), start + 16 * input.byte()};
+                             start + input.byte(), start + std::size_t{16} * input.byte()};
     CK_BYTE_PTR moved = input.of(targets);
     std::size_t word = input.below(mechanism->ulParameterLen / sizeof moved + 1);
     auto* end = static_cast<CK_BYTE_PTR>(mechanism->pParameter) + word * sizeof moved;

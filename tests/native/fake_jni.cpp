@@ -125,7 +125,7 @@ bool isKindOf(Object* object, const std::string& wanted)
 int64_t constructedField(Object& owner, const std::string& name)
 {
     std::map<std::string, int64_t>& arguments = owner.fields;
-    bool isWide = arguments.count("J") != 0;
+    bool isWide = arguments.contains("J");
     switch (name[name.find(':') + 1]) {
     case 'I': return isWide ? -1 : arguments["I"];
     case 'J': return isWide ? arguments["J"] : static_cast<std::uint32_t>(arguments["I"]);
@@ -269,7 +269,7 @@ void setField(JNIEnv*, jobject of, jfieldID id, T value)
         fake.put.push_back(raw(value));
         fieldOf(of, id) = address({raw(value)});
     } else {
-        fieldOf(of, id) = value;
+        fieldOf(of, id) = static_cast<int64_t>(value);
     }
 }
 

@@ -17,7 +17,7 @@ __attribute__((noinline, no_sanitize("address"))) bool isOnStackBelow(const std:
 {
     constexpr std::size_t part = 12;
     const char* frame = static_cast<const char*>(__builtin_frame_address(0));
-    for (const char* place = frame - 64 * 1024; place < frame - 16 * 1024; ++place)
+    for (const char* place = frame - 65536; place < frame - 16384; ++place)
         for (std::size_t from = 0; from + part <= secret.size(); ++from) {
             std::size_t equal = 0;
             while (equal < part && place[equal] == secret[from + equal])

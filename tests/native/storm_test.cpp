@@ -119,6 +119,7 @@ int main(int argc, char** argv)
         made([&] { METHOD(, libFinalize)(env, library); });
     }
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int thread = 0; thread < kThreads; ++thread)
         threads.emplace_back([thread, argv] {
             current = static_cast<std::size_t>(thread % 2);

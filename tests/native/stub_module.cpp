@@ -8,7 +8,9 @@
 #define EXPORT extern "C"
 #endif
 
-static ModuleLists makeLists()
+namespace {
+
+ModuleLists makeLists()
 {
     ModuleLists made = {};
     made.list.version = {2, 20};
@@ -16,7 +18,9 @@ static ModuleLists makeLists()
     return made;
 }
 
-static ModuleLists lists = makeLists();
+ModuleLists lists = makeLists();
+
+} // namespace
 
 EXPORT CK_RV C_GetFunctionList(CK_FUNCTION_LIST** list)
 {
