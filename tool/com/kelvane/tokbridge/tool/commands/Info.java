@@ -27,7 +27,7 @@ final class Info implements Callable<Integer> {
         try (NativePKCS11 library = target.open()) {
             Row about = Descriptions.library(new Row().put("tool", Main.Version.text()).put("module", target.module()),
                 library.getInfo());
-            output.list(about);
+            output.list(Descriptions.interfaces(about, library));
             List<PKCS11Slot> slots = List.of(
                 Failure.in("the slots cannot be listed", () -> library.getSlotList(false)));
             List<Row> rows = slots.stream().map(Descriptions::slot).collect(Collectors.toList());

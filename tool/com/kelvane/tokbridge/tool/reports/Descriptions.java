@@ -3,6 +3,7 @@ package com.kelvane.tokbridge.tool.reports;
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.*;
+import com.kelvane.pkcs11.nat.NativePKCS11;
 import com.kelvane.pkcs11.nat.NativePKCS11Info;
 import com.kelvane.tokbridge.tool.token.*;
 import java.util.List;
@@ -22,6 +23,19 @@ public final class Descriptions {
     public static Row library(Row row, NativePKCS11Info info) {
         return row.put("library", info.getLibraryDescription()).put("version", version(info.getLibraryVersion()))
             .put("maker", info.getManufacturerID()).put("cryptoki", PKCS11Version.toString(info.getCryptokiVersion()));
+    }
+
+    /** Adds the interfaces of a module; nothing if it does not have the function that returns them. */
+    public static Row interfaces(Row row, NativePKCS11 library) {
+        try {
+            List<PKCS11Interface> found = List.of(library.getInterfaces());
+            row.json.put("interfaces", found.stream().map(each -> new Row().put("name", each.getName())
+                .put("version", PKCS11Version.toString(each.getVersion())).put("flags", each.getFlags()))
+                .collect(Collectors.toList()));
+            return row.show("interfaces", found);
+        } catch (PKCS11Exception e) {
+            return row;
+        }
     }
 
     /** Returns a version as its maker writes it; that of Cryptoki alone is counted in hundredths. */

@@ -338,8 +338,28 @@ final class Attempt implements AutoCloseable {
     }
 
     private byte[] derive(Object with, int length) {
-        return token.create(place -> session.deriveKey(mechanism, with, key.object, READABLE.and(
-            CKA_KEY_TYPE, CKK_GENERIC_SECRET, CKA_VALUE_LEN, length).and(place))).getByteArrayAttributeValue(CKA_VALUE);
+        return token.create(place -> session.deriveKey(mechanism, with, key.object, secret(length).and(place)))
+            .getByteArrayAttributeValue(CKA_VALUE);
+    }
+
+    private static Template secret(int length) {
+        return READABLE.and(CKA_KEY_TYPE, CKK_GENERIC_SECRET, CKA_VALUE_LEN, length);
+    }
+
+    /** Encapsulates a key, and decapsulates it with the private key. */
+    String encapsulation() throws Verdict {
+        byte[][] ciphertext = new byte[1][];
+        NativePKCS11Object made = token.create(place -> {
+            NativePKCS11Encapsulation both = session.encapsulateKey(mechanism, parameter, key.open,
+                secret(32).and(place));
+            ciphertext[0] = both.getCiphertext();
+            return both.getKey();
+        });
+        NativePKCS11Object same = token.create(place -> session.decapsulateKey(mechanism, parameter, key.object,
+            ciphertext[0], secret(32).and(place)));
+        require(Arrays.equals(same.getByteArrayAttributeValue(CKA_VALUE), made.getByteArrayAttributeValue(CKA_VALUE)),
+            "another key is decapsulated");
+        return SELF_CONSISTENT;
     }
 
     @Override

@@ -122,6 +122,7 @@ final class Operations {
         signature(CKM_SLH_DSA, SLH_DSA, null, null);
         signature(CKM_SLH_DSA, SLH_DSA, CONTEXT, null);
 
+        row(Use.ENCAPSULATION, CKM_ML_KEM, ML_KEM, null);
         row(Use.AGREEMENT, CKM_ECDH1_DERIVE, X25519, null);
         row(Use.AGREEMENT, CKM_ECDH1_DERIVE, EC, null);
         row(Use.AGREEMENT, CKM_ECDH1_COFACTOR_DERIVE, EC, null);

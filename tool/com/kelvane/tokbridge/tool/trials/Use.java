@@ -16,6 +16,8 @@ final class Use {
         Attempt::encryption);
     static final Use WRAP = new Use("key wrap", CKF_WRAP, CKA_UNWRAP, CKA_WRAP, true, Attempt::wrap);
     static final Use AGREEMENT = new Use("agreement", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::agreement);
+    static final Use ENCAPSULATION = new Use("encapsulation", CKF_ENCAPSULATE | CKF_DECAPSULATE, CKA_DECAPSULATE,
+        CKA_ENCAPSULATE, true, Attempt::encapsulation);
     static final Use DERIVATION = new Use("derivation", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::derivation);
     static final Use KEY = new Use("new key", CKF_GENERATE, 0, 0, true, Attempt::secretKey);
     static final Use PAIR = new Use("new key pair", CKF_GENERATE_KEY_PAIR | CKF_GENERATE, 0, 0, true,
