@@ -268,6 +268,7 @@ abstract class TokenCipher extends CipherSpi {
         try {
             return token.use(key, (session, object) -> encrypts()
                 ? session.encrypt(mechanism(), parameter, object, data)
+                : key.requiresLogin() ? decrypt(session, parameter, object, data)
                 : session.decrypt(mechanism(), parameter, object, data));
         } catch (PKCS11Exception e) {
             throw failure(e);
@@ -276,6 +277,16 @@ abstract class TokenCipher extends CipherSpi {
         } finally {
             Arrays.fill(data, (byte) 0);
         }
+    }
+
+    /** Decrypts data in two calls, with the login that the key requires between them. */
+    private byte[] decrypt(NativePKCS11Session session, Object parameter, NativePKCS11Object object, byte[] data) {
+        byte[] room = new byte[data.length];
+        session.decryptInit(mechanism(), parameter, object);
+        token.logInFor(key, session);
+        byte[] result = Arrays.copyOf(room, session.decrypt(data, 0, data.length, room, 0));
+        Arrays.fill(room, (byte) 0);
+        return result;
     }
 
     /** Starts an operation in parts. */

@@ -219,6 +219,11 @@ abstract class TokenKey implements Key, Destroyable {
         return allowed == null || allowed.length == 0 || Arrays.stream(allowed).anyMatch(each -> each == mechanism);
     }
 
+    /** Tells whether the token wants a login between the start of each operation with the key and the data. */
+    boolean requiresLogin() {
+        return attributes.isTrue(CKA_ALWAYS_AUTHENTICATE);
+    }
+
     @Override
     public String getAlgorithm() {
         return algorithm;
