@@ -4,6 +4,7 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.CK_AES_CTR_PARAMS;
 import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.security.AlgorithmParameters;
 import java.security.InvalidAlgorithmParameterException;
 import java.security.InvalidKeyException;
@@ -135,20 +136,13 @@ final class TokenBlockCipher extends TokenCipher {
         int[] written = new int[1];
         if (operation == null) {
             operation = startParts((session, object) -> {
-                if (encrypts()) {
-                    session.encryptInit(mechanism, parameter(0), object);
-                    written[0] = session.encryptUpdate(blocks, 0, blocks.length, out, 0);
-                } else {
-                    session.decryptInit(mechanism, parameter(0), object);
-                    written[0] = session.decryptUpdate(blocks, 0, blocks.length, out, 0);
-                }
+                start(session, parameter(0), object);
+                written[0] = part(session, blocks, out);
                 return null;
             });
         } else {
             try {
-                written[0] = operation.part(session -> encrypts()
-                    ? session.encryptUpdate(blocks, 0, blocks.length, out, 0)
-                    : session.decryptUpdate(blocks, 0, blocks.length, out, 0));
+                written[0] = operation.part(session -> part(session, blocks, out));
             } catch (PKCS11Exception e) {
                 throw interrupted(e);
             }
@@ -159,6 +153,11 @@ final class TokenBlockCipher extends TokenCipher {
             throw new ProviderException("the token delivers more than it was given");
         }
         return owed == 0 ? out : Arrays.copyOf(out, written[0]);
+    }
+
+    private int part(NativePKCS11Session session, byte[] blocks, byte[] out) {
+        return encrypts() ? session.encryptUpdate(blocks, 0, blocks.length, out, 0)
+            : session.decryptUpdate(blocks, 0, blocks.length, out, 0);
     }
 
     private static ProviderException interrupted(PKCS11Exception e) {

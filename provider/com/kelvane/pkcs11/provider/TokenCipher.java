@@ -7,6 +7,7 @@ import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.lang.ref.Reference;
+import java.nio.ByteBuffer;
 import java.security.AlgorithmParameters;
 import java.security.GeneralSecurityException;
 import java.security.InvalidAlgorithmParameterException;
@@ -34,6 +35,12 @@ import javax.crypto.ShortBufferException;
  */
 abstract class TokenCipher extends CipherSpi {
     private static final byte[] NOTHING = {};
+
+    /** The length from which the library's calls with direct buffers are quicker than those with arrays, copies included. */
+    private static final int LARGE = 1 << 17;
+
+    /** The most by which a result is longer than the data: more than a block or a tag. */
+    private static final int LONGEST_GROWTH = 32;
 
     final Token token;
 
@@ -210,10 +217,10 @@ abstract class TokenCipher extends CipherSpi {
     @Override
     protected int engineDoFinal(byte[] in, int inOffset, int length, byte[] out, int outOffset)
         throws ShortBufferException, IllegalBlockSizeException, BadPaddingException {
-        int room = Math.max(length, finalSize(length)); // SoftHSM2 asks for that much though it writes less
-        if (unclaimed == null && in != out && isWhole() && fits(in, length) && fits(out, room)
-            && out.length - outOffset >= room) {
-            return cryptInto(in, inOffset, length, out, outOffset);
+        int room = room(length);
+        if (isOneCall(length, out.length - outOffset)
+            && (length >= LARGE || in != out && isMostlyUsed(in, length) && isMostlyUsed(out, room))) {
+            return cryptInto(ByteBuffer.wrap(in, inOffset, length), ByteBuffer.wrap(out, outOffset, room));
         }
         byte[] result = engineDoFinal(in, inOffset, length);
         if (out.length - outOffset < result.length) {
@@ -227,53 +234,149 @@ abstract class TokenCipher extends CipherSpi {
         return result.length;
     }
 
-    /** Tells whether an array is used for the most part: each call copies all of it. */
-    private static boolean fits(byte[] array, int used) {
-        return array != null && used > 0 && array.length <= 2 * used + 64;
+    @Override
+    protected int engineDoFinal(ByteBuffer in, ByteBuffer out)
+        throws ShortBufferException, IllegalBlockSizeException, BadPaddingException {
+        int length = in.remaining();
+        int written;
+        if (isOneCall(length, out.remaining()) && (length >= LARGE || in.isDirect() && out.isDirect())) {
+            written = cryptInto(in, out.slice().limit(Math.min(out.remaining(), length + LONGEST_GROWTH)));
+        } else {
+            byte[] data = new byte[length];
+            byte[] result = new byte[Math.min(out.remaining(), Math.max(length, engineGetOutputSize(length)))];
+            try {
+                in.duplicate().get(data);
+                written = engineDoFinal(data, 0, length, result, 0);
+                out.duplicate().put(result, 0, written);
+            } finally {
+                Arrays.fill(data, (byte) 0);
+                Arrays.fill(result, (byte) 0);
+            }
+        }
+        in.position(in.limit());
+        out.position(out.position() + written);
+        return written;
     }
 
-    /** Encrypts or decrypts data in one call, from the caller's array to the caller's array. */
-    private int cryptInto(byte[] in, int inOffset, int length, byte[] out, int outOffset)
-        throws IllegalBlockSizeException, BadPaddingException {
+    /** Returns the capacity that the output of a doFinal needs: SoftHSM2 wants that of the input though it writes less. */
+    private int room(int length) {
+        return Math.max(length, finalSize(length));
+    }
+
+    /** Tells whether a doFinal can be one call from the caller's memory to the caller's. */
+    private boolean isOneCall(int length, int capacity) {
+        return unclaimed == null && length > 0 && isWhole() && capacity >= room(length);
+    }
+
+    /** Tells whether an array is used for the most part: each call copies all of it. */
+    private static boolean isMostlyUsed(byte[] array, int used) {
+        return array.length <= 2 * used + 64;
+    }
+
+    /** Encrypts or decrypts data in one call, from the caller's memory to the caller's. No position moves. */
+    private int cryptInto(ByteBuffer in, ByteBuffer out) throws IllegalBlockSizeException, BadPaddingException {
+        int length = in.remaining();
         try {
             prepare(length);
             Object parameter = parameter(length);
-            return token.use(key, (session, object) -> {
-                int written = encrypts()
-                    ? session.encryptDoFinalGCM(mechanism(), parameter, object, in, inOffset, length, out, outOffset)
-                    : session.decryptDoFinalGCM(mechanism(), parameter, object, in, inOffset, length, out, outOffset);
-                if (written > out.length - outOffset) {
-                    throw new PKCS11Exception(CKR_BUFFER_TOO_SMALL);
-                }
-                return written;
-            });
-        } catch (PKCS11Exception e) {
-            if (e.getCode() != CKR_BUFFER_TOO_SMALL) {
-                throw failure(e);
+            int written = length < LARGE && in.hasArray() ? cryptArrays(in, out, parameter)
+                : cryptBuffers(in, out, parameter);
+            if (written > out.remaining()) { // the module wants more capacity than the result needs
+                byte[] data = new byte[length];
+                in.duplicate().get(data);
+                byte[] result = crypt(data);
+                out.duplicate().put(result);
+                return result.length;
             }
-            byte[] result = crypt(Arrays.copyOfRange(in, inOffset, inOffset + length)); // the module wants more room
-            System.arraycopy(result, 0, out, outOffset, result.length);
-            return result.length;
-        } catch (InvalidKeyException e) {
-            throw new ProviderException(e.getMessage(), e);
+            return written;
         } finally {
             reset();
             Reference.reachabilityFence(this);
         }
     }
 
-    /** Encrypts or decrypts data in one call. */
-    byte[] crypt(byte[] data) throws IllegalBlockSizeException, BadPaddingException {
-        Object parameter = parameter(data.length);
+    private int cryptArrays(ByteBuffer in, ByteBuffer out, Object parameter)
+        throws IllegalBlockSizeException, BadPaddingException {
+        int from = in.arrayOffset() + in.position();
+        int to = out.arrayOffset() + out.position();
+        return use((session, object) -> encrypts()
+            ? session.encryptDoFinalGCM(mechanism(), parameter, object, in.array(), from, in.remaining(), out.array(), to)
+            : session.decryptDoFinalGCM(mechanism(), parameter, object, in.array(), from, in.remaining(), out.array(), to));
+    }
+
+    /**
+     * Encrypts or decrypts data by the library's call with direct buffers, to which other memory is copied. What the
+     * module writes to the caller's memory may change its input, so that call is not repeated, and failed decryption
+     * leaves nothing in it.
+     */
+    private int cryptBuffers(ByteBuffer in, ByteBuffer out, Object parameter)
+        throws IllegalBlockSizeException, BadPaddingException {
+        boolean isInPlace = in.isDirect() && out.isDirect();
+        int capacity = out.remaining();
+        ByteBuffer from = isInPlace ? in.duplicate() : ScratchBuffers.acquire(in.remaining()).put(in.duplicate()).flip();
+        ByteBuffer to = isInPlace ? out.slice() : ScratchBuffers.acquire(capacity);
+        boolean[] isSent = new boolean[1];
+        boolean isDone = false;
         try {
-            return token.use(key, (session, object) -> encrypts()
-                ? session.encrypt(mechanism(), parameter, object, data)
-                : key.requiresLogin() ? decrypt(session, parameter, object, data)
-                : session.decrypt(mechanism(), parameter, object, data));
+            int written = use((session, object) -> {
+                if (isSent[0] && isInPlace) {
+                    throw new ProviderException("The operation was interrupted, start it again");
+                }
+                start(session, parameter, object);
+                isSent[0] = true;
+                return encrypts() ? session.encrypt(from, to) : session.decrypt(from, to);
+            });
+            if (!isInPlace && written <= capacity) {
+                out.duplicate().put(to.flip());
+            }
+            isDone = true;
+            return written;
+        } finally {
+            if (!isInPlace) {
+                ScratchBuffers.release(from, encrypts());
+                ScratchBuffers.release(to.limit(capacity), !encrypts());
+            } else if (!isDone && !encrypts()) {
+                ScratchBuffers.wipe(to.rewind());
+            }
+        }
+    }
+
+    /** Starts an operation in a session. */
+    final void start(NativePKCS11Session session, Object parameter, NativePKCS11Object object) {
+        if (encrypts()) {
+            session.encryptInit(mechanism(), parameter, object);
+        } else {
+            session.decryptInit(mechanism(), parameter, object);
+        }
+    }
+
+    /** Does work with the key, and throws the exceptions that JCA has for its failures. */
+    private <T> T use(Token.KeyWork<T> work) throws IllegalBlockSizeException, BadPaddingException {
+        try {
+            return token.use(key, work);
         } catch (PKCS11Exception e) {
             throw failure(e);
         } catch (InvalidKeyException e) {
             throw new ProviderException(e.getMessage(), e);
+        }
+    }
+
+    /** Encrypts or decrypts data in one call, and wipes it. */
+    byte[] crypt(byte[] data) throws IllegalBlockSizeException, BadPaddingException {
+        Object parameter = parameter(data.length);
+        try {
+            if (data.length >= LARGE) {
+                byte[] out = new byte[data.length + LONGEST_GROWTH];
+                int length = cryptBuffers(ByteBuffer.wrap(data), ByteBuffer.wrap(out), parameter);
+                if (length <= out.length) {
+                    byte[] result = Arrays.copyOf(out, length);
+                    Arrays.fill(out, (byte) 0);
+                    return result;
+                }
+            }
+            return use((session, object) -> encrypts() ? session.encrypt(mechanism(), parameter, object, data)
+                : key.requiresLogin() ? decrypt(session, parameter, object, data)
+                : session.decrypt(mechanism(), parameter, object, data));
         } finally {
             Arrays.fill(data, (byte) 0);
         }
@@ -282,7 +385,7 @@ abstract class TokenCipher extends CipherSpi {
     /** Decrypts data in two calls, with the login that the key requires between them. */
     private byte[] decrypt(NativePKCS11Session session, Object parameter, NativePKCS11Object object, byte[] data) {
         byte[] room = new byte[data.length];
-        session.decryptInit(mechanism(), parameter, object);
+        start(session, parameter, object);
         token.logInFor(key, session);
         byte[] result = Arrays.copyOf(room, session.decrypt(data, 0, data.length, room, 0));
         Arrays.fill(room, (byte) 0);

@@ -161,7 +161,7 @@ class ServicesTest {
         } else if (algorithm.contains("/KW")) {
             wrap(algorithm);
         } else {
-            for (int size : new int[] {0, 16, 32, 1, 17, 4096, 70_001}) {
+            for (int size : new int[] {0, 16, 32, 1, 17, 4096, 70_001, 262_160}) {
                 if (size % 16 == 0 || !algorithm.matches("AES/(ECB|CBC)/NoPadding")) {
                     crypt(algorithm, size);
                 }
@@ -184,7 +184,7 @@ class ServicesTest {
         }
         byte[] hidden = theirs.doFinal(plain);
         Cipher ours = Cipher.getInstance(algorithm, PROVIDER);
-        for (int way = 0; way < 5; way++) {
+        for (int way = 0; way < WAYS; way++) {
             ours.init(Cipher.DECRYPT_MODE, hardware, parameters);
             if (isAead) {
                 ours.updateAAD(associated, 0, associated.length / 2);
@@ -205,7 +205,9 @@ class ServicesTest {
         }
     }
 
-    /** Gives data to a cipher in one of several ways: whole, in parts, in place, by buffers, after too little room. */
+    private static final int WAYS = 9;
+
+    /** Gives data to a cipher in one of several ways: whole, in parts, in place, after a short output, in buffers. */
     private static byte[] run(Cipher cipher, byte[] data, int way) throws Exception {
         ByteArrayOutputStream out = new ByteArrayOutputStream();
         switch (way) {
@@ -231,24 +233,47 @@ class ServicesTest {
                 written += cipher.doFinal(room, shift + written, rest.length, room, shift + written);
                 return Arrays.copyOfRange(room, shift, shift + written);
             case 3:
-                ByteBuffer in = ByteBuffer.allocateDirect(data.length).put(data).flip();
-                ByteBuffer result = ByteBuffer.allocateDirect(cipher.getOutputSize(data.length));
-                cipher.doFinal(in, result);
-                byte[] bytes = new byte[result.flip().remaining()];
-                result.get(bytes);
-                return bytes;
+                return wholeAfterShortOutput(cipher, data);
             default:
-                byte[] whole = new byte[cipher.getOutputSize(data.length) + 1];
-                for (int offset : new int[] {whole.length, whole.length - 1, 1}) {
-                    try {
-                        int count = cipher.doFinal(data, 0, data.length, whole, offset);
-                        return Arrays.copyOfRange(whole, offset, offset + count);
-                    } catch (ShortBufferException e) {
-                        assertTrue(offset > 1, "the size that getOutputSize returns is enough");
-                    }
-                }
-                return null;
+                return inBuffers(cipher, data, (way & 1) == 0, (way & 2) == 0, way == WAYS - 1);
         }
+    }
+
+    private static byte[] wholeAfterShortOutput(Cipher cipher, byte[] data) throws Exception {
+        byte[] whole = new byte[cipher.getOutputSize(data.length) + 1];
+        for (int offset : new int[] {whole.length, whole.length - 1, 1}) {
+            try {
+                int count = cipher.doFinal(data, 0, data.length, whole, offset);
+                return Arrays.copyOfRange(whole, offset, offset + count);
+            } catch (ShortBufferException e) {
+                assertTrue(offset > 1, "the size that getOutputSize returns is enough");
+            }
+        }
+        return null;
+    }
+
+    /** Buffers move on by their data, and a short output moves none. In place, both share memory with a shift. */
+    private static byte[] inBuffers(Cipher cipher, byte[] data, boolean directIn, boolean directOut, boolean inPlace)
+        throws Exception {
+        int size = Math.max(data.length, cipher.getOutputSize(data.length));
+        ByteBuffer memory = directIn ? ByteBuffer.allocateDirect(size + 8) : ByteBuffer.allocate(size + 8);
+        memory.position(3);
+        ByteBuffer in = memory.slice().put(data).flip();
+        int shift = RANDOM.nextInt(6);
+        ByteBuffer out = inPlace ? memory.duplicate().position(shift) : directOut ? ByteBuffer.allocateDirect(size)
+            : ByteBuffer.allocate(size);
+        int begin = out.position();
+        ByteBuffer given = inPlace ? in : in.asReadOnlyBuffer();
+        if (data.length > 16 && !inPlace) {
+            assertThrows(ShortBufferException.class, () -> cipher.doFinal(given, out.duplicate().limit(data.length - 17)));
+            assertEquals(0, given.position());
+        }
+        int written = cipher.doFinal(given, out);
+        assertEquals(data.length, given.position());
+        assertEquals(begin + written, out.position());
+        byte[] result = new byte[written];
+        out.duplicate().position(begin).get(result);
+        return result;
     }
 
     private static OAEPParameterSpec oaep(String algorithm) {
