@@ -37,7 +37,7 @@ abstract class TokenCipher extends CipherSpi {
     private static final byte[] NOTHING = {};
 
     /** The length from which the library's calls with direct buffers are quicker than those with arrays, copies included. */
-    private static final int LARGE = 1 << 17;
+    private static final int LARGE = 1 << 18;
 
     /** The most by which a result is longer than the data: more than a block or a tag. */
     private static final int LONGEST_GROWTH = 32;
