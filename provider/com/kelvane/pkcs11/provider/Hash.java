@@ -62,6 +62,16 @@ enum Hash {
         }
     }
 
+    /** Returns the name with which those of signatures and MACs begin. */
+    String prefix() {
+        return algorithm.replace("SHA-", "SHA");
+    }
+
+    /** Returns the number of bits that the hash function takes at once. */
+    int blockBits() {
+        return name().startsWith("SHA3_") ? 1600 - 16 * length : ordinal() < SHA384.ordinal() ? 512 : 1024;
+    }
+
     /** Returns the hash of a JCA name; null if PSS and OAEP do not have it. */
     static Hash forParameter(String algorithm) {
         return Arrays.stream(values()).filter(each -> each.mechanism != 0

@@ -124,9 +124,9 @@ final class Token {
         return run(at -> at.sessions, work, false);
     }
 
-    /** Does work that creates session objects, or destroys them, in the session that holds them. */
-    <T> T create(Work<T> work) throws InvalidKeyException {
-        return run(at -> at.objects, work, false);
+    /** Does work that creates a key: a session key in the session that holds those. */
+    <T> T create(TokenKeySpec spec, Work<T> work) throws InvalidKeyException {
+        return run(at -> spec.isOnToken() ? at.sessions : at.objects, work, false);
     }
 
     /** Does work with one key, which stays reachable as long. Keys that require a login are used one at a time. */

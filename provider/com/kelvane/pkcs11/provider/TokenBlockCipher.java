@@ -31,20 +31,14 @@ final class TokenBlockCipher extends TokenCipher {
     private static final int BLOCK = 16;
     private static final int COUNTER_BITS = 128;
 
-    private final int mechanism;
     private final boolean padded;
-    private byte[] iv;
-
-    /** The data that waits for more; less than a block, or one whole block that may be the padded one. */
-    private final Buffer rest = new Buffer();
 
     /** The operation in parts, and the number of bytes that it has taken and not yet delivered; null for none. */
     private HeldSession operation;
     private int owed;
 
     TokenBlockCipher(Token token, int mechanism, boolean padded) {
-        super(token);
-        this.mechanism = mechanism;
+        super(token, mechanism, IvParameterSpec.class, BLOCK);
         this.padded = padded;
     }
 
@@ -69,16 +63,6 @@ final class TokenBlockCipher extends TokenCipher {
     }
 
     @Override
-    Class<? extends AlgorithmParameterSpec> parameterClass() {
-        return IvParameterSpec.class;
-    }
-
-    @Override
-    int mechanism() {
-        return mechanism;
-    }
-
-    @Override
     int wrapMechanism() {
         return padded && mechanism == CKM_AES_CBC ? CKM_AES_CBC_PAD : mechanism;
     }
@@ -89,23 +73,13 @@ final class TokenBlockCipher extends TokenCipher {
     }
 
     @Override
-    protected int engineGetBlockSize() {
-        return BLOCK;
-    }
-
-    @Override
-    protected byte[] engineGetIV() {
-        return iv == null ? null : iv.clone();
-    }
-
-    @Override
     protected AlgorithmParameters engineGetParameters() {
         return iv == null ? null : encoded("AES", new IvParameterSpec(iv));
     }
 
     /** Returns how much of the data can go to the token before the end is known. */
     private int whole(int more) {
-        int all = rest.length() + more;
+        int all = data.length() + more;
         boolean keepsLast = padded && !encrypts() && all > 0;
         return (keepsLast ? all - 1 : all) / BLOCK * BLOCK;
     }
@@ -120,13 +94,12 @@ final class TokenBlockCipher extends TokenCipher {
     byte[] update(byte[] in, int offset, int length) {
         int whole = whole(length);
         if (whole == 0) {
-            rest.add(in, offset, length);
-            return new byte[0];
+            return super.update(in, offset, length);
         }
-        int used = whole - rest.length();
-        byte[] blocks = rest.with(in, offset, used);
-        rest.clear();
-        rest.add(in, offset + used, length - used);
+        int used = whole - data.length();
+        byte[] blocks = data.with(in, offset, used);
+        data.clear();
+        data.add(in, offset + used, length - used);
         return part(blocks);
     }
 
@@ -167,13 +140,13 @@ final class TokenBlockCipher extends TokenCipher {
 
     @Override
     int finalSize(int more) {
-        int all = rest.length() + more;
+        int all = data.length() + more;
         return owed + (padded && encrypts() ? all / BLOCK * BLOCK + BLOCK : all);
     }
 
     @Override
     boolean isWhole() {
-        return operation == null && rest.length() == 0 && !padded;
+        return operation == null && data.length() == 0 && !padded;
     }
 
     @Override
@@ -185,7 +158,7 @@ final class TokenBlockCipher extends TokenCipher {
 
     @Override
     byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
-        byte[] last = rest.with(in, offset, length);
+        byte[] last = data.with(in, offset, length);
         if (padded && encrypts()) {
             last = pad(last);
         } else {
@@ -238,7 +211,7 @@ final class TokenBlockCipher extends TokenCipher {
 
     @Override
     void reset() {
-        rest.clear();
+        super.reset();
         owed = 0;
         if (operation != null) {
             operation.run();

@@ -20,6 +20,7 @@ import java.security.SecureRandom;
 import java.security.spec.AlgorithmParameterSpec;
 import java.security.spec.InvalidParameterSpecException;
 import java.util.Arrays;
+import javax.crypto.AEADBadTagException;
 import javax.crypto.BadPaddingException;
 import javax.crypto.Cipher;
 import javax.crypto.CipherSpi;
@@ -43,17 +44,31 @@ abstract class TokenCipher extends CipherSpi {
     private static final int LONGEST_GROWTH = 32;
 
     final Token token;
+    final int mechanism;
+
+    /** The class of the algorithm's parameters. */
+    private final Class<? extends AlgorithmParameterSpec> parameterClass;
+    private final int blockSize;
 
     /** The mode: {@code Cipher.ENCRYPT_MODE} and its like. */
     int mode;
+
+    /** The initialisation vector or nonce; null if there is none. */
+    byte[] iv;
+
+    /** The data that was given and has not gone to the token. */
+    final Buffer data = new Buffer();
     private TokenKey key;
     private TokenKeySpec spec;
 
     /** The result of a doFinal whose buffer was too small; null if there is none. */
     private byte[] unclaimed;
 
-    TokenCipher(Token token) {
+    TokenCipher(Token token, int mechanism, Class<? extends AlgorithmParameterSpec> parameterClass, int blockSize) {
         this.token = token;
+        this.mechanism = mechanism;
+        this.parameterClass = parameterClass;
+        this.blockSize = blockSize;
     }
 
     // For the subclasses to do
@@ -68,28 +83,36 @@ abstract class TokenCipher extends CipherSpi {
     abstract TokenKey start(Key newKey, AlgorithmParameterSpec parameters, SecureRandom random)
         throws InvalidKeyException, InvalidAlgorithmParameterException;
 
-    /** Returns the class of the algorithm's parameters. */
-    abstract Class<? extends AlgorithmParameterSpec> parameterClass();
-
-    abstract int mechanism();
-
-    /** Returns the mechanism's parameter for data of a length. */
-    abstract Object parameter(int length);
+    /** Returns the mechanism's parameter for data of a length; null if there is none. */
+    Object parameter(int length) {
+        return null;
+    }
 
     /** Returns the number of bytes that an update with more data delivers. */
-    abstract int updateSize(int more);
+    int updateSize(int more) {
+        return 0;
+    }
 
     /** Takes data, and returns what it delivers. */
-    abstract byte[] update(byte[] in, int offset, int length);
+    byte[] update(byte[] in, int offset, int length) {
+        data.add(in, offset, length);
+        return NOTHING;
+    }
 
     /** Returns the most that a doFinal with more data delivers. */
     abstract int finalSize(int more);
 
-    /** Takes the last data, returns the result and prepares the next operation. */
-    abstract byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException;
+    /** Takes the last data, and returns the result. */
+    byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
+        byte[] all = data.with(in, offset, length);
+        prepare(all.length);
+        return crypt(all);
+    }
 
     /** Tells whether the data of a doFinal is all there is, and goes to the token as it is. */
-    abstract boolean isWhole();
+    boolean isWhole() {
+        return false;
+    }
 
     /** Checks that data of a length can be the whole of an operation. */
     void prepare(int length) throws IllegalBlockSizeException, BadPaddingException {
@@ -97,7 +120,9 @@ abstract class TokenCipher extends CipherSpi {
     }
 
     /** Forgets the data of an operation that was given up. */
-    abstract void reset();
+    void reset() {
+        data.clear();
+    }
 
     // Initialisation
 
@@ -125,7 +150,7 @@ abstract class TokenCipher extends CipherSpi {
         throws InvalidKeyException, InvalidAlgorithmParameterException {
         try {
             engineInit(newMode, newKey,
-                parameters == null ? null : parameters.getParameterSpec(parameterClass()), random);
+                parameters == null ? null : parameters.getParameterSpec(parameterClass), random);
         } catch (InvalidParameterSpecException e) {
             throw new InvalidAlgorithmParameterException(e.getMessage(), e);
         }
@@ -139,14 +164,29 @@ abstract class TokenCipher extends CipherSpi {
         key = null;
         mode = newMode;
         spec = TokenKeySpec.of(parameters);
-        if (spec.getParameters() != null && !parameterClass().isInstance(spec.getParameters())) {
+        if (spec.getParameters() != null && !parameterClass.isInstance(spec.getParameters())) {
             if (newMode == Cipher.UNWRAP_MODE) { // JSSE tries its own parameters, and without them after this
                 throw new UnsupportedOperationException("unwrapping with " + spec.getParameters().getClass().getName());
             }
-            throw new InvalidAlgorithmParameterException(parameterClass().getSimpleName() + " is needed, not "
+            throw new InvalidAlgorithmParameterException(parameterClass.getSimpleName() + " is needed, not "
                 + spec.getParameters().getClass().getSimpleName());
         }
         key = start(newKey, spec.getParameters(), random);
+    }
+
+    @Override
+    protected int engineGetBlockSize() {
+        return blockSize;
+    }
+
+    @Override
+    protected byte[] engineGetIV() {
+        return iv == null ? null : iv.clone();
+    }
+
+    @Override
+    protected AlgorithmParameters engineGetParameters() {
+        return null;
     }
 
     boolean encrypts() {
@@ -300,8 +340,8 @@ abstract class TokenCipher extends CipherSpi {
         int from = in.arrayOffset() + in.position();
         int to = out.arrayOffset() + out.position();
         return use((session, object) -> encrypts()
-            ? session.encryptDoFinalGCM(mechanism(), parameter, object, in.array(), from, in.remaining(), out.array(), to)
-            : session.decryptDoFinalGCM(mechanism(), parameter, object, in.array(), from, in.remaining(), out.array(), to));
+            ? session.encryptDoFinalGCM(mechanism, parameter, object, in.array(), from, in.remaining(), out.array(), to)
+            : session.decryptDoFinalGCM(mechanism, parameter, object, in.array(), from, in.remaining(), out.array(), to));
     }
 
     /**
@@ -344,9 +384,9 @@ abstract class TokenCipher extends CipherSpi {
     /** Starts an operation in a session. */
     final void start(NativePKCS11Session session, Object parameter, NativePKCS11Object object) {
         if (encrypts()) {
-            session.encryptInit(mechanism(), parameter, object);
+            session.encryptInit(mechanism, parameter, object);
         } else {
-            session.decryptInit(mechanism(), parameter, object);
+            session.decryptInit(mechanism, parameter, object);
         }
     }
 
@@ -374,9 +414,9 @@ abstract class TokenCipher extends CipherSpi {
                     return result;
                 }
             }
-            return use((session, object) -> encrypts() ? session.encrypt(mechanism(), parameter, object, data)
+            return use((session, object) -> encrypts() ? session.encrypt(mechanism, parameter, object, data)
                 : key.requiresLogin() ? decrypt(session, parameter, object, data)
-                : session.decrypt(mechanism(), parameter, object, data));
+                : session.decrypt(mechanism, parameter, object, data));
         } finally {
             Arrays.fill(data, (byte) 0);
         }
@@ -404,30 +444,26 @@ abstract class TokenCipher extends CipherSpi {
     /** Returns the exception for a code of the token. */
     ProviderException failure(PKCS11Exception e) throws IllegalBlockSizeException, BadPaddingException {
         String message = "The token does not " + (encrypts() ? "encrypt" : "decrypt") + " the data: " + e.getMessage();
-        GeneralSecurityException documented = !Failures.isLength(e) && !Failures.isData(e) ? null
-            : !encrypts() ? wrongData(e, message) : new IllegalBlockSizeException(message);
-        if (documented != null) {
-            documented.initCause(e);
+        if (!Failures.isLength(e) && !Failures.isData(e)) {
+            return new ProviderException(message, e);
         }
-        if (documented instanceof BadPaddingException) {
-            throw (BadPaddingException) documented;
+        if (encrypts() || Failures.isLength(e) && !hasTag()) {
+            throw (IllegalBlockSizeException) new IllegalBlockSizeException(message).initCause(e);
         }
-        if (documented instanceof IllegalBlockSizeException) {
-            throw (IllegalBlockSizeException) documented;
-        }
-        return new ProviderException(message, e);
+        throw (BadPaddingException) (hasTag() ? new AEADBadTagException(message) : new BadPaddingException(message))
+            .initCause(e);
     }
 
-    /** Returns the exception for data that cannot be decrypted. */
-    GeneralSecurityException wrongData(PKCS11Exception e, String message) {
-        return Failures.isLength(e) ? new IllegalBlockSizeException(message) : new BadPaddingException(message);
+    /** Tells whether the data ends in a tag, which any change of it makes wrong. */
+    boolean hasTag() {
+        return false;
     }
 
     // Keys
 
     /** Returns the mechanism that wraps and unwraps. */
     int wrapMechanism() {
-        return mechanism();
+        return mechanism;
     }
 
     @Override
@@ -480,14 +516,11 @@ abstract class TokenCipher extends CipherSpi {
         }
         TokenKeySpec identified = spec.identified();
         Template template = kind.created(token, identified);
-        Token.Work<Key> work = (at, session) -> {
-            NativePKCS11Object made = session.unwrapKey(wrapMechanism(), parameter(0), key.in(at, session), wrapped,
-                template);
-            return type == Cipher.SECRET_KEY ? TokenSecretKeyFactory.of(token, algorithm, identified, at, made)
-                : TokenPrivateKey.of(token, at, made, null);
-        };
+        Token.Work<NativePKCS11Object> call = (at, session) -> session.unwrapKey(wrapMechanism(), parameter(0),
+            key.in(at, session), wrapped, template);
         try {
-            return identified.isOnToken() ? token.run(work) : token.create(work);
+            return type == Cipher.SECRET_KEY ? TokenSecretKeyFactory.created(token, algorithm, identified, call)
+                : token.create(identified, (at, session) -> TokenPrivateKey.of(token, at, call.run(at, session), null));
         } catch (PKCS11Exception e) {
             throw new InvalidKeyException("The token does not unwrap the key: " + e.getMessage(), e);
         } finally {

@@ -106,7 +106,7 @@ final class TokenKeyFactory extends KeyFactorySpi {
     static TokenPrivateKey imported(Token token, PrivateKey key, TokenKeySpec spec) throws InvalidKeyException {
         Template template = template(token, key, spec.identified());
         try {
-            return token.create((at, session) -> TokenPrivateKey.of(token, at, session.createObject(template), null));
+            return token.create(spec, (at, session) -> TokenPrivateKey.of(token, at, session.createObject(template), null));
         } catch (PKCS11Exception e) {
             throw new InvalidKeyException("The token does not import the key: " + e.getMessage(), e);
         }

@@ -183,7 +183,7 @@ final class TokenKeyStore extends KeyStoreSpi {
         return new KeyStore.PrivateKeyEntry((PrivateKey) entry.key, entry.chain);
     }
 
-    /** Sets an entry; keys need no protection of their own. */
+    /** Sets an entry; keys need no protection of their own, which the inherited method insists on. */
     @Override
     public void engineSetEntry(String alias, KeyStore.Entry entry, KeyStore.ProtectionParameter protection)
         throws KeyStoreException {
