@@ -41,7 +41,7 @@ enum Hash {
     /** The hash's mechanism and mask generation function; 0 where PSS and OAEP do not have it. */
     final int mechanism, maskFunction;
 
-    /** The mechanisms that hash and then sign or make a MAC; 0 where the standard has none. */
+    /** The mechanisms that hash and sign, and that of HMAC; 0 where the standard has none. */
     final int rsa, pss, ecdsa, dsa, hmac;
     private final byte[] identifier;
 

@@ -45,7 +45,7 @@ final class Pins {
     /** The PIN of the last login; null if there was none. */
     private char[] right;
 
-    /** Whether the last login was made at the token's own PIN pad. */
+    /** Whether the PIN of the last login was entered at the token's own PIN pad. */
     private boolean enteredAtToken;
 
     /** Digests of the PINs that the token has refused, by the use they were sent for. */

@@ -11,7 +11,8 @@ import java.util.concurrent.ArrayBlockingQueue;
 final class ScratchBuffers {
     private static final int LARGEST_KEPT = 1 << 21;
     private static final byte[] ZEROS = new byte[4096];
-    private static final Queue<ByteBuffer> KEPT = new ArrayBlockingQueue<>(2 * Runtime.getRuntime().availableProcessors());
+    private static final Queue<ByteBuffer> KEPT =
+        new ArrayBlockingQueue<>(2 * Runtime.getRuntime().availableProcessors());
 
     private ScratchBuffers() {
     }

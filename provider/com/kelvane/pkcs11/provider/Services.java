@@ -14,7 +14,7 @@ import java.util.stream.Stream;
 
 /**
  * The table of services. A token offers a row if it has one of the row's mechanisms for the row's use. The table of
- * docs/provider.md is made from these rows.
+ * docs/provider.md is generated from these rows.
  */
 final class Services {
     /** A service that tokens may have. */
@@ -58,7 +58,7 @@ final class Services {
         }
     }
 
-    /** The services that make public keys, for which the JDK has to have a class. */
+    /** The services that return public keys, for which the JDK has to have a class. */
     private static final Set<String> KEYS = Set.of("KeyPairGenerator", "KeyFactory");
 
     /** The rows, in the order of the page. */
@@ -99,7 +99,7 @@ final class Services {
             pairs("DSA", TokenKeyPairGenerator.Algorithm.DSA, CKM_DSA_KEY_PAIR_GEN)),
         Stream.of("EdDSA", "Ed25519", "Ed448").map(name ->
             pairs(name, TokenKeyPairGenerator.Algorithm.EDDSA, CKM_EC_EDWARDS_KEY_PAIR_GEN)),
-        // SoftHSM2 makes these with the mechanism of Edwards curves.
+        // SoftHSM2 generates these with the mechanism of Edwards curves.
         Stream.of("XDH", "X25519", "X448").map(name -> pairs(name, TokenKeyPairGenerator.Algorithm.XDH,
             CKM_EC_MONTGOMERY_KEY_PAIR_GEN, CKM_EC_EDWARDS_KEY_PAIR_GEN)),
         Stream.of("ML-DSA", "ML-DSA-44", "ML-DSA-65", "ML-DSA-87").map(name ->

@@ -26,7 +26,7 @@ import javax.security.auth.login.LoginException;
  * A token: its connection, its login, and the recovery of both.
  *
  * <p>Work runs in a session of the current connection. If it fails because something is gone, the thread that noticed
- * first makes a new connection while the others wait for it, and each repeats its work once. Threads that waited for an
+ * first opens a new connection while the others wait for it, and each repeats its work once. Threads that waited for an
  * attempt in vain share its failure; the next call tries again.
  */
 final class Token {
@@ -78,7 +78,7 @@ final class Token {
         }
     }
 
-    /** Tells whether the token has a mechanism for a use, a {@code CKF_} flag; 0 for any. */
+    /** Returns whether the token has a mechanism for a use, a {@code CKF_} flag; 0 for any. */
     boolean can(int mechanism, int flag) {
         Integer flags = mechanisms.get(mechanism);
         return flags != null && (flags & flag) == flag;
@@ -213,7 +213,7 @@ final class Token {
         lock.unlock();
     }
 
-    /** Returns the connection; makes one if there is none. */
+    /** Returns the connection, a new one if there is none. */
     private Connection connection() {
         Connection current = connection;
         return current != null ? current : connect(null, null, attempts);
@@ -261,7 +261,7 @@ final class Token {
         return Arrays.stream(slots).anyMatch(slot -> slot.getSlotID() == id);
     }
 
-    /** Makes a connection with as little as is needed: a restart of the module is the last resort. */
+    /** Opens a connection by the least means: a restart of the module is the last one. */
     private Connection reconnect(Connection failed, PKCS11Exception cause, boolean withLogin) {
         connection = null;
         try {

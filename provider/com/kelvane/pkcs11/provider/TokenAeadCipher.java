@@ -157,7 +157,7 @@ final class TokenAeadCipher extends TokenCipher {
         return data.length() == 0;
     }
 
-    /** Checks the nonce and the length, and takes the nonce for used from here on: the call may have been made. */
+    /** Checks the nonce and the length, and marks the nonce as used, since the token may receive it. */
     @Override
     void prepare(int length) throws AEADBadTagException {
         checkNonce();

@@ -171,18 +171,18 @@ final class TokenBlockCipher extends TokenCipher {
     /** Ends an operation in parts. */
     private byte[] end(byte[] last) {
         byte[] part = last.length == 0 ? last : part(last);
-        byte[] room = Arrays.copyOf(part, part.length + owed + BLOCK); // none would ask for the length
+        byte[] output = Arrays.copyOf(part, part.length + owed + BLOCK); // a capacity of 0 would request the length
         int written;
         try {
             written = operation.last(session ->
-                encrypts() ? session.encryptFinal(room, part.length) : session.decryptFinal(room, part.length));
+                encrypts() ? session.encryptFinal(output, part.length) : session.decryptFinal(output, part.length));
         } catch (PKCS11Exception e) {
             throw interrupted(e);
         }
         if (written != owed) {
             throw new ProviderException("the token delivers " + written + " bytes in the end, not " + owed);
         }
-        return Arrays.copyOf(room, part.length + written);
+        return Arrays.copyOf(output, part.length + written);
     }
 
     private static byte[] pad(byte[] data) {

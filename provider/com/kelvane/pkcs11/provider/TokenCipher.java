@@ -37,7 +37,7 @@ import javax.crypto.ShortBufferException;
 abstract class TokenCipher extends CipherSpi {
     private static final byte[] NOTHING = {};
 
-    /** The length from which the library's calls with direct buffers are quicker than those with arrays, copies included. */
+    /** The length from which calls with direct buffers are quicker than those with arrays, copies included. */
     private static final int LARGE = 1 << 18;
 
     /** The most by which a result is longer than the data: more than a block or a tag. */
@@ -61,7 +61,7 @@ abstract class TokenCipher extends CipherSpi {
     private TokenKey key;
     private TokenKeySpec spec;
 
-    /** The result of a doFinal whose buffer was too small; null if there is none. */
+    /** The result of a doFinal whose output buffer was too small; null if there is none. */
     private byte[] unclaimed;
 
     TokenCipher(Token token, int mechanism, Class<? extends AlgorithmParameterSpec> parameterClass, int blockSize) {
@@ -77,7 +77,7 @@ abstract class TokenCipher extends CipherSpi {
      * Prepares an operation, or the wrapping of keys.
      *
      * @param parameters the parameters of the algorithm; null for none
-     * @param random a source for parameters to be made; null for any
+     * @param random the source of random parameters; null for any
      * @return the key; null if the operation is done in software
      */
     abstract TokenKey start(Key newKey, AlgorithmParameterSpec parameters, SecureRandom random)
@@ -109,17 +109,17 @@ abstract class TokenCipher extends CipherSpi {
         return crypt(all);
     }
 
-    /** Tells whether the data of a doFinal is all there is, and goes to the token as it is. */
+    /** Returns whether the data of a doFinal is all there is, and goes to the token as it is. */
     boolean isWhole() {
         return false;
     }
 
-    /** Checks that data of a length can be the whole of an operation. */
+    /** Checks the length of the whole data of an operation. */
     void prepare(int length) throws IllegalBlockSizeException, BadPaddingException {
-        // Any can.
+        // Any length is right.
     }
 
-    /** Forgets the data of an operation that was given up. */
+    /** Discards the data of the operation. */
     void reset() {
         data.clear();
     }
@@ -257,10 +257,10 @@ abstract class TokenCipher extends CipherSpi {
     @Override
     protected int engineDoFinal(byte[] in, int inOffset, int length, byte[] out, int outOffset)
         throws ShortBufferException, IllegalBlockSizeException, BadPaddingException {
-        int room = room(length);
+        int capacity = capacity(length);
         if (isOneCall(length, out.length - outOffset)
-            && (length >= LARGE || in != out && isMostlyUsed(in, length) && isMostlyUsed(out, room))) {
-            return cryptInto(ByteBuffer.wrap(in, inOffset, length), ByteBuffer.wrap(out, outOffset, room));
+            && (length >= LARGE || in != out && isMostlyUsed(in, length) && isMostlyUsed(out, capacity))) {
+            return cryptInto(ByteBuffer.wrap(in, inOffset, length), ByteBuffer.wrap(out, outOffset, capacity));
         }
         byte[] result = engineDoFinal(in, inOffset, length);
         if (out.length - outOffset < result.length) {
@@ -298,17 +298,17 @@ abstract class TokenCipher extends CipherSpi {
         return written;
     }
 
-    /** Returns the capacity that the output of a doFinal needs: SoftHSM2 wants that of the input though it writes less. */
-    private int room(int length) {
+    /** Returns the capacity that the output needs: SoftHSM2 requires that of the input though it writes less. */
+    private int capacity(int length) {
         return Math.max(length, finalSize(length));
     }
 
-    /** Tells whether a doFinal can be one call from the caller's memory to the caller's. */
-    private boolean isOneCall(int length, int capacity) {
-        return unclaimed == null && length > 0 && isWhole() && capacity >= room(length);
+    /** Returns whether a doFinal can be one call from the caller's memory to the caller's. */
+    private boolean isOneCall(int length, int available) {
+        return unclaimed == null && length > 0 && isWhole() && available >= capacity(length);
     }
 
-    /** Tells whether an array is used for the most part: each call copies all of it. */
+    /** Returns whether an array is used for the most part: each call copies all of it. */
     private static boolean isMostlyUsed(byte[] array, int used) {
         return array.length <= 2 * used + 64;
     }
@@ -319,29 +319,31 @@ abstract class TokenCipher extends CipherSpi {
         try {
             prepare(length);
             Object parameter = parameter(length);
-            int written = length < LARGE && in.hasArray() ? cryptArrays(in, out, parameter)
+            Integer written = length < LARGE && in.hasArray() ? cryptArrays(in, out, parameter)
                 : cryptBuffers(in, out, parameter);
-            if (written > out.remaining()) { // the module wants more capacity than the result needs
-                byte[] data = new byte[length];
-                in.duplicate().get(data);
-                byte[] result = crypt(data);
-                out.duplicate().put(result);
-                return result.length;
+            if (written != null) {
+                return written;
             }
-            return written;
+            byte[] data = new byte[length];
+            in.duplicate().get(data);
+            byte[] result = crypt(data);
+            out.duplicate().put(result);
+            return result.length;
         } finally {
             reset();
             Reference.reachabilityFence(this);
         }
     }
 
-    private int cryptArrays(ByteBuffer in, ByteBuffer out, Object parameter)
+    private Integer cryptArrays(ByteBuffer in, ByteBuffer out, Object parameter)
         throws IllegalBlockSizeException, BadPaddingException {
-        int from = in.arrayOffset() + in.position();
-        int to = out.arrayOffset() + out.position();
-        return use((session, object) -> encrypts()
-            ? session.encryptDoFinalGCM(mechanism, parameter, object, in.array(), from, in.remaining(), out.array(), to)
-            : session.decryptDoFinalGCM(mechanism, parameter, object, in.array(), from, in.remaining(), out.array(), to));
+        byte[] from = in.array();
+        byte[] to = out.array();
+        int start = in.arrayOffset() + in.position();
+        int target = out.arrayOffset() + out.position();
+        return use((session, object) -> checked(out.remaining(), encrypts()
+            ? session.encryptDoFinalGCM(mechanism, parameter, object, from, start, in.remaining(), to, target)
+            : session.decryptDoFinalGCM(mechanism, parameter, object, from, start, in.remaining(), to, target)));
     }
 
     /**
@@ -349,30 +351,31 @@ abstract class TokenCipher extends CipherSpi {
      * module writes to the caller's memory may change its input, so that call is not repeated, and failed decryption
      * leaves nothing in it.
      */
-    private int cryptBuffers(ByteBuffer in, ByteBuffer out, Object parameter)
+    private Integer cryptBuffers(ByteBuffer in, ByteBuffer out, Object parameter)
         throws IllegalBlockSizeException, BadPaddingException {
-        boolean isInPlace = in.isDirect() && out.isDirect();
+        boolean isDirect = in.isDirect() && out.isDirect();
         int capacity = out.remaining();
-        ByteBuffer from = isInPlace ? in.duplicate() : ScratchBuffers.acquire(in.remaining()).put(in.duplicate()).flip();
-        ByteBuffer to = isInPlace ? out.slice() : ScratchBuffers.acquire(capacity);
+        ByteBuffer from = isDirect ? in.duplicate()
+            : ScratchBuffers.acquire(in.remaining()).put(in.duplicate()).flip();
+        ByteBuffer to = isDirect ? out.slice() : ScratchBuffers.acquire(capacity);
         boolean[] isSent = new boolean[1];
         boolean isDone = false;
         try {
-            int written = use((session, object) -> {
-                if (isSent[0] && isInPlace) {
+            Integer written = use((session, object) -> {
+                if (isSent[0] && isDirect) {
                     throw new ProviderException("The operation was interrupted, start it again");
                 }
                 start(session, parameter, object);
                 isSent[0] = true;
-                return encrypts() ? session.encrypt(from, to) : session.decrypt(from, to);
+                return checked(capacity, encrypts() ? session.encrypt(from, to) : session.decrypt(from, to));
             });
-            if (!isInPlace && written <= capacity) {
+            if (!isDirect && written != null) {
                 out.duplicate().put(to.flip());
             }
             isDone = true;
             return written;
         } finally {
-            if (!isInPlace) {
+            if (!isDirect) {
                 ScratchBuffers.release(from, encrypts());
                 ScratchBuffers.release(to.limit(capacity), !encrypts());
             } else if (!isDone && !encrypts()) {
@@ -390,11 +393,26 @@ abstract class TokenCipher extends CipherSpi {
         }
     }
 
-    /** Does work with the key, and throws the exceptions that JCA has for its failures. */
+    /** Checks the length of a result. An operation that waits for a larger output buffer ends with its session. */
+    private static int checked(int capacity, int written) {
+        if (written > capacity) {
+            throw new PKCS11Exception(CKR_BUFFER_TOO_SMALL);
+        }
+        return written;
+    }
+
+    /**
+     * Does work with the key, and throws the exceptions that JCA has for its failures.
+     *
+     * @return the result; null if the module wants a larger output buffer than the result needs
+     */
     private <T> T use(Token.KeyWork<T> work) throws IllegalBlockSizeException, BadPaddingException {
         try {
             return token.use(key, work);
         } catch (PKCS11Exception e) {
+            if (e.getCode() == CKR_BUFFER_TOO_SMALL) {
+                return null;
+            }
             throw failure(e);
         } catch (InvalidKeyException e) {
             throw new ProviderException(e.getMessage(), e);
@@ -407,16 +425,20 @@ abstract class TokenCipher extends CipherSpi {
         try {
             if (data.length >= LARGE) {
                 byte[] out = new byte[data.length + LONGEST_GROWTH];
-                int length = cryptBuffers(ByteBuffer.wrap(data), ByteBuffer.wrap(out), parameter);
-                if (length <= out.length) {
+                Integer length = cryptBuffers(ByteBuffer.wrap(data), ByteBuffer.wrap(out), parameter);
+                if (length != null) {
                     byte[] result = Arrays.copyOf(out, length);
                     Arrays.fill(out, (byte) 0);
                     return result;
                 }
             }
-            return use((session, object) -> encrypts() ? session.encrypt(mechanism, parameter, object, data)
+            byte[] result = use((session, object) -> encrypts() ? session.encrypt(mechanism, parameter, object, data)
                 : key.requiresLogin() ? decrypt(session, parameter, object, data)
                 : session.decrypt(mechanism, parameter, object, data));
+            if (result == null) {
+                throw new ProviderException("The token does not return the result: CKR_BUFFER_TOO_SMALL");
+            }
+            return result;
         } finally {
             Arrays.fill(data, (byte) 0);
         }
@@ -424,11 +446,11 @@ abstract class TokenCipher extends CipherSpi {
 
     /** Decrypts data in two calls, with the login that the key requires between them. */
     private byte[] decrypt(NativePKCS11Session session, Object parameter, NativePKCS11Object object, byte[] data) {
-        byte[] room = new byte[data.length];
+        byte[] buffer = new byte[data.length];
         start(session, parameter, object);
         token.logInFor(key, session);
-        byte[] result = Arrays.copyOf(room, session.decrypt(data, 0, data.length, room, 0));
-        Arrays.fill(room, (byte) 0);
+        byte[] result = Arrays.copyOf(buffer, session.decrypt(data, 0, data.length, buffer, 0));
+        Arrays.fill(buffer, (byte) 0);
         return result;
     }
 
@@ -454,7 +476,7 @@ abstract class TokenCipher extends CipherSpi {
             .initCause(e);
     }
 
-    /** Tells whether the data ends in a tag, which any change of it makes wrong. */
+    /** Returns whether the data ends in a tag, which any change of it makes wrong. */
     boolean hasTag() {
         return false;
     }
@@ -501,7 +523,7 @@ abstract class TokenCipher extends CipherSpi {
         return key.in(at, session);
     }
 
-    /** Gives the key that has wrapped back. */
+    /** Releases the key that has wrapped. */
     void release(NativePKCS11Object wrappingKey) {
         // It stays.
     }
@@ -512,7 +534,7 @@ abstract class TokenCipher extends CipherSpi {
         KeyKind kind = type == Cipher.SECRET_KEY ? KeyKind.ofSecret(algorithm)
             : type == Cipher.PRIVATE_KEY ? KeyKind.ofPrivate(algorithm) : null;
         if (kind == null) {
-            throw new NoSuchAlgorithmException("The token has no such key: " + algorithm);
+            throw new NoSuchAlgorithmException("The token has no keys of " + algorithm);
         }
         TokenKeySpec identified = spec.identified();
         Template template = kind.created(token, identified);

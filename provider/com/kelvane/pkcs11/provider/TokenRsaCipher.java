@@ -106,7 +106,7 @@ final class TokenRsaCipher extends TokenCipher {
 
     @Override
     byte[] update(byte[] in, int offset, int count) {
-        // More than the modulus is wrong already, and enough to tell so at the end.
+        // One byte more than the modulus is enough for the exception at the end.
         return super.update(in, offset, Math.min(count, length + 1));
     }
 

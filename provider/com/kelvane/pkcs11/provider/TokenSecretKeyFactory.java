@@ -32,7 +32,7 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
         }
     }
 
-    /** Returns the value of a key; only that of one which is neither sensitive nor unextractable can be read. */
+    /** Returns the value of a key, which has to be extractable and not sensitive. */
     @Override
     protected KeySpec engineGetKeySpec(SecretKey key, Class<?> keySpec) throws InvalidKeySpecException {
         if (!keySpec.isAssignableFrom(SecretKeySpec.class)) {

@@ -114,7 +114,7 @@ final class TokenSignature extends SignatureSpi {
         int hashing = scheme.hashing(hash);
         hashedByToken = !isUsable(scheme.mechanism);
         if (hashedByToken && !(hashing != 0 && isUsable(hashing))) {
-            throw new InvalidKeyException("neither the token nor the key allows " + nameOf("CKM_", scheme.mechanism));
+            throw new InvalidKeyException("the token or the key does not allow " + nameOf("CKM_", scheme.mechanism));
         }
         try {
             if (hash == null || hashedByToken) {
