@@ -36,7 +36,7 @@ class ServicesTest {
     }
 
     private void exercise(String type, String algorithm) throws Exception {
-        assumeFalse(MODULE.contains("tpm2") && algorithm.contains("224withECDSA"), "the TPM refuses hashes of 224 bits");
+        assumeFalse(MODULE.contains("tpm2") && algorithm.contains("224withECDSA"), "the TPM has no hashes of 224 bits");
         assumeTrue(HAS_SESSION_KEYS || type.equals("Signature") || type.equals("SecureRandom"), "no session keys");
         assumeFalse(IS_NSS && algorithm.endsWith("448"), "NSS does not have these curves");
         switch (type) {
@@ -81,7 +81,7 @@ class ServicesTest {
         }
     }
 
-    /** A key has neither encoding nor serial form, and its text no secret. */
+    /** A key has no encoding and no serial form, and its text no secret. */
     private static void assertHidden(Key key) throws Exception {
         assertNull(key.getEncoded());
         assertThrows(NotSerializableException.class, () -> new ObjectOutputStream(OutputStream.nullOutputStream())
@@ -207,7 +207,7 @@ class ServicesTest {
 
     private static final int WAYS = 9;
 
-    /** Gives data to a cipher in one of several ways: whole, in parts, in place, after a short output, in buffers. */
+    /** Passes data to a cipher in one of several ways: whole, in parts, in place, after a short output, in buffers. */
     private static byte[] run(Cipher cipher, byte[] data, int way) throws Exception {
         ByteArrayOutputStream out = new ByteArrayOutputStream();
         switch (way) {
@@ -265,7 +265,8 @@ class ServicesTest {
         int begin = out.position();
         ByteBuffer given = inPlace ? in : in.asReadOnlyBuffer();
         if (data.length > 16 && !inPlace) {
-            assertThrows(ShortBufferException.class, () -> cipher.doFinal(given, out.duplicate().limit(data.length - 17)));
+            ByteBuffer tooShort = out.duplicate().limit(data.length - 17);
+            assertThrows(ShortBufferException.class, () -> cipher.doFinal(given, tooShort));
             assertEquals(0, given.position());
         }
         int written = cipher.doFinal(given, out);
