@@ -6,7 +6,9 @@ import java.io.IOException;
 import java.io.UncheckedIOException;
 import java.net.InetAddress;
 import java.net.Socket;
+import java.nio.ByteBuffer;
 import java.nio.file.Path;
+import java.security.GeneralSecurityException;
 import java.security.KeyStore;
 import java.security.Principal;
 import java.security.PrivateKey;
@@ -86,6 +88,12 @@ final class Providers {
             row("AES-256 CBC, " + size + " B", provider -> cipher(provider, "AES/CBC/NoPadding", data,
                 IvParameterSpec::new));
         }
+        for (int size : new int[] {4096, 16_384, 65_536, 262_144, 1 << 20}) {
+            row("AES-256 GCM, buffers, " + size + " B", provider -> buffers(provider, "AES/GCM/NoPadding", size,
+                iv -> new GCMParameterSpec(128, Arrays.copyOfRange(iv, 4, 16))));
+            row("AES-256 CBC, buffers, " + size + " B", provider -> buffers(provider, "AES/CBC/NoPadding", size,
+                IvParameterSpec::new));
+        }
         for (String key : new String[] {"rsa", "ec"}) {
             row("TLS 1.3 handshake, " + key, provider -> handshake(provider, key));
         }
@@ -123,15 +131,32 @@ final class Providers {
 
     private Operation cipher(int provider, String algorithm, byte[] data, Function<byte[], AlgorithmParameterSpec> spec)
         throws Exception {
+        byte[] out = new byte[data.length + 16];
+        return encryption(provider, algorithm, spec, cipher -> cipher.doFinal(data, 0, data.length, out, 0));
+    }
+
+    private Operation buffers(int provider, String algorithm, int size, Function<byte[], AlgorithmParameterSpec> spec)
+        throws Exception {
+        ByteBuffer in = ByteBuffer.allocateDirect(size);
+        ByteBuffer out = ByteBuffer.allocateDirect(size + 16);
+        return encryption(provider, algorithm, spec, cipher -> cipher.doFinal(in.clear(), out.clear()));
+    }
+
+    /** The data of an encryption. */
+    private interface Data {
+        int encrypt(Cipher cipher) throws GeneralSecurityException;
+    }
+
+    private Operation encryption(int provider, String algorithm, Function<byte[], AlgorithmParameterSpec> spec,
+        Data data) throws Exception {
         Cipher cipher = Cipher.getInstance(algorithm, providers[provider]);
         SecretKey key = SecretKeyFactory.getInstance("AES", providers[provider])
             .translateKey(new SecretKeySpec(new byte[32], "AES"));
         byte[] iv = new byte[16]; // another one each time, as GCM insists
-        byte[] out = new byte[data.length + 16];
         return () -> {
             Bare.countUp(iv);
             cipher.init(Cipher.ENCRYPT_MODE, key, spec.apply(iv));
-            return cipher.doFinal(data, 0, data.length, out, 0);
+            return data.encrypt(cipher);
         };
     }
 

@@ -7,8 +7,8 @@ import com.kelvane.pkcs11.PKCS11Slot;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 
 /**
- * A connection to a token. Each recovery and each login makes a new one; object handles are valid for the connection in
- * which they were found. Session objects live as long as the session that holds them, which a connection may inherit.
+ * A connection to a token. Each recovery and each login creates a new one; object handles are valid for the connection
+ * in which they were found. Session objects live as long as the session that holds them, which a connection may inherit.
  */
 final class Connection {
     final PKCS11Slot slot;
@@ -16,10 +16,10 @@ final class Connection {
     /** Sessions for operations. */
     final Sessions sessions;
 
-    /** The one session in which session objects are made. No operation is started in it, so it stays open. */
+    /** The one session in which session objects are created. No operation is started in it, so it stays open. */
     final Sessions objects;
 
-    /** Whether the user was logged in when the connection was made. */
+    /** Whether the user was logged in when the connection was created. */
     final boolean loggedIn;
 
     Connection(PKCS11Slot slot, Sessions sessions, Sessions objects, boolean loggedIn) {
@@ -39,7 +39,7 @@ final class Connection {
         return objects.latest();
     }
 
-    /** Tells whether the session that holds the session objects is still open. */
+    /** Returns whether the session that holds the session objects is still open. */
     boolean isAlive() {
         try {
             home().getInfo();
@@ -65,7 +65,7 @@ final class Connection {
         return state == CKS_RO_USER_FUNCTIONS || state == CKS_RW_USER_FUNCTIONS;
     }
 
-    /** Gives the sessions up. */
+    /** Abandons the sessions. */
     void retire() {
         sessions.retire();
         objects.retire();

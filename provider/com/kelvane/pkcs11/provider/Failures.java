@@ -34,12 +34,12 @@ final class Failures {
     private Failures() {
     }
 
-    /** Tells whether something that an operation needs is gone. A library that was given back has a text, no code. */
+    /** Returns whether something that an operation needs is gone. A library that was closed has a text and no code. */
     static boolean isLost(PKCS11Exception e) {
         return e.hasCode() ? LOST.contains(e.getCode()) : "functionList is null".equals(e.getMessage());
     }
 
-    /** Tells whether only the token can say if it or the data is at fault. Vendors' own codes are among these. */
+    /** Returns whether a check of the token decides if it or the data is at fault. Vendors' own codes are among these. */
     static boolean isUnclear(PKCS11Exception e) {
         return UNCLEAR.contains(e.getCode()) || e.getCode() < 0;
     }
@@ -48,7 +48,7 @@ final class Failures {
         return OTHER_SESSION.contains(e.getCode());
     }
 
-    /** Tells whether the module itself does not work, so that a restart may help. */
+    /** Returns whether the module itself does not work, so that a restart may help. */
     static boolean isOfModule(PKCS11Exception e) {
         return isUnclear(e) || e.getCode() == CKR_CRYPTOKI_NOT_INITIALIZED || !e.hasCode();
     }
@@ -57,7 +57,7 @@ final class Failures {
         return LENGTH.contains(e.getCode());
     }
 
-    /** Tells whether the data is wrong. An unclear code means that too, once the token was found in order. */
+    /** Returns whether the data is wrong. An unclear code means that too, once the token was found in order. */
     static boolean isData(PKCS11Exception e) {
         return DATA.contains(e.getCode()) || isUnclear(e);
     }

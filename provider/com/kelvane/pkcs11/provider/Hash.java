@@ -41,7 +41,7 @@ enum Hash {
     /** The hash's mechanism and mask generation function; 0 where PSS and OAEP do not have it. */
     final int mechanism, maskFunction;
 
-    /** The mechanisms that hash and then sign or make a MAC; 0 where the standard has none. */
+    /** The mechanisms that hash and sign, and that of HMAC; 0 where the standard has none. */
     final int rsa, pss, ecdsa, dsa, hmac;
     private final byte[] identifier;
 
@@ -60,6 +60,16 @@ enum Hash {
         for (int i = 0; i < identifier.length; i++) {
             this.identifier[i] = (byte) identifier[i];
         }
+    }
+
+    /** Returns the name with which those of signatures and MACs begin. */
+    String prefix() {
+        return algorithm.replace("SHA-", "SHA");
+    }
+
+    /** Returns the number of bits that the hash function takes at once. */
+    int blockBits() {
+        return name().startsWith("SHA3_") ? 1600 - 16 * length : ordinal() < SHA384.ordinal() ? 512 : 1024;
     }
 
     /** Returns the hash of a JCA name; null if PSS and OAEP do not have it. */

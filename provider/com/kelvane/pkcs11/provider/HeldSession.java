@@ -11,7 +11,7 @@ import java.util.function.Function;
 final class HeldSession implements Runnable {
     private final Sessions pool;
 
-    /** Null once the session was given back. */
+    /** Null once the session was released. */
     private NativePKCS11Session session;
 
     HeldSession(Sessions pool, NativePKCS11Session session) {
@@ -46,7 +46,7 @@ final class HeldSession implements Runnable {
         return result;
     }
 
-    /** Gives the operation up. */
+    /** Abandons the operation. */
     @Override
     public synchronized void run() {
         if (session != null) {

@@ -13,51 +13,43 @@ final class Keys {
     /** Returns a secret key that a cipher needs to be of a kind. */
     static TokenSecretKey secret(Token token, Key key, KeyKind kind) throws InvalidKeyException {
         TokenSecretKey own = secret(token, key);
-        if (own.getType() != kind.type) {
-            throw new InvalidKeyException("a key of " + kind.algorithm + " is needed, not " + own.getAlgorithm());
-        }
+        check(own.getType() == kind.type, own, kind);
         return own;
     }
 
     static TokenSecretKey secret(Token token, Key key) throws InvalidKeyException {
-        if (key instanceof TokenSecretKey) {
-            check(token, (TokenKey) key);
-            return (TokenSecretKey) key;
-        }
-        if (!(key instanceof SecretKey)) {
-            throw new InvalidKeyException("a secret key is needed, not " + describe(key));
-        }
-        return TokenSecretKeyFactory.imported(token, (SecretKey) key, new TokenKeySpec(null));
+        return key instanceof SecretKey && !(key instanceof TokenKey)
+            ? TokenSecretKeyFactory.imported(token, (SecretKey) key, new TokenKeySpec(null))
+            : own(token, key, TokenSecretKey.class, "secret");
     }
 
-    static TokenPrivateKey privateKey(Token token, Key key, KeyKind... kinds) throws InvalidKeyException {
-        TokenPrivateKey own;
-        if (key instanceof TokenPrivateKey) {
-            check(token, (TokenKey) key);
-            own = (TokenPrivateKey) key;
-        } else if (key instanceof PrivateKey) {
-            own = TokenKeyFactory.imported(token, (PrivateKey) key, new TokenKeySpec(null));
-        } else {
-            throw new InvalidKeyException("a private key is needed, not " + describe(key));
-        }
-        for (KeyKind kind : kinds) {
-            if (own.getAlgorithm().equals(kind.algorithm)) {
-                return own;
-            }
-        }
-        throw new InvalidKeyException("a key of " + kinds[0].algorithm + " is needed, not " + own.getAlgorithm());
+    static TokenPrivateKey privateKey(Token token, Key key, KeyKind kind) throws InvalidKeyException {
+        TokenPrivateKey own = key instanceof PrivateKey && !(key instanceof TokenKey)
+            ? TokenKeyFactory.imported(token, (PrivateKey) key, new TokenKeySpec(null))
+            : own(token, key, TokenPrivateKey.class, "private");
+        check(own.getAlgorithm().equals(kind.algorithm), own, kind);
+        return own;
     }
 
-    private static void check(Token token, TokenKey key) throws InvalidKeyException {
-        if (key.token != token) {
+    private static void check(boolean isOfKind, TokenKey key, KeyKind kind) throws InvalidKeyException {
+        if (!isOfKind) {
+            throw new InvalidKeyException("a key of " + kind.algorithm + " is needed, not " + key.getAlgorithm());
+        }
+    }
+
+    private static <T extends TokenKey> T own(Token token, Key key, Class<T> type, String name)
+        throws InvalidKeyException {
+        if (!type.isInstance(key)) {
+            throw new InvalidKeyException("a " + name + " key is needed, not "
+                + (key == null ? "null" : key.getClass().getName()));
+        }
+        T own = type.cast(key);
+        if (own.token != token) {
             throw new InvalidKeyException("the key is on another token: " + key);
         }
-        if (key.isDestroyed()) {
+        if (own.isDestroyed()) {
             throw new InvalidKeyException("The key was destroyed");
         }
-    }
-
-    private static String describe(Key key) {
-        return key == null ? "null" : key.getClass().getName();
+        return own;
     }
 }

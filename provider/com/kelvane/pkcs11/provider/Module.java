@@ -46,7 +46,7 @@ final class Module {
     /**
      * Returns the token that a URI means: one object in the process, so that all share its PIN and sessions.
      *
-     * @throws IllegalArgumentException if there is no such token, or more than one
+     * @throws IllegalArgumentException if no token matches, or more than one
      */
     Token token(PKCS11Uri uri) {
         enter();
@@ -134,7 +134,7 @@ final class Module {
         }
     }
 
-    /** Tells whether a restart would end the sessions of another token. */
+    /** Returns whether a restart would end the sessions of another token. */
     synchronized boolean isUsedBesides(Token token) {
         return tokens.values().stream().anyMatch(other -> other != token && other.isConnected());
     }

@@ -16,7 +16,9 @@ import java.security.NoSuchAlgorithmException;
 import java.security.ProviderException;
 import java.security.Security;
 import java.util.Arrays;
+import java.util.HashMap;
 import java.util.HashSet;
+import java.util.Map;
 import java.util.Set;
 import javax.security.auth.callback.Callback;
 import javax.security.auth.callback.CallbackHandler;
@@ -28,25 +30,34 @@ import javax.security.auth.login.FailedLoginException;
 import javax.security.auth.login.LoginException;
 
 /**
- * The PINs of a token: where they come from, the one that is right, and those that the token has refused, which are not
- * sent again until another one was right. Used under the lock of the token.
+ * The PINs of a token: their sources, the right one, and those that the token has refused, which are not sent again
+ * until another one was right. Used under the lock of the token.
  */
 final class Pins {
     /** The security property with the class of the callback handler, as {@link java.security.AuthProvider} has it. */
     private static final String HANDLER_PROPERTY = "auth.login.defaultCallbackHandler";
 
-    /** The PIN of the last login; null if there was none. */
-    private byte[] right;
+    /** The use of a PIN for the login to the token; each key that requires a login has a use of its own. */
+    private static final String LOGIN = "";
 
-    /** Whether the last login was made at the token's own PIN pad. */
+    private final PKCS11TokenInfo info;
+
+    /** The PIN of the last login; null if there was none. */
+    private char[] right;
+
+    /** Whether the PIN of the last login was entered at the token's own PIN pad. */
     private boolean enteredAtToken;
 
-    /** Digests of the PINs that the token has refused. */
-    private final Set<ByteBuffer> refused = new HashSet<>();
+    /** Digests of the PINs that the token has refused, by the use they were sent for. */
+    private final Map<String, Set<ByteBuffer>> refused = new HashMap<>();
 
     /** The URI with pin-source or pin-value, or null. */
     private PKCS11Uri configuration;
     private CallbackHandler handler;
+
+    Pins(PKCS11TokenInfo info) {
+        this.info = info;
+    }
 
     void configure(PKCS11Uri uri) {
         if (uri.get("pin-source") != null || uri.get("pin-value") != null) {
@@ -66,61 +77,68 @@ final class Pins {
         return enteredAtToken;
     }
 
-    /** Returns the PIN of the last login or of the configuration, or that of a callback handler for a token. */
-    byte[] known(PKCS11TokenInfo toAsk) {
+    /**
+     * Returns the PIN of the last login or of the configuration.
+     *
+     * @param ask whether a callback handler is asked if there is no such PIN
+     * @return the PIN; null if there is none
+     */
+    char[] known(boolean ask) {
         if (right != null) {
             return right;
         }
         try {
-            byte[] configured = configured();
-            return configured != null || toAsk == null ? configured : asked(toAsk, handler);
+            char[] configured = configured();
+            return configured != null || !ask ? configured : asked("the token \"" + info.getLabel() + "\"", handler);
         } catch (LoginException e) {
             throw new ProviderException(e);
         }
     }
 
     /** Returns the PIN that a login without one is to use: that of the handler given, or of the configuration. */
-    byte[] obtain(PKCS11TokenInfo info, CallbackHandler given) throws LoginException {
-        byte[] configured = given != null ? null : configured();
+    char[] obtain(CallbackHandler given) throws LoginException {
+        char[] configured = given != null ? null : configured();
         return configured != null ? configured : right != null && given == null ? right
-            : asked(info, given != null ? given : handler);
+            : asked("the token \"" + info.getLabel() + "\"", given != null ? given : handler);
     }
 
-    private byte[] configured() throws LoginException {
+    private char[] configured() throws LoginException {
         if (configuration == null) {
             return null;
         }
         if (configuration.get("pin-source") == null) {
-            return configuration.get("pin-value").getBytes(StandardCharsets.UTF_8);
+            return configuration.get("pin-value").toCharArray();
         }
+        byte[] file = {};
         try {
-            byte[] file = Files.readAllBytes(configuration.pinFile());
+            file = Files.readAllBytes(configuration.pinFile());
             int end = 0;
             while (end < file.length && file[end] != '\n' && file[end] != '\r') {
                 end++;
             }
-            byte[] line = Arrays.copyOf(file, end);
-            Arrays.fill(file, (byte) 0);
-            return line;
+            CharBuffer line = StandardCharsets.UTF_8.newDecoder().decode(ByteBuffer.wrap(file, 0, end));
+            char[] pin = Arrays.copyOf(line.array(), line.limit());
+            Arrays.fill(line.array(), '\0');
+            return pin;
         } catch (IOException e) {
             throw (LoginException) new LoginException("the file of \"pin-source\" cannot be read: " + e).initCause(e);
+        } finally {
+            Arrays.fill(file, (byte) 0);
         }
     }
 
-    private static byte[] asked(PKCS11TokenInfo info, CallbackHandler given) throws LoginException {
+    private static char[] asked(String purpose, CallbackHandler given) throws LoginException {
         CallbackHandler asked = given != null ? given : defaultHandler();
         if (asked == null) {
             return null;
         }
-        PasswordCallback callback = new PasswordCallback("PIN of the token \"" + info.getLabel() + "\": ", false);
+        PasswordCallback callback = new PasswordCallback("PIN of " + purpose + ": ", false);
         try {
             asked.handle(new Callback[] {callback});
-            char[] password = callback.getPassword();
-            if (password == null) {
+            char[] pin = callback.getPassword(); // a copy
+            if (pin == null) {
                 throw new LoginException("the callback handler has no PIN");
             }
-            byte[] pin = encode(password);
-            Arrays.fill(password, '\0');
             return pin;
         } catch (IOException | UnsupportedCallbackException e) {
             throw (LoginException) new LoginException("the callback handler has failed: " + e).initCause(e);
@@ -142,16 +160,9 @@ final class Pins {
         }
     }
 
-    static byte[] encode(char[] password) {
-        ByteBuffer encoded = StandardCharsets.UTF_8.encode(CharBuffer.wrap(password));
-        byte[] pin = Arrays.copyOf(encoded.array(), encoded.limit());
-        Arrays.fill(encoded.array(), (byte) 0);
-        return pin;
-    }
-
     /** Compares a PIN with the right one, without the token: a wrong one does not cost an attempt. */
-    void check(byte[] pin) {
-        if (!MessageDigest.isEqual(pin, right)) {
+    void check(char[] pin) {
+        if (!digest(pin).equals(digest(right))) {
             throw new PKCS11Exception(CKR_PIN_INCORRECT);
         }
     }
@@ -161,23 +172,8 @@ final class Pins {
      *
      * @throws PKCS11Exception with {@code CKR_PIN_INCORRECT} if the PIN is wrong, sent or not
      */
-    void send(NativePKCS11Session session, byte[] pin) {
-        ByteBuffer digest = pin == null ? null : digest(pin);
-        if (pin != null && (pin.length == 0 || refused.contains(digest))) {
-            throw new PKCS11Exception(CKR_PIN_INCORRECT);
-        }
-        try {
-            session.login(false, pin);
-        } catch (PKCS11Exception e) {
-            if (Failures.isWrongPin(e) && pin != null) {
-                refused.add(digest);
-                if (right != null && MessageDigest.isEqual(pin, right)) {
-                    forget();
-                }
-            }
-            throw e;
-        }
-        refused.clear();
+    void send(NativePKCS11Session session, char[] pin) {
+        send(session, CKU_USER, LOGIN, pin);
         if (right != pin) {
             forget();
         }
@@ -185,31 +181,86 @@ final class Pins {
         enteredAtToken = pin == null;
     }
 
-    private static ByteBuffer digest(byte[] pin) {
+    /**
+     * Logs in for one use of a key, after the operation has been initialised. A callback handler is asked each time;
+     * without one the PIN is that of the last login or of the configuration.
+     *
+     * @throws PKCS11Exception as {@link #send(NativePKCS11Session, char[])} throws it
+     * @throws ProviderException if there is no PIN
+     */
+    void sendFor(TokenKey key, NativePKCS11Session session) {
+        char[] pin = null;
         try {
-            return ByteBuffer.wrap(MessageDigest.getInstance("SHA-256").digest(pin));
+            if (!info.hasProtectedAuthenticationPath()) {
+                pin = asked(key.toString(), handler);
+                pin = pin != null ? pin : known(false);
+                if (pin == null) {
+                    throw new ProviderException("No PIN for " + key + ", which requires a login before each use: set a"
+                        + " callback handler");
+                }
+            }
+            send(session, CKU_CONTEXT_SPECIFIC, key + "/" + Arrays.toString(key.getId()), pin);
+        } catch (LoginException e) {
+            throw new ProviderException(e);
+        } finally {
+            wipe(pin);
+        }
+    }
+
+    private void send(NativePKCS11Session session, int userType, String use, char[] pin) {
+        ByteBuffer digest = pin == null ? null : digest(pin);
+        if (pin != null && (pin.length == 0 || refused(use).contains(digest) || refused(LOGIN).contains(digest))) {
+            throw new PKCS11Exception(CKR_PIN_INCORRECT);
+        }
+        try {
+            session.login(userType, pin);
+        } catch (PKCS11Exception e) {
+            if (Failures.isWrongPin(e) && pin != null) {
+                refused(use).add(digest);
+                refused(LOGIN).add(digest); // the key may have the PIN of the token
+                if (right != null && digest.equals(digest(right))) {
+                    forget();
+                }
+            }
+            throw e;
+        }
+        refused.remove(use);
+    }
+
+    private Set<ByteBuffer> refused(String use) {
+        return refused.computeIfAbsent(use, each -> new HashSet<>());
+    }
+
+    private static ByteBuffer digest(char[] pin) {
+        ByteBuffer encoded = StandardCharsets.UTF_8.encode(CharBuffer.wrap(pin));
+        try {
+            MessageDigest digest = MessageDigest.getInstance("SHA-256");
+            digest.update(encoded.array(), 0, encoded.limit());
+            return ByteBuffer.wrap(digest.digest());
         } catch (NoSuchAlgorithmException e) {
             throw new ProviderException(e); // every JDK has it
+        } finally {
+            Arrays.fill(encoded.array(), (byte) 0);
         }
     }
 
     /** Wipes a PIN that is not kept for the next login. */
-    void wipe(byte[] pin) {
+    void wipe(char[] pin) {
         if (pin != null && pin != right) {
-            Arrays.fill(pin, (byte) 0);
+            Arrays.fill(pin, '\0');
         }
     }
 
     void forget() {
         if (right != null) {
-            Arrays.fill(right, (byte) 0);
+            Arrays.fill(right, '\0');
         }
         right = null;
         enteredAtToken = false;
     }
 
     /** Returns the exception that JAAS has for a failed login. */
-    static LoginException loginException(PKCS11TokenInfo info, PKCS11Exception e) {
+    LoginException loginException(PKCS11Exception e) {
         String message = "The token \"" + info.getLabel() + "\" refuses the login: " + e.getMessage();
         LoginException failure = Failures.isWrongPin(e) ? new FailedLoginException(message)
             : e.getCode() == CKR_PIN_LOCKED ? new AccountLockedException(message)

@@ -18,11 +18,11 @@ import java.util.function.Function;
  * another session to which the module has given the same handle.
  */
 final class Sessions {
-    /** The time that a caller waits for a free session; where keys are generated, others may generate theirs before. */
+    /** The time that a caller waits for a free session; longer where keys are generated one after the other. */
     private static final long PATIENCE = TimeUnit.SECONDS.toNanos(5);
     private static final long PATIENCE_FOR_OBJECTS = TimeUnit.SECONDS.toNanos(60);
 
-    /** The time after which a module that had no session left is asked again: other programs close theirs too. */
+    /** The time after which a module that had no session left is called again: other programs close theirs too. */
     private static final long PAUSE_MILLIS = 50;
 
     /** Work in a session. */
@@ -61,12 +61,12 @@ final class Sessions {
     /**
      * Does work in a session.
      *
-     * @param hold whether the work has started an operation in the session, which its caller ends and gives back
+     * @param hold whether the work has started an operation in the session; the caller ends it and releases the session
      */
     <T> T use(Work<T> work, boolean hold) throws InvalidKeyException {
         NativePKCS11Session session = acquire();
         boolean worked = false;
-        boolean reusable = holdsObjects; // no operation is left where objects are made, and they are to live
+        boolean reusable = holdsObjects; // no operation is left where objects are created, and they have to stay
         module.enter();
         try {
             T result = work.run(session);
@@ -186,7 +186,7 @@ final class Sessions {
         notify();
     }
 
-    /** Gives the pool up: its sessions are gone, and their handles may be others' by now. */
+    /** Abandons the pool: its sessions are gone, and their handles may belong to others. */
     synchronized void retire() {
         retired = true;
         idle.clear();

@@ -111,7 +111,7 @@ public final class TokbridgeProvider extends AuthProvider {
     @Override
     public void login(Subject subject, CallbackHandler handler) throws LoginException {
         if (!configured().login(null, handler)) {
-            throw new LoginException("no PIN: neither a callback handler nor the configuration has one");
+            throw new LoginException("no PIN: no callback handler is set, and the configuration has none");
         }
     }
 
@@ -121,7 +121,12 @@ public final class TokbridgeProvider extends AuthProvider {
         configured().logout();
     }
 
-    /** Sets the handler that is asked for the PIN when an operation needs a login and no PIN is known. */
+    /**
+     * Sets the handler that is asked for the PIN when an operation needs a login and no PIN is known, and before each
+     * use of a key that requires a login for it.
+     *
+     * @param handler the handler; null for none
+     */
     @Override
     public void setCallbackHandler(CallbackHandler handler) {
         configured().setHandler(handler);

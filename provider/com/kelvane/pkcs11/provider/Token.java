@@ -26,7 +26,7 @@ import javax.security.auth.login.LoginException;
  * A token: its connection, its login, and the recovery of both.
  *
  * <p>Work runs in a session of the current connection. If it fails because something is gone, the thread that noticed
- * first makes a new connection while the others wait for it, and each repeats its work once. Threads that waited for an
+ * first opens a new connection while the others wait for it, and each repeats its work once. Threads that waited for an
  * attempt in vain share its failure; the next call tries again.
  */
 final class Token {
@@ -49,9 +49,12 @@ final class Token {
     private final Map<Integer, Integer> mechanisms = new HashMap<>();
     private final Module module;
     private final PKCS11Uri identity;
-    private final Pins pins = new Pins();
+    private final Pins pins;
 
-    /** Held while the connection changes and while a PIN is sent; fair, so that no thread waits for many attempts. */
+    /**
+     * Held while the connection changes and while a PIN is sent, and before the lock of the module. It is fair, so that
+     * no thread waits for many attempts.
+     */
     private final ReentrantLock lock = new ReentrantLock(true);
 
     /** Null before the first use and after a recovery that failed. */
@@ -68,13 +71,14 @@ final class Token {
         this.module = module;
         info = slot.getTokenInfo();
         identity = PKCS11Uri.of(info);
+        pins = new Pins(info);
         lastSlot = slot.getSlotID();
         for (int type : slot.getMechanismList()) {
             mechanisms.put(type, slot.getMechanismInfo(type).getFlags());
         }
     }
 
-    /** Tells whether the token has a mechanism for a use, a {@code CKF_} flag; 0 for any. */
+    /** Returns whether the token has a mechanism for a use, a {@code CKF_} flag; 0 for any. */
     boolean can(int mechanism, int flag) {
         Integer flags = mechanisms.get(mechanism);
         return flags != null && (flags & flag) == flag;
@@ -120,17 +124,30 @@ final class Token {
         return run(at -> at.sessions, work, false);
     }
 
-    /** Does work that creates session objects, or destroys them, in the session that holds them. */
-    <T> T create(Work<T> work) throws InvalidKeyException {
-        return run(at -> at.objects, work, false);
+    /** Does work that creates a key: a session key in the session that holds those. */
+    <T> T create(TokenKeySpec spec, Work<T> work) throws InvalidKeyException {
+        return run(at -> spec.isOnToken() ? at.sessions : at.objects, work, false);
     }
 
-    /** Does work with one key, which stays reachable as long. */
+    /** Does work with one key, which stays reachable as long. Keys that require a login are used one at a time. */
     <T> T use(TokenKey key, KeyWork<T> work) throws InvalidKeyException {
+        if (key.requiresLogin()) {
+            lock.lock();
+        }
         try {
             return run((at, session) -> work.run(session, key.in(at, session)));
         } finally {
+            if (key.requiresLogin()) {
+                lock.unlock();
+            }
             Reference.reachabilityFence(key);
+        }
+    }
+
+    /** Logs in for the operation that was initialised in a session by {@link #use}, if its key requires that. */
+    void logInFor(TokenKey key, NativePKCS11Session session) {
+        if (key.requiresLogin()) {
+            pins.sendFor(key, session);
         }
     }
 
@@ -196,7 +213,7 @@ final class Token {
         lock.unlock();
     }
 
-    /** Returns the connection; makes one if there is none. */
+    /** Returns the connection, a new one if there is none. */
     private Connection connection() {
         Connection current = connection;
         return current != null ? current : connect(null, null, attempts);
@@ -244,7 +261,7 @@ final class Token {
         return Arrays.stream(slots).anyMatch(slot -> slot.getSlotID() == id);
     }
 
-    /** Makes a connection with as little as is needed: a restart of the module is the last resort. */
+    /** Opens a connection by the least means: a restart of the module is the last one. */
     private Connection reconnect(Connection failed, PKCS11Exception cause, boolean withLogin) {
         connection = null;
         try {
@@ -336,7 +353,7 @@ final class Token {
         if (!info.isLoginRequired() || loggedIn && !isNeeded) {
             return loggedIn;
         }
-        byte[] pin = pins.known(isNeeded ? info : null);
+        char[] pin = pins.known(isNeeded);
         if (pin == null && !(isNeeded && pins.isEnteredAtToken())) {
             return loggedIn;
         }
@@ -377,7 +394,7 @@ final class Token {
      * @throws LoginException if the token refuses the login for another reason
      */
     boolean login(char[] password, CallbackHandler handler) throws LoginException {
-        byte[] pin = null;
+        char[] pin = null;
         lock();
         try {
             if (connection == null || !isIntact(connection)) {
@@ -387,7 +404,7 @@ final class Token {
                 return true;
             }
             boolean atToken = password == null && info.hasProtectedAuthenticationPath();
-            pin = password != null ? Pins.encode(password) : atToken ? null : pins.obtain(info, handler);
+            pin = password != null ? password.clone() : atToken ? null : pins.obtain(handler);
             if (pin == null && !atToken) {
                 return false;
             }
@@ -406,7 +423,7 @@ final class Token {
             connection = connection.renewed(true);
             return true;
         } catch (PKCS11Exception e) {
-            throw Pins.loginException(info, e);
+            throw pins.loginException(e);
         } finally {
             pins.wipe(pin);
             unlock();
@@ -424,7 +441,7 @@ final class Token {
             }
         } catch (PKCS11Exception e) {
             if (!Failures.isLost(e) && !Failures.isUnclear(e)) {
-                throw Pins.loginException(info, e);
+                throw pins.loginException(e);
             }
         } finally {
             unlock();

@@ -5,10 +5,8 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import com.kelvane.pkcs11.CK_CCM_PARAMS;
 import com.kelvane.pkcs11.CK_GCM_PARAMS;
 import com.kelvane.pkcs11.CK_SALSA20_CHACHA20_POLY1305_PARAMS;
-import com.kelvane.pkcs11.PKCS11Exception;
 import java.nio.ByteBuffer;
 import java.security.AlgorithmParameters;
-import java.security.GeneralSecurityException;
 import java.security.InvalidAlgorithmParameterException;
 import java.security.InvalidKeyException;
 import java.security.Key;
@@ -16,8 +14,6 @@ import java.security.SecureRandom;
 import java.security.spec.AlgorithmParameterSpec;
 import java.util.Arrays;
 import javax.crypto.AEADBadTagException;
-import javax.crypto.BadPaddingException;
-import javax.crypto.IllegalBlockSizeException;
 import javax.crypto.spec.GCMParameterSpec;
 import javax.crypto.spec.IvParameterSpec;
 
@@ -56,10 +52,8 @@ final class TokenAeadCipher extends TokenCipher {
     }
 
     private final Algorithm algorithm;
-    private final Buffer data = new Buffer();
     private final Buffer associated = new Buffer();
     private boolean dataBegun;
-    private byte[] nonce;
     private int tagLength;
 
     /** The key given and the nonce of the last encryption, which must not be used together again. */
@@ -67,7 +61,8 @@ final class TokenAeadCipher extends TokenCipher {
     private byte[] lastNonce;
 
     TokenAeadCipher(Token token, Algorithm algorithm) {
-        super(token);
+        super(token, algorithm.mechanism, algorithm == Algorithm.CHACHA20_POLY1305 ? IvParameterSpec.class
+            : GCMParameterSpec.class, algorithm.blockSize);
         this.algorithm = algorithm;
     }
 
@@ -97,19 +92,9 @@ final class TokenAeadCipher extends TokenCipher {
             throw new InvalidAlgorithmParameterException("key and nonce have encrypted before");
         }
         TokenKey key = Keys.secret(token, newKey, algorithm.kind);
-        nonce = newNonce;
+        iv = newNonce;
         given = newKey;
         return key;
-    }
-
-    @Override
-    Class<? extends AlgorithmParameterSpec> parameterClass() {
-        return algorithm == Algorithm.CHACHA20_POLY1305 ? IvParameterSpec.class : GCMParameterSpec.class;
-    }
-
-    @Override
-    int mechanism() {
-        return algorithm.mechanism;
     }
 
     @Override
@@ -117,28 +102,18 @@ final class TokenAeadCipher extends TokenCipher {
         byte[] aad = associated.length() == 0 ? null : associated.all();
         switch (algorithm) {
             case GCM:
-                return new CK_GCM_PARAMS(nonce, aad, tagLength * 8);
+                return new CK_GCM_PARAMS(iv, aad, tagLength * 8);
             case CCM:
-                return new CK_CCM_PARAMS(encrypts() ? length : length - tagLength, nonce, aad, tagLength);
+                return new CK_CCM_PARAMS(encrypts() ? length : length - tagLength, iv, aad, tagLength);
             default:
-                return new CK_SALSA20_CHACHA20_POLY1305_PARAMS(nonce, aad);
+                return new CK_SALSA20_CHACHA20_POLY1305_PARAMS(iv, aad);
         }
     }
 
     @Override
-    protected int engineGetBlockSize() {
-        return algorithm.blockSize;
-    }
-
-    @Override
-    protected byte[] engineGetIV() {
-        return nonce == null ? null : nonce.clone();
-    }
-
-    @Override
     protected AlgorithmParameters engineGetParameters() {
-        return nonce == null ? null : encoded(algorithm.parameters, algorithm == Algorithm.CHACHA20_POLY1305
-            ? new IvParameterSpec(nonce) : new GCMParameterSpec(tagLength * 8, nonce));
+        return iv == null ? null : encoded(algorithm.parameters, algorithm == Algorithm.CHACHA20_POLY1305
+            ? new IvParameterSpec(iv) : new GCMParameterSpec(tagLength * 8, iv));
     }
 
     @Override
@@ -158,23 +133,17 @@ final class TokenAeadCipher extends TokenCipher {
     }
 
     private void checkNonce() {
-        if (encrypts() && given == lastKey && nonce == lastNonce) {
+        if (encrypts() && given == lastKey && iv == lastNonce) {
             throw new IllegalStateException("key and nonce have encrypted before; initialise the cipher with"
                 + " another nonce");
         }
     }
 
     @Override
-    int updateSize(int more) {
-        return 0;
-    }
-
-    @Override
     byte[] update(byte[] in, int offset, int length) {
         checkNonce();
         dataBegun = true;
-        data.add(in, offset, length);
-        return new byte[0];
+        return super.update(in, offset, length);
     }
 
     @Override
@@ -188,7 +157,7 @@ final class TokenAeadCipher extends TokenCipher {
         return data.length() == 0;
     }
 
-    /** Checks the nonce and the length, and takes the nonce for used from here on: the call may have been made. */
+    /** Checks the nonce and the length, and marks the nonce as used, since the token may receive it. */
     @Override
     void prepare(int length) throws AEADBadTagException {
         checkNonce();
@@ -197,25 +166,18 @@ final class TokenAeadCipher extends TokenCipher {
         }
         if (encrypts()) {
             lastKey = given;
-            lastNonce = nonce;
+            lastNonce = iv;
         }
     }
 
     @Override
-    byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
-        byte[] all = data.with(in, offset, length);
-        prepare(all.length);
-        return crypt(all);
-    }
-
-    @Override
-    GeneralSecurityException wrongData(PKCS11Exception e, String message) {
-        return new AEADBadTagException(message);
+    boolean hasTag() {
+        return true;
     }
 
     @Override
     void reset() {
-        data.clear();
+        super.reset();
         associated.clear();
         dataBegun = false;
     }

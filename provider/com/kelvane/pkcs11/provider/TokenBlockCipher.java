@@ -4,6 +4,7 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.CK_AES_CTR_PARAMS;
 import com.kelvane.pkcs11.PKCS11Exception;
+import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.security.AlgorithmParameters;
 import java.security.InvalidAlgorithmParameterException;
 import java.security.InvalidKeyException;
@@ -30,20 +31,14 @@ final class TokenBlockCipher extends TokenCipher {
     private static final int BLOCK = 16;
     private static final int COUNTER_BITS = 128;
 
-    private final int mechanism;
     private final boolean padded;
-    private byte[] iv;
-
-    /** The data that waits for more; less than a block, or one whole block that may be the padded one. */
-    private final Buffer rest = new Buffer();
 
     /** The operation in parts, and the number of bytes that it has taken and not yet delivered; null for none. */
     private HeldSession operation;
     private int owed;
 
     TokenBlockCipher(Token token, int mechanism, boolean padded) {
-        super(token);
-        this.mechanism = mechanism;
+        super(token, mechanism, IvParameterSpec.class, BLOCK);
         this.padded = padded;
     }
 
@@ -68,16 +63,6 @@ final class TokenBlockCipher extends TokenCipher {
     }
 
     @Override
-    Class<? extends AlgorithmParameterSpec> parameterClass() {
-        return IvParameterSpec.class;
-    }
-
-    @Override
-    int mechanism() {
-        return mechanism;
-    }
-
-    @Override
     int wrapMechanism() {
         return padded && mechanism == CKM_AES_CBC ? CKM_AES_CBC_PAD : mechanism;
     }
@@ -88,23 +73,13 @@ final class TokenBlockCipher extends TokenCipher {
     }
 
     @Override
-    protected int engineGetBlockSize() {
-        return BLOCK;
-    }
-
-    @Override
-    protected byte[] engineGetIV() {
-        return iv == null ? null : iv.clone();
-    }
-
-    @Override
     protected AlgorithmParameters engineGetParameters() {
         return iv == null ? null : encoded("AES", new IvParameterSpec(iv));
     }
 
     /** Returns how much of the data can go to the token before the end is known. */
     private int whole(int more) {
-        int all = rest.length() + more;
+        int all = data.length() + more;
         boolean keepsLast = padded && !encrypts() && all > 0;
         return (keepsLast ? all - 1 : all) / BLOCK * BLOCK;
     }
@@ -119,13 +94,12 @@ final class TokenBlockCipher extends TokenCipher {
     byte[] update(byte[] in, int offset, int length) {
         int whole = whole(length);
         if (whole == 0) {
-            rest.add(in, offset, length);
-            return new byte[0];
+            return super.update(in, offset, length);
         }
-        int used = whole - rest.length();
-        byte[] blocks = rest.with(in, offset, used);
-        rest.clear();
-        rest.add(in, offset + used, length - used);
+        int used = whole - data.length();
+        byte[] blocks = data.with(in, offset, used);
+        data.clear();
+        data.add(in, offset + used, length - used);
         return part(blocks);
     }
 
@@ -135,20 +109,13 @@ final class TokenBlockCipher extends TokenCipher {
         int[] written = new int[1];
         if (operation == null) {
             operation = startParts((session, object) -> {
-                if (encrypts()) {
-                    session.encryptInit(mechanism, parameter(0), object);
-                    written[0] = session.encryptUpdate(blocks, 0, blocks.length, out, 0);
-                } else {
-                    session.decryptInit(mechanism, parameter(0), object);
-                    written[0] = session.decryptUpdate(blocks, 0, blocks.length, out, 0);
-                }
+                start(session, parameter(0), object);
+                written[0] = part(session, blocks, out);
                 return null;
             });
         } else {
             try {
-                written[0] = operation.part(session -> encrypts()
-                    ? session.encryptUpdate(blocks, 0, blocks.length, out, 0)
-                    : session.decryptUpdate(blocks, 0, blocks.length, out, 0));
+                written[0] = operation.part(session -> part(session, blocks, out));
             } catch (PKCS11Exception e) {
                 throw interrupted(e);
             }
@@ -161,6 +128,11 @@ final class TokenBlockCipher extends TokenCipher {
         return owed == 0 ? out : Arrays.copyOf(out, written[0]);
     }
 
+    private int part(NativePKCS11Session session, byte[] blocks, byte[] out) {
+        return encrypts() ? session.encryptUpdate(blocks, 0, blocks.length, out, 0)
+            : session.decryptUpdate(blocks, 0, blocks.length, out, 0);
+    }
+
     private static ProviderException interrupted(PKCS11Exception e) {
         return new ProviderException("The operation was interrupted, initialise the cipher again: "
             + e.getMessage(), e);
@@ -168,13 +140,13 @@ final class TokenBlockCipher extends TokenCipher {
 
     @Override
     int finalSize(int more) {
-        int all = rest.length() + more;
+        int all = data.length() + more;
         return owed + (padded && encrypts() ? all / BLOCK * BLOCK + BLOCK : all);
     }
 
     @Override
     boolean isWhole() {
-        return operation == null && rest.length() == 0 && !padded;
+        return operation == null && data.length() == 0 && !padded;
     }
 
     @Override
@@ -186,7 +158,7 @@ final class TokenBlockCipher extends TokenCipher {
 
     @Override
     byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
-        byte[] last = rest.with(in, offset, length);
+        byte[] last = data.with(in, offset, length);
         if (padded && encrypts()) {
             last = pad(last);
         } else {
@@ -199,18 +171,18 @@ final class TokenBlockCipher extends TokenCipher {
     /** Ends an operation in parts. */
     private byte[] end(byte[] last) {
         byte[] part = last.length == 0 ? last : part(last);
-        byte[] room = Arrays.copyOf(part, part.length + owed + BLOCK); // none would ask for the length
+        byte[] output = Arrays.copyOf(part, part.length + owed + BLOCK); // a capacity of 0 would request the length
         int written;
         try {
             written = operation.last(session ->
-                encrypts() ? session.encryptFinal(room, part.length) : session.decryptFinal(room, part.length));
+                encrypts() ? session.encryptFinal(output, part.length) : session.decryptFinal(output, part.length));
         } catch (PKCS11Exception e) {
             throw interrupted(e);
         }
         if (written != owed) {
             throw new ProviderException("the token delivers " + written + " bytes in the end, not " + owed);
         }
-        return Arrays.copyOf(room, part.length + written);
+        return Arrays.copyOf(output, part.length + written);
     }
 
     private static byte[] pad(byte[] data) {
@@ -239,7 +211,7 @@ final class TokenBlockCipher extends TokenCipher {
 
     @Override
     void reset() {
-        rest.clear();
+        super.reset();
         owed = 0;
         if (operation != null) {
             operation.run();

@@ -66,7 +66,7 @@ abstract class TokenKey implements Key, Destroyable {
             this.id = id;
         }
 
-        /** Tells whether the handle still means this key; modules give a handle to a new object once it is free. */
+        /** Returns whether the handle is still that of this key; modules use a free handle again for a new object. */
         boolean isThere(NativePKCS11Session session) {
             try {
                 return Arrays.equals(id, new NativePKCS11Object(session, handle).getByteArrayAttributeValue(CKA_ID));
@@ -92,7 +92,7 @@ abstract class TokenKey implements Key, Destroyable {
     /**
      * Builds the Java object for a key.
      *
-     * @param object the key, found or made in a session of the connection
+     * @param object the key, found or created in a session of the connection
      * @param read its attributes, those that {@link TokenSecretKey} or {@link TokenPrivateKey} need
      */
     TokenKey(Token token, String algorithm, Connection at, NativePKCS11Object object, PKCS11Attributes read,
@@ -172,13 +172,13 @@ abstract class TokenKey implements Key, Destroyable {
         return found.get(0).getHandle();
     }
 
-    /** Tells whether the public keys with this key's identifier are others than the one that was there. */
+    /** Returns whether the public keys with this key's identifier are others than the one that was there. */
     private boolean isReplaced(NativePKCS11Session session) {
         List<PublicKey> present = publicKeys(session, attributes.getBytes(CKA_ID));
         return !present.isEmpty() && !present.contains(publicKey);
     }
 
-    /** Returns the public keys on the token with an identifier, as far as the JDK knows their kind. */
+    /** Returns the public keys on the token with an identifier, those of a kind that the JDK knows. */
     static List<PublicKey> publicKeys(NativePKCS11Session session, byte[] id) {
         return session.findObjects(Template.of(CKA_CLASS, CKO_PUBLIC_KEY, CKA_ID, id)).stream().map(object -> {
             try {
@@ -189,7 +189,7 @@ abstract class TokenKey implements Key, Destroyable {
         }).filter(each -> each != null).collect(Collectors.toList());
     }
 
-    /** Returns a text by which keys with one label and identifier are told apart. */
+    /** Returns a text that differs between keys with one label and identifier. */
     String fingerprint() {
         return Integer.toHexString(Arrays.deepHashCode(
             Arrays.stream(PROPERTIES).mapToObj(attributes::get).toArray()));
@@ -213,10 +213,15 @@ abstract class TokenKey implements Key, Destroyable {
         return attributes.getInteger(CKA_KEY_TYPE);
     }
 
-    /** Tells whether the key's {@code CKA_ALLOWED_MECHANISMS}, if it has any, contain a mechanism. */
+    /** Returns whether the key's {@code CKA_ALLOWED_MECHANISMS}, if it has any, contain a mechanism. */
     boolean allows(int mechanism) {
         int[] allowed = (int[]) attributes.get(CKA_ALLOWED_MECHANISMS);
         return allowed == null || allowed.length == 0 || Arrays.stream(allowed).anyMatch(each -> each == mechanism);
+    }
+
+    /** Returns whether the token requires a login between the start of each operation with the key and the data. */
+    boolean requiresLogin() {
+        return attributes.isTrue(CKA_ALWAYS_AUTHENTICATE);
     }
 
     @Override

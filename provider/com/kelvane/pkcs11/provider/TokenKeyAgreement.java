@@ -6,6 +6,7 @@ import com.kelvane.pkcs11.CK_ECDH1_DERIVE_PARAMS;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
+import java.math.BigInteger;
 import java.security.InvalidAlgorithmParameterException;
 import java.security.InvalidKeyException;
 import java.security.Key;
@@ -121,17 +122,10 @@ final class TokenKeyAgreement extends KeyAgreementSpi {
                 }
             });
             point = null;
-            return secret.length == length ? secret : padded(secret);
+            return Der.unsigned(new BigInteger(1, secret), length); // some modules leave out leading zeros
         } catch (InvalidKeyException | PKCS11Exception e) {
             throw failure(e);
         }
-    }
-
-    /** Returns a secret whose leading zeros the module has left out. */
-    private byte[] padded(byte[] secret) {
-        byte[] whole = new byte[length];
-        System.arraycopy(secret, 0, whole, length - secret.length, secret.length);
-        return whole;
     }
 
     private TokenPrivateKey agreed() {
@@ -174,9 +168,8 @@ final class TokenKeyAgreement extends KeyAgreementSpi {
         Template template = target.created(token, identified).and(CKA_VALUE_LEN, length);
         TokenPrivateKey base = agreed();
         try {
-            Token.Work<SecretKey> work = (at, session) -> TokenSecretKeyFactory.of(token, algorithm, identified, at,
+            SecretKey derived = TokenSecretKeyFactory.created(token, algorithm, identified, (at, session) ->
                 session.deriveKey(CKM_ECDH1_DERIVE, parameter(), base.in(at, session), template));
-            SecretKey derived = identified.isOnToken() ? token.run(work) : token.create(work);
             point = null;
             return derived;
         } catch (InvalidKeyException | PKCS11Exception e) {

@@ -41,7 +41,7 @@ final class TokenKeyFactory extends KeyFactorySpi {
     }
 
     /**
-     * Tells whether the JDK knows keys of an algorithm. The list of providers is not asked: while a provider is
+     * Returns whether the JDK knows keys of an algorithm. The list of providers is not used: while a provider is
      * configured by a line of java.security, that would remove it from the list.
      */
     static boolean isKnown(String algorithm) {
@@ -106,7 +106,8 @@ final class TokenKeyFactory extends KeyFactorySpi {
     static TokenPrivateKey imported(Token token, PrivateKey key, TokenKeySpec spec) throws InvalidKeyException {
         Template template = template(token, key, spec.identified());
         try {
-            return token.create((at, session) -> TokenPrivateKey.of(token, at, session.createObject(template), null));
+            return token.create(spec, (at, session) ->
+                TokenPrivateKey.of(token, at, session.createObject(template), null));
         } catch (PKCS11Exception e) {
             throw new InvalidKeyException("The token does not import the key: " + e.getMessage(), e);
         }

@@ -61,8 +61,8 @@ final class TokenKeyGenerator extends KeyGeneratorSpi {
         // The length of a ChaCha20 key is fixed, and some modules refuse it in a template.
         Template sized = kind == KeyKind.CHACHA20 ? template : template.and(CKA_VALUE_LEN, bits / 8);
         try {
-            return TokenSecretKeyFactory.made(token, algorithm, identified,
-                session -> session.generateKey(mechanism, null, sized));
+            return TokenSecretKeyFactory.created(token, algorithm, identified,
+                (at, session) -> session.generateKey(mechanism, null, sized));
         } catch (InvalidKeyException | PKCS11Exception e) {
             throw new ProviderException("The token generates no key: " + e.getMessage(), e);
         }

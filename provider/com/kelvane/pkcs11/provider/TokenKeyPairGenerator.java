@@ -54,7 +54,7 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
             size -> named(Map.of(255, "X25519", 448, "X448"), size, NamedParameterSpec::new)),
         ML_DSA(KeyKind.ML_DSA, 65, TokenKeyPairGenerator::mlDsa, size -> new NamedParameterSpec("ML-DSA-" + size));
 
-        private final KeyKind kind;
+        final KeyKind kind;
         private final int defaultSize;
         private final Parameters parameters;
         private final Sizes sizes;
@@ -121,7 +121,7 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
             }
             Template publicParameters = template;
             TokenKeySpec identified = spec.identified();
-            Token.Work<KeyPair> work = (at, session) -> {
+            return token.create(identified, (at, session) -> {
                 NativePKCS11KeyPair pair = session.generateKeyPair(mechanism, null,
                     join(algorithm.kind.generatedPublic(identified), publicParameters),
                     algorithm.kind.generated(token, identified));
@@ -137,8 +137,7 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
                     session.destroyObject(pair.getPublic());
                 }
                 return new KeyPair(publicKey, TokenPrivateKey.of(token, at, pair.getPrivate(), publicKey));
-            };
-            return identified.isOnToken() ? token.run(work) : token.create(work);
+            });
         } catch (GeneralSecurityException | PKCS11Exception e) {
             throw new ProviderException("The token generates no key pair: " + e.getMessage(), e);
         }

@@ -4,7 +4,7 @@ import java.security.SecureRandom;
 import java.security.spec.AlgorithmParameterSpec;
 
 /**
- * The attributes of a key to be made on a token: by a {@code KeyPairGenerator} or {@code KeyGenerator}, by
+ * The attributes of a new key on a token: by a {@code KeyPairGenerator} or {@code KeyGenerator}, by
  * {@code Cipher.unwrap}, or by a {@code KeyAgreement}. It takes the place of the parameters that the algorithm has by
  * itself, and holds them:
  *
@@ -128,7 +128,7 @@ public final class TokenKeySpec implements AlgorithmParameterSpec {
     }
 
     /**
-     * Tells whether the key stays on the token.
+     * Returns whether the key stays on the token.
      *
      * @return false for a session key
      */
@@ -137,7 +137,7 @@ public final class TokenKeySpec implements AlgorithmParameterSpec {
     }
 
     /**
-     * Tells whether the token keeps the value of the key to itself.
+     * Returns whether the token keeps the value of the key to itself.
      *
      * @return false for a key that can be read
      */
@@ -146,7 +146,7 @@ public final class TokenKeySpec implements AlgorithmParameterSpec {
     }
 
     /**
-     * Tells whether the key can be wrapped.
+     * Returns whether the key can be wrapped.
      *
      * @return true for a key that can be wrapped
      */

@@ -36,10 +36,10 @@ import javax.security.auth.login.LoginException;
 
 /**
  * The keys and certificates that stay on the token. They are read by {@code load}, which logs in, and after each change
- * that is made here; the keys keep working when the token was away in between.
+ * by this object; the keys keep working when the token was away in between.
  *
  * <p>The alias of an entry is its label. Where labels repeat or are missing, the identifier and the algorithm of a key
- * are behind it, or the serial number of a certificate, as far as they make it unique.
+ * are behind it, or the serial number of a certificate, as far as needed to be unique.
  */
 final class TokenKeyStore extends KeyStoreSpi {
     private final Token token;
@@ -183,7 +183,7 @@ final class TokenKeyStore extends KeyStoreSpi {
         return new KeyStore.PrivateKeyEntry((PrivateKey) entry.key, entry.chain);
     }
 
-    /** Sets an entry; keys need no protection of their own. */
+    /** Sets an entry; keys need no protection of their own, which the inherited method insists on. */
     @Override
     public void engineSetEntry(String alias, KeyStore.Entry entry, KeyStore.ProtectionParameter protection)
         throws KeyStoreException {
@@ -203,16 +203,16 @@ final class TokenKeyStore extends KeyStoreSpi {
 
     /** A change of the objects on the token. */
     private interface Change {
-        void make(Connection at, NativePKCS11Session session, TokenObjects objects)
+        void run(Connection at, NativePKCS11Session session, TokenObjects objects)
             throws InvalidKeyException, CertificateEncodingException;
     }
 
-    /** Makes a change, which may be repeated after it was made in part, and reads the entries anew. */
+    /** Carries out a change, which may be repeated after a part of it, and reads the entries again. */
     private void change(Change change) throws KeyStoreException {
         try {
             token.run((at, session) -> {
                 try {
-                    change.make(at, session, new TokenObjects(token, at, session));
+                    change.run(at, session, new TokenObjects(token, at, session));
                     return null;
                 } catch (CertificateEncodingException e) {
                     throw new InvalidKeyException(e);
@@ -268,7 +268,7 @@ final class TokenKeyStore extends KeyStoreSpi {
         });
     }
 
-    /** Gives a key on the token the label of an alias, unless the alias has it already; and an identifier if needed. */
+    /** Sets the label of a key on the token to an alias, unless it has that alias already, and its identifier. */
     private void rename(TokenKey key, String alias, byte[] id, Connection at, NativePKCS11Session session)
         throws InvalidKeyException {
         Entry named = entries.get(alias);
@@ -281,7 +281,7 @@ final class TokenKeyStore extends KeyStoreSpi {
         }
     }
 
-    /** Creates a key on the token; what an earlier attempt has left there goes first. */
+    /** Creates a key on the token; what an earlier attempt has left is destroyed first. */
     private void place(Key key, String alias, byte[] id, Connection at, NativePKCS11Session session)
         throws InvalidKeyException {
         session.findObjects(Template.of(CKA_CLASS, key instanceof PrivateKey ? CKO_PRIVATE_KEY : CKO_SECRET_KEY,

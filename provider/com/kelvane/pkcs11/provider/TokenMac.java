@@ -24,7 +24,7 @@ final class TokenMac extends MacSpi {
     private TokenSecretKey key;
     private HeldSession operation;
 
-    /** Whether the module makes this MAC in parts; not all make every one. */
+    /** Whether the module computes this MAC in parts; not all compute every one. */
     private boolean inParts = true;
 
     TokenMac(Token token, int mechanism, int length) {
@@ -113,7 +113,7 @@ final class TokenMac extends MacSpi {
     }
 
     private static ProviderException failure(Exception e) {
-        return new ProviderException("The token makes no MAC: " + e.getMessage(), e);
+        return new ProviderException("The token does not compute the MAC: " + e.getMessage(), e);
     }
 
     @Override

@@ -25,7 +25,7 @@ import java.util.Map;
 import java.util.Set;
 import java.util.stream.Collectors;
 
-/** The keys and certificates on a token at one time, put together to the entries of a key store. */
+/** The keys and certificates on a token at one time, as the entries of a key store. */
 final class TokenObjects {
     private static final X509Certificate[] NO_CHAIN = {};
 
@@ -148,18 +148,18 @@ final class TokenObjects {
         return new Entry(key, own == null ? NO_CHAIN : chain(own.content), label);
     }
 
-    /** Tells whether a public key belongs to a private key, of which the modulus or public keys are known. */
+    /** Returns whether a public key belongs to a private key, of which the modulus or public keys are known. */
     private static boolean isOf(PublicKey candidate, BigInteger modulus, List<PublicKey> known) {
         return candidate instanceof RSAKey ? ((RSAKey) candidate).getModulus().equals(modulus)
             : known.contains(candidate);
     }
 
-    /** Tells whether a public key is known not to belong to a private key. */
+    /** Returns whether a public key is known not to belong to a private key. */
     private static boolean isOfOther(PublicKey candidate, BigInteger modulus, List<PublicKey> known) {
         return (modulus != null || !known.isEmpty()) && !isOf(candidate, modulus, known);
     }
 
-    /** Returns a certificate and its issuers, as far as they are on the token. */
+    /** Returns a certificate and its issuers, those that are on the token. */
     private X509Certificate[] chain(X509Certificate first) {
         List<X509Certificate> chain = new ArrayList<>(List.of(first));
         for (X509Certificate last = first; last != null;) {
@@ -227,7 +227,7 @@ final class TokenObjects {
         }
     }
 
-    /** Gives each entry an alias: its label, with as many qualifiers as make it unique, and a number in the end. */
+    /** Returns the entries by aliases: their labels, with qualifiers until they are unique, and a number at the end. */
     private static Map<String, Entry> named(List<Entry> entries) {
         Map<String, Entry> named = new LinkedHashMap<>();
         List<Entry> unnamed = entries;

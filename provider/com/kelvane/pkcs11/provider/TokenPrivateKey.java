@@ -28,7 +28,8 @@ class TokenPrivateKey extends TokenKey implements PrivateKey {
 
     /** The attributes that the constructor needs. */
     private static final int[] ATTRIBUTES = {CKA_CLASS, CKA_KEY_TYPE, CKA_TOKEN, CKA_ID, CKA_LABEL, CKA_UNIQUE_ID,
-        CKA_MODULUS, CKA_EC_PARAMS, CKA_ALLOWED_MECHANISMS, CKA_PRIME, CKA_SUBPRIME, CKA_BASE};
+        CKA_MODULUS, CKA_EC_PARAMS, CKA_ALLOWED_MECHANISMS, CKA_ALWAYS_AUTHENTICATE, CKA_PRIME, CKA_SUBPRIME,
+        CKA_BASE};
 
     /** Builds the Java object, as {@link TokenKey#TokenKey} does. */
     TokenPrivateKey(Token token, String algorithm, Connection at, NativePKCS11Object object, PKCS11Attributes read,

@@ -27,12 +27,9 @@ import javax.crypto.spec.PSource;
  * only keys of the token are wrapped by the token.
  */
 final class TokenRsaCipher extends TokenCipher {
-    private final int mechanism;
-
     /** The parameters without others; null for PKCS #1. */
     private final OAEPParameterSpec standard;
     private OAEPParameterSpec oaep;
-    private final Buffer data = new Buffer();
 
     /** The length of the modulus in bytes. */
     private int length;
@@ -42,8 +39,7 @@ final class TokenRsaCipher extends TokenCipher {
     private RSAPublicKey publicKey;
 
     TokenRsaCipher(Token token, int mechanism, Hash hash) {
-        super(token);
-        this.mechanism = mechanism;
+        super(token, mechanism, OAEPParameterSpec.class, 0);
         standard = hash == null ? null : new OAEPParameterSpec(hash.algorithm, "MGF1", MGF1ParameterSpec.SHA1,
             PSource.PSpecified.DEFAULT);
     }
@@ -93,16 +89,6 @@ final class TokenRsaCipher extends TokenCipher {
     }
 
     @Override
-    Class<? extends AlgorithmParameterSpec> parameterClass() {
-        return OAEPParameterSpec.class;
-    }
-
-    @Override
-    int mechanism() {
-        return mechanism;
-    }
-
-    @Override
     Object parameter(int ignored) {
         if (oaep == null) {
             return null;
@@ -114,40 +100,19 @@ final class TokenRsaCipher extends TokenCipher {
     }
 
     @Override
-    protected int engineGetBlockSize() {
-        return 0;
-    }
-
-    @Override
-    protected byte[] engineGetIV() {
-        return null;
-    }
-
-    @Override
     protected AlgorithmParameters engineGetParameters() {
         return oaep == null ? null : encoded("OAEP", oaep);
     }
 
     @Override
-    int updateSize(int more) {
-        return 0;
-    }
-
-    @Override
     byte[] update(byte[] in, int offset, int count) {
-        // More than the modulus is wrong already, and enough to tell so at the end.
-        data.add(in, offset, Math.min(count, length + 1));
-        return new byte[0];
+        // One byte more than the modulus is enough for the exception at the end.
+        return super.update(in, offset, Math.min(count, length + 1));
     }
 
     @Override
     int finalSize(int more) {
         return length;
-    }
-
-    @Override
-    boolean isWhole() {
-        return false;
     }
 
     @Override
@@ -176,10 +141,5 @@ final class TokenRsaCipher extends TokenCipher {
     @Override
     void release(NativePKCS11Object wrappingKey) {
         wrappingKey.destroy();
-    }
-
-    @Override
-    void reset() {
-        data.clear();
     }
 }

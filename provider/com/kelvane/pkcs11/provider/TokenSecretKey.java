@@ -10,7 +10,7 @@ import javax.crypto.SecretKey;
 final class TokenSecretKey extends TokenKey implements SecretKey {
     private static final long serialVersionUID = 1L;
 
-    /** The attributes that the constructor needs; of a session key that was made here its identifier is enough. */
+    /** The attributes that the constructor needs; for a new session key the identifier is enough. */
     static final int[] ATTRIBUTES_OF_SESSION = {CKA_CLASS, CKA_KEY_TYPE, CKA_TOKEN, CKA_ID};
     static final int[] ATTRIBUTES = {CKA_CLASS, CKA_KEY_TYPE, CKA_TOKEN, CKA_ID, CKA_LABEL, CKA_UNIQUE_ID,
         CKA_CHECK_VALUE, CKA_ALLOWED_MECHANISMS};

@@ -5,7 +5,6 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
-import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.security.InvalidKeyException;
 import java.security.spec.InvalidKeySpecException;
 import java.security.spec.KeySpec;
@@ -33,7 +32,7 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
         }
     }
 
-    /** Returns the value of a key; only that of one which is neither sensitive nor unextractable can be read. */
+    /** Returns the value of a key, which has to be extractable and not sensitive. */
     @Override
     protected KeySpec engineGetKeySpec(SecretKey key, Class<?> keySpec) throws InvalidKeySpecException {
         if (!keySpec.isAssignableFrom(SecretKeySpec.class)) {
@@ -64,7 +63,7 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
         TokenKeySpec identified = spec.identified();
         Template template = template(token, key, identified);
         try {
-            return made(token, key.getAlgorithm(), identified, session -> session.createObject(template));
+            return created(token, key.getAlgorithm(), identified, (at, session) -> session.createObject(template));
         } catch (PKCS11Exception e) {
             throw new InvalidKeyException("The token does not import the key: " + e.getMessage(), e);
         }
@@ -80,21 +79,13 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
         return kind.created(token, spec).and(CKA_VALUE, value);
     }
 
-    /** A call that makes an object. */
-    interface Maker {
-        NativePKCS11Object make(NativePKCS11Session session) throws InvalidKeyException;
-    }
-
-    /** Makes a secret key on the token. */
-    static TokenSecretKey made(Token token, String algorithm, TokenKeySpec spec, Maker maker)
+    /** Creates a secret key on the token by a call of the module. */
+    static TokenSecretKey created(Token token, String algorithm, TokenKeySpec spec, Token.Work<NativePKCS11Object> call)
         throws InvalidKeyException {
-        Token.Work<TokenSecretKey> work = (at, session) -> of(token, algorithm, spec, at, maker.make(session));
-        return spec.isOnToken() ? token.run(work) : token.create(work);
-    }
-
-    /** Builds the Java object for a secret key that was made. */
-    static TokenSecretKey of(Token token, String algorithm, TokenKeySpec spec, Connection at, NativePKCS11Object made) {
-        return new TokenSecretKey(token, algorithm, at, made,
-            made.readAttributes(spec.isOnToken() ? TokenSecretKey.ATTRIBUTES : TokenSecretKey.ATTRIBUTES_OF_SESSION));
+        return token.create(spec, (at, session) -> {
+            NativePKCS11Object object = call.run(at, session);
+            return new TokenSecretKey(token, algorithm, at, object, object.readAttributes(
+                spec.isOnToken() ? TokenSecretKey.ATTRIBUTES : TokenSecretKey.ATTRIBUTES_OF_SESSION));
+        });
     }
 }

@@ -66,6 +66,9 @@ final class TokenSignature extends SignatureSpi {
         }
     }
 
+    /** The length of the longest signature, that of ML-DSA-87. */
+    private static final int LONGEST = 4627;
+
     private final Token token;
     private final Scheme scheme;
 
@@ -111,7 +114,7 @@ final class TokenSignature extends SignatureSpi {
         int hashing = scheme.hashing(hash);
         hashedByToken = !isUsable(scheme.mechanism);
         if (hashedByToken && !(hashing != 0 && isUsable(hashing))) {
-            throw new InvalidKeyException("neither the token nor the key allows " + nameOf("CKM_", scheme.mechanism));
+            throw new InvalidKeyException("the token or the key does not allow " + nameOf("CKM_", scheme.mechanism));
         }
         try {
             if (hash == null || hashedByToken) {
@@ -170,20 +173,24 @@ final class TokenSignature extends SignatureSpi {
         try {
             byte[] prepared = digest == null && !hashedByToken ? prepared(input) : input;
             int mechanism = hashedByToken ? scheme.hashing(hash) : scheme.mechanism;
-            byte[] signature = token.use(key, (session, object) -> scheme == Scheme.EDDSA
-                ? signExactly(session, object, prepared) : session.sign(mechanism, parameter(), object, prepared));
+            byte[] signature = token.use(key, (session, object) -> scheme == Scheme.EDDSA || key.requiresLogin()
+                ? sign(session, mechanism, object, prepared) : session.sign(mechanism, parameter(), object, prepared));
             return scheme == Scheme.ECDSA || scheme == Scheme.DSA ? Der.numbers(signature) : signature;
         } catch (InvalidKeyException | PKCS11Exception | ProviderException e) {
             throw new SignatureException("The token does not sign: " + e.getMessage(), e);
         }
     }
 
-    /** Signs with an array of just the signature's length, which NSS insists on. */
-    private byte[] signExactly(NativePKCS11Session session, NativePKCS11Object object, byte[] input) {
-        byte[] signature = new byte[TokenPrivateKey.Curve.ED448.isOf(key) ? 114 : 64];
-        session.signInit(CKM_EDDSA, null, object);
-        session.sign(input, 0, input.length, signature, 0);
-        return signature;
+    /**
+     * Signs in two calls. Between them is the login that the key requires; and the array for an EdDSA signature has
+     * just the length of that, which NSS insists on.
+     */
+    private byte[] sign(NativePKCS11Session session, int mechanism, NativePKCS11Object object, byte[] input) {
+        byte[] signature = new byte[scheme != Scheme.EDDSA ? LONGEST
+            : TokenPrivateKey.Curve.ED448.isOf(key) ? 114 : 64];
+        session.signInit(mechanism, parameter(), object);
+        token.logInFor(key, session);
+        return Arrays.copyOf(signature, session.sign(input, 0, input.length, signature, 0));
     }
 
     /** Returns what the mechanism without hash signs for a hash, or for data in its place. */

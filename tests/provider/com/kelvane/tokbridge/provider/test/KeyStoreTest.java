@@ -104,7 +104,7 @@ class KeyStoreTest {
         assertEquals(before, new TreeSet<>(Collections.list(store.aliases())));
     }
 
-    /** Labels that repeat or are missing still give each entry an alias of its own, the same at each load. */
+    /** Labels that repeat or are missing still lead to one alias for each entry, the same at each load. */
     @Test
     @Tag("any")
     void aliasesAreUniqueAndStable() throws Exception {

@@ -4,6 +4,7 @@ import static com.kelvane.tokbridge.provider.test.Tokens.*;
 import static org.junit.jupiter.api.Assertions.*;
 import static org.junit.jupiter.api.Assumptions.*;
 
+import java.nio.*;
 import java.security.*;
 import java.security.spec.*;
 import java.util.*;
@@ -68,6 +69,16 @@ class MisuseTest {
         });
         check(AEADBadTagException.class, gcm, cipher -> cipher.doFinal(zeros));
         check(AEADBadTagException.class, gcm, cipher -> cipher.doFinal(zeros, 0, 15));
+        for (int size : new int[] {32, 1 << 18}) { // no output without a right tag
+            check(AEADBadTagException.class, gcm, cipher -> {
+                ByteBuffer out = ByteBuffer.allocateDirect(size);
+                try {
+                    cipher.doFinal(ByteBuffer.allocateDirect(size), out);
+                } finally {
+                    assertEquals(ByteBuffer.allocate(size), out);
+                }
+            });
+        }
         check(ShortBufferException.class, cbc, cipher -> cipher.update(zeros, 0, 32, new byte[31]));
         check(IllegalStateException.class, gcm, cipher -> {
             cipher.update(zeros);
