@@ -175,7 +175,7 @@ class ToolTest {
             && written.contains("{\"result\":\"wrong\",\"operation\":\"key wrap\",\"mechanism\":"
                 + "\"CKM_AES_KEY_WRAP_PAD\""), written);
         assertEquals(before, objects());
-        // Keys that nobody tried are no good news; nor is a token on which there was nothing to try.
+        // Keys that were not tried are a negative result, as is a token without anything to try.
         assertMatches(".*not tried +key +- +\"idle\".* 0 of 1 keys.*exit 1",
             run("check", "--token", "pkcs11:token=t%C3%B6ken;object=idle", PIN));
     }
@@ -209,7 +209,7 @@ class ToolTest {
         assertEquals("EC", KeyFactory.getInstance("EC").generatePublic(new X509EncodedKeySpec(key)).getAlgorithm());
         assertEquals("exit 1", run("objects", "--pem", "--token", uri.replace("?", ";type=private?")));
 
-        String[][] refused = { // what is asked, and what is answered; no try of the PIN is spent
+        String[][] refused = { // the output, the arguments; no try of the PIN is spent
             {"exit 2", "objects"}, {"Unmatched.*exit 2", "quickstart"},
             {"2 tokens match", "objects", "--token", "pkcs11:model=SoftHSM%20v2"},
             {"--module.* contradict.*exit 2", "info", "--module=" + SOFTHSM, "--token=pkcs11:?module-path=/none.so"},
@@ -218,7 +218,7 @@ class ToolTest {
             {"--pin-env.* contradict.*exit 2", "objects", "--pin-env=A", "--token=pkcs11:?pin-source=/b"},
             {"mutually exclusive.*exit 2", "objects", "--pin-env=A", "--pin-file=/b"},
             {"this token is not there.*name one of these", "objects", "--token", "other"},
-            {"no slot's number", "objects", "--slot", "x"},
+            {"not a slot number", "objects", "--slot", "x"},
             {"\"colour\" is not a known.*exit 2", "objects", "--token=pkcs11:colour=red"},
             {"pin-value.*read command lines", "objects", "--token=pkcs11:?pin-value=1234"},
             {"there is no terminal", "objects", "--token=t\u00f6ken", "--login"},
@@ -244,16 +244,16 @@ class ToolTest {
         }
     }
 
-    /** An empty PIN and one that the locale has garbled are never sent; SoftHSM2 would tell that a wrong one was. */
+    /** An empty PIN and one that the locale has garbled are never sent; SoftHSM2 would report a wrong one. */
     @Test
     void noTryOfThePinIsSpentForNothing() throws Exception {
         makeTokens();
         Path file = programs.directory.resolve("pin");
         for (String pin : List.of("", "\n1234", "12\ufffd4")) {
             Files.writeString(file, pin);
-            assertMatches("tokbridge: nobody was logged in\n.*exit 2",
+            assertMatches("tokbridge: no user was logged in\n.*exit 2",
                 run("objects", "--token=t\u00f6ken", "--pin-file", file.toString()));
-            assertMatches("tokbridge: (nobody was logged in|there is no PIN)\n.*exit 2", Programs.outcome(
+            assertMatches("tokbridge: (no user was logged in|there is no PIN)\n.*exit 2", Programs.outcome(
                 with("TOKEN_PIN", pin.split("\n", 2)[0], tool("objects", "--token=t\u00f6ken", PIN)).start()));
         }
         assertFalse(run("info", "--token=t\u00f6ken").contains("a wrong one was entered"));

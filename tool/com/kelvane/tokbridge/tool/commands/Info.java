@@ -13,8 +13,8 @@ import picocli.CommandLine.Mixin;
 
 /** The command info: describes a module. */
 @Command(name = "info", mixinStandardHelpOptions = true, sortOptions = false, description = "Describes a module: the "
-    + "library and its slots; of a token that is named, or the only one, also what it says of itself and its "
-    + "mechanisms. No session is opened, nobody is logged in, nothing is changed.")
+    + "library and its slots; a token that is named, or the only one, with its mechanisms. No session is opened, no "
+    + "user logged in, nothing changed.")
 final class Info implements Callable<Integer> {
     @Mixin
     private Target target;
@@ -43,7 +43,7 @@ final class Info implements Callable<Integer> {
                 about.json.put("token", describe(target.namesToken() ? target.slot(library) : withToken.get(0)));
             } else {
                 output.sentence(withToken.isEmpty() ? "No slot has a token."
-                    : "More is told of one that --token or --slot names.");
+                    : "Name a token with --token or --slot for its details.");
             }
             output.json(about);
             return rows.stream().anyMatch(row -> row.json.containsKey("code")) ? Failure.FAILED : Failure.DONE;

@@ -15,8 +15,8 @@ import picocli.CommandLine.*;
 
 /** The command objects: lists what is on a token. */
 @Command(name = "objects", mixinStandardHelpOptions = true, sortOptions = false, description = "Lists the objects on a "
-    + "token: class, key type and size, label, id, uses and dates; certificates with what they say, and whether their "
-    + "key is there. Secret values are never read. Private objects are there after a login only.")
+    + "token: class, key type and size, label, id, uses and dates; certificates with their names and dates, and "
+    + "whether their key is present. Secret values are never read. Private objects are visible after a login only.")
 final class ListObjects implements Callable<Integer> {
     @Mixin
     private Login login;
@@ -30,7 +30,7 @@ final class ListObjects implements Callable<Integer> {
     @Override
     public Integer call() {
         if (pem && output.isJson()) {
-            throw new Failure(Failure.USAGE, "--pem and --json contradict each other", null, "give one of them");
+            throw new Failure(Failure.USAGE, "--pem and --json contradict each other", null, "use one of them");
         }
         try (NativePKCS11 library = login.open(); Token token = login.open(login.slot(library), false)) {
             List<NativePKCS11Object> objects = token.session.findObjects(login.uri(PKCS11Uri::objects));

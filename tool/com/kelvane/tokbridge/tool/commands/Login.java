@@ -10,7 +10,7 @@ import picocli.CommandLine.*;
 
 /** The token that the user names, and how to log in to it. */
 final class Login extends Target {
-    @Option(names = "--login", description = "Log in. The PIN is asked for without echo, unless --pin-file or "
+    @Option(names = "--login", description = "Log in. The PIN is entered without echo, unless --pin-file or "
         + "--pin-env names it.")
     private boolean login;
 
@@ -27,7 +27,7 @@ final class Login extends Target {
         private String variable;
     }
 
-    /** Returns the file with the PIN; null if none is named. */
+    /** Returns the file with the PIN; null for none. */
     private Path file() {
         Path inUri = uri(PKCS11Uri::pinFile);
         agreed("--pin-env", pin.variable, "pin-source", inUri == null ? null : inUri.toString());

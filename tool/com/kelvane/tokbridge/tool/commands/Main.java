@@ -18,8 +18,8 @@ import picocli.CommandLine.IVersionProvider;
     description = "Checks whether a security token works from Java.",
     subcommands = {Info.class, ListObjects.class, Check.class, GenerateCompletion.class},
     footer = {"", "Tokens are initialised, PINs set, keys created and destroyed with other programs: the vendor's, or "
-        + "softhsm2-util, pkcs11-tool, p11tool, certutil and tpm2_ptool, as the token is.", "",
-        "Exit status: 0 done, 1 a negative answer, 2 usage error, 3 the module, the token or the output failed."})
+        + "softhsm2-util, pkcs11-tool, p11tool, certutil and tpm2_ptool, depending on the token.", "",
+        "Exit status: 0 done, 1 a negative result, 2 usage error, 3 the module, the token or the output failed."})
 public final class Main {
     private Main() {
     }
@@ -39,7 +39,7 @@ public final class Main {
 
     /** Runs the program with a command and its options, and ends with the exit status. */
     public static void main(String[] arguments) {
-        // A console only where there is a terminal, so that a PIN is never asked for on anything else.
+        // A console only where there is a terminal, so that a PIN is never read from anything else.
         System.setProperty("jdk.console", "java.base");
         // Tokens have texts in UTF-8, so a locale that knows ASCII alone does not choose the charset.
         Charset locale = Charset.forName(System.getProperty("stdout.encoding", Charset.defaultCharset().name()));

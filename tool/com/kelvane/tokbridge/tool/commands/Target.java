@@ -19,7 +19,7 @@ class Target {
     /** The module that has all those that are set up on the machine. */
     private static final String PROXY = "p11-kit-proxy.so";
 
-    @Option(names = "--module", paramLabel = "PATH", description = "The Cryptoki module; if it is not given, the one "
+    @Option(names = "--module", paramLabel = "PATH", description = "The Cryptoki module; by default the one "
         + "in the environment variable PKCS11_MODULE, or p11-kit's, which has those that are set up on this machine. A "
         + "bare file name is searched in the current folder, then where modules and libraries are installed.")
     private Path module;
@@ -30,15 +30,15 @@ class Target {
     private String text;
 
     @Option(names = "--slot", paramLabel = "NUMBER", description = "The token in this slot, as info writes it or in "
-        + "decimal, where labels and serial numbers are alike.")
+        + "decimal, where several have the same label and serial number.")
     private String slot;
 
-    /** Reads a part of the URI; one that matches everything stands for none. */
+    /** Reads a part of the URI; without one, of a URI that matches everything. */
     <T> T uri(Function<PKCS11Uri, T> part) {
         try {
             PKCS11Uri uri = PKCS11Uri.parse(text != null && PKCS11Uri.isUri(text) ? text : "pkcs11:");
             if (uri.get("pin-value") != null) {
-                throw new IllegalArgumentException("\"pin-value\" is not taken: all users can read command lines");
+                throw new IllegalArgumentException("\"pin-value\" is not accepted: all users can read command lines");
             }
             return part.apply(uri);
         } catch (IllegalArgumentException e) {
@@ -52,7 +52,7 @@ class Target {
     static <T> T agreed(String option, T value, String attribute, T inUri) {
         if (value != null && inUri != null && !value.equals(inUri)) {
             throw new Failure(Failure.USAGE, option + " and the token's URI contradict each other", option + " is \""
-                + value + "\", and " + attribute + " in the URI is \"" + inUri + "\"", "give one of them");
+                + value + "\", and " + attribute + " in the URI is \"" + inUri + "\"", "use one of them");
         }
         return value != null ? value : inUri;
     }
@@ -98,7 +98,7 @@ class Target {
                         + "--module nor PKCS11_MODULE names one, and p11-kit's is not installed",
                         "name one with --module, or install p11-kit")
                     : notLoaded(path, "it is not in the current folder, nor where modules and libraries are installed",
-                        "give the module's whole path");
+                        "use the module's whole path");
             }
             return Failure.in("the module \"" + path + "\" cannot be initialised", () -> {
                 library.libInitialize();
@@ -127,10 +127,10 @@ class Target {
             + "\", serial number \"" + each.getTokenInfo().getSerialNumber() + "\", in " + each)
             .collect(Collectors.joining("; "));
         throw !found.isEmpty() ? new Failure(Failure.USAGE, found.size() + " tokens match", list,
-            "name one of them with --token, or its slot with --slot if they are alike")
+            "name one of them with --token, or its slot with --slot")
             : present.isEmpty() ? new Failure(Failure.FAILED, "there is no token", "no slot of the module has one",
-                "put the token in, or see with tokbridge info which slots there are")
-            : new Failure(Failure.FAILED, "this token is not there", list, "name one of these, or put the token in");
+                "insert the token, or list the slots with tokbridge info")
+            : new Failure(Failure.FAILED, "this token is not there", list, "name one of these, or insert the token");
     }
 
     private boolean matches(PKCS11Slot each) {
@@ -146,7 +146,7 @@ class Target {
                 uri(uri -> uri.get("slot-id")));
             return number;
         } catch (NumberFormatException e) {
-            throw new Failure(Failure.USAGE, "\"" + slot + "\" is no slot's number", null, "see the slots with "
+            throw new Failure(Failure.USAGE, "\"" + slot + "\" is not a slot number", null, "list the slots with "
                 + "tokbridge info");
         }
     }

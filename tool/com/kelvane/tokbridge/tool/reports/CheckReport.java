@@ -52,7 +52,7 @@ public final class CheckReport implements Examination.Report {
         }
         PKCS11Exception refusal = end instanceof PKCS11Exception ? (PKCS11Exception) end
             : end instanceof Verdict ? (PKCS11Exception) end.getCause() : null;
-        // What is neither a verdict nor a refusal is raised by the JDK, which rejects what the token returned.
+        // Other exceptions are the JDK's, which rejects the token's result.
         String result = end == null ? WORKS : end instanceof Verdict ? ((Verdict) end).result : refusal == null ? WRONG
             : MISSING.contains(refusal.getCode()) ? NOT_OFFERED : REFUSED;
         faults += result.equals(REFUSED) || result.equals(WRONG) ? 1 : 0;
@@ -91,7 +91,7 @@ public final class CheckReport implements Examination.Report {
         });
         int mechanisms = token.mechanisms().size(), tried = examination.tried.size();
         int works = examination.works, keys = examination.keyNames().size(), keysTried = examination.keysTried;
-        // Nothing tried of what was there to be tried is no good answer.
+        // If keys were found and none was tried, the result is negative.
         int status = faults > 0 || keys > 0 && keysTried == 0 || works == 0 ? Failure.NEGATIVE : Failure.DONE;
         output.json(new Row().put("work", works).put("doNotWork", faults).put("mechanisms", mechanisms)
             .put("mechanismsTried", tried).put("keys", keys).put("keysTried", keysTried).put("status", status));

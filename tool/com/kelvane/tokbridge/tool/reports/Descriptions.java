@@ -19,7 +19,7 @@ public final class Descriptions {
     private Descriptions() {
     }
 
-    /** Adds what a module says of itself. */
+    /** Adds the information about a module. */
     public static Row library(Row row, NativePKCS11Info info) {
         return row.put("library", info.getLibraryDescription()).put("version", version(info.getLibraryVersion()))
             .put("maker", info.getManufacturerID()).put("cryptoki", PKCS11Version.toString(info.getCryptokiVersion()));
@@ -66,14 +66,14 @@ public final class Descriptions {
         }
     }
 
-    /** Returns what a slot says of itself. */
+    /** Returns the information about a slot. */
     public static Row slotAlone(PKCS11Slot slot) {
         PKCS11SlotInfo info = slot.getInfo();
         return new Row().put("slot", number(slot)).put("description", info.getSlotDescription())
             .put("maker", info.getManufacturerID()).put("tokenPresent", info.isTokenPresent());
     }
 
-    /** Adds what a token says of itself. */
+    /** Adds the information about a token. */
     public static Row token(Row row, PKCS11TokenInfo token) {
         row.put("token", token.getLabel()).put("initialised", token.isInitialized())
             .put("model", (token.getManufacturerID() + " " + token.getModel()).strip())

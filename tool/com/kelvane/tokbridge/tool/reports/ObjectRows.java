@@ -26,7 +26,7 @@ public final class ObjectRows {
     private final Token token;
     private final PKCS11Uri uri;
 
-    /** The ids of the private keys that are there. */
+    /** The ids of the private keys on the token. */
     private final Set<String> privateKeys;
 
     public ObjectRows(Token token) {
@@ -36,7 +36,7 @@ public final class ObjectRows {
             .map(key -> String.valueOf(hex(key.readAttributes(CKA_ID).getBytes(CKA_ID)))).collect(Collectors.toSet());
     }
 
-    /** Returns what an object says of itself: keys and data have uses, certificates a subject, others an error. */
+    /** Returns an object's row: keys and data have uses, certificates a subject, unreadable objects an error. */
     public Row row(NativePKCS11Object object) {
         try {
             PKCS11Attributes read = object.readAttributes(CKA_CLASS, CKA_KEY_TYPE, CKA_CERTIFICATE_TYPE, CKA_LABEL,
@@ -123,7 +123,7 @@ public final class ObjectRows {
         return date == null ? null : date.toInstant().atZone(zone).toLocalDate().toString();
     }
 
-    /** Returns bytes in hexadecimal; null if there are none. */
+    /** Returns bytes in hexadecimal; null for no bytes. */
     private static String hex(byte[] bytes) {
         return bytes == null || bytes.length == 0 ? null
             : String.format("%0" + 2 * bytes.length + "x", new BigInteger(1, bytes));

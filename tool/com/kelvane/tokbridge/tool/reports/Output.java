@@ -9,9 +9,9 @@ import java.util.*;
 import java.util.stream.Collectors;
 import picocli.CommandLine.Option;
 
-/** Where results go: as text for people, or as JSON for machines. */
+/** The output: text, or JSON. */
 public final class Output {
-    /** The exit status of a program whose output nobody reads. */
+    /** The exit status after a closed pipe, as of a program that SIGPIPE ended. */
     private static final int BROKEN_PIPE = 128 + 13;
 
     @Option(names = "--json", description = "Print JSON instead of text, errors too: one value; of what is tried one "
@@ -22,14 +22,14 @@ public final class Output {
         return json;
     }
 
-    /** Prints a value, if machines read. */
+    /** Prints a value as JSON, if JSON was requested. */
     public void json(Object value) {
         if (json) {
             print(toJson(value));
         }
     }
 
-    /** Prints lines, if people read. */
+    /** Prints lines, unless JSON was requested. */
     public void text(String lines) {
         if (!json) {
             print(lines);

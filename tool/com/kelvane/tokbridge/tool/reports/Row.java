@@ -3,7 +3,7 @@ package com.kelvane.tokbridge.tool.reports;
 import java.util.*;
 import java.util.stream.Collectors;
 
-/** A row of a table, or a list of names and values: in words for people, in codes and numbers as JSON. */
+/** A row of a table, or a list of names and values: as text, and as JSON with codes and numbers. */
 public final class Row {
     public final Map<String, Object> json = new LinkedHashMap<>();
     final Map<String, String> text = new LinkedHashMap<>();
@@ -11,19 +11,19 @@ public final class Row {
     /** A line below the row; null for none. */
     String below;
 
-    /** Adds a value; an empty text is none. */
+    /** Adds a value; an empty text is null. */
     public Row put(String name, Object value) {
-        Object given = "".equals(value) ? null : value;
-        return put(name, given, given);
+        Object present = "".equals(value) ? null : value;
+        return put(name, present, present);
     }
 
-    /** Adds a value that people see in other words. */
+    /** Adds a value with another text. */
     public Row put(String name, Object value, Object words) {
         json.put(name, value);
         return show(name, words);
     }
 
-    /** Adds a value for people alone. */
+    /** Adds a text that is not in JSON. */
     public Row show(String name, Object words) {
         text.put(name, oneLine(words == null ? "-" : words instanceof Boolean ? (Boolean) words ? "yes" : "no"
             : words instanceof List ? ((List<?>) words).stream().map(String::valueOf).collect(Collectors.joining(", "))
@@ -31,14 +31,14 @@ public final class Row {
         return this;
     }
 
-    /** Adds a value that people see on a line below the row. */
+    /** Adds a value whose text is on a line below the row. */
     public Row below(String name, Object value) {
         json.put(name, value);
         below = oneLine(value);
         return this;
     }
 
-    /** Returns a name as people write it: "serialNumber" is "Serial number". */
+    /** Returns a title: "Serial number" for "serialNumber". */
     static String title(String name) {
         String words = name.replaceAll("([A-Z])", " $1").toLowerCase(Locale.ROOT).replace("pin", "PIN");
         return name.equals("ms") || name.isEmpty() ? name

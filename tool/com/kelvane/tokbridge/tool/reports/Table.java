@@ -12,7 +12,7 @@ import picocli.CommandLine.Help.Ansi.Style;
 final class Table {
     private static final int INDENT = 5, GAP = 2;
 
-    /** Columns are left out as long as there are more than a few, and words would have less room than this. */
+    /** Columns are omitted while there are more than FEW, and a column of words would be narrower than NARROW. */
     private static final int FEW = 4, NARROW = 18;
     private static final ColorScheme COLORS = Help.defaultColorScheme(Ansi.AUTO),
         PLAIN = Help.defaultColorScheme(Ansi.OFF);
@@ -42,7 +42,7 @@ final class Table {
         }
     }
 
-    /** Returns whether the columns are too wide for the terminal, even if words have no more room than a limit. */
+    /** Returns whether the columns are too wide for the terminal, even with columns of words limited to a width. */
     private boolean isTooWide(int limit) {
         int sum = widths.keySet().stream().mapToInt(name -> GAP + (words.contains(name)
             ? Math.min(widths.get(name), limit) : widths.get(name))).sum() - GAP + INDENT;

@@ -20,7 +20,7 @@ public final class Terminal {
         }
     }
 
-    /** Does something; when it takes longer than a second, a line on the terminal says so meanwhile. */
+    /** Does something; after a second a line on the terminal shows the progress. */
     public static <T> T withProgress(String what, Supplier<T> work) {
         if (System.console() == null) {
             return work.get();

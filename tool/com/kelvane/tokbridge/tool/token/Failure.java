@@ -49,7 +49,7 @@ public final class Failure extends RuntimeException {
                 "this is a fault of the tool: report it with this line");
     }
 
-    /** Makes a call of the library; if it fails, the failure says what could not be done. */
+    /** Calls the library; if that fails, the failure has a text. */
     public static <T> T in(String what, Supplier<T> call) {
         try {
             return call.get();

@@ -26,7 +26,7 @@ public final class Pin implements AutoCloseable {
         boolean garbled = new String(bytes, ISO_8859_1).contains(GARBLED);
         if (bytes.length == 0 || garbled) {
             close();
-            throw new Failure(Failure.USAGE, "nobody was logged in",
+            throw new Failure(Failure.USAGE, "no user was logged in",
                 garbled ? "the PIN is not text in the charset of this locale" : "the PIN is empty",
                 (garbled ? "run this in a UTF-8 locale, or put the PIN into a file"
                     : "check the variable, the file or the keyboard") + "; no try was spent");
@@ -57,7 +57,7 @@ public final class Pin implements AutoCloseable {
         return new Pin(System.getenv(variable).getBytes(UTF_8));
     }
 
-    /** Asks on the terminal, without echo. */
+    /** Reads from the terminal, without echo. */
     public static Pin fromTerminal(String label) {
         char[] typed = System.console() == null ? null : System.console().readPassword("PIN of \"%s\": ", label);
         if (typed == null) {

@@ -10,7 +10,7 @@ import java.util.stream.Collectors;
 
 /**
  * A token in use. One session stays open, with the user logged in; it holds the keys that several operations use. All
- * objects are created and destroyed here, so that none is left, whatever happens.
+ * objects are created and destroyed here, so that none is left after a failure or an interrupt.
  */
 public final class Token implements AutoCloseable {
     /** The session that stays open. */
@@ -48,7 +48,7 @@ public final class Token implements AutoCloseable {
         return slot.openSession(CKF_SERIAL_SESSION | (readWrite ? CKF_RW_SESSION : 0), null);
     }
 
-    /** Returns what the token says of itself at this moment. */
+    /** Returns the current information about the token. */
     public PKCS11TokenInfo info() {
         return Failure.in("the token cannot be read", slot::getTokenInfo);
     }
@@ -104,7 +104,7 @@ public final class Token implements AutoCloseable {
     /**
      * Creates objects for the session, or on the token if it keeps such objects there only.
      *
-     * @param creation creates them, with the attributes that it is given besides its own
+     * @param creation creates them, with these attributes besides its own
      */
     public synchronized List<NativePKCS11Object> createAll(Function<Object[], List<NativePKCS11Object>> creation) {
         try {

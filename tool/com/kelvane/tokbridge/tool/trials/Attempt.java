@@ -133,7 +133,7 @@ final class Attempt implements AutoCloseable {
         return verified(session.sign(mechanism, parameter, key.object, new ByteArrayInputStream(MESSAGE)));
     }
 
-    /** Has the JDK verify a signature, and the token where the JDK cannot or where the key pair is the trial's own. */
+    /** Lets the JDK verify a signature, and the token where the JDK cannot or where the key pair is the trial's own. */
     private String verified(byte[] signature) throws Exception {
         byte[] data = operation.input.of(MESSAGE, key);
         Boolean byJdk = jdk(key.jdkPublicKey != null, name -> {
@@ -156,7 +156,7 @@ final class Attempt implements AutoCloseable {
         return byJdk == null ? SELF_CONSISTENT : MATCHES_JDK;
     }
 
-    /** Has the token verify a signature or MAC; returns false if it cannot. */
+    /** Lets the token verify a signature or MAC; returns false if it cannot. */
     private boolean verify(byte[] signature) throws Exception {
         if (key.open == null || !isOffered(CKF_VERIFY)) {
             return false;
@@ -277,7 +277,7 @@ final class Attempt implements AutoCloseable {
         return matching.isEmpty() ? SELF_CONSISTENT : MATCHES_JDK + (oneWay ? "" : "'s " + matching.get(0));
     }
 
-    /** Returns the value of an unwrapped key. Some tokens do not let the template say that it may be read. */
+    /** Returns the value of an unwrapped key. Some tokens reject a template that permits reading it. */
     private byte[] unwrap(int type, byte[] wrapped) {
         try {
             return unwrap(READABLE.and(CKA_KEY_TYPE, type), wrapped);
@@ -291,7 +291,7 @@ final class Attempt implements AutoCloseable {
             .getByteArrayAttributeValue(CKA_VALUE);
     }
 
-    /** Has the JDK unwrap with a secret key, or wrap with a public one; returns null if it has neither. */
+    /** Lets the JDK unwrap with a secret key, or wrap with a public one; returns null if it knows no key. */
     private Boolean isWrappedByJdk(String algorithm, int type, byte[] value, byte[] wrapped)
         throws GeneralSecurityException {
         try {
@@ -330,7 +330,7 @@ final class Attempt implements AutoCloseable {
 
     String derivation() throws Exception {
         byte[] expected = key.value == null || operation.derivation == null ? null
-            : jdk("", none -> operation.derivation.of(key.value));
+            : jdk("", unused -> operation.derivation.of(key.value));
         int length = expected == null ? 16 : expected.length;
         byte[] derived = derive(parameter, length);
         require(expected != null || Arrays.equals(derive(parameter, length), derived), "it derives another key again");

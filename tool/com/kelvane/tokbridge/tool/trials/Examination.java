@@ -17,7 +17,7 @@ import java.util.stream.Collectors;
 public final class Examination {
     /** Runs a trial, which returns what a good result was compared with, and reports it; returns the result. */
     public interface Report {
-        /** A mechanism or key is null if there is none. */
+        /** A mechanism or key is null for none. */
         String trial(String title, String mechanism, String key, Callable<String> trial);
     }
 
@@ -75,7 +75,7 @@ public final class Examination {
         return found.stream().map(FoundKey::name).collect(Collectors.toList());
     }
 
-    /** Tries everything. What was created is destroyed then, after an interrupt too. */
+    /** Tries everything. Created objects are destroyed at the end, after an interrupt too. */
     public void run(Report with) {
         report = with;
         Runtime.getRuntime().addShutdownHook(new Thread(token::end));
@@ -123,7 +123,7 @@ public final class Examination {
         return "they differ from call to call";
     }
 
-    /** Has the JDK read certificates. */
+    /** Lets the JDK read certificates. */
     private static String read(List<NativePKCS11Object> certificates) throws Verdict {
         List<String> unread = new ArrayList<>();
         for (NativePKCS11Object each : certificates) {
@@ -195,7 +195,7 @@ public final class Examination {
         }
     }
 
-    /** Returns a key for a use, created when it is first asked for: some tokens reject combinations of uses. */
+    /** Returns a key for a use, created at its first use: some tokens reject combinations of uses. */
     private Key created(KeyKind kind, Use use) {
         Object key = created.computeIfAbsent(List.of(kind, use.attribute), place -> {
             try {
@@ -210,7 +210,7 @@ public final class Examination {
         return (Key) key;
     }
 
-    /** Returns a use that the token offers for a kind of key pair; one without a permission if there is none. */
+    /** Returns a use that the token offers for a kind of key pair; a use without a permission if it offers none. */
     private Use permitted(KeyKind kind) {
         return Operations.ALL.stream().filter(each -> each.kind == kind && each.use != Use.PAIR
             && each.isOffered(token)).map(each -> each.use).findFirst().orElse(Use.PAIR);

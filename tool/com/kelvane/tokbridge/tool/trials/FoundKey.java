@@ -66,7 +66,7 @@ final class FoundKey {
         return new Key(object, open, null, jdkPublicKey, false);
     }
 
-    /** Returns the object of a class with the same id or label; null if there are none or several. */
+    /** Returns the object of a class with the same id or label; null for none or several. */
     private NativePKCS11Object only(NativePKCS11Object object, int otherClass, int attribute) {
         Object same = attributes.get(attribute);
         if (same == null || same.equals("") || same instanceof byte[] && ((byte[]) same).length == 0) {

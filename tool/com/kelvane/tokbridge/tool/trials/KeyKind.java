@@ -47,7 +47,7 @@ enum KeyKind {
     /** The length of a secret key; 0 for a key pair. */
     private final int bytes;
 
-    /** The JDK's name for a secret key; null if the JDK has none, and for key pairs. */
+    /** The JDK's name for a secret key; null if the JDK has no such keys, and for key pairs. */
     final String algorithm;
 
     /** Attribute types and values in turn, for a secret key to be generated or for the public key of a pair. */
@@ -67,7 +67,7 @@ enum KeyKind {
         return new BigInteger(der, 16).toByteArray();
     }
 
-    /** Returns the domain parameters that the JDK takes for a size; none if it lacks the algorithm. */
+    /** Returns the JDK's domain parameters of a size; an empty array if it lacks the algorithm. */
     private static Object[] domain(String algorithm, int bits) {
         try {
             KeyPairGenerator generator = KeyPairGenerator.getInstance(algorithm);
@@ -116,7 +116,7 @@ enum KeyKind {
         }
     }
 
-    /** Creates a secret key that the JDK knows too; where the token imports none, generates one. */
+    /** Imports a secret key that the JDK knows too; if the token refuses that, generates one. */
     private Key createSecret(Token token, Template permitted) {
         byte[] value = newValue();
         try {

@@ -25,12 +25,12 @@ final class Operation {
     final Use use;
     final int mechanism;
 
-    /** The kind of key; null if none is needed. */
+    /** The kind of key; null for no key. */
     final KeyKind kind;
     final Object parameter;
     Input input = (message, key) -> message;
 
-    /** The JDK's algorithms: none if it has none, several if modules interpret the mechanism in several ways. */
+    /** The JDK's algorithms: empty if it has no counterpart, several if modules differ in the mechanism's meaning. */
     List<String> algorithms = List.of();
     AlgorithmParameterSpec jdkParameter;
     Derivation derivation;
@@ -63,7 +63,7 @@ final class Operation {
         return token.offers(mechanism, use.flags);
     }
 
-    /** Returns the mechanism's name; null if there is none. */
+    /** Returns the mechanism's name; null for no mechanism. */
     String name() {
         return mechanism == NONE ? null : nameOf("CKM_", mechanism);
     }

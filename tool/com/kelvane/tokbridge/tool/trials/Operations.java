@@ -148,7 +148,7 @@ final class Operations {
         return row;
     }
 
-    /** Returns the number with a name that is made up of the names of a family; the standard does not define all. */
+    /** Returns the number with a composed name; NONE if the standard does not define it. */
     private static int number(String... parts) {
         try {
             return PKCS11Constants.class.getField(String.join("", parts)).getInt(null);
@@ -201,7 +201,7 @@ final class Operations {
             .giving(base -> encrypt(kind, base, iv(blockLength), cbc));
     }
 
-    /** Returns the JDK's name of a cipher in a mode; none if it has no such keys. */
+    /** Returns the JDK's name of a cipher in a mode; an empty array if it has no such keys. */
     private static String[] mode(KeyKind kind, String mode) {
         return kind.algorithm == null ? new String[0] : new String[] {kind.algorithm + mode};
     }

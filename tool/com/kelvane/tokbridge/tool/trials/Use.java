@@ -31,7 +31,7 @@ final class Use {
     final String title;
     final int flags;
 
-    /** The attribute that a secret or private key needs, and the one that a secret or public key needs; 0 if none. */
+    /** The attribute that a secret or private key needs, and the one that a secret or public key needs; 0 for none. */
     final int attribute, publicAttribute;
 
     /** Whether objects are created, if only for the session: such uses are tried with {@code --write}. */
