@@ -118,7 +118,7 @@ void copyRow(LibraryEntry* to, const LibraryEntry& from)
     to->counts.store(from.counts.load(kRead), kWritten);
 }
 
-struct Look
+struct RowCopy
 {
     LibraryState state;
     CallCounts* counts;
@@ -126,22 +126,22 @@ struct Look
 };
 
 // Reads a library's row without the lock.
-Look look(CK_FUNCTION_LIST_PTR list)
+RowCopy copyOfRow(CK_FUNCTION_LIST_PTR list)
 {
     for (;;) {
         std::uint32_t before = libraryTable.changes.load(kRead);
 
-        Look seen = {};
+        RowCopy copy = {};
         if (const LibraryEntry* row = findRow(list)) {
-            seen.state.known = true;
-            seen.state.initialized = row->initialized.load(kRead) != 0;
-            seen.state.threadSafe = row->threadSafe.load(kRead) != 0;
-            seen.counts = row->counts.load(kRead);
-            seen.extended = row->extended.load(kRead);
+            copy.state.known = true;
+            copy.state.initialized = row->initialized.load(kRead) != 0;
+            copy.state.threadSafe = row->threadSafe.load(kRead) != 0;
+            copy.counts = row->counts.load(kRead);
+            copy.extended = row->extended.load(kRead);
         }
 
         if (before % 2 == 0 && libraryTable.changes.load(kRead) == before)
-            return seen;
+            return copy;
     }
 }
 
@@ -159,7 +159,7 @@ void setOpen(LibraryEntry* row, CK_FUNCTION_LIST_PTR list, bool open)
 
 LibraryState libraryState(CK_FUNCTION_LIST_PTR list)
 {
-    return look(list).state;
+    return copyOfRow(list).state;
 }
 
 bool needsBridgeLock(CK_FUNCTION_LIST_PTR list)
@@ -169,15 +169,15 @@ bool needsBridgeLock(CK_FUNCTION_LIST_PTR list)
 
 CallCount* beginCall(CK_FUNCTION_LIST_PTR list, const void* thread)
 {
-    Look seen = look(list);
-    if (!seen.state.threadSafe)
+    const RowCopy row = copyOfRow(list);
+    if (!row.state.threadSafe)
         return nullptr;
 
     // The JNIEnv pointers of threads differ above the lowest 8 bits; the product spreads them over the counters.
     std::size_t mixed = (reinterpret_cast<std::uintptr_t>(thread) >> 8) * 0x9E3779B1U;
-    CallCount& counted = seen.counts->places[(mixed >> 20) % seen.counts->places.size()].calls;
+    CallCount& counted = row.counts->places[(mixed >> 20) % row.counts->places.size()].calls;
     counted.fetch_add(1, std::memory_order_seq_cst);
-    if (seen.counts->openFor.load(std::memory_order_seq_cst) == list)
+    if (row.counts->openFor.load(std::memory_order_seq_cst) == list)
         return &counted;
     endCall(&counted); // calls have been suspended since the look
     return nullptr;
@@ -185,7 +185,7 @@ CallCount* beginCall(CK_FUNCTION_LIST_PTR list, const void* thread)
 
 CK_FUNCTION_LIST_3_2* extendedList(CK_FUNCTION_LIST_PTR list, CK_BYTE minor)
 {
-    CK_FUNCTION_LIST_3_2* extended = look(list).extended;
+    CK_FUNCTION_LIST_3_2* extended = copyOfRow(list).extended;
     return extended != nullptr && extended->edition2.version.minor >= minor ? extended : nullptr;
 }
 

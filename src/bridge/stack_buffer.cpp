@@ -4,19 +4,19 @@
 
 namespace {
 
-constexpr std::size_t kGrantedWithoutLook = std::size_t{16} * 1024;
+constexpr std::size_t kGrantedUnchecked = std::size_t{16} * 1024;
 constexpr std::size_t kLeftUntouched = std::size_t{128} * 1024;
 
 } // namespace
 
 bool grantStack(StackBudget* budget, std::size_t size, const void* frame)
 {
-    if (budget->granted > kGrantedWithoutLook || size > kGrantedWithoutLook - budget->granted) {
+    if (budget->granted > kGrantedUnchecked || size > kGrantedUnchecked - budget->granted) {
         auto top = reinterpret_cast<std::uintptr_t>(frame);
         std::uintptr_t lowEnd = stackLowEnd();
         std::size_t left = top > lowEnd ? top - lowEnd : 0;
-        std::size_t taken = kLeftUntouched + budget->granted;
-        if (left <= taken || size >= left - taken)
+        std::size_t reserved = kLeftUntouched + budget->granted;
+        if (left <= reserved || size >= left - reserved)
             return false;
     }
 

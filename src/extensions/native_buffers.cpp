@@ -18,15 +18,15 @@ struct BufferBytes
 
 // The memory of a range. Raises 0x20 for a buffer that is null or not direct and for a negative offset or
 // length; 0x150 for a range that ends behind the buffer.
-bool findBytes(JNIEnv* env, BufferBytes stretch, Bytes* bytes)
+bool findBytes(JNIEnv* env, BufferBytes range, Bytes* bytes)
 {
-    void* start = stretch.buffer != nullptr ? env->GetDirectBufferAddress(stretch.buffer) : nullptr;
-    if (!require(env, start != nullptr && stretch.offset >= 0 && stretch.length >= 0, CKR_DATA_INVALID))
+    void* start = range.buffer != nullptr ? env->GetDirectBufferAddress(range.buffer) : nullptr;
+    if (!require(env, start != nullptr && range.offset >= 0 && range.length >= 0, CKR_DATA_INVALID))
         return false;
-    jlong capacity = env->GetDirectBufferCapacity(stretch.buffer);
-    if (!require(env, jlong{stretch.offset} + stretch.length <= capacity, CKR_BUFFER_TOO_SMALL))
+    jlong capacity = env->GetDirectBufferCapacity(range.buffer);
+    if (!require(env, jlong{range.offset} + range.length <= capacity, CKR_BUFFER_TOO_SMALL))
         return false;
-    *bytes = {static_cast<CK_BYTE_PTR>(start) + stretch.offset, fromJava(stretch.length)};
+    *bytes = {static_cast<CK_BYTE_PTR>(start) + range.offset, fromJava(range.length)};
     return true;
 }
 

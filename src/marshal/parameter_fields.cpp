@@ -103,8 +103,8 @@ bool reserveAligned(ParameterFields* java, std::size_t size, void** place)
     return true;
 }
 
-bool placeRecords(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, void** records,
-                  CK_ULONG* count)
+bool placeStructures(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, void** records,
+                     CK_ULONG* count)
 {
     std::array<char, 96> signature;
     std::snprintf(signature.data(), signature.size(), "[L%s;", descriptor.className);

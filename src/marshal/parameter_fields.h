@@ -91,8 +91,8 @@ bool placeMember(ParameterFields* java, const char* name, const ParameterDescrip
 
 /// The same for the array of a field, whose structures lie one behind the other, aligned. Null is no structure, a null
 /// element is rejected.
-bool placeRecords(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, void** records,
-                  CK_ULONG* count);
+bool placeStructures(ParameterFields* java, const char* name, const ParameterDescriptor& descriptor, void** records,
+                     CK_ULONG* count);
 
 /// The same for an object of any of these classes, or a byte[], whose bytes are placed as they are. Null is a null
 /// pointer; any other object is rejected.

@@ -69,8 +69,8 @@ bool placeDataAndKeys(ParameterFields* java, CK_PRF_DATA_PARAM** data, CK_ULONG*
 {
     void* dataPlace = nullptr;
     void* keyPlace = nullptr;
-    bool done = placeRecords(java, "pDataParams", kPrfData, &dataPlace, dataCount) &&
-                placeRecords(java, "pAdditionalDerivedKeys", kDerivedKey, &keyPlace, keyCount);
+    bool done = placeStructures(java, "pDataParams", kPrfData, &dataPlace, dataCount) &&
+                placeStructures(java, "pAdditionalDerivedKeys", kDerivedKey, &keyPlace, keyCount);
     *data = static_cast<CK_PRF_DATA_PARAM*>(dataPlace);
     *keys = static_cast<CK_DERIVED_KEY*>(keyPlace);
     return done;
