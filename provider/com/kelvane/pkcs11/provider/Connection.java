@@ -8,7 +8,8 @@ import com.kelvane.pkcs11.nat.NativePKCS11Session;
 
 /**
  * A connection to a token. Each recovery and each login creates a new one; object handles are valid for the connection
- * in which they were found. Session objects live as long as the session that holds them, which a connection may inherit.
+ * in which they were found. Session objects live as long as the session that holds them, which a connection may
+ * inherit.
  */
 final class Connection {
     final PKCS11Slot slot;

@@ -39,7 +39,9 @@ final class Failures {
         return e.hasCode() ? LOST.contains(e.getCode()) : "functionList is null".equals(e.getMessage());
     }
 
-    /** Returns whether a check of the token decides if it or the data is at fault. Vendors' own codes are among these. */
+    /**
+     * Returns whether a check of the token decides if it or the data is at fault. Vendors' own codes are among these.
+     */
     static boolean isUnclear(PKCS11Exception e) {
         return UNCLEAR.contains(e.getCode()) || e.getCode() < 0;
     }

@@ -12,7 +12,7 @@ import java.security.spec.AlgorithmParameterSpec;
  * generator.initialize(new TokenKeySpec(new ECGenParameterSpec("secp256r1")).onToken("server"));
  * }</pre>
  *
- * <p>Without it, or with no method called, a key ends with the object that stands for it (a session object), is
+ * <p>Without it, or with no method called, a key ends with its Java object (a session object), is
  * sensitive, and cannot be extracted. It can do all that keys of its kind do.
  *
  * <p>An object does not change; the methods return new ones.

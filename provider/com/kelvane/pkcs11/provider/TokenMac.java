@@ -8,7 +8,6 @@ import java.security.Key;
 import java.security.ProviderException;
 import java.security.spec.AlgorithmParameterSpec;
 import javax.crypto.MacSpi;
-import javax.crypto.SecretKey;
 
 /**
  * A MAC. Data of up to 64 KiB is collected and sent in one call, so that no session is held and a lost one does not

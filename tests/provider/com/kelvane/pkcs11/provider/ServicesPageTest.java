@@ -20,7 +20,8 @@ class ServicesPageTest {
         String module = System.getProperty("tokbridge.test.softhsm");
         Provider ours = new TokbridgeProvider().configure("pkcs11:token=the%20token?module-path=" + module);
         int slot = Module.at(module).library().findSlot("the token").orElseThrow().getSlotID();
-        Provider theirs = Security.getProvider("SunPKCS11").configure("--name=Page\nlibrary=" + module + "\nslot=" + slot);
+        Provider theirs = Security.getProvider("SunPKCS11")
+            .configure("--name=Page\nlibrary=" + module + "\nslot=" + slot);
         String table = Services.ROWS.stream().map(row -> String.format("| %s | %s | %s | %s | %s |\n", row.type,
             Stream.concat(Stream.of(row.algorithm), row.aliases.stream()).map(name -> "`" + name + "`")
                 .collect(Collectors.joining(", ")),

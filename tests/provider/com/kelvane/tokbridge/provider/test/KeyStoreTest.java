@@ -126,7 +126,8 @@ class KeyStoreTest {
         assertEquals(1, loads.size(), loads.toString());
         assertEquals(before + 12, store.size());
         Set<String> made = loads.iterator().next();
-        assertTrue(made.stream().anyMatch(each -> each.startsWith("twin/2/AES/")) && !made.contains(""), made.toString());
+        assertTrue(made.stream().anyMatch(each -> each.startsWith("twin/2/AES/")) && !made.contains(""),
+            made.toString());
         while (store.size() > before) {
             store.deleteEntry(Collections.list(store.aliases()).stream()
                 .filter(each -> each.matches("twin.*|[12](/AES.*)?(#.*)?")).findFirst().orElseThrow());

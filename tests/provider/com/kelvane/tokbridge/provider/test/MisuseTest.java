@@ -26,7 +26,8 @@ class MisuseTest {
     @BeforeAll
     static void begin() throws Exception {
         login();
-        key = has("KeyGenerator", "AES") && HAS_SESSION_KEYS ? KeyGenerator.getInstance("AES", PROVIDER).generateKey() : null;
+        key = has("KeyGenerator", "AES") && HAS_SESSION_KEYS
+            ? KeyGenerator.getInstance("AES", PROVIDER).generateKey() : null;
     }
 
     private static Cipher decrypting(String algorithm) throws Exception {

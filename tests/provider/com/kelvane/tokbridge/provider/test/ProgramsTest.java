@@ -186,8 +186,9 @@ class ProgramsTest {
     void theSampleServes() throws Exception {
         KeyStore store = entry("sample", "EC", 256, "CN=localhost");
         ProcessBuilder builder = new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
-            "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + System.getProperty("tokbridge.library"), "-cp",
-            PATH + File.pathSeparator + System.getProperty("tokbridge.test.samples"), "TokenServer", TOKEN_URI, "sample")
+            "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + System.getProperty("tokbridge.library"),
+            "-cp", PATH + File.pathSeparator + System.getProperty("tokbridge.test.samples"), "TokenServer", TOKEN_URI,
+            "sample")
             .redirectErrorStream(true);
         builder.environment().put("TOKEN_PIN", PIN);
         Process sample = builder.start();
