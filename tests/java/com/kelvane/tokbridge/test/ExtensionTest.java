@@ -109,11 +109,15 @@ class ExtensionTest extends SessionFixture {
 
     // ---- Direct buffers ----
 
+    private interface InOut {
+        int run(ByteBuffer in, ByteBuffer out);
+    }
+
     private static ByteBuffer direct(byte[] content) {
         return ByteBuffer.allocateDirect(content.length).put(content).flip();
     }
 
-    private Map<String, Calls.DirectInOut> inOut() {
+    private Map<String, InOut> inOut() {
         return Map.of("C_Encrypt", session::encrypt, "C_EncryptUpdate", session::encryptUpdate, "C_Decrypt",
             session::decrypt, "C_DecryptUpdate", session::decryptUpdate, "C_Digest", session::digest, "C_Sign",
             session::sign);
@@ -178,7 +182,7 @@ class ExtensionTest extends SessionFixture {
         }
         ByteBuffer right = direct(new byte[4]);
         ByteBuffer heap = ByteBuffer.allocate(4);
-        for (Calls.DirectInOut call : inOut().values()) {
+        for (InOut call : inOut().values()) {
             assertThrows(IllegalArgumentException.class, () -> call.run(right, right));
             assertThrows(IllegalArgumentException.class, () -> call.run(heap, right));
             assertThrows(IllegalArgumentException.class, () -> call.run(right, heap));
@@ -189,9 +193,8 @@ class ExtensionTest extends SessionFixture {
         assertThrows(ReadOnlyBufferException.class, () -> session.encryptFinal(right.asReadOnlyBuffer()));
         calls();
 
-        Method encrypt = Arrays.stream(Class.forName("com.kelvane.pkcs11.nat.NativeExtensions").getDeclaredMethods())
-            .filter(each -> each.getName().equals("encrypt")).findFirst().orElseThrow();
-        encrypt.setAccessible(true);
+        Method encrypt = Calls.nativeMethods(Calls.EXTENSIONS).filter(each -> each.getName().equals("encrypt"))
+            .findFirst().orElseThrow();
         int max = Integer.MAX_VALUE;
         Object[][] rows = {{null, 0, 0}, {heap, 0, 0}, {right, -1, 1}, {right, 1, -1}, {right, 0, 5}, {right, 5, 0},
             {right, 4, 1}, {right, max, max}, {right, 1, max}, {right, Integer.MIN_VALUE, 0}};
@@ -200,13 +203,8 @@ class ExtensionTest extends SessionFixture {
             for (Object[] arguments : new Object[][] {{session, row[0], row[1], row[2], good, 0, 1},
                 {session, good, 0, 1, row[0], row[1], row[2]}}) {
                 boolean wrong = row[0] != right || (int) row[1] < 0 || (int) row[2] < 0;
-                assertRefused(wrong ? "CKR_DATA_INVALID" : "CKR_BUFFER_TOO_SMALL", () -> {
-                    try {
-                        encrypt.invoke(null, arguments);
-                    } catch (InvocationTargetException e) {
-                        throw e.getCause();
-                    }
-                });
+                assertRefused(wrong ? "CKR_DATA_INVALID" : "CKR_BUFFER_TOO_SMALL",
+                    () -> Calls.invoke(encrypt, null, arguments));
             }
         }
     }

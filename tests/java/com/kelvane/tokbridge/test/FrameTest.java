@@ -10,6 +10,7 @@ import java.util.*;
 import java.util.regex.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
+import org.junit.jupiter.api.function.Executable;
 
 /** What every native method has in common: the handle chain, the codes, the width of numbers, null entries. */
 class FrameTest extends SessionFixture {
@@ -22,33 +23,17 @@ class FrameTest extends SessionFixture {
     private static final Set<String> SESSION_IS_NULL = Set.of("copy", "destroyObject", "getIntAttributeValue",
         "getByteArrayAttributeValue", "getAttributeValue");
 
-    /** The class of the native methods beyond the 89. */
-    private static final Class<?> EXTENSIONS;
-
-    static {
-        try {
-            EXTENSIONS = Class.forName("com.kelvane.pkcs11.nat.NativeExtensions");
-        } catch (ClassNotFoundException e) {
-            throw new ExceptionInInitializerError(e);
-        }
-    }
-
+    /** What a method raises when every argument is zero or null. */
     private static String outcome(Method method, Object receiver) throws Throwable {
-        Object[] arguments = Arrays.stream(method.getParameterTypes())
-            .map(type -> type == boolean.class ? (Object) false : type == int.class ? (Object) 0 : null).toArray();
-        return raised(() -> {
-            try {
-                method.invoke(receiver, arguments);
-            } catch (InvocationTargetException e) {
-                throw e.getCause();
-            }
-        });
+        return raised(() -> Calls.invoke(method, receiver, Arrays.stream(method.getParameterTypes())
+            .map(type -> type == boolean.class ? (Object) false : type == int.class ? (Object) 0 : null).toArray()));
     }
 
-    private static Object receiver(Class<?> type, NativePKCS11Slot slot) {
-        NativePKCS11Session session = new NativePKCS11Session(slot, 7);
-        return type == NativePKCS11.class ? slot.getPKCS11() : type == NativePKCS11Slot.class ? slot
-            : type == NativePKCS11Session.class ? session : new NativePKCS11Object(session, 9);
+    private static String outcomeWithoutReceiver(Method method, Set<String> exports) throws Throwable {
+        String export = "Java_" + method.getDeclaringClass().getName().replace('.', '_') + "_" + method.getName();
+        assertTrue(exports.remove(export), export);
+        return raised(() -> assertTrue(ScriptedToken.callWithNullReceiver(System.getProperty("tokbridge.library"),
+            export), export));
     }
 
     /** One question to all 89 methods: what of a receiver whose library is missing, or that is missing itself? */
@@ -63,54 +48,46 @@ class FrameTest extends SessionFixture {
                 exports.add(line.replaceAll(".* ", ""));
             }
         });
-        List<Method> methods = Stream
-            .of(NativePKCS11.class, NativePKCS11Slot.class, NativePKCS11Session.class, NativePKCS11Object.class)
-            .flatMap(type -> Arrays.stream(type.getDeclaredMethods()))
-            .filter(method -> Modifier.isNative(method.getModifiers())).collect(Collectors.toList());
+        List<Method> methods = Calls.RECEIVERS.stream().flatMap(Calls::nativeMethods).collect(Collectors.toList());
+        assertEquals(89, methods.size());
         for (Method method : methods) {
             Class<?> type = method.getDeclaringClass();
             String first = FIRST.get(method.getName());
-            String unloaded = outcome(method, receiver(type, new NativePKCS11Slot(new NativePKCS11(), 1)));
+            String unloaded = outcome(method, Calls.receiver(type, new NativePKCS11Slot(new NativePKCS11(), 1)));
             assertEquals(first != null ? first : "functionList is null", unloaded, method::toString);
             if (type != NativePKCS11.class) {
-                String broken = outcome(method, receiver(type, new NativePKCS11Slot(null, 1)));
+                String broken = outcome(method, Calls.receiver(type, new NativePKCS11Slot(null, 1)));
                 assertEquals(first != null ? first : "obj is null", broken, method::toString);
             }
-            String export = "Java_" + type.getName().replace('.', '_') + "_" + method.getName();
-            String none = raised(() -> assertTrue(ScriptedToken.callWithNullReceiver(
-                System.getProperty("tokbridge.library"), export), export));
             boolean named = type == NativePKCS11Session.class && SESSION_IS_NULL.contains(method.getName());
-            assertEquals(first != null ? first : named ? "session is null" : "obj is null", none, method::toString);
-            assertTrue(exports.remove(export), export);
+            assertEquals(first != null ? first : named ? "session is null" : "obj is null",
+                outcomeWithoutReceiver(method, exports), method::toString);
         }
-        assertEquals(89, methods.size());
-        for (Method method : EXTENSIONS.getDeclaredMethods()) {
-            if (Modifier.isNative(method.getModifiers())) {
-                String export = "Java_" + EXTENSIONS.getName().replace('.', '_') + "_" + method.getName();
-                assertEquals(method.getName().equals("describeParameter") ? "" : "obj is null", raised(() ->
-                    assertTrue(ScriptedToken.callWithNullReceiver(System.getProperty("tokbridge.library"), export),
-                        export)), export);
-                assertTrue(exports.remove(export), export);
-            }
+        for (Method method : Calls.nativeMethods(Calls.EXTENSIONS).collect(Collectors.toList())) {
+            assertEquals(method.getName().equals("describeParameter") ? "" : "obj is null",
+                outcomeWithoutReceiver(method, exports), method::toString);
         }
         assertEquals(Set.of(), exports, "nothing else is exported");
         assertCalls();
         assertTrue(lockIsFree());
     }
 
-    @TestFactory
-    Stream<DynamicTest> everyCodeArrivesUnchangedAndANullEntryIsNotCalled() {
-        return Calls.each(name -> {
+    @Test
+    void everyCodeIsReportedAndANullEntryIsNotCalled() throws Throwable {
+        for (Map.Entry<String, Executable> each : Calls.plain(slot).entrySet()) {
+            String name = each.getKey();
             token.reset();
+            assertEquals("", raised(each.getValue()), name);
+            String function = calls().get(0).split(" ")[0];
             for (String code : List.of("CKR_CANCEL", "CKR_BUFFER_TOO_SMALL", "CKR_0x80000001", "CKR_0xffffffff")) {
-                token.answer(Calls.function(name), "rv=" + code);
-                assertEquals(code, raised(() -> Calls.to(name).make(library, slot, session)));
-                assertEquals(1, calls().size(), "nothing is called after a failure");
+                token.answer(function, "rv=" + code);
+                assertEquals(code, raised(each.getValue()), name);
+                assertEquals(1, calls().size(), () -> name + " calls nothing after a failure");
             }
-            token.steer("missing " + Calls.function(name));
-            assertRefused("CKR_FUNCTION_NOT_SUPPORTED", () -> Calls.to(name).make(library, slot, session));
-            assertTrue(lockIsFree());
-        });
+            token.steer("missing " + function);
+            assertRefused("CKR_FUNCTION_NOT_SUPPORTED", each.getValue());
+        }
+        assertTrue(lockIsFree());
     }
 
     @Test
@@ -144,7 +121,5 @@ class FrameTest extends SessionFixture {
         token.always("C_GetSlotList", "slots=1," + wide).answer("C_WaitForSlotEvent", "slot=" + wide);
         assertTrue(raised(() -> library.getSlotList(false)).contains(wide));
         assertTrue(raised(() -> library.waitForSlotEvent(true)).contains(wide));
-
     }
-
 }

@@ -6,7 +6,6 @@ import static org.junit.jupiter.api.Assertions.*;
 import com.kelvane.pkcs11.nat.*;
 import com.kelvane.tokbridge.test.Harness.*;
 import java.util.*;
-import java.util.stream.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.Executable;
 
@@ -18,10 +17,6 @@ class LockTest extends SessionFixture {
         assertTrue(lockIsFree());
     }
 
-    private Object call(String name) {
-        return Calls.to(name).make(library, slot, session);
-    }
-
     /** While a call is held inside a function, after so many that are let through, the lock is free or not. */
     private void assertFreeInside(String function, int passing, boolean free, Executable call) throws Throwable {
         Background held = token.hold(function, passing, call);
@@ -31,13 +26,11 @@ class LockTest extends SessionFixture {
     }
 
     /** Two threads call a function that holds its callers; the second waits outside, or is inside too. */
-    private void assertSerialised(boolean serialised, String name) throws Throwable {
-        String function = Calls.function(name);
+    private void assertSerialised(boolean serialised, String function, Executable call) throws Throwable {
         token.reset();
-        session = slot.openSession(6, null);
-        Background first = token.hold(function, 0, () -> call(name));
+        Background first = token.hold(function, 0, call);
         assertEquals(!serialised, lockIsFree());
-        Background second = start(() -> call(name));
+        Background second = start(call);
         if (serialised) {
             assertTrue(second.blocked());
         } else {
@@ -48,21 +41,17 @@ class LockTest extends SessionFixture {
         assertTrue(lockIsFree());
     }
 
-    @TestFactory
-    Stream<DynamicTest> aLibraryWithoutOsLockingIsEnteredByOneThread() {
-        initialize(true);
-        return Calls.each(name -> {
-            assertSerialised(true, name);
-            token.answer(Calls.function(name), "rv=CKR_DEVICE_ERROR");
-            assertEquals("CKR_DEVICE_ERROR", raised(() -> call(name)));
+    /** Of each method tests/native shows that its call is made with the lock or without. */
+    @Test
+    void threadsEnterALibraryTogetherIfItLocksForItself() throws Throwable {
+        for (boolean locked : new boolean[] {true, false}) {
+            initialize(locked);
+            assertSerialised(locked, "C_Logout", session::logout);
+            assertSerialised(true, "C_CloseAllSessions", slot::closeAllSessions);
+            token.answer("C_Logout", "rv=CKR_DEVICE_ERROR");
+            assertEquals("CKR_DEVICE_ERROR", raised(session::logout));
             assertTrue(lockIsFree());
-        });
-    }
-
-    @TestFactory
-    Stream<DynamicTest> aLibraryWithOsLockingIsEnteredByAll() {
-        initialize(false);
-        return Calls.each(name -> assertSerialised(name.equals("C_CloseAllSessions"), name));
+        }
     }
 
     @Test
@@ -75,9 +64,9 @@ class LockTest extends SessionFixture {
         ScriptedToken free = ScriptedToken.copy();
         NativePKCS11 other = free.initialized();
 
-        Background held = token.hold("C_Logout", 0, () -> call("C_Logout"));
+        Background held = token.hold("C_Logout", 0, session::logout);
         start(other::getInfo).finish();
-        Background outside = start(() -> call("C_GetInfo"));
+        Background outside = start(library::getInfo);
         assertTrue(outside.blocked());
         token.release("C_Logout", held, outside); // or its call would be one of the next test's
         assertEquals(1, token.mostInside());
@@ -117,11 +106,11 @@ class LockTest extends SessionFixture {
     void anUninitialisedOrUnknownLibraryIsLocked() throws Throwable {
         library.libFinalize();
         library.load(token.path());
-        assertSerialised(true, "C_GetInfo");
+        assertSerialised(true, "C_GetInfo", library::getInfo);
         library.libFinalize();
 
         with(library, "functionList", token.functionList());
-        assertSerialised(true, "C_Logout");
+        assertSerialised(true, "C_Logout", session::logout);
         assertFreeInside("C_Initialize", 0, false,
             () -> assertEquals("functionlist dll not found", raised(library::libInitialize)));
         with(library, "functionList", 0L);

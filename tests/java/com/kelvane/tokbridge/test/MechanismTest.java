@@ -46,8 +46,8 @@ class MechanismTest extends SessionFixture {
     private static final CK_RSA_PKCS_OAEP_PARAMS OAEP = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, 2, bytes(1, 3));
 
     /** A parameter of every class that the table names, and what the module receives. */
-    private Map<String, Object[]> examples() {
-        NativePKCS11Object key = key(0x80000009);
+    static Map<String, Object[]> examples(NativePKCS11Session session) {
+        NativePKCS11Object key = new NativePKCS11Object(session, 0x80000009);
         CK_PRF_DATA_PARAM[] data = {new CK_PRF_DATA_PARAM(CK_SP800_108_BYTE_ARRAY, bytes(1, 3))};
         CK_DERIVED_KEY[] keys = {new CK_DERIVED_KEY(Template.of(CKA_TOKEN, true), null)};
         Object[][] rows = {{"Integer", 0x80000008, "/8:0800008000000000"}, {"byte[]", IV16, "/16:" + HEX16},
@@ -93,7 +93,7 @@ class MechanismTest extends SessionFixture {
             {"CK_X9_42_DH2_DERIVE_PARAMS", new CK_X9_42_DH2_DERIVE_PARAMS(3, bytes(1, 3), bytes(9, 2), 20, key,
                 bytes(4, 1)), "{0x3 3 010203 2 090a 20 0x80000009 1 04}"},
             {"CK_X9_42_MQV_DERIVE_PARAMS", new CK_X9_42_MQV_DERIVE_PARAMS(3, bytes(1, 3), bytes(9, 2), 20, key,
-                bytes(4, 1), key(6)), "{0x3 3 010203 2 090a 20 0x80000009 1 04 0x6}"},
+                bytes(4, 1), new NativePKCS11Object(session, 6)), "{0x3 3 010203 2 090a 20 0x80000009 1 04 0x6}"},
             {"CK_TLS12_MASTER_KEY_DERIVE_PARAMS", new CK_TLS12_MASTER_KEY_DERIVE_PARAMS(random(), new CK_VERSION(3, 3),
                 CKM_SHA256), "{101112 3 2021222324 5 0303 0x250}"},
             {"CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS", new CK_TLS12_EXTENDED_MASTER_KEY_DERIVE_PARAMS(CKM_SHA384,
@@ -200,7 +200,7 @@ class MechanismTest extends SessionFixture {
     /** The library's table against the library: what each mechanism says to its parameter, to none, and to others. */
     @Test
     void everyMechanismOfTheTable() throws Throwable {
-        Map<String, Object[]> examples = examples();
+        Map<String, Object[]> examples = examples(session);
         Map<Integer, String> kinds = mechanisms();
         assertEquals(172 + 115, kinds.size());
         for (int type : kinds.keySet()) {
@@ -238,7 +238,7 @@ class MechanismTest extends SessionFixture {
         Set<String> seen = new TreeSet<>(others);
         Map<Integer, String> kinds = mechanisms();
         for (int type : kinds.keySet()) {
-            Object[] example = examples().get(kinds.get(type).replace(" or none", ""));
+            Object[] example = examples(session).get(kinds.get(type).replace(" or none", ""));
             if (example == null || !((String) example[0]).startsWith("CK_") || !seen.add((String) example[0])) {
                 continue;
             }
@@ -246,7 +246,7 @@ class MechanismTest extends SessionFixture {
             for (Field field : example[1].getClass().getFields()) {
                 if (field.getType() == byte[].class && !field.getName().matches("iv|cb")) {
                     String value = hex((byte[]) field.get(example[1]));
-                    Object parameter = with(examples().get(example[0])[1], field.getName(), null);
+                    Object parameter = with(examples(session).get(example[0])[1], field.getName(), null);
                     List<String> after = List.of(values((String) example[0], type, parameter).split("[{} ]", -1));
                     List<String> changed = IntStream.range(0, Math.min(before.size(), after.size()))
                         .mapToObj(i -> before.get(i) + ">" + after.get(i))
