@@ -40,16 +40,15 @@ final class Calls {
         }
     }
 
-    /** An object of a class, of a slot: session 7 or object 9. */
-    static Object receiver(Class<?> type, NativePKCS11Slot slot) {
-        NativePKCS11Session session = new NativePKCS11Session(slot, 7);
-        return type == NativePKCS11.class ? slot.getPKCS11() : type == NativePKCS11Slot.class ? slot
-            : type == NativePKCS11Session.class ? session
-            : type == NativePKCS11Object.class ? new NativePKCS11Object(session, 9) : null;
+    /** The session, or an object of a class above or below it. */
+    static Object receiver(Class<?> type, NativePKCS11Session session, long object) {
+        return type == NativePKCS11.class ? session.getSlot().getPKCS11()
+            : type == NativePKCS11Slot.class ? session.getSlot() : type == NativePKCS11Session.class ? session
+            : type == NativePKCS11Object.class ? new NativePKCS11Object(session, object) : null;
     }
 
     /** Numbers are 3: a mechanism without a parameter, flags, offsets and lengths within 8 bytes. */
-    private static Object argument(String method, Class<?> type, NativePKCS11Slot slot) {
+    private static Object argument(String method, Class<?> type, NativePKCS11Session session, long object) {
         if (type == int.class) {
             return method.equals("getAttributeValues") ? TYPES.length : !method.contains("Attribute") ? 3
                 : ATTRIBUTES.getOrDefault(method.substring(3, 7), CKA_LABEL);
@@ -57,25 +56,31 @@ final class Calls {
         boolean isText = method.matches("login.*|initPIN|setPIN|initToken|setAttributeValue");
         return type == boolean.class ? true : type == int[].class ? TYPES : type == Object[].class ? VALUES
             : type == byte[].class ? new byte[8] : type == ByteBuffer.class ? ByteBuffer.allocateDirect(8)
-            : type == Object.class && isText ? "label" : receiver(type, slot);
+            : type == Object.class && isText ? "label" : receiver(type, session, object);
     }
 
     /**
      * A plain call of every native method but those that load, initialise and finalise a library, and a derivation with
      * a parameter of every class.
      */
-    static Map<String, Executable> plain(NativePKCS11Slot slot) throws Exception {
+    static Map<String, Executable> plain(NativePKCS11Session session, long object) throws Exception {
         Map<String, Executable> calls = new LinkedHashMap<>();
         Stream.concat(RECEIVERS.stream(), Stream.of(EXTENSIONS)).flatMap(Calls::nativeMethods)
-            .filter(each -> !each.getName().matches("lib.*|load.*|describe.*")).forEach(method -> calls.put(
-                method.getDeclaringClass().getSimpleName() + "." + method.getName(),
-                () -> invoke(method, receiver(method.getDeclaringClass(), slot), Arrays.stream(
-                    method.getParameterTypes()).map(type -> argument(method.getName(), type, slot)).toArray())));
-        NativePKCS11Session session = new NativePKCS11Session(slot, 7);
-        Map<String, Object[]> examples = MechanismTest.examples(session);
-        Harness.mechanisms().forEach((mechanism, kind) -> Optional.ofNullable(examples.get(kind.replace(" or none", "")))
-            .ifPresent(example -> calls.putIfAbsent("deriveKey with " + kind, () -> session.deriveKey(mechanism,
-                example[1], new NativePKCS11Object(session, 9), TYPES, VALUES))));
+            .filter(each -> !each.getName().matches("lib.*|load.*|describe.*")).forEach(method -> {
+                Class<?> type = method.getDeclaringClass();
+                calls.put(type.getSimpleName() + "." + method.getName(), () -> invoke(method,
+                    receiver(type, session, object), Arrays.stream(method.getParameterTypes())
+                    .map(each -> argument(method.getName(), each, session, object)).toArray()));
+            });
+        NativePKCS11Object key = new NativePKCS11Object(session, object);
+        Map<String, Object[]> examples = MechanismTest.examples(key);
+        Harness.mechanisms().forEach((mechanism, kind) -> {
+            Object[] example = examples.get(kind.replace(" or none", ""));
+            if (example != null) {
+                calls.putIfAbsent("deriveKey with " + kind,
+                    () -> session.deriveKey(mechanism, example[1], key, TYPES, VALUES));
+            }
+        });
         return calls;
     }
 }

@@ -9,8 +9,8 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.function.*;
 
 /**
- * Initialising, finalising and closing all sessions while other threads call. tests/native/storm_test.cpp does all of it
- * at random; here are the orders that matter.
+ * Initialising, finalising and closing all sessions while other threads call, in the orders that matter.
+ * tests/native/storm_test.cpp does all of it at random.
  */
 class ConcurrencyTest {
     /** A module, and the library and the session of its current life. */

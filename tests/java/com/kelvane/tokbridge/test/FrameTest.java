@@ -29,6 +29,10 @@ class FrameTest extends SessionFixture {
             .map(type -> type == boolean.class ? (Object) false : type == int.class ? (Object) 0 : null).toArray()));
     }
 
+    private static Object receiver(Class<?> type, NativePKCS11 library) {
+        return Calls.receiver(type, new NativePKCS11Session(new NativePKCS11Slot(library, 1), 7), 9);
+    }
+
     private static String outcomeWithoutReceiver(Method method, Set<String> exports) throws Throwable {
         String export = "Java_" + method.getDeclaringClass().getName().replace('.', '_') + "_" + method.getName();
         assertTrue(exports.remove(export), export);
@@ -53,10 +57,10 @@ class FrameTest extends SessionFixture {
         for (Method method : methods) {
             Class<?> type = method.getDeclaringClass();
             String first = FIRST.get(method.getName());
-            String unloaded = outcome(method, Calls.receiver(type, new NativePKCS11Slot(new NativePKCS11(), 1)));
+            String unloaded = outcome(method, receiver(type, new NativePKCS11()));
             assertEquals(first != null ? first : "functionList is null", unloaded, method::toString);
             if (type != NativePKCS11.class) {
-                String broken = outcome(method, Calls.receiver(type, new NativePKCS11Slot(null, 1)));
+                String broken = outcome(method, receiver(type, null));
                 assertEquals(first != null ? first : "obj is null", broken, method::toString);
             }
             boolean named = type == NativePKCS11Session.class && SESSION_IS_NULL.contains(method.getName());
@@ -74,7 +78,7 @@ class FrameTest extends SessionFixture {
 
     @Test
     void everyCodeIsReportedAndANullEntryIsNotCalled() throws Throwable {
-        for (Map.Entry<String, Executable> each : Calls.plain(slot).entrySet()) {
+        for (Map.Entry<String, Executable> each : Calls.plain(session, 9).entrySet()) {
             String name = each.getKey();
             token.reset();
             assertEquals("", raised(each.getValue()), name);

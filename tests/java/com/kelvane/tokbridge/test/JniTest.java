@@ -31,7 +31,7 @@ class JniTest extends SessionFixture {
     private Map<String, Executable> plainCalls(boolean locked) throws Exception {
         initialize(locked);
         token.always("C_FindObjects", "objects=5");
-        return Calls.plain(slot);
+        return Calls.plain(session, 9);
     }
 
     private List<String> functions() {
@@ -68,7 +68,7 @@ class JniTest extends SessionFixture {
         assertTrue(lockIsFree(), name);
     }
 
-    /** In a library that needs the bridge lock. ExceptionDescribe prints a trace of each error that unlocking clears. */
+    /** In a library that needs the lock. ExceptionDescribe prints a trace of each error that unlocking clears. */
     @TestFactory
     Stream<DynamicTest> everyFailureEndsTheCall() throws Exception {
         int saved = ScriptedToken.redirect(STDERR, "/dev/null");
