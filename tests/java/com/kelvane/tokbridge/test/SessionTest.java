@@ -18,6 +18,14 @@ class SessionTest extends SessionFixture {
     private static final String BYTES_TOO_LONG = "copyBytes(): buffer too small!";
     private static final String WRONG_CLASS = "Object must be String or byte[]!";
 
+    private static List<Object> get(Object object, String properties) throws ReflectiveOperationException {
+        List<Object> values = new ArrayList<>();
+        for (String property : properties.split(" ")) {
+            values.add(object.getClass().getMethod("get" + property).invoke(object));
+        }
+        return values;
+    }
+
     /** The label is padded and may have 32 bytes, a PIN 50: the label goes first. */
     @Test
     void labelsAndPins() throws Throwable {
