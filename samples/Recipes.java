@@ -59,7 +59,7 @@ public final class Recipes {
         session.generateRandom(iv, 0, iv.length);
         CK_GCM_PARAMS parameter = new CK_GCM_PARAMS(iv, null, 128); // iv, associated data, bits of the tag
         byte[] hidden = session.encrypt(CKM_AES_GCM, parameter, key, "a text".getBytes(StandardCharsets.UTF_8));
-        byte[] shown = session.decrypt(CKM_AES_GCM, parameter, key, hidden); // or an exception: it was changed
+        byte[] shown = session.decrypt(CKM_AES_GCM, parameter, key, hidden); // throws if it was changed
         return new String(shown, StandardCharsets.UTF_8);
     }
 

@@ -73,7 +73,7 @@ public final class SealFile {
             byte[] nonce = ByteBuffer.allocate(12).put(prefix).putInt(number).put((byte) (isLast ? 1 : 0)).array();
             Object parameter = new CK_GCM_PARAMS(nonce, null, 8 * TAG); // no additional data
             out.write(seals ? session.encrypt(CKM_AES_GCM, parameter, key, piece)
-                : session.decrypt(CKM_AES_GCM, parameter, key, piece)); // or an exception: it was changed
+                : session.decrypt(CKM_AES_GCM, parameter, key, piece)); // throws if it was changed
             System.err.printf("%d of %d MiB\r", number, size >> 20);
             piece = next;
         }

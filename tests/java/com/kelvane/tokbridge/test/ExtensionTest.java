@@ -13,7 +13,7 @@ import java.util.function.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.Executable;
 
-/** What goes beyond the 89 methods: user types, functions of edition 3, direct buffers. */
+/** Methods beyond the 89: user types, functions of edition 3, direct buffers. */
 class ExtensionTest extends SessionFixture {
     private static final String NOT_SUPPORTED = "CKR_FUNCTION_NOT_SUPPORTED";
 
@@ -23,7 +23,7 @@ class ExtensionTest extends SessionFixture {
     }
 
     @Test
-    void pinsMayBeCharacters() throws Throwable {
+    void pinsMayBeCharArrays() throws Throwable {
         char[] pin = {'1', '\u00e9'};
         for (int type : new int[] {CKU_SO, CKU_USER, CKU_CONTEXT_SPECIFIC, 0x80000001}) {
             String user = "user=0x" + Integer.toHexString(type);
@@ -41,9 +41,9 @@ class ExtensionTest extends SessionFixture {
         assertRefused("copyBytes(): buffer too small!", () -> session.login(CKU_USER, "x".repeat(51).toCharArray()));
     }
 
-    /** What a module says of its version decides, and what it lacks is never called. */
+    /** The version of the module's interface decides; a null entry is never called. */
     @Test
-    void functionsOfEdition3AreCalledWhereTheyAre() throws Throwable {
+    void functionsOfEdition3AreCalledIfOffered() throws Throwable {
         Map<String, Executable> needs0 = Map.of("C_SessionCancel", () -> session.sessionCancel(CKF_SIGN),
             "C_LoginUser", () -> session.loginUser(CKU_USER, "1", "me"));
         Map<String, Executable> needs2 = Map.of("C_EncapsulateKey", () -> session.encapsulateKey(CKM_ML_KEM, null,
@@ -94,16 +94,16 @@ class ExtensionTest extends SessionFixture {
         assertEquals("0x38", handleOf(session.decapsulateKey(CKM_ML_KEM, null, key(8),
             made.getCiphertext(), template)));
 
-        String[][] lies = { // the answer, what is raised, what is destroyed
+        String[][] rows = { // the answer, the exception, the destroyed object
             {"out.length=32769 key=57", "CKR_BUFFER_TOO_SMALL", "object=0x39"},
             {"rv=CKR_BUFFER_TOO_SMALL out.length=40000", "CKR_BUFFER_TOO_SMALL", ""},
             {"rv=CKR_KEY_HANDLE_INVALID", "CKR_KEY_HANDLE_INVALID", ""}};
-        for (String[] lie : lies) {
-            token.reset().answer("C_EncapsulateKey", lie[0]);
-            assertEquals(lie[1], raised(() -> session.encapsulateKey(CKM_ML_KEM, null, key(9), template)), lie[0]);
+        for (String[] row : rows) {
+            token.reset().answer("C_EncapsulateKey", row[0]);
+            assertEquals(row[1], raised(() -> session.encapsulateKey(CKM_ML_KEM, null, key(9), template)), row[0]);
             String destroyed = calls().stream().filter(each -> each.startsWith("C_DestroyObject"))
                 .findFirst().orElse("");
-            assertTrue(destroyed.endsWith(lie[2]) && destroyed.isEmpty() == lie[2].isEmpty(), destroyed);
+            assertTrue(destroyed.endsWith(row[2]) && destroyed.isEmpty() == row[2].isEmpty(), destroyed);
         }
     }
 
@@ -123,20 +123,20 @@ class ExtensionTest extends SessionFixture {
             session::sign);
     }
 
-    /** Bytes between position and limit arrive; the output lands behind its position, and nowhere else. */
+    /** Input is read between position and limit; output is written from the position, and nowhere else. */
     @Test
     void positionsAndLimitsBoundEveryAccess() throws Throwable {
         for (String name : inOut().keySet()) {
             boolean sized = name.matches("C_(En|De)crypt.*");
-            for (int room = 0; room < 6; room++) {
+            for (int capacity = 0; capacity < 6; capacity++) {
                 ByteBuffer memory = direct(bytes(0x50, 9));
                 ByteBuffer in = direct(bytes(1, 9)).position(2).limit(5).slice().asReadOnlyBuffer().position(1);
-                ByteBuffer out = memory.duplicate().position(3).limit(3 + room);
+                ByteBuffer out = memory.duplicate().position(3).limit(3 + capacity);
                 token.answer(name, "out=a1a2a3");
                 calls();
                 String length = outcome(() -> inOut().get(name).run(in, out));
-                assertCalls(name + " session=0x7 in=0405 room=" + room);
-                boolean fits = room >= 3;
+                assertCalls(name + " session=0x7 in=0405 room=" + capacity);
+                boolean fits = capacity >= 3;
                 assertEquals(fits || sized ? "3" : "CKR_BUFFER_TOO_SMALL", length, name);
                 assertEquals(fits ? List.of(3, 6) : List.of(1, 3), List.of(in.position(), out.position()), name);
                 byte[] content = new byte[9];
@@ -166,7 +166,7 @@ class ExtensionTest extends SessionFixture {
         assertFalse(session.verify(data.flip(), signature.flip()));
     }
 
-    /** Overlapping buffers work as if the input were another one; a wrong buffer is refused before any call. */
+    /** The input is copied where it overlaps the output. A wrong buffer is refused before any call. */
     @Test
     void overlappingAndWrongBuffers() throws Throwable {
         for (int distance = -4; distance <= 4; distance++) {

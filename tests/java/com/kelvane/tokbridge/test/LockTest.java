@@ -9,15 +9,15 @@ import java.util.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.Executable;
 
-/** The bridge lock: around each call of a library that needs it, never around another's, free on every way out. */
+/** The bridge lock is held around each call of a library that needs it, around no other, and free at the end. */
 class LockTest extends SessionFixture {
     @AfterEach
-    void lockIsFreeInTheEnd() throws Throwable {
+    void assertLockIsFree() throws Throwable {
         token.reset();
         assertTrue(lockIsFree());
     }
 
-    /** While a call is held inside a function, after so many that are let through, the lock is free or not. */
+    /** Checks the lock while a call is held inside a function, after the calls that may pass. */
     private void assertFreeInside(String function, int passing, boolean free, Executable call) throws Throwable {
         Background held = token.hold(function, passing, call);
         assertEquals(free, lockIsFree());
@@ -25,7 +25,7 @@ class LockTest extends SessionFixture {
         assertTrue(lockIsFree());
     }
 
-    /** Two threads call a function that holds its callers; the second waits outside, or is inside too. */
+    /** Two threads call a function: the second one waits outside, or enters too. */
     private void assertSerialised(boolean serialised, String function, Executable call) throws Throwable {
         token.reset();
         Background first = token.hold(function, 0, call);
@@ -41,9 +41,9 @@ class LockTest extends SessionFixture {
         assertTrue(lockIsFree());
     }
 
-    /** Of each method tests/native shows that its call is made with the lock or without. */
+    /** tests/native checks for each method whether the lock is held. */
     @Test
-    void threadsEnterALibraryTogetherIfItLocksForItself() throws Throwable {
+    void threadsEnterTogetherIfTheLibraryLocksForItself() throws Throwable {
         for (boolean locked : new boolean[] {true, false}) {
             initialize(locked);
             assertSerialised(locked, "C_Logout", session::logout);
@@ -55,7 +55,7 @@ class LockTest extends SessionFixture {
     }
 
     @Test
-    void bothKindsSideBySide() throws Throwable {
+    void aLibraryThatLocksForItselfIsIndependentOfOthers() throws Throwable {
         initialize(true);
         synchronized (NativePKCS11.class) {
             library.getInfo();
@@ -68,22 +68,22 @@ class LockTest extends SessionFixture {
         start(other::getInfo).finish();
         Background outside = start(library::getInfo);
         assertTrue(outside.blocked());
-        token.release("C_Logout", held, outside); // or its call would be one of the next test's
+        token.release("C_Logout", held, outside);
         assertEquals(1, token.mostInside());
-        library.libFinalize(); // whose row the other one's takes
+        library.libFinalize(); // the other one's row is moved
         other.libInitialize();
-        initialize(false); // a third life, which takes nothing of the other's
+        initialize(false);
         Background inside = free.hold("C_GetInfo", 0, other::getInfo);
         boolean unlocked = lockIsFree();
         free.release("C_GetInfo", inside);
-        assertTrue(unlocked, "it is initialised still, and locks for itself");
+        assertTrue(unlocked, "it is initialised, and locks for itself");
         free.calls();
         other.libFinalize();
         assertEquals(List.of("C_Finalize reserved=null"), free.calls());
     }
 
     @Test
-    void theTableIsChangedUnderTheLockAlone() throws Throwable {
+    void theTableIsChangedUnderTheLock() throws Throwable {
         ScriptedToken module = ScriptedToken.copy();
         NativePKCS11 holder = new NativePKCS11();
         Background loading;
@@ -117,7 +117,7 @@ class LockTest extends SessionFixture {
     }
 
     @Test
-    void loadingIsOutsideAndBothTriesOfInitialisationAreInside() throws Throwable {
+    void initialisationIsInsideTheLockAndLoadingOutside() throws Throwable {
         library.libFinalize();
         assertFreeInside("C_GetFunctionList", 0, true, () -> library.load(token.path()));
         token.answer("C_Initialize", "rv=CKR_CANT_LOCK");
@@ -125,7 +125,7 @@ class LockTest extends SessionFixture {
     }
 
     @Test
-    void finalizationHoldsTheLockThroughout() throws Throwable {
+    void finalisationIsInsideTheLock() throws Throwable {
         for (String code : new String[] {"", "CKR_GENERAL_ERROR"}) {
             initialize(false);
             token.answer("C_Finalize", code.isEmpty() ? "" : "rv=" + code);
