@@ -13,7 +13,7 @@ import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 
-/** Works in a pool of threads, each with a session of its own: an operation belongs to its session, and lasts calls. */
+/** Works in a pool of threads, each with a session of its own: an operation belongs to its session. */
 public final class Pool {
     private static final int THREADS = 4, TASKS = 100;
 
@@ -47,7 +47,7 @@ public final class Pool {
                 }
                 pool.shutdown();
                 System.out.println(distinct.size() + " digests from " + opened.size() + " sessions.");
-                opened.forEach(NativePKCS11Session::close); // when nobody works in them any more
+                opened.forEach(NativePKCS11Session::close); // when no thread uses them any more
             }
         }
     }

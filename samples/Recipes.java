@@ -55,7 +55,7 @@ public final class Recipes {
     }
 
     private static String gcm(NativePKCS11Session session, NativePKCS11Object key) {
-        byte[] iv = new byte[12]; // never again with this key
+        byte[] iv = new byte[12]; // never used again with this key
         session.generateRandom(iv, 0, iv.length);
         CK_GCM_PARAMS parameter = new CK_GCM_PARAMS(iv, null, 128); // iv, associated data, bits of the tag
         byte[] hidden = session.encrypt(CKM_AES_GCM, parameter, key, "a text".getBytes(StandardCharsets.UTF_8));
@@ -108,7 +108,7 @@ public final class Recipes {
         byte[] chunk = new byte[1024];
         session.encryptInit(CKM_AES_CBC_PAD, new byte[16], key);
         session.encryptUpdate(chunk, 0, chunk.length, new byte[1100], 0);
-        session.encryptFinal(new byte[1100], 0); // its last output is thrown away
+        session.encryptFinal(new byte[1100], 0); // its last output is discarded
         session.encryptInit(CKM_AES_CBC_PAD, new byte[16], key); // would raise CKR_OPERATION_ACTIVE without
         session.encrypt(chunk, 0, chunk.length, new byte[1100], 0);
     }

@@ -18,7 +18,7 @@ import java.util.Arrays;
 import java.util.Base64;
 import javax.security.auth.x500.X500Principal;
 
-/** Makes a key pair on the curve P-256, and a certificate request for it. */
+/** Generates a key pair on the curve P-256 and creates a certificate request for it. */
 public final class Request {
     /** ecdsa-with-SHA256, 1.2.840.10045.4.3.2, in DER. */
     private static final byte[] ALGORITHM = {0x30, 10, 6, 8, 0x2a, (byte) 0x86, 0x48, (byte) 0xce, 0x3d, 4, 3, 2};
@@ -49,7 +49,7 @@ public final class Request {
         throws GeneralSecurityException, IOException {
         AlgorithmParameters curve = AlgorithmParameters.getInstance("EC");
         curve.init(new ECGenParameterSpec("secp256r1"));
-        byte[] id = new byte[8]; // by which key and certificate find each other
+        byte[] id = new byte[8]; // links the keys and the certificate
         session.generateRandom(id, 0, id.length);
         return session.generateKeyPair(CKM_EC_KEY_PAIR_GEN, null,
             Template.of(CKA_EC_PARAMS, curve.getEncoded(), CKA_TOKEN, true, CKA_LABEL, label, CKA_ID, id),

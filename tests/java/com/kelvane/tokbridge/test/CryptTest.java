@@ -157,10 +157,10 @@ class CryptTest extends SessionFixture {
         CK_GCM_PARAMS gcm = new CK_GCM_PARAMS(new byte[12], null, 128);
         byte[] out = new byte[6];
         assertEquals(4, session.encryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), in, 1, 4, out, 2));
-        assertEquals("[C_EncryptInit, C_Encrypt session=0x7 in=02030405 room=4]",
+        assertEquals("[C_EncryptInit, C_Encrypt session=0x7 in=02030405 capacity=4]",
             calls().toString().replaceFirst("Init [^,]*", "Init"));
         assertOutputRule("C_Decrypt", true,
-            (room, at) -> session.decryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), in, 0, 5, room, at));
+            (buffer, at) -> session.decryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), in, 0, 5, buffer, at));
         NativePKCS11Session closed = new NativePKCS11Session(null, 7);
         assertRefused("obj is null", () -> closed.encryptDoFinalGCM(0, null, key(9), in, 0, 5, out, 0));
         assertEquals(3, session.encryptDoFinalGCM(CKM_AES_GCM, "wrong", key(0), in, 0, 5, out, 0));

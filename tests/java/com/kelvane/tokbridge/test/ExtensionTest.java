@@ -86,7 +86,7 @@ class ExtensionTest extends SessionFixture {
         assertEquals("c1c2c3", hex(made.getCiphertext()));
         String call = "C_EncapsulateKey session=0x7 mechanism=0x17 parameter=null/0 publicKey=0x9"
             + " template=[0x1@+24:00]";
-        assertCalls(call + " room=32768");
+        assertCalls(call + " capacity=32768");
         assertEquals("0x37", handleOf(made.getKey()));
 
         token.answer("C_DecapsulateKey", "key=56");
@@ -134,7 +134,7 @@ class ExtensionTest extends SessionFixture {
                 token.answer(name, "out=a1a2a3");
                 calls();
                 String length = outcome(() -> inOut().get(name).run(in, out));
-                assertCalls(name + " session=0x7 in=0405 room=" + capacity);
+                assertCalls(name + " session=0x7 in=0405 capacity=" + capacity);
                 boolean fits = capacity >= 3;
                 assertEquals(fits || sized ? "3" : "CKR_BUFFER_TOO_SMALL", length, name);
                 assertEquals(fits ? List.of(3, 6) : List.of(1, 3), List.of(in.position(), out.position()), name);
@@ -175,7 +175,7 @@ class ExtensionTest extends SessionFixture {
             token.answer("C_Encrypt", "scribble=1 out=a1a2a3a4");
             calls();
             assertEquals(4, session.encrypt(in, out));
-            assertTrue(calls().get(0).endsWith(" in=070809 room=4"));
+            assertTrue(calls().get(0).endsWith(" in=070809 capacity=4"));
             assertEquals((byte) 0xa4, memory.get(9 + distance));
             assertEquals(List.of(9, 10 + distance), List.of(in.position(), out.position()));
         }

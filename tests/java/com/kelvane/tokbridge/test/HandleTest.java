@@ -92,46 +92,39 @@ class HandleTest extends SessionFixture {
 
     // ---- Classes of the application ----
 
-    private static final String PACKAGE = "package com.kelvane.pkcs11.nat; import com.kelvane.pkcs11.*; public class ";
+    /** A program with classes that lack the field and the constructor for wide handles. */
+    private static final String PROGRAM = "package com.kelvane.pkcs11.nat; import com.kelvane.pkcs11.*;"
+        + " class NativePKCS11Session { final NativePKCS11Slot slot; final int sessionID;"
+        + " public NativePKCS11Session(NativePKCS11Slot slot, int id) { this.slot = slot; sessionID = id; }"
+        + " public native void logout(); public native NativePKCS11Object findObject();"
+        + " public native NativePKCS11Object createObject(int[] types, Object[] values); }"
+        + " class NativePKCS11Object { final NativePKCS11Session session; final int objectID;"
+        + " public NativePKCS11Object(NativePKCS11Session s, int id) { session = s; objectID = id; }"
+        + " public native int size(); }"
+        + " public class Program implements java.util.function.UnaryOperator<String> {"
+        + " public String apply(String path) {"
+        + " NativePKCS11 library = new NativePKCS11(); library.load(path); library.libInitialize();"
+        + " NativePKCS11Slot slot = new NativePKCS11Slot(library, 1); String log = \"\";"
+        + " NativePKCS11Session session = new NativePKCS11Session(slot, -1);"
+        + " java.util.concurrent.Callable<?>[] calls = {() -> slot.openSession(6, null).sessionID,"
+        + " () -> slot.openSession(6, null), () -> session.createObject(null, null), () -> session.findObject(),"
+        + " () -> session.findObject().objectID, () -> new NativePKCS11Object(session, -1).size(),"
+        + " () -> { session.logout(); return 0; }};"
+        + " for (java.util.concurrent.Callable<?> each : calls) {"
+        + " try { log += each.call() + \"\\n\"; } catch (Exception e) { log += e.getMessage() + \"\\n\"; } }"
+        + " library.libFinalize(); return log; } }";
 
-    /** Classes without the field and the constructor for wide handles, and a program that uses them. */
-    private static final Map<String, String> PLAIN = Map.of(
-        "NativePKCS11Session", "{ final NativePKCS11Slot slot; final int sessionID;"
-            + " public NativePKCS11Session(NativePKCS11Slot slot, int id) { this.slot = slot; sessionID = id; }"
-            + " public native void logout(); public native NativePKCS11Object findObject();"
-            + " public native NativePKCS11Object createObject(int[] types, Object[] values); }",
-        "NativePKCS11Object", "{ final NativePKCS11Session session; final int objectID;"
-            + " public NativePKCS11Object(NativePKCS11Session s, int id) { session = s; objectID = id; }"
-            + " public native int size(); }",
-        "Program", "implements java.util.function.UnaryOperator<String> { public String apply(String path) {"
-            + " NativePKCS11 library = new NativePKCS11(); library.load(path); library.libInitialize();"
-            + " NativePKCS11Slot slot = new NativePKCS11Slot(library, 1); String log = \"\";"
-            + " java.util.concurrent.Callable<?>[] calls = {() -> slot.openSession(6, null).sessionID,"
-            + "   () -> slot.openSession(6, null), () -> session(slot).createObject(null, null),"
-            + "   () -> session(slot).findObject(), () -> session(slot).findObject().objectID,"
-            + "   () -> new NativePKCS11Object(session(slot), -1).size(), () -> { session(slot).logout(); return 0; }};"
-            + " for (java.util.concurrent.Callable<?> each : calls) {"
-            + "   try { log += each.call() + \"\\n\"; } catch (Exception e) { log += e.getMessage() + \"\\n\"; } }"
-            + " library.libFinalize(); return log; }"
-            + " static NativePKCS11Session session(NativePKCS11Slot slot) { "
-            + "return new NativePKCS11Session(slot, -1); } }");
-
-    /** The program, compiled with those classes before the jar's own on its class path. */
+    /** The program, compiled, and before the jar's own classes on its class path. */
     @SuppressWarnings("unchecked")
-    private static UnaryOperator<String> plainProgram() throws Exception {
+    private static UnaryOperator<String> program() throws Exception {
         Path directory = Files.createDirectory(scratchFile(".plain"));
-        List<String> arguments = new ArrayList<>(List.of("-proc:none", "-nowarn", "-cp",
-            System.getProperty("java.class.path"), "-d", directory.toString()));
-        for (String name : PLAIN.keySet()) {
-            Path source = directory.resolve(name + ".java");
-            Files.writeString(source, PACKAGE + name + " " + PLAIN.get(name));
-            arguments.add(source.toString());
-        }
+        String classPath = System.getProperty("java.class.path");
+        Path source = Files.writeString(directory.resolve("Program.java"), PROGRAM);
         ByteArrayOutputStream errors = new ByteArrayOutputStream();
-        int status = ToolProvider.getSystemJavaCompiler().run(null, null, errors, arguments.toArray(new String[0]));
-        assertEquals(0, status, errors::toString);
-        List<URL> urls = new ArrayList<>(List.of(directory.toUri().toURL()));
-        for (String each : System.getProperty("java.class.path").split(File.pathSeparator)) {
+        assertEquals(0, ToolProvider.getSystemJavaCompiler().run(null, null, errors, "-proc:none", "-nowarn", "-cp",
+            classPath, "-d", directory.toString(), source.toString()), errors::toString);
+        List<URL> urls = new ArrayList<>();
+        for (String each : (directory + File.pathSeparator + classPath).split(File.pathSeparator)) {
             urls.add(Path.of(each).toUri().toURL());
         }
         ClassLoader loader = new URLClassLoader(urls.toArray(new URL[0]), ClassLoader.getPlatformClassLoader());
@@ -144,21 +137,19 @@ class HandleTest extends SessionFixture {
         ScriptedToken module = ScriptedToken.copy();
         String bridge = System.getProperty("tokbridge.library");
         System.setProperty("tokbridge.library", Files.copy(Path.of(bridge), scratchFile(".so")).toString());
+        module.answer("C_OpenSession", "session=0xfffffffe").answer("C_OpenSession", "session=" + WIDE)
+            .answer("C_CreateObject", "object=" + WIDE).answer("C_FindObjects", "objects=" + WIDE)
+            .answer("C_FindObjects", "objects=0x80000001");
         try {
-            module.answer("C_OpenSession", "session=0xfffffffe").answer("C_OpenSession", "session=" + WIDE)
-                .answer("C_CreateObject", "object=" + WIDE).answer("C_FindObjects", "objects=" + WIDE)
-                .answer("C_FindObjects", "objects=0x80000001");
-            assertEquals("-2\nsession handle " + WIDE + " does not fit into 32 bits\nobject handle " + WIDE
-                + " does not fit into 32 bits\nobject handle " + WIDE + " does not fit into 32 bits\n"
-                + "-2147483647\n42\n0\n",
-                plainProgram().apply(module.path()));
+            String refused = "object handle " + WIDE + " does not fit into 32 bits\n";
+            assertEquals("-2\n" + refused.replace("object", "session") + refused + refused + "-2147483647\n42\n0\n",
+                program().apply(module.path()));
         } finally {
             System.setProperty("tokbridge.library", bridge);
         }
         List<String> made = module.calls();
-        assertTrue(made.containsAll(List.of("C_CloseSession session=" + WIDE,
-            "C_DestroyObject session=0xffffffff object="
-            + WIDE, "C_GetObjectSize session=0xffffffff object=0xffffffff", "C_Logout session=0xffffffff")),
-            made::toString);
+        assertTrue(made.containsAll(List.of("C_CloseSession session=" + WIDE, "C_DestroyObject session=0xffffffff"
+            + " object=" + WIDE, "C_GetObjectSize session=0xffffffff object=0xffffffff",
+            "C_Logout session=0xffffffff")), made::toString);
     }
 }

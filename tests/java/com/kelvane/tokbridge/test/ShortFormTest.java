@@ -135,7 +135,7 @@ class ShortFormTest extends SessionFixture {
                     assertEquals(TOO_SMALL, form.run());
                     List<String> made = calls();
                     assertTrue(made.size() < 20, "" + made);
-                    made.forEach(each -> assertFalse(each.matches(".*room=(\\d{8,}|[2-9]\\d{6})"), "2 MiB is wrong"));
+                    made.forEach(each -> assertFalse(each.matches(".*capacity=(\\d{8,}|[2-9]\\d{6})"), "too large"));
                     form.assertEnded(made, true);
                     token.always(function, "");
                 }
@@ -237,7 +237,7 @@ class ShortFormTest extends SessionFixture {
             calls();
             token.always("C_Sign", "out=" + "ab".repeat(length));
             assertEquals(length, session.sign(CKM_EDDSA, null, key(9), in).length);
-            assertTrue(calls().get(1).endsWith(" room=64"));
+            assertTrue(calls().get(1).endsWith(" capacity=64"));
         }
     }
 
@@ -358,7 +358,7 @@ class ShortFormTest extends SessionFixture {
         PKCS11Exception e = assertThrows(PKCS11Exception.class, () -> session.findObjects(Template.of()));
         assertEquals(FAILED, e.getName());
         assertEquals(ENDED, ((PKCS11Exception) e.getSuppressed()[0]).getName());
-        assertCalls("C_FindObjectsInit session=0x7 template=[]", "C_FindObjects session=0x7 room=1",
+        assertCalls("C_FindObjectsInit session=0x7 template=[]", "C_FindObjects session=0x7 capacity=1",
             "C_FindObjectsFinal session=0x7");
         token.answer("C_FindObjectsInit", "rv=" + FAILED);
         assertEquals(FAILED, raised(() -> session.findObjects(Template.of())));
