@@ -10,8 +10,8 @@ import java.math.BigInteger;
 import java.util.List;
 
 /**
- * Moves an AES key from one token to another: the other token generates an RSA key pair, the first one wraps the AES key
- * with its public key, and only the other one can unwrap it. The key is never in memory.
+ * Moves an AES key from one token to another: the other token generates an RSA key pair, the first one wraps the AES
+ * key with its public key, and only the other one can unwrap it. The key never leaves a token unencrypted.
  */
 public final class MoveKey {
     public static void main(String[] arguments) {
@@ -46,7 +46,7 @@ public final class MoveKey {
 
     private static NativePKCS11Session open(NativePKCS11 library, String token) {
         String pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         NativePKCS11Session session = library.findSlot(token)

@@ -14,7 +14,7 @@ public final class Recover implements AutoCloseable {
     public static void main(String[] arguments) throws Exception {
         byte[] random = new byte[16];
         String pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (Recover token = new Recover(arguments[0], arguments[1], pin)) {

@@ -31,7 +31,7 @@ public final class SealFile {
         String module = arguments[0], token = arguments[1], label = arguments[2], pin = System.getenv("TOKEN_PIN");
         boolean seals = arguments[3].equals("seal");
         Path from = Path.of(arguments[4]), to = Path.of(arguments[5]);
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (NativePKCS11 library = new NativePKCS11()) {

@@ -43,7 +43,7 @@ EXPORTED CK_RV C_GetInterface(const char* name, CK_VERSION* version, CK_INTERFAC
 ///   calls                    the lines of the calls since the last time
 ///   made                     their number
 ///   reset                    removes all of the above and releases every caller
-///   extended MAJOR MINOR     offers the functions of edition 3 under this version from here on; 0 0 offers none of them
+///   extended MAJOR MINOR     offers the functions of edition 3 under this version from here on; 0 0: none
 ///   wide                     returns handles of more than 32 bits from here on; calls and answers show the low 32
 EXPORTED char* scriptedTokenCommand(const char* command);
 }

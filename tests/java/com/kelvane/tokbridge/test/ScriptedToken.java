@@ -109,7 +109,7 @@ final class ScriptedToken {
         return Harness.with(new NativePKCS11(), "functionList", functionList());
     }
 
-    /** Executes a command in which codes stand by their names. */
+    /** Executes a command that has codes by their names. */
     ScriptedToken steer(String text) {
         ask(Pattern.compile("CKR_(0x)?\\w+").matcher(text).replaceAll(code -> code.group(1) != null
             ? code.group().substring(4) : "" + assertDoesNotThrow(() -> PKCS11Constants.class.getField(code.group())
