@@ -156,6 +156,7 @@ class ShortFormTest extends SessionFixture {
                     token.answer(function, "rv=" + ENDED);
                 }
                 assertEquals(form.isStream() ? ENDED : plain, form.run(), function);
+                assertEquals(form.isStream() ? 1 : 2, Collections.frequency(names(calls()), form.functions.get(0)));
                 token.reset();
             }
         }
