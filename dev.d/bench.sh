@@ -21,7 +21,7 @@ bench() {
     case ${1:-} in
     --calls)
         no_arguments "bench --calls" ${2+"$2"}
-        on_scripted_token com.kelvane.tokbridge.test.JniCountTest
+        on_scripted_token com.kelvane.tokbridge.test.JniTest
         return
         ;;
     esac

@@ -15,14 +15,14 @@ import java.security.PublicKey;
 import java.security.spec.ECGenParameterSpec;
 import java.util.Arrays;
 
-/** Two sides agree on a secret by ECDH and derive a key from it; one makes a MAC, the other verifies it. */
+/** Two sides agree on a secret by ECDH and derive a key from it; one computes a MAC, the other verifies it. */
 public final class Derive {
-    /** What the derived key is for: another purpose, another key. */
+    /** The purpose of the derived key: another purpose leads to another key. */
     private static final byte[] PURPOSE = "MAC of texts".getBytes(StandardCharsets.UTF_8);
 
     public static void main(String[] arguments) throws Exception {
         String module = arguments[0], token = arguments[1], pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (NativePKCS11 library = new NativePKCS11()) {

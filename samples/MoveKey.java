@@ -10,8 +10,8 @@ import java.math.BigInteger;
 import java.util.List;
 
 /**
- * Takes an AES key from one token to another: the other token makes an RSA key pair, the public key goes to the first
- * token, which wraps the AES key with it; only the other one can unwrap it. The key is never seen outside.
+ * Moves an AES key from one token to another: the other token generates an RSA key pair, the first one wraps the AES
+ * key with its public key, and only the other one can unwrap it. The key never leaves a token unencrypted.
  */
 public final class MoveKey {
     public static void main(String[] arguments) {
@@ -33,7 +33,7 @@ public final class MoveKey {
                     CKA_MODULUS, pair.getPublic().getBigIntegerAttributeValue(CKA_MODULUS),
                     CKA_PUBLIC_EXPONENT, pair.getPublic().getBigIntegerAttributeValue(CKA_PUBLIC_EXPONENT)));
 
-                // SHA-1 is no weakness here, and what nearly every token knows; some know SHA-256 too.
+                // SHA-1 is no weakness here, and nearly every token supports it; some support SHA-256 too.
                 Object oaep = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null);
                 byte[] wrapped = from.wrapKey(CKM_RSA_PKCS_OAEP, oaep, wrapping, keys.get(0));
                 to.unwrapKey(CKM_RSA_PKCS_OAEP, oaep, pair.getPrivate(), wrapped, Template.of(CKA_CLASS, CKO_SECRET_KEY,
@@ -46,7 +46,7 @@ public final class MoveKey {
 
     private static NativePKCS11Session open(NativePKCS11 library, String token) {
         String pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         NativePKCS11Session session = library.findSlot(token)

@@ -13,13 +13,13 @@ import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 
-/** Works in a pool of threads, each with a session of its own: an operation belongs to its session, and lasts calls. */
+/** Works in a pool of threads, each with a session of its own: an operation belongs to its session. */
 public final class Pool {
     private static final int THREADS = 4, TASKS = 100;
 
     public static void main(String[] arguments) throws Exception {
         String module = arguments[0], token = arguments[1], pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (NativePKCS11 library = new NativePKCS11()) {
@@ -47,7 +47,7 @@ public final class Pool {
                 }
                 pool.shutdown();
                 System.out.println(distinct.size() + " digests from " + opened.size() + " sessions.");
-                opened.forEach(NativePKCS11Session::close); // when nobody works in them any more
+                opened.forEach(NativePKCS11Session::close); // when no thread uses them any more
             }
         }
     }

@@ -16,7 +16,7 @@ import java.util.Arrays;
 public final class PostQuantum {
     public static void main(String[] arguments) throws Exception {
         String module = arguments[0], token = arguments[1], pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (NativePKCS11 library = new NativePKCS11()) {

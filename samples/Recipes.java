@@ -26,7 +26,7 @@ import javax.crypto.spec.PSource;
 public final class Recipes {
     public static void main(String[] arguments) throws Exception {
         String module = arguments[0], token = arguments[1], pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (NativePKCS11 library = new NativePKCS11(); InputStream file = new FileInputStream(arguments[2])) {
@@ -55,7 +55,7 @@ public final class Recipes {
     }
 
     private static String gcm(NativePKCS11Session session, NativePKCS11Object key) {
-        byte[] iv = new byte[12]; // never again with this key
+        byte[] iv = new byte[12]; // never used again with this key
         session.generateRandom(iv, 0, iv.length);
         CK_GCM_PARAMS parameter = new CK_GCM_PARAMS(iv, null, 128); // iv, associated data, bits of the tag
         byte[] hidden = session.encrypt(CKM_AES_GCM, parameter, key, "a text".getBytes(StandardCharsets.UTF_8));

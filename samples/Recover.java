@@ -5,7 +5,7 @@ import com.kelvane.pkcs11.nat.NativePKCS11;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.util.function.Consumer;
 
-/** Draws random bytes at each key, also after a session was lost or the module's other end was gone for a while. */
+/** Draws random bytes at each line of input, also after a lost session or a restart of the module's server. */
 public final class Recover implements AutoCloseable {
     private final String module, label, pin;
     private NativePKCS11 library = new NativePKCS11();
@@ -14,7 +14,7 @@ public final class Recover implements AutoCloseable {
     public static void main(String[] arguments) throws Exception {
         byte[] random = new byte[16];
         String pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (Recover token = new Recover(arguments[0], arguments[1], pin)) {
@@ -29,7 +29,7 @@ public final class Recover implements AutoCloseable {
         this.label = label;
         this.pin = pin;
     }
-    /** Does work that may be done twice: nobody knows how far the attempt came that failed. */
+    /** Does work that may be done twice: a failed attempt may have been complete. */
     void run(Consumer<NativePKCS11Session> work) throws InterruptedException {
         for (int attempt = 1;; attempt++) {
             try {
@@ -38,7 +38,7 @@ public final class Recover implements AutoCloseable {
                 return;
             } catch (PKCS11Exception e) {
                 close();
-                if (attempt == 5 || e.getCode() == CKR_PIN_INCORRECT) { // tried again, that locks the token
+                if (attempt == 5 || e.getCode() == CKR_PIN_INCORRECT) { // another attempt would lock the token
                     throw e;
                 }
                 Thread.sleep(200L * attempt);
@@ -46,7 +46,7 @@ public final class Recover implements AutoCloseable {
         }
     }
     private NativePKCS11Session open() {
-        library = new NativePKCS11(); // objects of the library's former life are of no use any more
+        library = new NativePKCS11(); // objects of the library's former life cannot be used any more
         library.load(module);
         library.libInitialize();
         NativePKCS11Session opened = library.findSlot(label) // slot ids may have changed
@@ -58,6 +58,6 @@ public final class Recover implements AutoCloseable {
         session = null;
         try {
             library.close(); // ends the session too
-        } catch (PKCS11Exception e) { } // the library is given back even so
+        } catch (PKCS11Exception e) { } // the library is released nevertheless
     }
 }

@@ -18,14 +18,14 @@ import java.util.Arrays;
 import java.util.Base64;
 import javax.security.auth.x500.X500Principal;
 
-/** Makes a key pair on the curve P-256, and a certificate request for it. */
+/** Generates a key pair on the curve P-256 and creates a certificate request for it. */
 public final class Request {
     /** ecdsa-with-SHA256, 1.2.840.10045.4.3.2, in DER. */
     private static final byte[] ALGORITHM = {0x30, 10, 6, 8, 0x2a, (byte) 0x86, 0x48, (byte) 0xce, 0x3d, 4, 3, 2};
 
     public static void main(String[] arguments) throws Exception {
         String module = arguments[0], token = arguments[1], label = arguments[2], pin = System.getenv("TOKEN_PIN");
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (NativePKCS11 library = new NativePKCS11()) {

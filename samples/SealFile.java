@@ -22,7 +22,7 @@ import java.util.List;
  *
  * <p>The file is 7 random bytes and the pieces, each with a tag of its own. The nonce of a piece is these 7 bytes, the
  * number of the piece and whether it is the last one: pieces that are missing at the end, exchanged or of another file
- * do not open. One key is good for a million files; then 7 random bytes may come twice, and GCM is broken.
+ * do not open. One key suffices for a million files; beyond that 7 random bytes may repeat, which breaks GCM.
  */
 public final class SealFile {
     private static final int PREFIX = 7, PIECE = 1 << 20, TAG = 16;
@@ -31,7 +31,7 @@ public final class SealFile {
         String module = arguments[0], token = arguments[1], label = arguments[2], pin = System.getenv("TOKEN_PIN");
         boolean seals = arguments[3].equals("seal");
         Path from = Path.of(arguments[4]), to = Path.of(arguments[5]);
-        if (pin == null || pin.isEmpty()) { // null asks for the PIN at the token, an empty one counts as a wrong one
+        if (pin == null || pin.isEmpty()) { // null means the token's PIN pad, an empty PIN counts as wrong
             throw new IllegalStateException("TOKEN_PIN is not set");
         }
         try (NativePKCS11 library = new NativePKCS11()) {
@@ -55,7 +55,7 @@ public final class SealFile {
                 }
                 convert(session, keys.get(0), seals, prefix, in, out, Files.size(from));
             } catch (PKCS11Exception | IOException e) {
-                Files.deleteIfExists(to); // pieces that are right are no right file
+                Files.deleteIfExists(to); // a part of the file is no valid file
                 throw e;
             }
         }

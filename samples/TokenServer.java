@@ -25,7 +25,7 @@ public final class TokenServer {
         keys.load(null, pin); // logs in
 
         PrivateKey key = (PrivateKey) keys.getKey(alias, null);
-        Signature signature = Signature.getInstance("SHA256withECDSA"); // the key decides that the token signs
+        Signature signature = Signature.getInstance("SHA256withECDSA"); // the class of the key selects the provider
         signature.initSign(key);
         signature.update("a text".getBytes());
         System.out.println("signed, " + (verifies(keys, alias, signature.sign()) ? "verified" : "wrong"));

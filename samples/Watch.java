@@ -7,8 +7,8 @@ import java.util.TreeSet;
 import java.util.concurrent.atomic.AtomicBoolean;
 
 /**
- * Tells of tokens that come and go, until a line is entered. It looks every second instead of blocking in the module:
- * not every module tells of events, and a blocking wait ends only with the library, and may hold up other threads.
+ * Prints tokens that come and go, until a line is entered. It polls every second instead of blocking in the module: not
+ * every module reports events, and a blocking wait ends only with the library and may block other threads.
  */
 public final class Watch {
     private static final AtomicBoolean STOPPED = new AtomicBoolean();
@@ -22,7 +22,7 @@ public final class Watch {
             System.in.read();
             STOPPED.set(true);
             watcher.interrupt();
-            watcher.join(); // before the library goes
+            watcher.join(); // before the library is closed
         }
         System.out.println("No longer watching.");
     }
@@ -49,7 +49,7 @@ public final class Watch {
             try {
                 tokens.add(slot.getTokenInfo().getLabel() + " " + slot.getTokenInfo().getSerialNumber());
             } catch (PKCS11Exception e) {
-                if (e.getCode() != PKCS11Constants.CKR_TOKEN_NOT_PRESENT) { // it has gone since the list was made
+                if (e.getCode() != PKCS11Constants.CKR_TOKEN_NOT_PRESENT) { // removed since the list was read
                     throw e;
                 }
             }

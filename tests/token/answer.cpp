@@ -6,13 +6,13 @@
 
 namespace {
 
-/// Whether the answer leaves an output alone.
+/// Whether the answer leaves an output unchanged.
 bool untouched(const Call& call, const std::string& name)
 {
     return call.failing && find(*call.values, name) == nullptr && find(*call.values, name + ".length") == nullptr;
 }
 
-/// Numbers divided by commas, as they lie in memory.
+/// Numbers divided by commas, as bytes in memory.
 std::string numbers(const std::string& text, bool handles)
 {
     std::string bytes;
@@ -25,21 +25,21 @@ std::string numbers(const std::string& text, bool handles)
     return bytes;
 }
 
-/// Copies an output into its room and reports its length, or the length that the answer puts in its place ("keep": as
-/// it was). Too little room is CKR_BUFFER_TOO_SMALL, as the standard has it.
+/// Copies an output into its buffer and reports its length, or the length that the answer names ("keep": unchanged). A
+/// buffer that is too small is CKR_BUFFER_TOO_SMALL.
 void putOutput(Call& call, const Argument& argument)
 {
     const auto& [name, kind, words] = argument;
-    auto* length = kind == "room" ? nullptr : pointer<CK_ULONG>(words[kind == "found" ? 2 : 1]);
-    if (untouched(call, name) || (kind != "room" && length == nullptr))
+    auto* length = kind == "buffer" ? nullptr : pointer<CK_ULONG>(words[kind == "found" ? 2 : 1]);
+    if (untouched(call, name) || (kind != "buffer" && length == nullptr))
         return;
     const std::string* scripted = find(*call.values, name);
     const std::string text = scripted != nullptr ? *scripted : call.failing ? "" : call.input;
     const bool ofNumbers = argument.is({"list", "found"});
     const std::string bytes = ofNumbers ? numbers(text, argument.isHandle()) : unhex(text);
     const CK_ULONG count = bytes.size() / (ofNumbers ? sizeof(CK_ULONG) : 1);
-    const CK_ULONG room = argument.is({"room", "found"}) ? words[1] : *length;
-    if (words[0] != 0 && count > room)
+    const CK_ULONG capacity = argument.is({"buffer", "found"}) ? words[1] : *length;
+    if (words[0] != 0 && count > capacity)
         call.rv = CKR_BUFFER_TOO_SMALL;
     else if (words[0] != 0)
         std::memcpy(pointer<void>(words[0]), bytes.data(), bytes.size());
@@ -50,8 +50,7 @@ void putOutput(Call& call, const Argument& argument)
 
 void putAttributes(Call& call, CK_ATTRIBUTE* attributes, CK_ULONG count);
 
-/// A template that is a value, as "type:value,type:value,type.length:number": its size, or its types with what their
-/// rooms take.
+/// A template that is a value, as "type:value,type:value,type.length:number": its size, or its attributes.
 void putTemplate(Call& call, CK_ATTRIBUTE& attribute, std::string text)
 {
     std::replace(text.begin(), text.end(), ':', '=');
@@ -128,7 +127,7 @@ void answer(Call& call, const Argument& argument, CK_OBJECT_HANDLE& nextObject)
     const auto& [name, kind, words] = argument;
     const std::string* scripted = find(*call.values, name);
     call.isQuery = call.isQuery || (kind == "out" && words[0] == 0);
-    if (argument.is({"out", "room", "list", "found"}))
+    if (argument.is({"out", "buffer", "list", "found"}))
         putOutput(call, argument);
     else if (kind == "interfaces")
         putInterfaces(call, argument);

@@ -1,4 +1,4 @@
-#include "functions.h"
+#include "call.h"
 
 namespace {
 
@@ -27,8 +27,8 @@ Function row(const char* name, const char* parameters, const char* defaults = ""
 
 } // namespace
 
-// Each row: name, parameters, and what it answers by itself. A parameter is "name:kind", or a kind alone that is its
-// name too; any other is a number, shown in hexadecimal. Kinds and the C arguments that they stand for:
+// Each row: name, parameters, default answer. A parameter is "name:kind", or a kind alone, which is its name too; any
+// other is a number, shown in hexadecimal. Kinds and their C arguments:
 //
 //   count       a number, shown in decimal
 //   pointer     shown as null or set
@@ -37,13 +37,13 @@ Function row(const char* name, const char* parameters, const char* defaults = ""
 //   template    attributes, count
 //   query       the same, to be read
 //   mechanism   answered by writing into its parameter
-//   out         room, pointer to its length; without an answer it receives the input
-//   room        room, its length
-//   list        room for numbers, pointer to their count
-//   found       room for numbers, its size, pointer to their count
+//   out         buffer, pointer to its length; without an answer it receives the input
+//   buffer      buffer, its length
+//   list        buffer for numbers, pointer to their count
+//   found       buffer for numbers, its size, pointer to their count
 //   result      pointer to a number or handle; without an answer the next handle
-//   interfaces  room for interfaces, pointer to their count; the answer is how many "PKCS 11" ones there are
-//   functions   pointer to the list; "list=new" answers a new one each time, "list=null" none
+//   interfaces  buffer for interfaces, pointer to their count; the answer is the number of "PKCS 11" ones
+//   functions   pointer to the list; "list=new" answers a new one each time, "list=null" null
 //   CK_...      pointer to that structure
 // clang-format off
 std::map<std::string, Function>& functions()
@@ -122,7 +122,7 @@ std::map<std::string, Function>& functions()
     ROW(C_UnwrapKey, "session mechanism unwrappingKey in template key:result"),
     ROW(C_DeriveKey, "session mechanism baseKey template key:result"),
     ROW(C_SeedRandom, "session in"),
-    ROW(C_GenerateRandom, "session out:room"),
+    ROW(C_GenerateRandom, "session out:buffer"),
     ROW(C_GetFunctionStatus, "session"),
     ROW(C_CancelFunction, "session"),
     ROW(C_WaitForSlotEvent, "flags slot:result reserved:pointer", "slot=1"),

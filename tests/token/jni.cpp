@@ -1,5 +1,5 @@
-// The natives of com.kelvane.tokbridge.test.ScriptedToken: the door to every copy of the token's library, and what a
-// test needs of the process that Java does not offer.
+// The native methods of com.kelvane.tokbridge.test.ScriptedToken: commands to a copy of the module, and functions of
+// the process that Java lacks.
 #include <cstdlib>
 
 #include <fcntl.h>

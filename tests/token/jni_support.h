@@ -1,4 +1,4 @@
-// What the natives of the tests share.
+// Functions for the native methods of the tests.
 #pragma once
 
 #include <string>

@@ -38,21 +38,21 @@ struct Row
     const char* fields;
 };
 
-// One structure a row: name, mechanisms of the tests that take it, its fields in the standard's order as
-// "name:kind(extent)". Offsets follow from the order with the platform's alignment; they are worked out here and not
-// taken from the library's declarations, so that a mistake there shows as a difference. Kinds:
+// One structure a row: name, its mechanisms in the tests, its fields in the standard's order as "name:kind(extent)".
+// Offsets follow from the order with the platform's alignment, and not from the library's declarations, so that a
+// mistake there shows as a difference. Kinds:
 //
 //   number           CK_ULONG, shown in decimal; also when no kind is given
 //   code             CK_ULONG, shown in hexadecimal: mechanisms, flags
 //   handle           the same, a handle
 //   bytes, text      so many bytes in the structure; text is blank-padded when filled
 //   pointer          shown as null or set, never followed
-//   data             pointer to as many bytes as the named field says, or to so many
-//   area             pointer to room for as many bits as the named field says
-//   output           pointer to room for as many bytes as the CK_ULONG says to which the named field leads
+//   data             pointer to as many bytes as the named field has, or to so many
+//   area             pointer to a buffer for the number of bits in the named field
+//   output           pointer to a buffer for the number of bytes in the CK_ULONG behind the named field
 //   length           pointer to a CK_ULONG
-//   template         pointer to as many attributes as the named field says
-//   bits             pointer to as many bits as the named field says
+//   template         pointer to the number of attributes in the named field
+//   bits             pointer to the number of bits in the named field
 //   record           pointer to the record that holds the fields after it, up to a "^"
 // clang-format off
 const auto& rows = *new std::vector<Row>{
@@ -196,15 +196,15 @@ T load(const void* from)
     return result;
 }
 
-/// Where a field is; null when the pointer to its record is null.
+/// The address of a field; null when the pointer to its record is null.
 char* addressOf(const Field& field, char* structure)
 {
     auto* record = field.record == nullptr ? structure : load<char*>(structure + field.record->offset);
     return record == nullptr ? nullptr : record + field.offset;
 }
 
-/// How many bytes a pointer field leads to.
-CK_ULONG roomBehind(const Field& field, const Layout& layout, char* structure)
+/// The number of bytes behind a pointer field.
+CK_ULONG lengthBehind(const Field& field, const Layout& layout, char* structure)
 {
     for (const Field& each : layout.fields) {
         const char* at = addressOf(each, structure);
@@ -230,10 +230,10 @@ std::string show(const Field& field, const Layout& layout, const char* at, char*
     if (field.kind == "pointer")
         return target == nullptr ? "null" : "set";
     if (field.kind == "template")
-        return showTemplate(load<const CK_ATTRIBUTE*>(at), roomBehind(field, layout, structure), false);
+        return showTemplate(load<const CK_ATTRIBUTE*>(at), lengthBehind(field, layout, structure), false);
     std::string text = place(target, structure);
     if (target != nullptr && (field.kind == "data" || field.kind == "bits"))
-        text += ":" + hex(target, roomBehind(field, layout, structure));
+        text += ":" + hex(target, lengthBehind(field, layout, structure));
     if (target != nullptr && field.kind == "length")
         text += ":" + std::to_string(load<CK_ULONG>(target));
     return text;
@@ -336,7 +336,7 @@ std::string showTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count, bool qu
         const CK_ATTRIBUTE& each = attributes[i];
         text += (i == 0 ? "" : " ") + code(each.type);
         if (query || each.pValue == nullptr)
-            text += (each.pValue == nullptr ? "@null/" : "@room/") + std::to_string(each.ulValueLen);
+            text += (each.pValue == nullptr ? "@null/" : "@buffer/") + std::to_string(each.ulValueLen);
         else if (holdsTemplate(each.type))
             text += "@" + place(each.pValue, attributes) + ":" +
                     showTemplate(static_cast<const CK_ATTRIBUTE*>(each.pValue), each.ulValueLen / sizeof(CK_ATTRIBUTE),
@@ -349,11 +349,11 @@ std::string showTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count, bool qu
 
 std::string structureOf(const CK_MECHANISM& mechanism, const Values& values)
 {
-    const std::string* asked = find(values, "as");
+    const std::string* requested = find(values, "as");
     const auto row = std::find_if(rows.begin(), rows.end(), [&](const Row& each) {
-        return asked != nullptr ? each.name == *asked
-                                : std::find(each.mechanisms.begin(), each.mechanisms.end(), mechanism.mechanism) !=
-                                      each.mechanisms.end();
+        return requested != nullptr ? each.name == *requested
+                                    : std::find(each.mechanisms.begin(), each.mechanisms.end(), mechanism.mechanism) !=
+                                          each.mechanisms.end();
     });
     const bool fits = row != rows.end() && mechanism.pParameter != nullptr;
     return fits && mechanism.ulParameterLen == parse(*row).size ? row->name : "";
@@ -391,7 +391,7 @@ void fill(const std::string& name, void* structure, const Values& values)
         } else if (field.inPlace()) {
             bytes.resize(field.bytes(), field.kind == "text" ? ' ' : '\0');
             std::memcpy(at, bytes.data(), bytes.size());
-        } else if (auto* to = load<char*>(at); to != nullptr && bytes.size() <= roomBehind(field, layout, start)) {
+        } else if (auto* to = load<char*>(at); to != nullptr && bytes.size() <= lengthBehind(field, layout, start)) {
             std::memcpy(to, bytes.data(), bytes.size());
         }
     }

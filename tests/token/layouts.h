@@ -1,4 +1,4 @@
-// What the scripted token knows of Cryptoki's structures: how to show one as text and how to fill one from an answer.
+// The structures of Cryptoki: one as text, and one filled from an answer.
 #pragma once
 
 #include <map>
@@ -19,8 +19,7 @@ const std::string* find(const Values& values, std::string_view name);
 /// A number in C notation; `fallback` when the name is absent.
 CK_ULONG number(const Values& values, std::string_view name, CK_ULONG fallback);
 
-/// In wide mode every handle that the token gives out needs more than 32 bits. Answers and calls show it without the
-/// bits that make it so.
+/// In wide mode every handle that the token returns needs more than 32 bits. Answers and calls show it without these.
 inline bool wideHandles;
 CK_ULONG widened(CK_ULONG handle);
 CK_ULONG narrowed(CK_ULONG handle);
@@ -29,24 +28,24 @@ std::string unhex(std::string_view digits);
 std::string hex(const void* bytes, CK_ULONG length);
 std::string code(CK_ULONG value);
 
-/// Where a pointer leads, as a distance from `base`: "+24", or "null".
+/// A pointer as a distance from `base`: "+24", or "null".
 std::string place(const void* pointer, const void* base);
 
-/// Bytes, or "null", and the length that goes with null if it is not 0.
+/// Bytes, or "null", and the length of null if it is not 0.
 std::string showBytes(const void* bytes, CK_ULONG length);
 
 /// Whether an attribute's value is a template itself.
 bool holdsTemplate(CK_ATTRIBUTE_TYPE type);
 
-/// "[type@place:value ...]"; of a query the room of each instead of the value.
+/// "[type@place:value ...]"; of a query the capacity of each instead of the value.
 std::string showTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count, bool query);
 
 /// The name of the structure that a mechanism's parameter is, or that the values name as "as"; empty when there is none
 /// or its size is another one's.
 std::string structureOf(const CK_MECHANISM& mechanism, const Values& values);
 
-/// "NAME{field=value ...}". Pointers are shown as their distance from the structure's start and what they lead to.
+/// "NAME{field=value ...}". Pointers are shown as their distance from the structure's start and their target.
 std::string describe(const std::string& name, const void* structure);
 
-/// Writes the fields, and the data behind its pointers, that the values name. Never writes more than there is room for.
+/// Writes the named fields and the data behind pointers, never more than their length.
 void fill(const std::string& name, void* structure, const Values& values);

@@ -1,8 +1,6 @@
-// A Cryptoki module that does what a test has told it. It writes down every call as one line of text (show.cpp) and
-// answers from a queue of words (answer.cpp); without an answer it succeeds with plain data. The table in functions.cpp
-// says what each function takes and answers by itself; everything else follows from the arguments' kinds.
-//
-// A byte copy of the library's file is a module of its own: nothing here is shared between copies.
+// A Cryptoki module that a test controls. It records every call as a line of text (show.cpp) and answers from a queue
+// of words (answer.cpp); without an answer it succeeds with the default of the table in functions.cpp. All else follows
+// from the kinds of the arguments. A copy of the library file is a module of its own: nothing is shared between copies.
 #include "scripted_token.h"
 
 #include <algorithm>
@@ -31,7 +29,7 @@ int insideNow;
 int mostInside;
 std::size_t leastStack;
 
-/// How much of the thread's stack is left.
+/// The bytes of the thread's stack that are left.
 std::size_t stackLeft()
 {
     pthread_attr_t attributes;
@@ -43,7 +41,8 @@ std::size_t stackLeft()
     return static_cast<std::size_t>(static_cast<char*>(__builtin_frame_address(0)) - static_cast<char*>(low));
 }
 
-/// Does what some modules do to a thread that loads or starts them, when the environment says so.
+/// Changes the rounding, as some modules do for a thread that loads or initialises them, if the environment has the
+/// variable.
 bool spoilRounding() { return std::getenv("SCRIPTED_TOKEN_ROUNDS_UP") != nullptr && std::fesetround(FE_UPWARD) == 0; }
 
 std::string reset()
@@ -161,7 +160,7 @@ CK_RV run(const char* name, const std::vector<Word>& words)
 
 CK_RV C_GetFunctionList(CK_FUNCTION_LIST** to) { return run("C_GetFunctionList", {Word(to)}); }
 
-// Not recorded: tests of version 2 alone do not know of it.
+// Not recorded: tests of version 2 do not expect it.
 CK_RV C_GetInterface(const char* name, CK_VERSION* version, CK_INTERFACE** to, CK_FLAGS)
 {
     static CK_INTERFACE found = {"PKCS 11", &extended, 0};

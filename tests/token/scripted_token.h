@@ -1,4 +1,4 @@
-// What a library file of the scripted token exports: a Cryptoki module, and the door by which a test steers it.
+// The exports of the scripted module: Cryptoki, and the function by which a test controls it.
 #pragma once
 
 #include "bridge/cryptoki.h"
@@ -15,11 +15,10 @@ EXPORTED CK_RV C_GetInterface(const char* name, CK_VERSION* version, CK_INTERFAC
 //   C_Login session=0x7 user=0x1 pin=31323334
 //
 // Numbers are hexadecimal with 0x, sizes decimal, bytes hexadecimal digits; a null pointer is "null", with its length
-// behind a slash if that is not 0. Room for output is "room=16". Further:
+// behind a slash if that is not 0. The capacity of an output buffer is "capacity=16". Further:
 //
-//   template=[0x0@+48:0300000000000000 0x3@+56:6c]   each attribute's type, the place of its value as a distance from
-//                                                    the template's start, its bytes
-//   template=[0x3@null/0 0x11@room/16]               attributes to be read
+//   template=[0x0@+48:0300000000000000 0x3@+56:6c]   types, values as a distance from the template's start, their bytes
+//   template=[0x3@null/0 0x11@buffer/16]             attributes to be read
 //   mechanism=0x1082 parameter=+24/16:00...          distance from the mechanism's start, length, bytes
 //   mechanism=0x370 parameter=+24 CK_VERSION{...}    a structure's fields in order; its pointers are shown as a
 //                                                    distance from the structure's start and what they lead to
@@ -30,21 +29,21 @@ EXPORTED CK_RV C_GetInterface(const char* name, CK_VERSION* version, CK_INTERFAC
 ///
 ///   answer NAME WORDS        queues the answer to one call; `out.length=5` reports another length, `=keep`
 ///                            none; `scribble=1` writes over all input; `pIv.pointer=0` moves a parameter's pointer;
-///                            `as=CK_GCM_PARAMS` says what a mechanism's parameter is; a template that is a value is
-///                            `0x40000211=0x1:01,0x3:6162`
+///                            `as=CK_GCM_PARAMS` is the structure of a mechanism's parameter; a template that is a
+///                            value is `0x40000211=0x1:01,0x3:6162`
 ///   always NAME WORDS        answers every call that finds the queue empty
 ///   hold NAME N              keeps callers inside, after letting N of them through
-///   release NAME             lets them go
+///   release NAME             releases them
 ///   await NAME N             waits until N callers are inside, for some seconds
 ///   least-stack              the least bytes of stack that a call has found left
-///   most-inside              how many callers were inside the module at once
+///   most-inside              the greatest number of callers inside the module at once
 ///   missing NAME             puts null into the function list
 ///   version MAJOR MINOR      sets the function list's version
 ///   list                     the function list's address, in decimal
 ///   calls                    the lines of the calls since the last time
-///   made                     how many they are
-///   reset                    forgets all of the above and lets every caller go
-///   extended MAJOR MINOR     offers the functions of edition 3 under this version from here on; 0 0 offers none
-///   wide                     gives out handles of more than 32 bits from here on; calls and answers show the low 32
+///   made                     their number
+///   reset                    removes all of the above and releases every caller
+///   extended MAJOR MINOR     offers the functions of edition 3 under this version from here on; 0 0: none
+///   wide                     returns handles of more than 32 bits from here on; calls and answers show the low 32
 EXPORTED char* scriptedTokenCommand(const char* command);
 }

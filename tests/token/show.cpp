@@ -10,7 +10,7 @@ std::vector<Argument> argumentsOf(const Function& function, const std::vector<Wo
     for (std::string word; parameters >> word;) {
         const std::size_t colon = word.find(':');
         Argument& each = arguments.emplace_back(Argument{word.substr(0, colon), word.substr(colon + 1), next});
-        const bool two = each.is({"in", "template", "query", "out", "room", "list", "interfaces"});
+        const bool two = each.is({"in", "template", "query", "out", "buffer", "list", "interfaces"});
         next += two ? 2 : each.kind == "found" ? 3 : 1;
     }
     return arguments;
@@ -28,7 +28,7 @@ std::string showMechanism(const CK_MECHANISM& mechanism, const Values& values)
     return text + "/" + std::to_string(length) + (bytes == nullptr ? "" : ":" + hex(bytes, length));
 }
 
-/// There are modules that take labels and PINs for C strings: a zero stands behind each.
+/// Some modules read labels and PINs as C strings: each is followed by a zero.
 std::string unlessTerminated(const char* text, CK_ULONG length)
 {
     return text == nullptr || text[length] == 0 ? "" : "+unterminated";
@@ -59,10 +59,10 @@ void show(Call& call, const Argument& argument)
     } else if (kind == "mechanism") {
         shown = null ? "null" : showMechanism(*pointer<const CK_MECHANISM>(words[0]), *call.values);
     } else if (argument.is({"out", "list", "interfaces"})) {
-        label = "room";
+        label = "capacity";
         shown = null || words[1] == 0 ? "null" : std::to_string(*pointer<const CK_ULONG>(words[1]));
-    } else if (argument.is({"room", "found"})) {
-        label = "room";
+    } else if (argument.is({"buffer", "found"})) {
+        label = "capacity";
         shown = null ? "null" : std::to_string(words[1]);
     } else if (kind == "CK_C_INITIALIZE_ARGS" && !null) {
         shown = describe(kind, pointer<const void>(words[0]));

@@ -11,8 +11,12 @@ import java.util.function.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.*;
 
-/** Cryptographic operations and key management: what a module receives, what Java gets back, which error wins. */
+/** Cryptographic operations and key management: arguments, results, and the order of the checks. */
 class CryptTest extends SessionFixture {
+    private interface InOut {
+        int run(byte[] in, int inOffset, int inLength, byte[] out, int outOffset);
+    }
+
     private interface In {
         void run(byte[] in, int offset, int length);
     }
@@ -27,8 +31,8 @@ class CryptTest extends SessionFixture {
 
     private final byte[] in = {1, 2, 3, 4, 5};
 
-    /** The checks of an input stretch, then those of an output, whose errors win in this order. */
-    private void assertBuffersChecked(Calls.InOut call) throws Throwable {
+    /** The range of the input is checked first, then the output. */
+    private void assertBuffersChecked(InOut call) throws Throwable {
         byte[] out = new byte[4];
         for (int[] range : new int[][] {{-1, 1}, {0, -1}, {Integer.MIN_VALUE, Integer.MIN_VALUE}}) {
             assertRefused("CKR_DATA_INVALID", () -> call.run(in, range[0], range[1], out, 9));
@@ -44,11 +48,11 @@ class CryptTest extends SessionFixture {
         }
     }
 
-    /** What comes of CKR_BUFFER_TOO_SMALL and of lengths that lie; `sized` operations answer with the size needed. */
+    /** CKR_BUFFER_TOO_SMALL and wrong lengths; sized operations return the length that is needed. */
     private void assertOutputRule(String function, boolean sized, Out call) throws Throwable {
         final String small = "CKR_BUFFER_TOO_SMALL";
         final String failed = "CKR_DEVICE_ERROR";
-        String[][] answers = { // rv, length, outcome of a sized operation, of any other
+        String[][] answers = { // rv, length, result of a sized operation, of any other
             {"0", "3", "3", "3"}, {"0", "0", "0", "0"}, {small, "48", "48", small}, {"0", "48", "48", small},
             {small, "2", small, small}, {small, "keep", small, small},
             {small, "0x7fffffff", "2147483647", small}, {small, "0x80000000", small, small},
@@ -58,7 +62,7 @@ class CryptTest extends SessionFixture {
             byte[] out = new byte[5];
             token.answer(function, "rv=" + answer[0] + " out=0708 out.length=" + answer[1]);
             assertEquals(answer[sized ? 2 : 3], outcome(() -> call.run(out, 2)), function + " " + answer[1]);
-            assertArrayEquals(new byte[] {0, 0, 7, 8, 0}, out, "copied back whatever the answer");
+            assertArrayEquals(new byte[] {0, 0, 7, 8, 0}, out, "copied back in any case");
         }
         token.answer(function, "out=");
         assertEquals(0, call.run(new byte[2], 2));
@@ -66,12 +70,19 @@ class CryptTest extends SessionFixture {
     }
 
     @Test
-    void inputToOutput() throws Throwable {
-        Set<String> sized = Set.of("C_Encrypt", "C_EncryptUpdate", "C_Decrypt", "C_DecryptUpdate");
-        for (String function : Calls.IN_OUT.keySet()) {
-            Calls.InOut call = Calls.IN_OUT.get(function).apply(session);
+    void everyOperationChecksItsBuffers() throws Throwable {
+        Map<String, InOut> others = Map.of("C_Digest", session::digest, "C_Sign", session::sign, "C_SignRecover",
+            session::signRecover, "C_VerifyRecover", session::verifyRecover, "C_DigestEncryptUpdate",
+            session::digestEncryptUpdate, "C_DecryptDigestUpdate", session::decryptDigestUpdate, "C_SignEncryptUpdate",
+            session::signEncryptUpdate, "C_DecryptVerifyUpdate", session::decryptVerifyUpdate);
+        Map<String, InOut> calls = new HashMap<>(Map.of("C_Encrypt", session::encrypt, "C_EncryptUpdate",
+            session::encryptUpdate, "C_Decrypt", session::decrypt, "C_DecryptUpdate", session::decryptUpdate));
+        Set<String> sized = Set.copyOf(calls.keySet());
+        calls.putAll(others);
+        for (String function : calls.keySet()) {
+            InOut call = calls.get(function);
             assertBuffersChecked(call);
-            assertOutputRule(function, sized.contains(function), (room, at) -> call.run(in, 0, 5, room, at));
+            assertOutputRule(function, sized.contains(function), (out, at) -> call.run(in, 0, 5, out, at));
         }
         byte[] both = {1, 2, 3, 4};
         token.answer("C_Encrypt", "out=0a0b");
@@ -80,7 +91,7 @@ class CryptTest extends SessionFixture {
     }
 
     @Test
-    void inputOrOutputAlone() throws Throwable {
+    void callsWithOneBufferCheckIt() throws Throwable {
         Map<String, Out> finals = Map.of("C_EncryptFinal", session::encryptFinal, "C_DecryptFinal",
             session::decryptFinal, "C_DigestFinal", session::digestFinal, "C_SignFinal", session::signFinal);
         for (String function : finals.keySet()) {
@@ -102,10 +113,10 @@ class CryptTest extends SessionFixture {
     }
 
     @Test
-    void verification() throws Throwable {
+    void onlyAWrongSignatureIsFalse() throws Throwable {
         final String range = "CKR_SIGNATURE_LEN_RANGE";
         String[][] answers = {{"0", "true", "true", "0"}, {"CKR_SIGNATURE_INVALID", "false", "false", "-1"},
-            {range, range, range, range}}; // rv and what becomes of it
+            {range, range, range, range}}; // rv, results of the three methods
         for (String[] each : answers) {
             List<ThrowingSupplier<Object>> calls = List.of(() -> session.verify(in, 0, 1, in, 0, 1),
                 () -> session.verifyFinal(in, 0, 1), () -> session.verifyRecover(in, 0, 1, new byte[0], 0));
@@ -120,7 +131,7 @@ class CryptTest extends SessionFixture {
     }
 
     @Test
-    void starting() throws Throwable {
+    void everyInitChecksKeyThenMechanism() throws Throwable {
         Map<String, Init> inits = Map.of("C_EncryptInit", session::encryptInit, "C_DecryptInit", session::decryptInit,
             "C_SignInit", session::signInit, "C_SignRecoverInit", session::signRecoverInit, "C_VerifyInit",
             session::verifyInit, "C_VerifyRecoverInit", session::verifyRecoverInit);
@@ -142,14 +153,14 @@ class CryptTest extends SessionFixture {
     }
 
     @Test
-    void gcmInOneCall() throws Throwable {
+    void encryptDoFinalGCMStartsAndEncrypts() throws Throwable {
         CK_GCM_PARAMS gcm = new CK_GCM_PARAMS(new byte[12], null, 128);
         byte[] out = new byte[6];
         assertEquals(4, session.encryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), in, 1, 4, out, 2));
-        assertEquals("[C_EncryptInit, C_Encrypt session=0x7 in=02030405 room=4]",
+        assertEquals("[C_EncryptInit, C_Encrypt session=0x7 in=02030405 capacity=4]",
             calls().toString().replaceFirst("Init [^,]*", "Init"));
         assertOutputRule("C_Decrypt", true,
-            (room, at) -> session.decryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), in, 0, 5, room, at));
+            (buffer, at) -> session.decryptDoFinalGCM(CKM_AES_GCM, gcm, key(9), in, 0, 5, buffer, at));
         NativePKCS11Session closed = new NativePKCS11Session(null, 7);
         assertRefused("obj is null", () -> closed.encryptDoFinalGCM(0, null, key(9), in, 0, 5, out, 0));
         assertEquals(3, session.encryptDoFinalGCM(CKM_AES_GCM, "wrong", key(0), in, 0, 5, out, 0));
@@ -166,9 +177,9 @@ class CryptTest extends SessionFixture {
         assertRefused("obj is null", () -> session.decryptDoFinalGCM(CKM_AES_GCM, gcm, null, in, 0, 5, out, 0));
     }
 
-    /** Some modules refuse any pointer to a label of no bytes: they are asked once more without one. */
+    /** Some modules refuse a pointer to an empty label: they are called once more without it. */
     @Test
-    void oaepWithoutALabel() throws Throwable {
+    void anEmptyOaepLabelIsDropped() throws Throwable {
         int oaep = CKM_RSA_PKCS_OAEP;
         Object none = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, null);
         Object label = new CK_RSA_PKCS_OAEP_PARAMS(CKM_SHA_1, CKG_MGF1_SHA1, new byte[] {7});
@@ -186,7 +197,7 @@ class CryptTest extends SessionFixture {
             "C_DecryptInit whole", parameter -> session.decryptDoFinalGCM(oaep, parameter, key(9), new byte[4], 0, 4,
                 new byte[8], 0));
         for (String name : calls.keySet()) {
-            String function = Calls.function(name);
+            String function = name.split(" ")[0];
             for (String rv : new String[] {"CKR_ARGUMENTS_BAD", "CKR_MECHANISM_PARAM_INVALID"}) {
                 token.answer(function, "rv=" + rv + " out.length=99");
                 calls.get(name).accept(none);
@@ -196,10 +207,10 @@ class CryptTest extends SessionFixture {
 
                 token.always(function, "rv=" + rv);
                 assertEquals(rv, raised(() -> calls.get(name).accept(none)));
-                assertEquals(2, calls().size(), "once more, and no more");
+                assertEquals(2, calls().size(), "once more only");
                 token.always(function, "rv=" + rv + " pSourceData.pointer=1");
                 assertEquals(rv, raised(() -> calls.get(name).accept(none)));
-                assertEquals(2, calls().size(), "not even if the module puts a pointer of its own there");
+                assertEquals(2, calls().size(), "even if the module changes the pointer");
                 token.always(function, "rv=" + rv);
                 assertEquals(rv, raised(() -> calls.get(name).accept(label)));
                 assertEquals(1, calls().size(), "not with a label");
@@ -212,7 +223,7 @@ class CryptTest extends SessionFixture {
     }
 
     @Test
-    void keysAreMadeAndWrapped() throws Throwable {
+    void keysAreGeneratedAndWrapped() throws Throwable {
         PKCS11Object[] pair = session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null, null, null, null, null);
         assertNumber(100, ((NativePKCS11Object) pair[0]).getObjectID());
         assertNumber(101, ((NativePKCS11Object) pair[1]).getObjectID());
@@ -220,7 +231,7 @@ class CryptTest extends SessionFixture {
     }
 
     @Test
-    void whichErrorOfKeyManagementWins() throws Throwable {
+    void keyManagementChecksInOrder() throws Throwable {
         int[] types = {CKA_TOKEN};
         Object[] wrong = {1};
         assertRefused("CKR_MECHANISM_PARAM_INVALID", () -> session.generateKey(CKM_AES_KEY_GEN, 1, types, wrong));
@@ -245,7 +256,7 @@ class CryptTest extends SessionFixture {
         withEnvironment("PKCS11DEBUG", "1", () -> assertEquals(prefix + "() was called\n", written(STDOUT,
             () -> assertEquals("CKR_MECHANISM_PARAM_INVALID", raised(() -> session.deriveKey(CKM_ECDH1_DERIVE, null,
                 key(8), null, null))))));
-        token.answer("C_DeriveKey", "key=0x10000004d"); // shown as the module gave it
+        token.answer("C_DeriveKey", "key=0x10000004d"); // printed whole
         withEnvironment("PKCS11DEBUG", "1", () -> assertEquals(prefix + "() was called\n" + prefix
             + ": The returned secretKey is:  >4294967373<\n" + prefix + "() was called\n", written(STDOUT, () -> {
                 session.deriveKey(CKM_DH_PKCS_DERIVE, null, key(8), null, null);

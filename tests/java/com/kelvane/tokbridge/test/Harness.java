@@ -6,6 +6,7 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.lang.reflect.Field;
 import java.lang.reflect.Method;
+import java.math.*;
 import java.nio.charset.*;
 import java.nio.file.*;
 import java.util.*;
@@ -13,18 +14,18 @@ import java.util.concurrent.atomic.*;
 import java.util.function.*;
 import org.junit.jupiter.api.function.*;
 
-/** What the tests ask of calls, objects, threads and the process. */
+/** Outcomes of calls, bytes as text, fields, constants, threads and the process. */
 final class Harness {
     static final Path DIRECTORY = Path.of(System.getProperty("tokbridge.test.scratch"));
     private static final AtomicInteger FILES = new AtomicInteger();
-    private static final long PATIENCE_NANOS = 20_000_000_000L; // on a machine that does other things too
+    private static final long TIMEOUT_NANOS = 20_000_000_000L;
 
     /** The name of a file that no other test uses. */
     static Path scratchFile(String suffix) {
         return DIRECTORY.resolve(ProcessHandle.current().pid() + "-" + FILES.incrementAndGet() + suffix);
     }
 
-    /** What a call raises: "CKR_PIN_INCORRECT" for a code, the text for a message, "" when it returns. */
+    /** Returns the name of the code that a call throws, or its message; "" when it returns. */
     static String raised(Executable call) throws Throwable {
         try {
             call.execute();
@@ -34,7 +35,7 @@ final class Harness {
         }
     }
 
-    /** What a call raises, or else its result: numbers and arrays in Java's notation. */
+    /** Returns what a call throws, or else its result in Java's notation. */
     static String outcome(ThrowingSupplier<?> call) throws Throwable {
         Object[] result = new Object[1];
         String raised = raised(() -> result[0] = call.get());
@@ -42,7 +43,7 @@ final class Harness {
         return raised.isEmpty() ? text.substring(1, text.length() - 1) : raised;
     }
 
-    /** So many bytes that count up from the first. */
+    /** Bytes that count up from the first. */
     static byte[] bytes(int first, int length) {
         byte[] bytes = new byte[length];
         for (int i = 0; i < length; i++) {
@@ -51,13 +52,10 @@ final class Harness {
         return bytes;
     }
 
-    /** The digits of bytes, or of a text in UTF-8. */
+    /** The hexadecimal digits of bytes, or of a text in UTF-8. */
     static String hex(Object value) {
-        StringBuilder digits = new StringBuilder();
-        for (byte each : value instanceof byte[] ? (byte[]) value : ((String) value).getBytes(StandardCharsets.UTF_8)) {
-            digits.append(String.format("%02x", each));
-        }
-        return digits.toString();
+        byte[] bytes = value instanceof byte[] ? (byte[]) value : ((String) value).getBytes(StandardCharsets.UTF_8);
+        return bytes.length == 0 ? "" : String.format("%0" + 2 * bytes.length + "x", new BigInteger(1, bytes));
     }
 
     /** Sets a private field, final ones too. */
@@ -68,51 +66,34 @@ final class Harness {
         return object;
     }
 
-    /** What is said of each constant with a prefix, null for nothing. */
-    private static Map<Integer, String> constants(String prefix, Function<Field, String> what) throws Exception {
+    /** Maps each constant with a prefix to a text, unless that is null. */
+    private static Map<Integer, String> constants(String prefix, Function<Field, String> text) throws Exception {
         Map<Integer, String> found = new TreeMap<>(Integer::compareUnsigned);
         for (Field field : PKCS11Constants.class.getFields()) {
-            String said = field.getName().startsWith(prefix) ? what.apply(field) : null;
-            if (said != null) {
-                String before = found.put(field.getInt(null), said);
-                assertTrue(before == null || before.equals(said), field.getName());
-            }
+            String value = field.getName().startsWith(prefix) ? text.apply(field) : null;
+            String before = value == null ? null : found.put(field.getInt(null), value);
+            assertTrue(before == null || before.equals(value), field.getName());
         }
         return found;
     }
 
-    /** The kind of each attribute type, as it is declared. */
+    /** The kind of each attribute type, as it is annotated. */
     static Map<Integer, String> attributes() throws Exception {
         return constants("CKA_", field -> field.getAnnotations().length == 0 ? null
             : field.getAnnotations()[0].toString().replaceAll(".*[(=]|\\)", ""));
     }
 
-    /** What each mechanism takes that the library has a row of, in its own words. */
+    /** The parameter of each mechanism in the library's table. */
     static Map<Integer, String> mechanisms() throws Exception {
-        Method describe = Class.forName("com.kelvane.pkcs11.nat.NativeExtensions")
-            .getDeclaredMethod("describeParameter",
-            int.class, Object.class);
+        Method describe = Calls.EXTENSIONS.getDeclaredMethod("describeParameter", int.class, Object.class);
         describe.setAccessible(true);
         return constants("CKM_", field -> {
-            try {
-                String said = (String) describe.invoke(null, field.getInt(null), new Object());
-                return said.startsWith("PKCS11Raw") ? null : said;
-            } catch (ReflectiveOperationException e) {
-                throw new AssertionError(e);
-            }
+            String text = (String) assertDoesNotThrow(() -> describe.invoke(null, field.getInt(null), new Object()));
+            return text.startsWith("PKCS11Raw") ? null : text;
         });
     }
 
-    /** What the getters of the named properties answer, in the order of the names, which blanks divide. */
-    static List<Object> get(Object object, String properties) throws ReflectiveOperationException {
-        List<Object> values = new ArrayList<>();
-        for (String property : properties.split(" ")) {
-            values.add(object.getClass().getMethod("get" + property).invoke(object));
-        }
-        return values;
-    }
-
-    /** Takes a module's row out of the library table, however many hold it. */
+    /** Removes a module's row from the library table, whatever the number of its holders. */
     static void forget(ScriptedToken token) throws Throwable {
         String raised = "";
         for (int i = 0; i < 1000 && !raised.equals("attempt to finalize invalid DLL"); i++) {
@@ -121,11 +102,11 @@ final class Harness {
         assertEquals("attempt to finalize invalid DLL", raised);
     }
 
-    /** A call on a thread of its own. */
+    /** A call on another thread. */
     static final class Background extends Thread {
         private final Executable call;
         private Throwable thrown;
-        private volatile boolean done; // earlier than the thread's end, which takes monitors too
+        private volatile boolean done; // before the thread ends, which acquires monitors too
 
         private Background(Executable call) {
             this.call = call;
@@ -142,18 +123,18 @@ final class Harness {
             done = true;
         }
 
-        /** Waits for the call's end; what it threw is thrown here. */
+        /** Waits for the end of the call and throws what it threw. */
         void finish() throws Throwable {
-            join(PATIENCE_NANOS / 1_000_000);
+            join(TIMEOUT_NANOS / 1_000_000);
             assertFalse(isAlive(), "the call does not end");
             if (thrown != null) {
                 throw thrown;
             }
         }
 
-        /** Waits until the call has ended or stands before a monitor that another thread holds: true for the latter. */
+        /** Waits until the call has ended or waits for a monitor. Returns true for the latter. */
         boolean blocked() throws InterruptedException {
-            long end = System.nanoTime() + PATIENCE_NANOS;
+            long end = System.nanoTime() + TIMEOUT_NANOS;
             while (!done && getState() != State.BLOCKED) {
                 assertTrue(System.nanoTime() < end, "neither ended nor blocked");
                 sleep(1);
@@ -168,7 +149,7 @@ final class Harness {
         return background;
     }
 
-    /** Whether another thread can take the bridge lock at this moment. */
+    /** Whether another thread can acquire the bridge lock at this moment. */
     static boolean lockIsFree() throws Throwable {
         Background other = start(() -> {
             synchronized (NativePKCS11.class) {
@@ -181,7 +162,7 @@ final class Harness {
     static final int STDOUT = 1;
     static final int STDERR = 2;
 
-    /** What the process writes to a file descriptor during a call, as far as it has left the buffers by its end. */
+    /** Returns what the process writes to a file descriptor during a call, as far as it is flushed. */
     static String written(int descriptor, Executable call) throws Throwable {
         Path file = scratchFile(".txt");
         int saved = ScriptedToken.redirect(descriptor, file.toString());
@@ -193,9 +174,9 @@ final class Harness {
         return Files.readString(file, StandardCharsets.ISO_8859_1);
     }
 
-    /** Makes a call with a variable of the process's environment set. */
+    /** Executes a call with a variable of the process's environment set. */
     static void withEnvironment(String name, String value, Executable call) throws Throwable {
-        String before = System.getenv(name); // which stays what it was when it was first asked
+        String before = System.getenv(name); // the JVM's copy, which does not change
         ScriptedToken.setenv(name, value);
         try {
             call.execute();

@@ -13,13 +13,13 @@ import java.util.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
 
-/** The library that comes with the classes: how it is loaded, what may be in its way, and that nothing of it stays. */
+/** The native library in the jar: how it is loaded and removed, and the messages when it cannot be loaded. */
 class JarTest {
     private final Path temporary = Files.createTempDirectory("jar");
 
     JarTest() throws IOException { }
 
-    /** Runs a program of this class where no library is named, and none is in the path. */
+    /** Runs a program of this class where the library is only in the jar. */
     private String run(Class<?> program, String property, String... before) throws Exception {
         String path = String.join(File.pathSeparator, System.getProperty("java.class.path"),
             System.getProperty("tokbridge.test.packed"), temporary.toString());
@@ -31,14 +31,14 @@ class JarTest {
             .directory(temporary.toFile()).start());
     }
 
-    private Set<String> left() throws IOException {
+    private Set<String> files() throws IOException {
         try (Stream<Path> found = Files.walk(temporary)) {
             return found.map(each -> temporary.relativize(each).toString())
                 .collect(Collectors.toCollection(TreeSet::new));
         }
     }
 
-    /** Builds the first object, and tells its error. */
+    /** Creates an object, and prints its error. */
     static final class First {
         public static void main(String[] arguments) {
             try {
@@ -49,7 +49,7 @@ class JarTest {
         }
     }
 
-    /** The same where the C library is musl, as far as one sees. */
+    /** The same with a file mapped whose name is that of another C library. */
     static final class OnMusl {
         public static void main(String[] arguments) throws IOException {
             try (FileChannel library = FileChannel.open(Path.of("ld-musl-x86_64.so.1"))) {
@@ -60,7 +60,7 @@ class JarTest {
     }
 
     @Test
-    void itIsLoadedOrSaysWhatToSet() throws Exception {
+    void theLibraryIsLoadedOrTheMessageNamesARemedy() throws Exception {
         Path open = Files.createDirectory(temporary.resolve("open"));
         Files.setPosixFilePermissions(open, PosixFilePermissions.fromString("rwxrwxrwx"));
         Path below = Files.createDirectory(open.resolve("below"));
@@ -69,7 +69,7 @@ class JarTest {
             .replace("libc.so.6", "libx.so.6");
         Files.writeString(broken.resolve(System.mapLibraryName("tokbridge")), lacking, StandardCharsets.ISO_8859_1);
         Files.writeString(temporary.resolve("ld-musl-x86_64.so.1"), "musl");
-        Set<String> before = left();
+        Set<String> before = files();
         String[][] outcomes = {{"java.io.tmpdir=" + temporary, ""}, {"java.io.tmpdir=.", ""},
             {"java.io.tmpdir=none", "cannot write to java.io.tmpdir = none .*: -Djava.io.tmpdir=.*\n"},
             {"java.io.tmpdir=" + open, "another user .* " + open + "; .*: -Djava.io.tmpdir=.*\n"},
@@ -78,19 +78,19 @@ class JarTest {
             {"os.arch=broken", ".*libx.so.6: cannot open.*: -Dtokbridge.library=.*\n"},
             {"os.arch=broken", "the C library of this system is musl.*: -Dtokbridge.library=.*\n", "musl"}};
         for (String[] each : outcomes) {
-            String told = run(each.length == 3 ? OnMusl.class : First.class, each[0]);
-            assertTrue(told.matches("(cannot load the native library: )?" + each[1] + "exit 0"), told);
+            String output = run(each.length == 3 ? OnMusl.class : First.class, each[0]);
+            assertTrue(output.matches("(cannot load the native library: )?" + each[1] + "exit 0"), output);
         }
-        assertEquals(before, left());
+        assertEquals(before, files());
     }
 
-    /** A user trusts the directories of root and his own, and no other user's. */
+    /** Only directories of root and of the user himself are trusted. */
     @Test
-    void directoriesOfOthersAreNotTrusted() throws Exception {
+    void directoriesOfOtherUsersAreRefused() throws Exception {
         String[] nobody = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
         List<String> test = new ArrayList<>(List.of(nobody));
         Collections.addAll(test, "test", "-r", System.getProperty("tokbridge.test.packed"));
-        assumeTrue(Programs.outcome(new ProcessBuilder(test).start()).equals("exit 0"), "not root, or too much hidden");
+        assumeTrue(Programs.outcome(new ProcessBuilder(test).start()).equals("exit 0"), "not root");
         for (Path each = temporary.toRealPath(); Files.getOwner(each.getParent()).getName().equals("root")
             && !each.getParent().equals(each.getRoot()); each = each.getParent()) {
             Set<PosixFilePermission> rights = Files.getPosixFilePermissions(each);
@@ -106,12 +106,13 @@ class JarTest {
         Files.setAttribute(below, "unix:uid", 65534);
         assertEquals("exit 0", run(First.class, "java.io.tmpdir=" + own, nobody));
         for (String[] user : new String[][] {nobody, {}}) {
-            String said = run(First.class, "java.io.tmpdir=" + below, user);
-            assertTrue(said.contains("another user") && said.contains(" of " + (user == nobody ? other : below)), said);
+            String output = run(First.class, "java.io.tmpdir=" + below, user);
+            assertTrue(output.contains("another user")
+                && output.contains(" of " + (user == nobody ? other : below)), output);
         }
     }
 
-    /** Loads it in two class loaders. The second one's directory gets a second file, so that it cannot be removed. */
+    /** Loads it in two class loaders. A file in the second one's directory keeps that from being removed. */
     static final class Twice {
         public static void main(String[] arguments) throws Exception {
             List<URL> path = new ArrayList<>();
@@ -142,9 +143,8 @@ class JarTest {
         }
     }
 
-    /** Where the system keeps a loaded file, the next process removes what those before it left, and nothing else. */
     @Test
-    void whatEarlierProcessesLeftIsRemoved() throws Exception {
+    void filesOfEndedProcessesAreRemoved() throws Exception {
         Process ended = new ProcessBuilder("true").start();
         ended.waitFor();
         for (String each : List.of(ended.pid() + "-1", ProcessHandle.current().pid() + "-1", "x", "elsewhere")) {
@@ -153,10 +153,10 @@ class JarTest {
         }
         Files.createSymbolicLink(temporary.resolve("tokbridge-" + ended.pid() + "-2"),
             temporary.resolve("tokbridge-elsewhere"));
-        Set<String> expected = left();
+        Set<String> expected = files();
         expected.removeIf(each -> each.startsWith("tokbridge-" + ended.pid() + "-1"));
         assertEquals("exit 0", run(Twice.class, "unused="));
-        Set<String> left = left();
+        Set<String> left = files();
         String kept = left.stream().filter(each -> each.endsWith("/kept")).findFirst().orElseThrow();
         expected.addAll(List.of(kept, kept.replace("/kept", "")));
         assertEquals(expected, left);

@@ -9,14 +9,13 @@ import com.kelvane.pkcs11.nat.*;
 import java.nio.charset.*;
 import java.nio.file.*;
 import java.util.*;
-import java.util.concurrent.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.*;
 
 /**
- * The life of a library: loading, with the words of what is refused, initialisation, and its row in the table with the
- * limit of twenty. The table is the process's: every test of every class leaves it empty, which shows here.
+ * The life of a library: loading, initialisation, and its row in the table of twenty. Every test of every class leaves
+ * that table empty: it is the process's.
  */
 class LoadTest {
     private static final int ROWS = 20;
@@ -62,41 +61,71 @@ class LoadTest {
         assertEquals(List.of(lines), token.calls());
     }
 
-    private String refused(String path) throws Throwable {
+    private String refusal(String path) throws Throwable {
         NativePKCS11 library = new NativePKCS11();
         String raised = raised(() -> library.load(path));
         assertEquals(0, library.getFunctionList());
         return raised;
     }
 
-    /** A path in the scratch directory of exactly so many bytes. */
+    /** A path in the scratch directory, of this length in bytes. */
     private static String pathOf(int bytes) {
         return DIRECTORY + "/" + "x".repeat(bytes - DIRECTORY.toString().getBytes(StandardCharsets.UTF_8).length - 1);
     }
 
     @Test
-    void pathsHaveRoomFor255Bytes() throws Throwable {
+    void aPathMayHave255Bytes() throws Throwable {
         ScriptedToken copy = ScriptedToken.copy(Path.of(pathOf(255)));
         assertEquals(copy.functionList(), load(copy).getFunctionList());
         assertNotEquals(token.functionList(), copy.functionList(), "a copy is a library of its own");
-        assertEquals(TOO_LONG, refused(pathOf(257)));
+        assertEquals(TOO_LONG, refusal(pathOf(257)));
         String euros = "\u20ac".repeat(86);
         assertEquals(258, euros.getBytes(StandardCharsets.UTF_8).length);
-        assertEquals(TOO_LONG, refused(euros));
-        assertEquals("LoadLibrary(\"" + euros.substring(1) + "\") failed", refused(euros.substring(1)),
-            "255 bytes are tried; the message has room for all of them");
+        assertEquals(TOO_LONG, refusal(euros));
+        assertEquals("LoadLibrary(\"" + euros.substring(1) + "\") failed", refusal(euros.substring(1)),
+            "255 bytes reach the system");
     }
 
     @Test
     void aPathOf256BytesStopsTheProcess() throws Exception {
-        String fatal = loadInAnotherJvm(pathOf(256));
-        assertTrue(fatal.matches("(?s)loading\n(?!.*returned).*exit (129|1[3-9]\\d)"), "ended by a signal: " + fatal);
-        assertEquals("loading\nreturned\nexit 0", loadInAnotherJvm(pathOf(257)));
+        String fatal = outcomeOf(Loading.class, System.getProperty("tokbridge.library"), pathOf(256));
+        assertTrue(fatal.matches("(?s)loading\n(?!.*copyString).*exit (129|1[3-9]\\d)"), "ended by a signal: " + fatal);
+        assertEquals("loading\n" + TOO_LONG + "\nexit 0", outcomeOf(Loading.class,
+            System.getProperty("tokbridge.library"), pathOf(257)));
     }
 
-    /** A library that is missing, a file that is none, a module for another machine: in the system's words. */
+    private static String outcomeOf(Class<?> program, String library, String... arguments) throws Exception {
+        return Programs.outcome(new Programs().java(library, program.getName(), arguments).start());
+    }
+
+    /** Loads the module that its argument names. */
+    static final class Loading {
+        public static void main(String[] arguments) {
+            System.out.println("loading");
+            System.out.println(assertThrows(PKCS11Exception.class, () -> new NativePKCS11().load(arguments[0]))
+                .getMessage());
+        }
+    }
+
+    /** Uses three classes, one after the other. */
+    static final class Unloaded {
+        public static void main(String[] arguments) {
+            for (Executable use : new Executable[] {NativePKCS11::new, () -> new NativePKCS11Session(null, 1),
+                NativePKCS11::new}) {
+                System.out.println(assertThrows(UnsatisfiedLinkError.class, use).getMessage());
+            }
+        }
+    }
+
     @Test
-    void aFailedLoadTellsTheSystemsReason() throws Throwable {
+    void aMissingNativeLibraryIsReportedAtEveryUse() throws Exception {
+        String output = outcomeOf(Unloaded.class, "/none.so");
+        assertTrue(output.matches("(cannot load the native library: tried tokbridge.library = /none.so, [^\n]*: Can't "
+            + "load library: /none.so\n)\\1\\1exit 0"), output);
+    }
+
+    @Test
+    void theCauseOfAFailedLoadIsTheSystemsReason() throws Throwable {
         byte[] module = Files.readAllBytes(Path.of(token.path()));
         Path text = Files.writeString(scratchFile(".so"), "no module");
         Path lacking = Files.write(scratchFile(".so"), new String(module, StandardCharsets.ISO_8859_1)
@@ -116,57 +145,15 @@ class LoadTest {
     }
 
     @Test
-    void aMissingNativeLibraryIsToldInTheSameWordsEveryTime() throws Exception {
-        String told = inAnotherJvm("/none.so", Unloaded.class, "");
-        assertTrue(told.matches("(cannot load the native library: tried tokbridge.library = /none.so, [^\n]*: Can't "
-            + "load library: /none.so\n)\\1\\1exit 0"), told);
-    }
-
-    /** Uses three classes, one after the other. */
-    static final class Unloaded {
-        public static void main(String[] arguments) {
-            Executable[] uses = {NativePKCS11::new, () -> new NativePKCS11Session(null, 1), NativePKCS11::new};
-            for (Executable use : uses) {
-                System.out.print(assertThrows(UnsatisfiedLinkError.class, use).getMessage() + "\n");
-            }
-        }
-    }
-
-    private static String loadInAnotherJvm(String path) throws Exception {
-        return inAnotherJvm(System.getProperty("tokbridge.library"), Loading.class, path);
-    }
-
-    private static String inAnotherJvm(String library, Class<?> program, String argument) throws Exception {
-        Path output = scratchFile(".txt");
-        Process process = new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
-            "--enable-native-access=ALL-UNNAMED", "-XX:-CreateCoredumpOnCrash", "-XX:ErrorFile=" + scratchFile(".log"),
-            "-Dtokbridge.test.scratch=" + DIRECTORY, "-Dtokbridge.library=" + library, "-cp",
-            System.getProperty("java.class.path"), program.getName(), argument).redirectErrorStream(true)
-            .redirectOutput(output.toFile()).start();
-        assertTrue(process.waitFor(60, TimeUnit.SECONDS), "the other JVM does not end");
-        return Files.readString(output, StandardCharsets.ISO_8859_1) + "exit " + process.exitValue();
-    }
-
-    /** Loads the library that its argument names. */
-    static final class Loading {
-        public static void main(String[] arguments) throws Throwable {
-            System.out.print("loading\n");
-            System.out.flush();
-            assertEquals(TOO_LONG, raised(() -> new NativePKCS11().load(arguments[0])));
-            System.out.print("returned\n");
-        }
-    }
-
-    @Test
-    void whatIsNotAModuleIsRefused() throws Throwable {
-        assertEquals("LoadLibrary(\"/nowhere/%s%n.so\") failed", refused("/nowhere/%s%n.so"));
-        assertEquals("LoadLibrary(\"\") failed", refused(""));
-        assertEquals("GetProcAddress(\"C_GetFunctionList\") failed", refused(System.getProperty("tokbridge.library")));
-        assertEquals("GetStringUTFChars() failed", refused(null));
+    void aLibraryThatIsNoModuleIsRefused() throws Throwable {
+        assertEquals("LoadLibrary(\"/nowhere/%s%n.so\") failed", refusal("/nowhere/%s%n.so"));
+        assertEquals("LoadLibrary(\"\") failed", refusal(""));
+        assertEquals("GetProcAddress(\"C_GetFunctionList\") failed", refusal(System.getProperty("tokbridge.library")));
+        assertEquals("GetStringUTFChars() failed", refusal(null));
         for (String answer : List.of("rv=CKR_GENERAL_ERROR", "rv=CKR_0x80000001", "list=null",
             "rv=CKR_BUFFER_TOO_SMALL list=new")) {
             token.answer("C_GetFunctionList", answer);
-            assertEquals("C_GetFunctionList() failed", refused(token.path()), answer);
+            assertEquals("C_GetFunctionList() failed", refusal(token.path()), answer);
         }
     }
 
@@ -178,17 +165,17 @@ class LoadTest {
         String[][] others = {{"1 0", "1.00"}, {"3 2", "3.02"}, {"0 40", "0.40"}, {"255 200", "255.200"}};
         for (String[] version : others) {
             token.steer("version " + version[0]);
-            assertEquals("wrong Cryptoki version (" + version[1] + ")", refused(token.path()));
+            assertEquals("wrong Cryptoki version (" + version[1] + ")", refusal(token.path()));
         }
         token.always("C_GetFunctionList", "list=new");
         for (int i = 0; i < 25; i++) {
-            assertEquals("wrong Cryptoki version (255.200)", refused(token.path()), "refused modules take no row");
+            assertEquals("wrong Cryptoki version (255.200)", refusal(token.path()), "refused modules take no row");
         }
     }
 
-    /** A refusal of OS locking leads to a second try; a failure leaves the library as it was. */
+    /** A module without OS locking is initialised by a second call. After a failure it may be tried again. */
     @Test
-    void whatInitialisationMakesOfTheAnswers() throws Throwable {
+    void everyResultOfInitialisationIsHandled() throws Throwable {
         String[][] answers = {{"CKR_CANT_LOCK", "0"}, {"CKR_CANT_LOCK", "CKR_CANT_LOCK"},
             {"CKR_CANT_LOCK", "CKR_DEVICE_ERROR"}, {"CKR_CANT_LOCK", "CKR_CRYPTOKI_ALREADY_INITIALIZED"},
             {"CKR_CANT_LOCK", "CKR_0xffffffff"}, {"CKR_ARGUMENTS_BAD"}, {"CKR_CRYPTOKI_ALREADY_INITIALIZED"},
@@ -213,7 +200,7 @@ class LoadTest {
     }
 
     @Test
-    void holdersShareARowUntilTheLastHasGone() throws Throwable {
+    void holdersShareARowUntilTheLastFinalises() throws Throwable {
         NativePKCS11 first = load();
         NativePKCS11 second = load();
         assertEquals(token.functionList(), first.getFunctionList());
@@ -235,7 +222,7 @@ class LoadTest {
     }
 
     @Test
-    void theRowGoesEvenWhenFinalizationFails() throws Throwable {
+    void aFailedFinalisationRemovesTheRow() throws Throwable {
         NativePKCS11 library = load();
         library.libInitialize();
         token.answer("C_Finalize", "rv=CKR_GENERAL_ERROR");
@@ -262,7 +249,7 @@ class LoadTest {
         NativePKCS11 again = load();
         assertEquals(first.getFunctionList(), again.getFunctionList());
 
-        // The first row is removed and the last one takes its place: none may be lost, none may stand twice.
+        // The first row is removed, and the last one is moved to its place.
         first.libFinalize();
         again.libFinalize();
         others.addAll(loadNew(1));
@@ -276,7 +263,7 @@ class LoadTest {
     }
 
     @Test
-    void aListWithoutARowStillReachesTheModule() throws Throwable {
+    void aFunctionListWithoutARowIsInitialised() throws Throwable {
         for (int rows : new int[] {0, ROWS}) {
             List<NativePKCS11> others = loadNew(rows);
             token.calls();
@@ -301,14 +288,14 @@ class LoadTest {
         assertFalse(JniSpy.visible("scriptedTokenCommand"));
     }
 
-    /** Some modules set the processor's mode for the thread that loads or starts them; Java counts on its own. */
+    /** Some modules change the rounding of the thread that loads or initialises them. */
     @Test
-    void floatingPointIsKept() throws Throwable {
+    void theRoundingModeIsRestored() throws Throwable {
         assumeFalse(Boolean.getBoolean("tokbridge.test.checked"), "the JNI checker restores it by itself");
         double[] third = {1, 3};
         double before = third[0] / third[1];
         Path module = Files.copy(Path.of(System.getProperty("tokbridge.test.token")), scratchFile(".so"));
-        withEnvironment("SCRIPTED_TOKEN_ROUNDS_UP", "1", () -> start(() -> { // on a thread that no other test uses
+        withEnvironment("SCRIPTED_TOKEN_ROUNDS_UP", "1", () -> start(() -> { // on a thread of its own
             try (NativePKCS11 library = new NativePKCS11()) {
                 library.load(module.toString());
                 assertEquals(before, third[0] / third[1], "loaded");

@@ -12,12 +12,15 @@ import java.util.function.*;
 
 /** Java programs in processes of their own, and a SoftHSM2 directory that they share; the user's PIN is 1234. */
 final class Programs {
-    final Path directory = temporaryDirectory();
-    private final Path configuration = directory.resolve("softhsm2.conf");
-    private final Path socket = directory.resolve("socket");
+    final Path directory;
+    private final Path configuration;
+    private final Path socket;
 
     Programs() {
         try {
+            directory = Files.createTempDirectory("run");
+            configuration = directory.resolve("softhsm2.conf");
+            socket = directory.resolve("socket");
             Files.createDirectory(directory.resolve("tokens"));
             Files.writeString(configuration, "directories.tokendir = " + directory.resolve("tokens")
                 + "\nobjectstore.backend = file\nlog.level = ERROR\n");
@@ -26,15 +29,7 @@ final class Programs {
         }
     }
 
-    private static Path temporaryDirectory() {
-        try {
-            return Files.createTempDirectory("run");
-        } catch (IOException e) {
-            throw new UncheckedIOException(e);
-        }
-    }
-
-    /** Makes tokens, and does something in a session of the user on each. */
+    /** Initialises tokens, and does work in a session of the user on each. */
     void onNewTokens(List<String> labels, Consumer<NativePKCS11Session> work) {
         assertDoesNotThrow(() -> Harness.withEnvironment("SOFTHSM2_CONF", configuration.toString(), () -> {
             for (String label : labels) {
@@ -45,7 +40,7 @@ final class Programs {
         }));
     }
 
-    /** Serves the tokens on a socket, always the same. */
+    /** Serves the tokens on the socket. */
     Process serve() throws Exception {
         return RealTokenTest.startServer(socket, configuration.toString());
     }
@@ -53,8 +48,8 @@ final class Programs {
     /** A Java program of the class path, with its output and errors together. */
     ProcessBuilder java(String library, String program, String... arguments) {
         return command(List.of(Path.of(System.getProperty("java.home"), "bin", "java").toString(),
-            "--enable-native-access=ALL-UNNAMED", "-Dtokbridge.library=" + library, "-cp",
-            System.getProperty("java.class.path"), program), arguments);
+            "--enable-native-access=ALL-UNNAMED", "-XX:-CreateCoredumpOnCrash", "-XX:ErrorFile=" + directory + "/crash",
+            "-Dtokbridge.library=" + library, "-cp", System.getProperty("java.class.path"), program), arguments);
     }
 
     /** A command with its output and errors together. */
@@ -73,7 +68,7 @@ final class Programs {
         return new BufferedReader(new InputStreamReader(process.getInputStream(), StandardCharsets.UTF_8));
     }
 
-    /** All that a process tells, and how it ends. */
+    /** The output of a process and its exit status. */
     static String outcome(Process process) throws Exception {
         String told = new String(process.getInputStream().readAllBytes(), StandardCharsets.UTF_8);
         assertTrue(process.waitFor(60, TimeUnit.SECONDS), "it does not end");

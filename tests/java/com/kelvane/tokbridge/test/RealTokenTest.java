@@ -12,20 +12,21 @@ import java.security.*;
 import java.util.*;
 import java.util.concurrent.*;
 import java.util.concurrent.atomic.*;
+import java.util.function.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.*;
 
 /**
- * Modules that were not made for these tests: SoftHSM2, and the same token behind a socket, whose server is killed in
- * mid-work. What has the tag "any" is also run on each module that tests/modules brings up.
+ * Real modules: SoftHSM2, and the same token behind a socket, whose server is killed during work. Tests with the tag
+ * "any" are also run on each module that tests/modules brings up.
  */
 class RealTokenTest {
     static final String SOFTHSM = System.getProperty("tokbridge.test.softhsm");
     private static final Path P11_KIT = Path.of(System.getProperty("tokbridge.test.p11kit"));
     static final String REMOTE = P11_KIT.resolve("p11-kit-client.so").toString();
 
-    /** Another module than SoftHSM2 may have been brought up; its token and PINs are in the environment then. */
+    /** Of another module than SoftHSM2, label and PINs are in the environment. */
     private static final boolean BROUGHT_UP = System.getProperty("tokbridge.test.module") != null;
     private static final String MODULE = System.getProperty("tokbridge.test.module", SOFTHSM);
     private static final String LABEL = BROUGHT_UP ? System.getenv("TOKEN") : "the \u00e9token";
@@ -35,7 +36,7 @@ class RealTokenTest {
     private final NativePKCS11 library = new NativePKCS11();
 
     @BeforeEach
-    void whatTheModuleCanDo(TestInfo test) {
+    void skipWhatTheModuleCannotDo(TestInfo test) {
         assumeFalse(System.getProperty("tokbridge.test.cannot", "").contains(
             test.getTestMethod().orElseThrow().getName()));
     }
@@ -69,7 +70,7 @@ class RealTokenTest {
         return session;
     }
 
-    /** A session on the module's token, which is made if it is not there; of a user if it has users. */
+    /** A session on the module's token, which is initialised if it is missing; of a user if there is a PIN. */
     private NativePKCS11Session session() {
         begin(MODULE);
         Optional<PKCS11Slot> slot = library.findSlot(LABEL);
@@ -103,7 +104,7 @@ class RealTokenTest {
         return server;
     }
 
-    /** The server and the process that it has for each client. */
+    /** Kills the server and its processes, one for each client. */
     static void kill(Process server) throws Exception {
         server.descendants().forEach(ProcessHandle::destroyForcibly);
         server.destroyForcibly().waitFor();
@@ -114,7 +115,7 @@ class RealTokenTest {
     void codesAndStates() throws Throwable {
         NativePKCS11Session session = session();
         NativePKCS11Slot slot = session.getSlot();
-        Object[][] calls = { // what is called, what the standard answers, and what some modules do
+        Object[][] calls = { // call, the standard's result, results of some modules
             {(Executable) () -> slot.getMechanismInfo(CKM_VENDOR_DEFINED | 0x1234), "CKR_MECHANISM_INVALID"},
             {(Executable) () -> slot.openSession(CKF_RW_SESSION, null), "CKR_SESSION_PARALLEL_NOT_SUPPORTED", ""},
             {(Executable) () -> session.login(false, PIN),
@@ -135,13 +136,12 @@ class RealTokenTest {
         assertEquals("functionList is null", raised(session::close));
     }
 
-    /** What a call raises: the code's name, or the text. */
+    /** Returns the name of the code that a call throws, also of an unknown one. */
     private static String name(Executable call) throws Throwable {
         String raised = raised(call);
         return raised.startsWith("0x") ? nameOf("CKR_", Integer.decode(raised)) : raised;
     }
 
-    /** Each attribute that is documented, of each object: read or absent, and nothing else. */
     @Test
     @Tag("any")
     void allThatIsOnTheToken() throws Throwable {
@@ -156,7 +156,7 @@ class RealTokenTest {
         library.libFinalize();
     }
 
-    /** A key pair that is there in the next life too, for a signature that the JDK verifies; check finds it later. */
+    /** The command check finds the key pair later. */
     @Test
     @Tag("any")
     void aKeyPairThatStays() throws Throwable {
@@ -186,7 +186,6 @@ class RealTokenTest {
         assertTrue(jdk.verify(signature));
     }
 
-    /** Threads with sessions of their own, while others come and go, in several lives of the module. */
     @Test
     @Tag("any")
     void threadsInSeveralLives() throws Throwable {
@@ -214,82 +213,76 @@ class RealTokenTest {
         }
     }
 
-    /** The recovery that users are told of, under load: threads are inside the module when it is finalised. */
-    @Test
-    void finalisedAndLoadedAgainUnderThreads() throws Throwable {
-        AtomicReference<NativePKCS11Slot> current = new AtomicReference<>();
-        AtomicInteger digests = new AtomicInteger();
-        Set<String> outcomes = ConcurrentHashMap.newKeySet();
-        List<Background> workers = new ArrayList<>();
-        for (int i = 0; i < 3; i++) {
-            workers.add(start(() -> {
-                while (digests.get() >= 0) {
-                    outcomes.add(name(() -> digestInSession(current.get())));
-                    digests.getAndUpdate(n -> n < 0 ? n : n + 1);
-                }
-            }));
-        }
-        for (int round = 0; round < 1000; round++) {
-            NativePKCS11 holder = new NativePKCS11();
-            holder.load(SOFTHSM);
-            holder.libInitialize();
-            digests.set(0);
-            current.set((NativePKCS11Slot) holder.getSlotList(true)[0]);
-            while (digests.get() < round % 3) {
-                Thread.onSpinWait();
-            }
-            holder.libFinalize();
-        }
-        digests.set(-1);
-        for (Background each : workers) {
-            each.finish();
-        }
-        outcomes.removeAll(Set.of("", "functionList is null", "CKR_CRYPTOKI_NOT_INITIALIZED",
-            "CKR_SESSION_HANDLE_INVALID", "CKR_OPERATION_ACTIVE", "CKR_OPERATION_NOT_INITIALIZED")); // of another life
-        assertEquals(Set.of(), outcomes);
-    }
-
-    /** All sessions are closed while threads work in them, which ends the process inside the module from C. */
-    @Test
-    void allSessionsAreClosedUnderThreads() throws Throwable {
-        NativePKCS11 holder = new NativePKCS11();
-        holder.load(SOFTHSM);
-        holder.libInitialize();
-        NativePKCS11Slot slot = (NativePKCS11Slot) holder.getSlotList(true)[0];
+    /** Digests in threads while this one does something else; other outcomes than the expected ones are an error. */
+    private static void underLoad(Supplier<NativePKCS11Slot> slot, AtomicInteger digests, Executable work,
+        String... expected) throws Throwable {
         AtomicBoolean over = new AtomicBoolean();
         Set<String> outcomes = ConcurrentHashMap.newKeySet();
         List<Background> workers = new ArrayList<>();
         for (int i = 0; i < 3; i++) {
             workers.add(start(() -> {
                 while (!over.get()) {
-                    outcomes.add(name(() -> digestInSession(slot)));
+                    outcomes.add(name(() -> digestInSession(slot.get())));
+                    digests.incrementAndGet();
                 }
             }));
         }
-        for (int round = 0; round < 3000; round++) {
-            slot.closeAllSessions();
+        try {
+            work.execute();
+        } finally {
+            over.set(true);
         }
-        over.set(true);
         for (Background each : workers) {
             each.finish();
         }
-        holder.libFinalize();
-        outcomes.removeAll(Set.of("", "CKR_SESSION_HANDLE_INVALID", "CKR_OPERATION_NOT_INITIALIZED"));
+        outcomes.removeAll(Set.of(expected));
         assertEquals(Set.of(), outcomes);
     }
 
     private static void digestInSession(NativePKCS11Slot slot) {
-        if (slot == null) {
-            return;
-        }
-        try (NativePKCS11Session session = slot.openSession(CKF_SERIAL_SESSION, null)) {
-            session.digestInit(CKM_SHA256, null);
-            session.digest(new byte[64], 0, 64, new byte[32], 0);
+        if (slot != null) {
+            try (NativePKCS11Session session = slot.openSession(CKF_SERIAL_SESSION, null)) {
+                session.digestInit(CKM_SHA256, null);
+                session.digest(new byte[64], 0, 64, new byte[32], 0);
+            }
         }
     }
 
+    /** The recovery that the documentation describes: threads are inside the module when it is finalised. */
     @Test
-    void aTokenFarAwayThatDiesAndComesBack() throws Throwable {
+    void finalisedAndLoadedAgainUnderLoad() throws Throwable {
+        AtomicReference<NativePKCS11Slot> current = new AtomicReference<>();
+        AtomicInteger digests = new AtomicInteger();
+        underLoad(current::get, digests, () -> {
+            for (int round = 0; round < 600; round++) {
+                NativePKCS11 holder = new NativePKCS11(); // objects of another life must not reach this one
+                holder.load(SOFTHSM);
+                holder.libInitialize();
+                digests.set(0);
+                current.set((NativePKCS11Slot) holder.getSlotList(true)[0]);
+                while (digests.get() < round % 3) {
+                    Thread.onSpinWait();
+                }
+                holder.libFinalize();
+            }
+        }, "", "functionList is null", "CKR_CRYPTOKI_NOT_INITIALIZED", "CKR_SESSION_HANDLE_INVALID",
+            "CKR_OPERATION_ACTIVE", "CKR_OPERATION_NOT_INITIALIZED"); // the last two in a session of another life
+    }
+
+    /** Without the bridge this ends the process inside the module. */
+    @Test
+    void allSessionsAreClosedUnderLoad() throws Throwable {
+        begin(SOFTHSM);
+        NativePKCS11Slot slot = (NativePKCS11Slot) library.getSlotList(true)[0];
+        underLoad(() -> slot, new AtomicInteger(), () -> {
+            for (int round = 0; round < 2000; round++) {
+                slot.closeAllSessions();
+            }
+        }, "", "CKR_SESSION_HANDLE_INVALID", "CKR_OPERATION_NOT_INITIALIZED");
+    }
+
+    @Test
+    void aRemoteTokenIsUsedAgainAfterItsServerRestarts() throws Throwable {
         Process server = startServer();
         NativePKCS11 beside = new NativePKCS11();
         beside.load(P11_KIT.resolve("p11-kit-trust.so").toString());
@@ -307,7 +300,7 @@ class RealTokenTest {
                 assertFalse(raised(session::getInfo).isEmpty());
             }
             raised(library::libFinalize);
-            assertTrue(beside.getSlotList(false).length > 0, "the other library is not concerned");
+            assertTrue(beside.getSlotList(false).length > 0, "another library works on");
 
             server = startServer();
             begin(REMOTE);

@@ -16,7 +16,7 @@ import java.util.regex.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.*;
 
-/** The samples as a user runs them, each in a process of its own, on SoftHSM2. */
+/** The samples on SoftHSM2, each in a process of its own. */
 class SamplesTest {
     /** A certificate of CN=host.example, signed by itself. */
     private static final String CERTIFICATE =
@@ -40,7 +40,7 @@ class SamplesTest {
     }
 
     @Test
-    void keysAndFiles() throws Exception {
+    void samplesPrintTheirResults() throws Exception {
         programs.onNewTokens(List.of("first", "second"), session -> {
             session.generateKeyPair(CKM_RSA_PKCS_KEY_PAIR_GEN, null, Template.of(CKA_MODULUS_BITS, 2048,
                 CKA_PUBLIC_EXPONENT, BigInteger.valueOf(65537), CKA_TOKEN, true, CKA_LABEL, "key"),
@@ -61,13 +61,13 @@ class SamplesTest {
         String request = scratchFile(".csr").toString();
         assertEquals("The request is in " + request + ".\nexit 0",
             outcome("Request", softhsm, "first", "tls", "CN=host.example", request));
-        String told = Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "keytool")
+        String output = Programs.outcome(new ProcessBuilder(Path.of(System.getProperty("java.home"), "bin", "keytool")
             .toString(), "-printcertreq", "-file", request).redirectErrorStream(true).start()); // which verifies it
-        assertTrue(told.contains("CN=host.example") && told.endsWith("exit 0"), told);
+        assertTrue(output.contains("CN=host.example") && output.endsWith("exit 0"), output);
     }
 
     @Test
-    void sealedFiles() throws Exception {
+    void sealedFilesOpenUnlessChanged() throws Exception {
         programs.onNewTokens(List.of("first"), session -> session.generateKey(CKM_AES_KEY_GEN, null,
             Template.of(CKA_VALUE_LEN, 32, CKA_TOKEN, true, CKA_LABEL, "key", CKA_ENCRYPT, true, CKA_DECRYPT, true)));
         int piece = 1 << 20;
@@ -85,8 +85,8 @@ class SamplesTest {
                 ByteBuffer.allocate(2 * first).put(whole, 0, first).put(whole, 7, first - 7).array());
             for (byte[] each : wrong) {
                 Files.write(sealed, each);
-                String told = sealFile("open", sealed, opened);
-                assertTrue(told.contains("C_Decrypt with CKM_AES_GCM") && told.endsWith("exit 1"), told);
+                String output = sealFile("open", sealed, opened);
+                assertTrue(output.contains("C_Decrypt with CKM_AES_GCM") && output.endsWith("exit 1"), output);
                 assertFalse(Files.exists(opened));
             }
         }
@@ -96,9 +96,9 @@ class SamplesTest {
         return outcome("SealFile", softhsm, "first", "key", verb, from.toString(), to.toString());
     }
 
-    /** A PIN that is not there is never sent: null would mean the token's PIN pad, an empty one costs a try. */
+    /** A null PIN would mean the token's PIN pad, and an empty one counts as a wrong PIN. */
     @Test
-    void withoutAPIN() throws Exception {
+    void aMissingPinIsNeverSent() throws Exception {
         for (String sample : List.of("Sign", "SealFile", "Derive", "Recover", "Pool", "MoveKey", "Request",
             "Recipes")) {
             for (String pin : new String[] {null, ""}) {
@@ -109,15 +109,16 @@ class SamplesTest {
                 if (pin != null) {
                     builder.environment().put("TOKEN_PIN", pin);
                 }
-                String told = Programs.outcome(builder.start());
-                assertTrue(told.contains(": TOKEN_PIN is not set") && !told.endsWith("exit 0"), sample + ": " + told);
+                String output = Programs.outcome(builder.start());
+                assertTrue(output.contains(": TOKEN_PIN is not set") && !output.endsWith("exit 0"),
+                    sample + ": " + output);
             }
         }
     }
 
-    /** In this process, where a scripted token's slot can be emptied and filled again. */
+    /** In this process, where a scripted slot loses its token and gets it again. */
     @Test
-    void tokensThatComeAndGo() throws Throwable {
+    void watchPrintsTokensThatComeAndGo() throws Throwable {
         ScriptedToken token = ScriptedToken.copy();
         InputStream in = System.in;
         PrintStream out = System.out;
@@ -149,9 +150,8 @@ class SamplesTest {
         }
     }
 
-    /** What the documentation shows of Java stands in one of the samples, piece by piece. */
     @Test
-    void theDocumentationQuotesThem() throws Exception {
+    void theDocumentationQuotesTheSamples() throws Exception {
         Path root = Path.of(System.getProperty("tokbridge.test.docs")).getParent();
         StringBuilder samples = new StringBuilder();
         try (DirectoryStream<Path> files = Files.newDirectoryStream(root.resolve("samples"), "*.java")) {
@@ -170,19 +170,19 @@ class SamplesTest {
         }
     }
 
-    /** The module's other end is killed and started again between two draws. */
+    /** The server is killed and started again between two draws. */
     @Test
-    void aModuleThatRestarts() throws Exception {
+    void recoverSurvivesARestartOfTheServer() throws Exception {
         programs.onNewTokens(List.of("far away"), session -> { });
         Process server = programs.serve();
         try {
             Process recover = start("Recover", RealTokenTest.REMOTE, "far away");
-            BufferedReader told = Programs.told(recover);
+            BufferedReader output = Programs.told(recover);
             OutputStream keys = recover.getOutputStream();
             for (int round = 0; round < 3; round++) {
                 keys.write('\n');
                 keys.flush();
-                assertEquals("drawn", told.readLine());
+                assertEquals("drawn", output.readLine());
                 RealTokenTest.kill(server);
                 server = programs.serve();
             }

@@ -4,27 +4,22 @@ import static org.junit.jupiter.api.Assertions.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
-import java.io.*;
 import java.nio.file.*;
 import java.util.*;
 import java.util.regex.*;
 import java.util.stream.*;
 import org.junit.jupiter.api.function.*;
 
-/**
- * The scripted Cryptoki module as a test steers it. One object stands for one library file; a copy of the file is a
- * module of its own. Commands, the words of answers and the lines of calls are described in token/scripted_token.h.
- */
-public final class ScriptedToken {
+/** The library file of a scripted module. token/scripted_token.h describes its commands and the lines of its calls. */
+final class ScriptedToken {
     private static final String BUILT = System.getProperty("tokbridge.test.token");
-    /** Set when every token is to give out handles that an int does not hold. */
+    /** Whether all handles are wider than an int. */
     static final boolean WIDE = Boolean.getBoolean("tokbridge.test.wide");
 
     static {
         System.load(BUILT);
     }
 
-    private static final Pattern CODE = Pattern.compile("CKR_\\w+");
     private final String path;
 
     ScriptedToken(Path path) {
@@ -34,63 +29,54 @@ public final class ScriptedToken {
         }
     }
 
-    /** The token as it was built, shared by all tests that need only one. */
-    public static ScriptedToken built() {
+    /** The token as it was built, for tests that need only one. */
+    static ScriptedToken built() {
         return new ScriptedToken(Path.of(BUILT));
     }
 
-    /** Another module: a byte copy of the token in a new file. */
-    public static ScriptedToken copy() {
+    /** Another module: a copy of the file. */
+    static ScriptedToken copy() {
         return copy(Harness.scratchFile(".so"));
     }
 
     static ScriptedToken copy(Path to) {
-        try {
-            return new ScriptedToken(Files.copy(Path.of(BUILT), to));
-        } catch (IOException e) {
-            throw new UncheckedIOException(e);
-        }
+        return new ScriptedToken(assertDoesNotThrow(() -> Files.copy(Path.of(BUILT), to)));
     }
 
-    public String path() {
+    String path() {
         return path;
     }
 
-    /** Queues the answer to one call. */
-    public ScriptedToken answer(String function, String words) {
+    ScriptedToken answer(String function, String words) {
         return steer("answer " + function + " " + words);
     }
 
-    /** Answers every call that finds the queue empty. */
-    public ScriptedToken always(String function, String words) {
+    ScriptedToken always(String function, String words) {
         return steer("always " + function + " " + words);
     }
 
-    public ScriptedToken reset() {
+    ScriptedToken reset() {
         return steer("reset");
     }
 
-    /** The most callers that were inside the module at once. */
-    public int mostInside() {
+    int mostInside() {
         return Integer.parseInt(ask("most-inside"));
     }
 
-    /** The least bytes of stack that a call has found left since the last reset. */
     long leastStack() {
         return Long.parseLong(ask("least-stack"));
     }
 
-    /** The address of the module's function list. */
-    public long functionList() {
+    long functionList() {
         return Long.parseLong(ask("list"));
     }
 
-    /** The lines of the calls since the last time. */
-    public List<String> calls() {
+    /** The lines of the calls since this method was called last. */
+    List<String> calls() {
         return ask("calls").lines().collect(Collectors.toList());
     }
 
-    /** Starts a call that the module keeps inside a function, after letting so many callers of it through. */
+    /** Starts a call that the module holds inside a function, after the calls that may pass. */
     Harness.Background hold(String function, int passing, Executable call) {
         steer("hold " + function + " " + passing);
         Harness.Background held = Harness.start(call);
@@ -98,7 +84,7 @@ public final class ScriptedToken {
         return held;
     }
 
-    /** Lets the callers of a function go, and waits for the ends of these calls. */
+    /** Releases the callers of a function and waits for the end of these calls. */
     void release(String function, Harness.Background... calls) throws Throwable {
         steer("release " + function);
         for (Harness.Background each : calls) {
@@ -106,39 +92,29 @@ public final class ScriptedToken {
         }
     }
 
-    /** A new holder of the module. */
     NativePKCS11 load() {
         NativePKCS11 library = new NativePKCS11();
         library.load(path);
         return library;
     }
 
-    /** A new holder, which has initialised the module. */
     NativePKCS11 initialized() {
         NativePKCS11 library = load();
         library.libInitialize();
         return library;
     }
 
-    /** An object of the module's address that the bridge has not loaded. */
+    /** An object with the module's function list that is no holder. */
     NativePKCS11 stranger() throws ReflectiveOperationException {
         return Harness.with(new NativePKCS11(), "functionList", functionList());
     }
 
-    /** Any other command of token/scripted_token.h. */
-    public ScriptedToken steer(String text) {
-        ask(CODE.matcher(text).replaceAll(code -> "0x" + Integer.toHexString(value(code.group()))));
+    /** Executes a command that has codes by their names. */
+    ScriptedToken steer(String text) {
+        ask(Pattern.compile("CKR_(0x)?\\w+").matcher(text).replaceAll(code -> code.group(1) != null
+            ? code.group().substring(4) : "" + assertDoesNotThrow(() -> PKCS11Constants.class.getField(code.group())
+                .getInt(null))));
         return this;
-    }
-
-    /** The number of a code, by its name. */
-    private static int value(String code) {
-        try {
-            return code.startsWith("CKR_0x") ? Integer.parseUnsignedInt(code.substring(6), 16)
-                : PKCS11Constants.class.getField(code).getInt(null);
-        } catch (ReflectiveOperationException e) {
-            throw new AssertionError(e);
-        }
     }
 
     private String ask(String text) {
@@ -151,13 +127,13 @@ public final class ScriptedToken {
     private static native String command(String path, String text);
 
     /** Calls an exported native method with a null receiver and zero for every argument; false if there is none. */
-    public static native boolean callWithNullReceiver(String library, String name);
+    static native boolean callWithNullReceiver(String library, String name);
 
-    /** Sends a file descriptor of the process into a file; the result is what {@code restore} needs. */
-    public static native int redirect(int descriptor, String file);
+    /** Redirects a file descriptor of the process to a file. Returns what {@code restore} needs. */
+    static native int redirect(int descriptor, String file);
 
-    public static native void restore(int descriptor, int saved);
+    static native void restore(int descriptor, int saved);
 
-    /** Sets a variable of the process's environment, or takes it away when the value is null. */
-    public static native void setenv(String name, String value);
+    /** Sets a variable of the process's environment, or removes it when the value is null. */
+    static native void setenv(String name, String value);
 }

@@ -8,9 +8,9 @@ import java.util.*;
 import org.junit.jupiter.api.*;
 import org.junit.jupiter.api.function.*;
 
-/** A scripted token in its first state, initialised, with session 7 open in slot 1, and no call recorded yet. */
+/** A scripted token, initialised, with session 7 open in slot 1, and no call recorded yet. */
 abstract class SessionFixture {
-    /** Set when every test is to run through a library that refuses operating-system locking. */
+    /** Whether the module refuses operating-system locking in all tests. */
     private static final boolean LOCKED = Boolean.getBoolean("tokbridge.test.locked");
 
     final ScriptedToken token = ScriptedToken.built();
@@ -24,7 +24,7 @@ abstract class SessionFixture {
         initialize(LOCKED);
     }
 
-    /** Loads the library, once more if need be, makes it want the bridge lock or not, and opens the session. */
+    /** Loads the module again, which refuses operating-system locking or not, and opens the session. */
     void initialize(boolean locked) {
         finalizeLibrary();
         library.load(token.path());
@@ -52,14 +52,14 @@ abstract class SessionFixture {
         return new NativePKCS11Object(session, handle);
     }
 
-    /** The handle that the module is told for an object, which no other call may await meanwhile. */
+    /** The handle that the module receives for an object. */
     String handleOf(PKCS11Object object) {
         ((NativePKCS11Object) object).size();
         List<String> made = token.calls();
         return made.get(made.size() - 1).replaceAll(".* object=", "");
     }
 
-    /** The int that holds a handle, or the marker when all handles are too wide for it. */
+    /** Checks the int of a handle: the marker -1 when all handles are wider. */
     static void assertNumber(int handle, int number) {
         assertEquals(ScriptedToken.WIDE ? -1 : handle, number);
     }
