@@ -2,6 +2,8 @@ package com.kelvane.pkcs11.provider;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
+import java.security.spec.AlgorithmParameterSpec;
+import java.security.spec.MGF1ParameterSpec;
 import java.util.Arrays;
 
 /** The hash functions, as JCA, DigestInfo and mechanism parameters have them. */
@@ -77,6 +79,12 @@ enum Hash {
         return Arrays.stream(values()).filter(each -> each.mechanism != 0
             && (each.algorithm.equalsIgnoreCase(algorithm) || each.name().equalsIgnoreCase(algorithm)))
             .findFirst().orElse(null);
+    }
+
+    /** Returns the hash of the parameters of a mask generation function; null if PSS and OAEP do not have it. */
+    static Hash ofMask(AlgorithmParameterSpec parameters) {
+        return parameters instanceof MGF1ParameterSpec
+            ? forParameter(((MGF1ParameterSpec) parameters).getDigestAlgorithm()) : null;
     }
 
     /** Returns a hash value in the DigestInfo that PKCS #1 signs. */

@@ -53,10 +53,8 @@ final class TokenRsaCipher extends TokenCipher {
         if (oaep == null != (standard == null)) {
             throw new InvalidAlgorithmParameterException("the padding of PKCS #1 has no parameters");
         }
-        if (oaep != null && (hash(oaep.getDigestAlgorithm()) == null
-            || !(oaep.getMGFParameters() instanceof MGF1ParameterSpec)
-            || hash(((MGF1ParameterSpec) oaep.getMGFParameters()).getDigestAlgorithm()) == null
-            || !(oaep.getPSource() instanceof PSource.PSpecified))) {
+        if (oaep != null && (Hash.forParameter(oaep.getDigestAlgorithm()) == null
+            || Hash.ofMask(oaep.getMGFParameters()) == null || !(oaep.getPSource() instanceof PSource.PSpecified))) {
             throw new InvalidAlgorithmParameterException("unsupported parameters of OAEP");
         }
         if (newKey instanceof RSAPublicKey && encrypts()) {
@@ -80,10 +78,6 @@ final class TokenRsaCipher extends TokenCipher {
         return key;
     }
 
-    private static Hash hash(String name) {
-        return Hash.forParameter(name);
-    }
-
     private static int bytes(RSAKey key) {
         return (key.getModulus().bitLength() + 7) / 8;
     }
@@ -94,9 +88,8 @@ final class TokenRsaCipher extends TokenCipher {
             return null;
         }
         byte[] label = ((PSource.PSpecified) oaep.getPSource()).getValue();
-        return new CK_RSA_PKCS_OAEP_PARAMS(hash(oaep.getDigestAlgorithm()).mechanism,
-            hash(((MGF1ParameterSpec) oaep.getMGFParameters()).getDigestAlgorithm()).maskFunction,
-            label.length == 0 ? null : label);
+        return new CK_RSA_PKCS_OAEP_PARAMS(Hash.forParameter(oaep.getDigestAlgorithm()).mechanism,
+            Hash.ofMask(oaep.getMGFParameters()).maskFunction, label.length == 0 ? null : label);
     }
 
     @Override

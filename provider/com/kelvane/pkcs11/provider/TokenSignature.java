@@ -7,7 +7,6 @@ import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.security.AlgorithmParameters;
-import java.security.GeneralSecurityException;
 import java.security.InvalidAlgorithmParameterException;
 import java.security.InvalidKeyException;
 import java.security.InvalidParameterException;
@@ -218,8 +217,7 @@ final class TokenSignature extends SignatureSpi {
 
     private Object parameter() {
         return scheme != Scheme.PSS ? null : new CK_RSA_PKCS_PSS_PARAMS(hash.mechanism,
-            Hash.forParameter(((MGF1ParameterSpec) parameters.getMGFParameters()).getDigestAlgorithm()).maskFunction,
-            parameters.getSaltLength());
+            Hash.ofMask(parameters.getMGFParameters()).maskFunction, parameters.getSaltLength());
     }
 
     @Override
@@ -243,8 +241,7 @@ final class TokenSignature extends SignatureSpi {
         if (given == null || named != null && given != named) {
             throw new InvalidAlgorithmParameterException("unsupported hash " + pss.getDigestAlgorithm());
         }
-        if (!(pss.getMGFParameters() instanceof MGF1ParameterSpec)
-            || Hash.forParameter(((MGF1ParameterSpec) pss.getMGFParameters()).getDigestAlgorithm()) == null) {
+        if (Hash.ofMask(pss.getMGFParameters()) == null) {
             throw new InvalidAlgorithmParameterException("unsupported mask generation function "
                 + pss.getMGFAlgorithm());
         }
@@ -265,16 +262,7 @@ final class TokenSignature extends SignatureSpi {
 
     @Override
     protected AlgorithmParameters engineGetParameters() {
-        if (parameters == null) {
-            return null;
-        }
-        try {
-            AlgorithmParameters encoded = AlgorithmParameters.getInstance("RSASSA-PSS");
-            encoded.init(parameters);
-            return encoded;
-        } catch (GeneralSecurityException e) {
-            throw new ProviderException(e);
-        }
+        return parameters == null ? null : TokenCipher.encoded("RSASSA-PSS", parameters);
     }
 
     @Deprecated

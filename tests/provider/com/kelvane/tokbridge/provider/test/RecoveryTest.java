@@ -9,6 +9,7 @@ import com.kelvane.pkcs11.nat.*;
 import com.kelvane.pkcs11.provider.*;
 import java.lang.reflect.*;
 import java.math.*;
+import java.nio.*;
 import java.nio.file.*;
 import java.security.*;
 import java.util.*;
@@ -104,6 +105,13 @@ class RecoveryTest {
             uses.put("cipher", () -> {
                 cipher.init(Cipher.ENCRYPT_MODE, store.getKey("aes", null));
                 return hex(cipher.doFinal(new byte[20]));
+            });
+            Cipher direct = Cipher.getInstance("AES/ECB/NoPadding", PROVIDER);
+            uses.put("direct buffers", () -> {
+                direct.init(Cipher.ENCRYPT_MODE, store.getKey("aes", null));
+                ByteBuffer out = ByteBuffer.allocateDirect(16);
+                direct.doFinal(ByteBuffer.allocateDirect(16), out);
+                return out.flip();
             });
             Mac mac = Mac.getInstance("HmacSHA256", PROVIDER);
             uses.put("mac", () -> {
