@@ -111,7 +111,11 @@ class ShortFormTest extends SessionFixture {
                     String output = "ab".repeat(length);
                     token.always(function, "out=" + output);
                     assertEquals(plain.replace(replaced, output), form.run(), form.functions + " " + length);
-                    assertEquals(1, Collections.frequency(names(calls()), form.functions.get(0)), "started once");
+                    List<String> made = names(calls());
+                    assertEquals(1, Collections.frequency(made, form.functions.get(0)), "started once");
+                    if (length <= in.length + 1024 && function.matches(".*crypt(Update)?")) { // the first capacity
+                        assertEquals(form.functions, made);
+                    }
                     token.always(function, "");
                 }
             }
