@@ -174,3 +174,24 @@ void testEveryMethod()
         load();
     }
 }
+
+// An array that another thread grows after it was sized is refused: it does not fit into the reservation.
+void testGrowingArrays()
+{
+    for (const CK_ATTRIBUTE_TYPE type : {CKA_ID, CKA_ALLOWED_MECHANISMS}) {
+        bool isRefused = false;
+        for (int last = 1; last < 60; ++last) {
+            Ref array = type == CKA_ID ? newBytes("\1") : newInts({1});
+            int reads = 0;
+            fake.meddling = [&] {
+                if (++reads == last)
+                    array.object->bytes.resize(4000);
+            };
+            const std::string found =
+                outcome(CALL(SESSION(createObject), newInts({static_cast<jint>(type)}), newObjects({array})));
+            fake.meddling = nullptr;
+            isRefused |= found.find("no space for encoded attribute!") != std::string::npos;
+        }
+        check("refused", isRefused ? "refused" : "encoded");
+    }
+}

@@ -23,6 +23,7 @@
 // ---- The tests, by what they look at ----
 
 void testEveryMethod();
+void testGrowingArrays();
 void testSecrets();
 void testStacks();
 void testDates();

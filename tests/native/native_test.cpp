@@ -35,6 +35,7 @@ int main(int argc, char** argv)
     for (bool inPlace : {false, true}) { // a virtual machine may hand arrays out as copies, or as they are
         fake.inPlace = inPlace;
         testEveryMethod();
+        testGrowingArrays();
         testSecrets();
         testDates();
     }
