@@ -21,6 +21,12 @@ class JniTest extends SessionFixture {
         "NativePKCS11Session.setOperationState");
     /** The JNI calls of all plain calls. An additional one is noticed; lower it when there are fewer. */
     private static final int MOST_CALLS = 9835;
+    private static int failures;
+
+    @AfterAll
+    static void printFailures() {
+        System.out.println("JNI failures: " + failures + " of single calls of JNI functions");
+    }
 
     @BeforeEach
     void notUnderTheChecker() {
@@ -50,6 +56,7 @@ class JniTest extends SessionFixture {
             boolean withError = n % 2 == 0;
             JniSpy spy = new JniSpy(token, n / 2, withError, call);
             over = spy.failed.isEmpty();
+            failures += over ? 0 : 1;
             String what = name + ": " + spy.failed + " " + n / 2 + ": " + spy.thrown;
             boolean isLock = LOCK.contains(spy.failed);
             if (withError && !over && (!isLock || spy.failed.equals("MonitorEnter"))) {
