@@ -129,17 +129,17 @@ final class Providers {
         };
     }
 
-    private Operation cipher(int provider, String algorithm, byte[] data, Function<byte[], AlgorithmParameterSpec> spec)
+    private Operation cipher(int provider, String algorithm, byte[] data, Function<byte[], AlgorithmParameterSpec> vector)
         throws Exception {
         byte[] out = new byte[data.length + 16];
-        return encryption(provider, algorithm, spec, cipher -> cipher.doFinal(data, 0, data.length, out, 0));
+        return encryption(provider, algorithm, vector, cipher -> cipher.doFinal(data, 0, data.length, out, 0));
     }
 
-    private Operation buffers(int provider, String algorithm, int size, Function<byte[], AlgorithmParameterSpec> spec)
+    private Operation buffers(int provider, String algorithm, int size, Function<byte[], AlgorithmParameterSpec> vector)
         throws Exception {
         ByteBuffer in = ByteBuffer.allocateDirect(size);
         ByteBuffer out = ByteBuffer.allocateDirect(size + 16);
-        return encryption(provider, algorithm, spec, cipher -> cipher.doFinal(in.clear(), out.clear()));
+        return encryption(provider, algorithm, vector, cipher -> cipher.doFinal(in.clear(), out.clear()));
     }
 
     /** The data of an encryption. */
@@ -147,7 +147,7 @@ final class Providers {
         int encrypt(Cipher cipher) throws GeneralSecurityException;
     }
 
-    private Operation encryption(int provider, String algorithm, Function<byte[], AlgorithmParameterSpec> spec,
+    private Operation encryption(int provider, String algorithm, Function<byte[], AlgorithmParameterSpec> vector,
         Data data) throws Exception {
         Cipher cipher = Cipher.getInstance(algorithm, providers[provider]);
         SecretKey key = SecretKeyFactory.getInstance("AES", providers[provider])
@@ -155,7 +155,7 @@ final class Providers {
         byte[] iv = new byte[16]; // another one each time, as GCM insists
         return () -> {
             Bare.countUp(iv);
-            cipher.init(Cipher.ENCRYPT_MODE, key, spec.apply(iv));
+            cipher.init(Cipher.ENCRYPT_MODE, key, vector.apply(iv));
             return data.encrypt(cipher);
         };
     }

@@ -69,25 +69,25 @@ enum KeyKind {
     }
 
     /** Returns the attributes of a private or secret key to be generated: its type follows from the mechanism. */
-    Template generated(Token token, TokenKeySpec spec) {
-        return withUses(common(spec), uses).and(CKA_PRIVATE, token.info.isLoginRequired(),
-            CKA_SENSITIVE, spec.isSensitive(), CKA_EXTRACTABLE, spec.isExtractable());
+    Template generated(Token token, TokenKeySpec keySpec) {
+        return withUses(common(keySpec), uses).and(CKA_PRIVATE, token.info.isLoginRequired(),
+            CKA_SENSITIVE, keySpec.isSensitive(), CKA_EXTRACTABLE, keySpec.isExtractable());
     }
 
     /** Returns the attributes of a private or secret key to be created, unwrapped or derived. */
-    Template created(Token token, TokenKeySpec spec) {
-        return generated(token, spec).and(CKA_CLASS, ordinal() >= AES.ordinal() ? CKO_SECRET_KEY : CKO_PRIVATE_KEY,
+    Template created(Token token, TokenKeySpec keySpec) {
+        return generated(token, keySpec).and(CKA_CLASS, ordinal() >= AES.ordinal() ? CKO_SECRET_KEY : CKO_PRIVATE_KEY,
             CKA_KEY_TYPE, type);
     }
 
     /** Returns the attributes of the public key to a private key to be generated. */
-    Template generatedPublic(TokenKeySpec spec) {
-        return withUses(common(spec), publicUses);
+    Template generatedPublic(TokenKeySpec keySpec) {
+        return withUses(common(keySpec), publicUses);
     }
 
-    private static Template common(TokenKeySpec spec) {
-        Template common = Template.of(CKA_TOKEN, spec.isOnToken(), CKA_ID, spec.getId());
-        return spec.getLabel() == null ? common : common.and(CKA_LABEL, spec.getLabel());
+    private static Template common(TokenKeySpec keySpec) {
+        Template common = Template.of(CKA_TOKEN, keySpec.isOnToken(), CKA_ID, keySpec.getId());
+        return keySpec.getLabel() == null ? common : common.and(CKA_LABEL, keySpec.getLabel());
     }
 
     private static Template withUses(Template template, int[] uses) {

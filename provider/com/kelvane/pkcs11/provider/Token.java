@@ -125,8 +125,8 @@ final class Token {
     }
 
     /** Does work that creates a key: a session key in the session that holds those. */
-    <T> T create(TokenKeySpec spec, Work<T> work) throws InvalidKeyException {
-        return run(at -> spec.isOnToken() ? at.sessions : at.objects, work, false);
+    <T> T create(TokenKeySpec keySpec, Work<T> work) throws InvalidKeyException {
+        return run(at -> keySpec.isOnToken() ? at.sessions : at.objects, work, false);
     }
 
     /** Does work with one key, which stays reachable as long. Keys that require a login are used one at a time. */

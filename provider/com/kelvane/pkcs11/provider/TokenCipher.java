@@ -59,7 +59,7 @@ abstract class TokenCipher extends CipherSpi {
     /** The data that was given and has not gone to the token. */
     final Buffer data = new Buffer();
     private TokenKey key;
-    private TokenKeySpec spec;
+    private TokenKeySpec keySpec;
 
     /** The result of a doFinal whose output buffer was too small; null if there is none. */
     private byte[] unclaimed;
@@ -163,15 +163,16 @@ abstract class TokenCipher extends CipherSpi {
         reset();
         key = null;
         mode = newMode;
-        spec = TokenKeySpec.of(parameters);
-        if (spec.getParameters() != null && !parameterClass.isInstance(spec.getParameters())) {
+        keySpec = TokenKeySpec.of(parameters);
+        if (keySpec.getParameters() != null && !parameterClass.isInstance(keySpec.getParameters())) {
             if (newMode == Cipher.UNWRAP_MODE) { // JSSE tries its own parameters, and without them after this
-                throw new UnsupportedOperationException("unwrapping with " + spec.getParameters().getClass().getName());
+                throw new UnsupportedOperationException("unwrapping with "
+                    + keySpec.getParameters().getClass().getName());
             }
             throw new InvalidAlgorithmParameterException(parameterClass.getSimpleName() + " is needed, not "
-                + spec.getParameters().getClass().getSimpleName());
+                + keySpec.getParameters().getClass().getSimpleName());
         }
-        key = start(newKey, spec.getParameters(), random);
+        key = start(newKey, keySpec.getParameters(), random);
     }
 
     @Override
@@ -536,7 +537,7 @@ abstract class TokenCipher extends CipherSpi {
         if (kind == null) {
             throw new NoSuchAlgorithmException("The token has no keys of " + algorithm);
         }
-        TokenKeySpec identified = spec.identified();
+        TokenKeySpec identified = keySpec.identified();
         Template template = kind.created(token, identified);
         Token.Work<NativePKCS11Object> call = (at, session) -> session.unwrapKey(wrapMechanism(), parameter(0),
             key.in(at, session), wrapped, template);

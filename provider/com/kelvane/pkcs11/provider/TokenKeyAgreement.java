@@ -38,7 +38,7 @@ final class TokenKeyAgreement extends KeyAgreementSpi {
     /** The curve of an algorithm name that contains it; null for any. */
     private final String fixed;
     private TokenPrivateKey key;
-    private TokenKeySpec spec;
+    private TokenKeySpec keySpec;
     private byte[] point;
     private int length;
 
@@ -68,7 +68,7 @@ final class TokenKeyAgreement extends KeyAgreementSpi {
         if (fixed != null && !fixed.equals(curve(key))) {
             throw new InvalidKeyException("a key of " + fixed + " is needed, not " + curve(key));
         }
-        spec = newSpec;
+        keySpec = newSpec;
         point = null;
     }
 
@@ -164,7 +164,7 @@ final class TokenKeyAgreement extends KeyAgreementSpi {
         if (target == null || target == KeyKind.AES && length != 16 && length != 24 && length != 32) {
             throw new NoSuchAlgorithmException("no key of " + algorithm + " from a secret of " + length + " bytes");
         }
-        TokenKeySpec identified = spec.identified();
+        TokenKeySpec identified = keySpec.identified();
         Template template = target.created(token, identified).and(CKA_VALUE_LEN, length);
         TokenPrivateKey base = agreed();
         try {

@@ -62,14 +62,14 @@ final class TokenKeyFactory extends KeyFactorySpi {
     }
 
     @Override
-    protected PublicKey engineGeneratePublic(KeySpec spec) throws InvalidKeySpecException {
-        return software().generatePublic(spec);
+    protected PublicKey engineGeneratePublic(KeySpec keySpec) throws InvalidKeySpecException {
+        return software().generatePublic(keySpec);
     }
 
     @Override
-    protected PrivateKey engineGeneratePrivate(KeySpec spec) throws InvalidKeySpecException {
+    protected PrivateKey engineGeneratePrivate(KeySpec keySpec) throws InvalidKeySpecException {
         try {
-            return imported(token, software().generatePrivate(spec), new TokenKeySpec(null));
+            return imported(token, software().generatePrivate(keySpec), new TokenKeySpec(null));
         } catch (InvalidKeyException e) {
             throw new InvalidKeySpecException(e.getMessage(), e);
         }
@@ -103,10 +103,10 @@ final class TokenKeyFactory extends KeyFactorySpi {
      *
      * @throws InvalidKeyException if the key's kind or the token does not allow it
      */
-    static TokenPrivateKey imported(Token token, PrivateKey key, TokenKeySpec spec) throws InvalidKeyException {
-        Template template = template(token, key, spec.identified());
+    static TokenPrivateKey imported(Token token, PrivateKey key, TokenKeySpec keySpec) throws InvalidKeyException {
+        Template template = template(token, key, keySpec.identified());
         try {
-            return token.create(spec, (at, session) ->
+            return token.create(keySpec, (at, session) ->
                 TokenPrivateKey.of(token, at, session.createObject(template), null));
         } catch (PKCS11Exception e) {
             throw new InvalidKeyException("The token does not import the key: " + e.getMessage(), e);
@@ -114,13 +114,13 @@ final class TokenKeyFactory extends KeyFactorySpi {
     }
 
     /** Returns the attributes with which a private key of software is created on the token. */
-    static Template template(Token token, PrivateKey key, TokenKeySpec spec) throws InvalidKeyException {
+    static Template template(Token token, PrivateKey key, TokenKeySpec keySpec) throws InvalidKeyException {
         KeyKind kind = key instanceof TokenKey ? null : KeyKind.ofPrivate(key.getAlgorithm());
         if (kind == null) {
             throw new InvalidKeyException("not a private key that can be imported: " + key.getAlgorithm());
         }
         try {
-            return values(kind.created(token, spec), key);
+            return values(kind.created(token, keySpec), key);
         } catch (IOException | GeneralSecurityException e) {
             throw new InvalidKeyException("The key cannot be imported: " + e.getMessage(), e);
         }

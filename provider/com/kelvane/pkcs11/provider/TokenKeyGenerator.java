@@ -20,7 +20,7 @@ final class TokenKeyGenerator extends KeyGeneratorSpi {
     private final KeyKind kind;
     private final int mechanism;
     private int bits;
-    private TokenKeySpec spec = new TokenKeySpec(null);
+    private TokenKeySpec keySpec = new TokenKeySpec(null);
 
     TokenKeyGenerator(Token token, String algorithm, int mechanism, int bits) {
         this.token = token;
@@ -41,7 +41,7 @@ final class TokenKeyGenerator extends KeyGeneratorSpi {
         if (!(parameters instanceof TokenKeySpec) || ((TokenKeySpec) parameters).getParameters() != null) {
             throw new InvalidAlgorithmParameterException("a TokenKeySpec without further parameters is needed");
         }
-        spec = (TokenKeySpec) parameters;
+        keySpec = (TokenKeySpec) parameters;
     }
 
     @Override
@@ -56,7 +56,7 @@ final class TokenKeyGenerator extends KeyGeneratorSpi {
 
     @Override
     protected SecretKey engineGenerateKey() {
-        TokenKeySpec identified = spec.identified();
+        TokenKeySpec identified = keySpec.identified();
         Template template = kind.generated(token, identified);
         // The length of a ChaCha20 key is fixed, and some modules refuse it in a template.
         Template sized = kind == KeyKind.CHACHA20 ? template : template.and(CKA_VALUE_LEN, bits / 8);

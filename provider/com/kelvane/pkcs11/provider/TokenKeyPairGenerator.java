@@ -75,7 +75,7 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
     private final String fixed;
 
     /** Null before the initialisation: the default is used then. */
-    private TokenKeySpec spec;
+    private TokenKeySpec keySpec;
     private Template template;
 
     TokenKeyPairGenerator(Token token, Algorithm algorithm, int mechanism, String fixed) {
@@ -106,7 +106,7 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
                 throw new InvalidAlgorithmParameterException("the algorithm is " + fixed);
             }
             template = algorithm.parameters.template(parameters);
-            spec = requested;
+            keySpec = requested;
         } catch (ClassCastException | GeneralSecurityException | IOException e) {
             throw new InvalidAlgorithmParameterException("not parameters of " + algorithm.kind.algorithm + ": "
                 + e.getMessage(), e);
@@ -116,11 +116,11 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
     @Override
     public KeyPair generateKeyPair() {
         try {
-            if (spec == null) {
+            if (keySpec == null) {
                 initialize((AlgorithmParameterSpec) null, null);
             }
             Template publicParameters = template;
-            TokenKeySpec identified = spec.identified();
+            TokenKeySpec identified = keySpec.identified();
             return token.create(identified, (at, session) -> {
                 NativePKCS11KeyPair pair = session.generateKeyPair(mechanism, null,
                     join(algorithm.kind.generatedPublic(identified), publicParameters),
@@ -153,13 +153,13 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
         return joined;
     }
 
-    private static <T> T named(Map<Integer, String> names, int size, Function<String, T> spec)
+    private static <T> T named(Map<Integer, String> names, int size, Function<String, T> keySpec)
         throws InvalidAlgorithmParameterException {
         String name = names.get(size);
         if (name == null) {
             throw new InvalidAlgorithmParameterException(size + " is none of the sizes " + names.keySet());
         }
-        return spec.apply(name);
+        return keySpec.apply(name);
     }
 
     private static Template rsa(AlgorithmParameterSpec parameters) {

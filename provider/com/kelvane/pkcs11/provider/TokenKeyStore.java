@@ -291,11 +291,11 @@ final class TokenKeyStore extends KeyStoreSpi {
                 Template.of(CKA_TOKEN, true, CKA_LABEL, alias, CKA_ID, id));
             return;
         }
-        TokenKeySpec spec = new TokenKeySpec(null).onToken(alias).withId(id);
+        TokenKeySpec keySpec = new TokenKeySpec(null).onToken(alias).withId(id);
         if (key instanceof PrivateKey) {
-            session.createObject(TokenKeyFactory.template(token, (PrivateKey) key, spec));
+            session.createObject(TokenKeyFactory.template(token, (PrivateKey) key, keySpec));
         } else if (key instanceof SecretKey) {
-            session.createObject(TokenSecretKeyFactory.template(token, (SecretKey) key, spec));
+            session.createObject(TokenSecretKeyFactory.template(token, (SecretKey) key, keySpec));
         } else {
             throw new InvalidKeyException("a private or secret key is needed");
         }

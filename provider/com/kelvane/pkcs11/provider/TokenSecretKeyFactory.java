@@ -21,12 +21,12 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
     }
 
     @Override
-    protected SecretKey engineGenerateSecret(KeySpec spec) throws InvalidKeySpecException {
-        if (!(spec instanceof SecretKeySpec)) {
+    protected SecretKey engineGenerateSecret(KeySpec keySpec) throws InvalidKeySpecException {
+        if (!(keySpec instanceof SecretKeySpec)) {
             throw new InvalidKeySpecException("SecretKeySpec is needed");
         }
         try {
-            return imported(token, (SecretKeySpec) spec, new TokenKeySpec(null));
+            return imported(token, (SecretKeySpec) keySpec, new TokenKeySpec(null));
         } catch (InvalidKeyException e) {
             throw new InvalidKeySpecException(e.getMessage(), e);
         }
@@ -59,8 +59,8 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
      *
      * @throws InvalidKeyException if the key has no value, or the token refuses it
      */
-    static TokenSecretKey imported(Token token, SecretKey key, TokenKeySpec spec) throws InvalidKeyException {
-        TokenKeySpec identified = spec.identified();
+    static TokenSecretKey imported(Token token, SecretKey key, TokenKeySpec keySpec) throws InvalidKeyException {
+        TokenKeySpec identified = keySpec.identified();
         Template template = template(token, key, identified);
         try {
             return created(token, key.getAlgorithm(), identified, (at, session) -> session.createObject(template));
@@ -70,22 +70,23 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
     }
 
     /** Returns the attributes with which a secret key of software is created on the token. */
-    static Template template(Token token, SecretKey key, TokenKeySpec spec) throws InvalidKeyException {
+    static Template template(Token token, SecretKey key, TokenKeySpec keySpec) throws InvalidKeyException {
         KeyKind kind = KeyKind.ofSecret(key.getAlgorithm());
         byte[] value = key.getEncoded();
         if (kind == null || value == null) {
             throw new InvalidKeyException("not a secret key that can be imported: " + key.getAlgorithm());
         }
-        return kind.created(token, spec).and(CKA_VALUE, value);
+        return kind.created(token, keySpec).and(CKA_VALUE, value);
     }
 
     /** Creates a secret key on the token by a call of the module. */
-    static TokenSecretKey created(Token token, String algorithm, TokenKeySpec spec, Token.Work<NativePKCS11Object> call)
+    static TokenSecretKey created(Token token, String algorithm, TokenKeySpec keySpec,
+        Token.Work<NativePKCS11Object> call)
         throws InvalidKeyException {
-        return token.create(spec, (at, session) -> {
+        return token.create(keySpec, (at, session) -> {
             NativePKCS11Object object = call.run(at, session);
             return new TokenSecretKey(token, algorithm, at, object, object.readAttributes(
-                spec.isOnToken() ? TokenSecretKey.ATTRIBUTES : TokenSecretKey.ATTRIBUTES_OF_SESSION));
+                keySpec.isOnToken() ? TokenSecretKey.ATTRIBUTES : TokenSecretKey.ATTRIBUTES_OF_SESSION));
         });
     }
 }

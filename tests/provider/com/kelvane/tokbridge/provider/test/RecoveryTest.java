@@ -206,8 +206,8 @@ class RecoveryTest {
         KeyStore store = keyStore(PROVIDER, PIN);
         for (String algorithm : new String[] {"RSA", "EC"}) {
             KeyPairGenerator generator = KeyPairGenerator.getInstance(algorithm, PROVIDER);
-            TokenKeySpec spec = new TokenKeySpec(null).onToken("replaced").withId(new byte[] {7, 7});
-            generator.initialize(spec);
+            TokenKeySpec keySpec = new TokenKeySpec(null).onToken("replaced").withId(new byte[] {7, 7});
+            generator.initialize(keySpec);
             PrivateKey key = generator.generateKeyPair().getPrivate();
             store.load(null, PIN.toCharArray());
             store.deleteEntry("replaced");
