@@ -129,7 +129,8 @@ final class Providers {
         };
     }
 
-    private Operation cipher(int provider, String algorithm, byte[] data, Function<byte[], AlgorithmParameterSpec> vector)
+    private Operation cipher(int provider, String algorithm, byte[] data,
+        Function<byte[], AlgorithmParameterSpec> vector)
         throws Exception {
         byte[] out = new byte[data.length + 16];
         return encryption(provider, algorithm, vector, cipher -> cipher.doFinal(data, 0, data.length, out, 0));

@@ -81,8 +81,7 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
 
     /** Creates a secret key on the token by a call of the module. */
     static TokenSecretKey created(Token token, String algorithm, TokenKeySpec keySpec,
-        Token.Work<NativePKCS11Object> call)
-        throws InvalidKeyException {
+        Token.Work<NativePKCS11Object> call) throws InvalidKeyException {
         return token.create(keySpec, (at, session) -> {
             NativePKCS11Object object = call.run(at, session);
             return new TokenSecretKey(token, algorithm, at, object, object.readAttributes(
