@@ -2,6 +2,7 @@ package com.kelvane.pkcs11.nat;
 
 import java.nio.ByteBuffer;
 import java.nio.CharBuffer;
+import java.nio.charset.CodingErrorAction;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 import java.util.function.Consumer;
@@ -15,8 +16,11 @@ final class Pins {
     static void encoded(char[] pin, Consumer<byte[]> call) {
         byte[] bytes = null;
         if (pin != null) {
-            ByteBuffer encoded = StandardCharsets.UTF_8.encode(CharBuffer.wrap(pin));
-            bytes = Arrays.copyOf(encoded.array(), encoded.limit());
+            // With the largest size from the start: a buffer that grows would leave a copy.
+            ByteBuffer encoded = ByteBuffer.allocate(3 * pin.length);
+            StandardCharsets.UTF_8.newEncoder().onMalformedInput(CodingErrorAction.REPLACE)
+                .encode(CharBuffer.wrap(pin), encoded, true);
+            bytes = Arrays.copyOf(encoded.array(), encoded.position());
             Arrays.fill(encoded.array(), (byte) 0);
         }
         try {

@@ -9,6 +9,7 @@ import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.CharBuffer;
+import java.nio.charset.CodingErrorAction;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.security.MessageDigest;
@@ -232,10 +233,13 @@ final class Pins {
     }
 
     private static ByteBuffer digest(char[] pin) {
-        ByteBuffer encoded = StandardCharsets.UTF_8.encode(CharBuffer.wrap(pin));
+        // With the largest size from the start: a buffer that grows would leave a copy.
+        ByteBuffer encoded = ByteBuffer.allocate(3 * pin.length);
+        StandardCharsets.UTF_8.newEncoder().onMalformedInput(CodingErrorAction.REPLACE)
+            .encode(CharBuffer.wrap(pin), encoded, true);
         try {
             MessageDigest digest = MessageDigest.getInstance("SHA-256");
-            digest.update(encoded.array(), 0, encoded.limit());
+            digest.update(encoded.array(), 0, encoded.position());
             return ByteBuffer.wrap(digest.digest());
         } catch (NoSuchAlgorithmException e) {
             throw new ProviderException(e); // every JDK has it

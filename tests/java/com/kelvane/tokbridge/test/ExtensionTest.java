@@ -37,6 +37,9 @@ class ExtensionTest extends SessionFixture {
         assertEquals("pin=31c3a9", pinOf(() -> slot.initToken(pin, "label")));
         assertEquals("user=0x1 pin=31c3a9 name=6d65", pinOf(() -> session.loginUser(CKU_USER, "1\u00e9", "me")));
         assertArrayEquals(new char[] {'1', '\u00e9'}, pin, "the caller's own");
+        char[] wide = "\u20ac".repeat(16).toCharArray(); // three bytes each
+        assertEquals("user=0x1 pin=" + "e282ac".repeat(16), pinOf(() -> session.login(CKU_USER, wide)));
+        assertEquals("user=0x1 pin=", pinOf(() -> session.login(CKU_USER, new char[0])));
         assertRefused("copyBytes(): buffer too small!", () -> session.login(CKU_USER, "x".repeat(51).toCharArray()));
     }
 

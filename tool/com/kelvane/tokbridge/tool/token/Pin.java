@@ -6,6 +6,7 @@ import static java.nio.charset.StandardCharsets.*;
 import com.kelvane.pkcs11.PKCS11TokenInfo;
 import java.io.IOException;
 import java.nio.*;
+import java.nio.charset.CodingErrorAction;
 import java.nio.file.*;
 import java.util.*;
 import java.util.stream.Collectors;
@@ -63,8 +64,10 @@ public final class Pin implements AutoCloseable {
         if (typed == null) {
             throw missing("there is no terminal to ask for it", "use --pin-file or --pin-env");
         }
-        ByteBuffer encoded = UTF_8.encode(CharBuffer.wrap(typed));
-        byte[] pin = Arrays.copyOf(encoded.array(), encoded.limit());
+        // With the largest size from the start: a buffer that grows would leave a copy.
+        ByteBuffer encoded = ByteBuffer.allocate(3 * typed.length);
+        UTF_8.newEncoder().onMalformedInput(CodingErrorAction.REPLACE).encode(CharBuffer.wrap(typed), encoded, true);
+        byte[] pin = Arrays.copyOf(encoded.array(), encoded.position());
         Arrays.fill(encoded.array(), (byte) 0);
         Arrays.fill(typed, '\0');
         return new Pin(pin);
