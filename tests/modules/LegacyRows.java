@@ -1,6 +1,7 @@
 package com.kelvane.tokbridge.tool.trials;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static com.kelvane.tokbridge.tool.trials.Jdk.*;
 import static com.kelvane.tokbridge.tool.trials.KeyKind.*;
 import static com.kelvane.tokbridge.tool.trials.Operations.*;
 
@@ -22,19 +23,19 @@ final class LegacyRows {
         domain(CKM_DH_PKCS_PARAMETER_GEN);
         hash("MD2", "MD2", 16);
         blockCipher("SEED", SEED, 16);
-        row(Use.CIPHER, CKM_DES_OFB64, DES, IV8).as(JDK_IV8, "DES/OFB/NoPadding");
-        row(Use.CIPHER, CKM_DES_CFB64, DES, IV8).as(JDK_IV8, "DES/CFB64/NoPadding");
-        row(Use.CIPHER, CKM_DES_CFB8, DES, IV8).as(JDK_IV8, "DES/CFB8/NoPadding");
+        row(Use.CIPHER, CKM_DES_OFB64, DES, IV8).as(cipher("DES/OFB/NoPadding", JDK_IV8));
+        row(Use.CIPHER, CKM_DES_CFB64, DES, IV8).as(cipher("DES/CFB64/NoPadding", JDK_IV8));
+        row(Use.CIPHER, CKM_DES_CFB8, DES, IV8).as(cipher("DES/CFB8/NoPadding", JDK_IV8));
         row(Use.CIPHER, CKM_BLOWFISH_CBC, BLOWFISH, IV8).of((message, key) -> BLOCKS)
-            .as(JDK_IV8, "Blowfish/CBC/NoPadding");
-        row(Use.CIPHER, CKM_BLOWFISH_CBC_PAD, BLOWFISH, IV8).as(JDK_IV8, "Blowfish/CBC/PKCS5Padding");
+            .as(cipher("Blowfish/CBC/NoPadding", JDK_IV8));
+        row(Use.CIPHER, CKM_BLOWFISH_CBC_PAD, BLOWFISH, IV8).as(cipher("Blowfish/CBC/PKCS5Padding", JDK_IV8));
         row(Use.CIPHER, CKM_RC2_ECB, RC2, new PKCS11MechPar_RC2(128)).of((message, key) -> BLOCKS);
         row(Use.CIPHER, CKM_RC2_CBC, RC2, new PKCS11MechPar_RC2_CBC(128, IV8)).of((message, key) -> BLOCKS);
         row(Use.CIPHER, CKM_RC2_CBC_PAD, RC2, new PKCS11MechPar_RC2_CBC(128, IV8))
-            .as(JDK_IV8, "RC2/CBC/PKCS5Padding");
+            .as(cipher("RC2/CBC/PKCS5Padding", JDK_IV8));
         row(Use.MAC, CKM_RC2_MAC, RC2, new PKCS11MechPar_RC2(128));
         row(Use.MAC, CKM_RC2_MAC_GENERAL, RC2, new PKCS11MechPar_RC2_GENMAC(128, SHORT_MAC));
-        row(Use.CIPHER, CKM_RC4, RC4, null).as(null, "ARCFOUR");
+        row(Use.CIPHER, CKM_RC4, RC4, null).as(cipher("ARCFOUR", null));
         row(Use.MAC, CKM_SSL3_MD5_MAC, GENERIC, SHORT_MAC);
         row(Use.MAC, CKM_SSL3_SHA1_MAC, GENERIC, SHORT_MAC);
         Main.main(arguments);

@@ -6,6 +6,7 @@ import java.lang.reflect.Field;
 import java.util.HashMap;
 import java.util.Map;
 import java.util.Set;
+import java.util.concurrent.ConcurrentHashMap;
 
 /**
  * The numbers of PKCS #11 by name, and the name of a number.
@@ -1209,44 +1210,44 @@ public final class PKCS11Constants {
      * <p>Of several names the shortest is taken, so {@code CKM_CAST5_CBC} and {@code CKM_EC_KEY_PAIR_GEN} rather than
      * {@code CKM_CAST128_CBC} and {@code CKM_ECDSA_KEY_PAIR_GEN}. Numbers that mean different things in different
      * places have no name by value alone: those of {@code CK_}, {@code CKF_}, {@code CKG_}, {@code CKH_} and
-     * {@code CKP_}.
+     * {@code CKP_}. A longer prefix names their place.
      *
-     * @param prefix what the name begins with, up to and including the first underscore: {@code "CKM_"},
-     *     {@code "CKA_"}, {@code "CKR_"}, ...
+     * @param prefix what the name begins with, up to and including an underscore: {@code "CKM_"}, {@code "CKA_"},
+     *     {@code "CKR_"}, {@code "CKF_USER_PIN_"}, {@code "CKP_ML_DSA_"}, ...
      * @param value the number
      * @return the name, for example {@code CKM_AES_CBC}; for a number without a name the prefix and the number in
      *     unsigned hexadecimal, for example {@code CKM_0x80000123}
      */
     public static String nameOf(String prefix, int value) {
-        String name = Names.BY_PREFIX.getOrDefault(prefix, Map.of()).get(value);
+        String name = Names.BY_PREFIX.computeIfAbsent(prefix, Names::of).get(value);
         return name != null ? name : prefix + "0x" + Integer.toHexString(value);
     }
 
-    /** The tables of names, built from the fields above at the first use. */
+    /** The tables of names, each built from the fields above at its first use. */
     private static final class Names {
         /** Prefixes of numbers that mean different things in different places. */
         static final Set<String> MANY_MEANINGS = Set.of("CK_", "CKF_", "CKG_", "CKH_", "CKP_");
 
         /** By prefix, then by number. */
-        static final Map<String, Map<Integer, String>> BY_PREFIX = new HashMap<>();
+        static final Map<String, Map<Integer, String>> BY_PREFIX = new ConcurrentHashMap<>();
 
         /** Nothing to build: the class only holds the tables. */
         private Names() {
         }
 
-        static {
+        static Map<Integer, String> of(String prefix) {
+            Map<Integer, String> names = new HashMap<>();
             try {
                 for (Field field : PKCS11Constants.class.getFields()) {
                     String name = field.getName();
-                    String prefix = name.substring(0, name.indexOf('_') + 1);
-                    if (!MANY_MEANINGS.contains(prefix)) {
-                        BY_PREFIX.computeIfAbsent(prefix, p -> new HashMap<>())
-                            .merge(field.getInt(null), name, (a, b) -> a.length() <= b.length() ? a : b);
+                    if (name.startsWith(prefix) && !MANY_MEANINGS.contains(prefix)) {
+                        names.merge(field.getInt(null), name, (a, b) -> a.length() <= b.length() ? a : b);
                     }
                 }
             } catch (IllegalAccessException e) {
                 throw new ExceptionInInitializerError(e);
             }
+            return names;
         }
     }
 }

@@ -2,6 +2,9 @@ package com.kelvane.pkcs11;
 
 import com.kelvane.pkcs11.nat.NativePKCS11;
 import java.io.ByteArrayOutputStream;
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.CharBuffer;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -217,6 +220,29 @@ public final class PKCS11Uri {
             throw new IllegalArgumentException("\"pin-source\" is a command; only a file is read");
         }
         return Path.of(source.replaceFirst("^file:(//(?=/))?", ""));
+    }
+
+    /**
+     * Reads a PIN.
+     *
+     * @param file a file as that of {@code pin-source}
+     * @return its first line, in UTF-8, without the end of the line; to be wiped by the caller
+     * @throws IOException if the file cannot be read, or if the line is not UTF-8
+     */
+    public static char[] readPin(Path file) throws IOException {
+        byte[] content = Files.readAllBytes(file);
+        try {
+            int end = 0;
+            while (end < content.length && content[end] != '\n' && content[end] != '\r') {
+                end++;
+            }
+            CharBuffer line = StandardCharsets.UTF_8.newDecoder().decode(ByteBuffer.wrap(content, 0, end));
+            char[] pin = Arrays.copyOf(line.array(), line.limit());
+            Arrays.fill(line.array(), '\0');
+            return pin;
+        } finally {
+            Arrays.fill(content, (byte) 0);
+        }
     }
 
     /**

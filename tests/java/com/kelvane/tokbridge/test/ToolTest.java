@@ -218,7 +218,7 @@ class ToolTest {
             {"--pin-env.* contradict.*exit 2", "objects", "--pin-env=A", "--token=pkcs11:?pin-source=/b"},
             {"mutually exclusive.*exit 2", "objects", "--pin-env=A", "--pin-file=/b"},
             {"this token is not there.*name one of these", "objects", "--token", "other"},
-            {"not a slot number", "objects", "--slot", "x"},
+            {"'--slot': .*'x'.*exit 2", "objects", "--slot", "x"},
             {"\"colour\" is not a known.*exit 2", "objects", "--token=pkcs11:colour=red"},
             {"pin-value.*read command lines", "objects", "--token=pkcs11:?pin-value=1234"},
             {"there is no terminal", "objects", "--token=t\u00f6ken", "--login"},

@@ -25,7 +25,7 @@ final class Check implements Callable<Integer> {
     private Output output;
 
     @Override
-    public Integer call() {
+    public Integer call() throws Exception {
         try (NativePKCS11 library = login.open()) {
             PKCS11Slot slot = login.slot(library);
             Row about = new Row().put("tool", Main.Version.text())

@@ -23,7 +23,7 @@ final class Info implements Callable<Integer> {
     private Output output;
 
     @Override
-    public Integer call() {
+    public Integer call() throws Exception {
         try (NativePKCS11 library = target.open()) {
             Row about = Descriptions.library(new Row().put("tool", Main.Version.text()).put("module", target.module()),
                 library.getInfo());
@@ -50,10 +50,10 @@ final class Info implements Callable<Integer> {
         }
     }
 
-    private Row describe(PKCS11Slot slot) {
+    private Row describe(PKCS11Slot slot) throws Exception {
         Row row = Descriptions.token(Descriptions.slotAlone(slot), slot.getTokenInfo());
         output.list(row);
-        List<Row> mechanisms = Terminal.withProgress("Reading the mechanisms", () -> IntStream.of(slot
+        List<Row> mechanisms = Output.withProgress("Reading the mechanisms", () -> IntStream.of(slot
             .getMechanismList()).mapToObj(type -> Descriptions.mechanism(slot, type)).collect(Collectors.toList()));
         row.json.put("mechanisms", mechanisms);
         output.text("");

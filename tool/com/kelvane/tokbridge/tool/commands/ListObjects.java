@@ -28,7 +28,7 @@ final class ListObjects implements Callable<Integer> {
     private Output output;
 
     @Override
-    public Integer call() {
+    public Integer call() throws Exception {
         if (pem && output.isJson()) {
             throw new Failure(Failure.USAGE, "--pem and --json contradict each other", null, "use one of them");
         }
@@ -38,8 +38,8 @@ final class ListObjects implements Callable<Integer> {
         }
     }
 
-    private int list(Token token, List<NativePKCS11Object> objects) {
-        List<Row> rows = Terminal.withProgress("Reading the objects", () -> {
+    private int list(Token token, List<NativePKCS11Object> objects) throws Exception {
+        List<Row> rows = Output.withProgress("Reading the objects", () -> {
             ObjectRows reader = new ObjectRows(token);
             return objects.stream().map(reader::row).collect(Collectors.toList());
         });

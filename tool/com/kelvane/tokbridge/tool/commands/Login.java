@@ -35,13 +35,13 @@ final class Login extends Target {
     }
 
     @Override
-    NativePKCS11 open() {
+    NativePKCS11 open() throws Exception {
         file();
         return super.open();
     }
 
     /** Opens a session, and logs in if the user wants it. */
-    Token open(PKCS11Slot slot, boolean write) {
+    Token open(PKCS11Slot slot, boolean write) throws Exception {
         Path file = file();
         Token token = new Token(slot, write);
         if (login || file != null || pin.variable != null) {
@@ -49,7 +49,7 @@ final class Login extends Target {
             Pin with = pin.variable != null ? Pin.fromEnvironment(pin.variable) : file != null ? Pin.fromFile(file)
                 : token.info().hasProtectedAuthenticationPath() ? null
                 : Pin.fromTerminal(Row.oneLine(token.info().getLabel()));
-            Terminal.withProgress("Logging in", () -> {
+            Output.withProgress("Logging in", () -> {
                 token.login(with);
                 return null;
             });

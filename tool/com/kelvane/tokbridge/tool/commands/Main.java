@@ -2,16 +2,12 @@ package com.kelvane.tokbridge.tool.commands;
 
 import com.kelvane.tokbridge.tool.reports.Output;
 import com.kelvane.tokbridge.tool.token.Failure;
-import java.io.FileDescriptor;
-import java.io.FileOutputStream;
-import java.io.PrintStream;
-import java.nio.charset.Charset;
-import java.nio.charset.StandardCharsets;
+import java.io.*;
+import java.nio.charset.*;
 import java.util.List;
 import picocli.AutoComplete.GenerateCompletion;
 import picocli.CommandLine;
-import picocli.CommandLine.Command;
-import picocli.CommandLine.IVersionProvider;
+import picocli.CommandLine.*;
 
 /** The program tokbridge. */
 @Command(name = "tokbridge", mixinStandardHelpOptions = true, versionProvider = Main.Version.class,
@@ -47,6 +43,7 @@ public final class Main {
             locale.equals(StandardCharsets.US_ASCII) ? StandardCharsets.UTF_8 : locale));
         boolean json = List.of(arguments).contains("--json");
         CommandLine line = new CommandLine(new Main()).setUsageHelpAutoWidth(true)
+            .registerConverter(Long.class, Long::decode)
             .setParameterExceptionHandler((e, given) -> Output.failure(new Failure(Failure.USAGE, e.getMessage(), null,
                 e.getCommandLine().getCommandSpec().qualifiedName() + " --help"), json))
             .setExecutionExceptionHandler((e, given, parsed) -> Output.failure(Failure.of(e), json));

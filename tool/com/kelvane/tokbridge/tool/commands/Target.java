@@ -1,8 +1,10 @@
 package com.kelvane.tokbridge.tool.commands;
 
+import static com.kelvane.tokbridge.tool.token.Failure.*;
+
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11;
-import com.kelvane.tokbridge.tool.reports.Terminal;
+import com.kelvane.tokbridge.tool.reports.Output;
 import com.kelvane.tokbridge.tool.token.Failure;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.*;
@@ -31,7 +33,7 @@ class Target {
 
     @Option(names = "--slot", paramLabel = "NUMBER", description = "The token in this slot, as info writes it or in "
         + "decimal, where several have the same label and serial number.")
-    private String slot;
+    private Long slot;
 
     /** Reads a part of the URI; without one, of a URI that matches everything. */
     <T> T uri(Function<PKCS11Uri, T> part) {
@@ -42,17 +44,17 @@ class Target {
             }
             return part.apply(uri);
         } catch (IllegalArgumentException e) {
-            throw new Failure(Failure.USAGE, "the token's URI cannot be used", e.getMessage(), "name the token with "
-                + "token, serial, manufacturer, model, slot-id, slot-description or slot-manufacturer; objects with "
-                + "object, id or type; the module with module-path or module-name; the PIN's file with pin-source");
+            throw new Failure(USAGE, "the token's URI cannot be used", e.getMessage(), "name the token with token, "
+                + "serial, manufacturer, model, slot-id, slot-description or slot-manufacturer; objects with object, "
+                + "id or type; the module with module-path or module-name; the PIN's file with pin-source");
         }
     }
 
     /** Returns what an option or the URI names; throws a usage error if they contradict each other. */
     static <T> T agreed(String option, T value, String attribute, T inUri) {
         if (value != null && inUri != null && !value.equals(inUri)) {
-            throw new Failure(Failure.USAGE, option + " and the token's URI contradict each other", option + " is \""
-                + value + "\", and " + attribute + " in the URI is \"" + inUri + "\"", "use one of them");
+            throw new Failure(USAGE, option + " and the token's URI contradict each other", option + " is \"" + value
+                + "\", and " + attribute + " in the URI is \"" + inUri + "\"", "use one of them");
         }
         return value != null ? value : inUri;
     }
@@ -63,7 +65,7 @@ class Target {
     }
 
     private static Failure notLoaded(Path module, String reason, String remedy) {
-        return new Failure(Failure.FAILED, "the module \"" + module + "\" cannot be loaded", reason, remedy);
+        return new Failure(FAILED, "the module \"" + module + "\" cannot be loaded", reason, remedy);
     }
 
     /** Returns the module's absolute path; a bare name that the system may know if no file has it. */
@@ -85,17 +87,17 @@ class Target {
     }
 
     /** Loads and initialises the module. */
-    NativePKCS11 open() {
-        number();
+    NativePKCS11 open() throws Exception {
+        agreed("--slot", slot == null ? null : slot.toString(), "slot-id", uri(uri -> uri.get("slot-id")));
         Path path = module();
         NativePKCS11 library = new NativePKCS11();
-        return Terminal.withProgress("Loading the module", () -> {
+        return Output.withProgress("Loading the module", () -> {
             try {
                 library.load(path.toString());
             } catch (PKCS11Exception e) {
                 throw path.isAbsolute() ? new Failure("the module \"" + path + "\" cannot be loaded", e, null)
-                    : path.toString().equals(PROXY) ? new Failure(Failure.USAGE, "no module is named", "neither "
-                        + "--module nor PKCS11_MODULE names one, and p11-kit's is not installed",
+                    : path.toString().equals(PROXY) ? new Failure(USAGE, "no module is named", "neither --module nor "
+                        + "PKCS11_MODULE names one, and p11-kit's is not installed",
                         "name one with --module, or install p11-kit")
                     : notLoaded(path, "it is not in the current folder, nor where modules and libraries are installed",
                         "use the module's whole path");
@@ -126,28 +128,16 @@ class Target {
         String list = "the module has: " + present.stream().map(each -> "\"" + each.getTokenInfo().getLabel()
             + "\", serial number \"" + each.getTokenInfo().getSerialNumber() + "\", in " + each)
             .collect(Collectors.joining("; "));
-        throw !found.isEmpty() ? new Failure(Failure.USAGE, found.size() + " tokens match", list,
+        throw !found.isEmpty() ? new Failure(USAGE, found.size() + " tokens match", list,
             "name one of them with --token, or its slot with --slot")
-            : present.isEmpty() ? new Failure(Failure.FAILED, "there is no token", "no slot of the module has one",
+            : present.isEmpty() ? new Failure(FAILED, "there is no token", "no slot of the module has one",
                 "insert the token, or list the slots with tokbridge info")
-            : new Failure(Failure.FAILED, "this token is not there", list, "name one of these, or insert the token");
+            : new Failure(FAILED, "this token is not there", list, "name one of these, or insert the token");
     }
 
     private boolean matches(PKCS11Slot each) {
         PKCS11TokenInfo token = each.getTokenInfo();
-        return (number() == null || number() == each.getSlotID()) && (text == null || (PKCS11Uri.isUri(text)
+        return (slot == null || slot.intValue() == each.getSlotID()) && (text == null || (PKCS11Uri.isUri(text)
             ? uri(uri -> uri.matches(each)) : text.equals(token.getLabel()) || text.equals(token.getSerialNumber())));
-    }
-
-    private Integer number() {
-        try {
-            Integer number = slot == null ? null : Long.decode(slot).intValue();
-            agreed("--slot", number == null ? null : Integer.toUnsignedString(number), "slot-id",
-                uri(uri -> uri.get("slot-id")));
-            return number;
-        } catch (NumberFormatException e) {
-            throw new Failure(Failure.USAGE, "\"" + slot + "\" is not a slot number", null, "list the slots with "
-                + "tokbridge info");
-        }
     }
 }

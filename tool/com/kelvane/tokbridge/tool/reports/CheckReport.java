@@ -25,7 +25,7 @@ public final class CheckReport implements Examination.Report {
         this.output = output;
         this.token = token;
         this.examination = examination;
-        table = output.begin(List.of(new Row().put("result", NOT_OFFERED).put("operation", "left as it was")
+        table = output.layout(List.of(new Row().put("result", NOT_OFFERED).put("operation", "left as it was")
             .put("mechanism", longest(token.mechanisms().stream().map(each -> nameOf("CKM_", each))))
             .put("key", longest(examination.keyNames().stream())).put("ms", 99999.9).put("detail", " ".repeat(24))));
     }
@@ -36,40 +36,36 @@ public final class CheckReport implements Examination.Report {
 
     @Override
     public String trial(String title, String mechanism, String key, Callable<String> trial) {
-        String[] compared = {null};
+        String result = WORKS, detail, below = null;
+        PKCS11Exception refusal = null;
         long start = System.nanoTime();
-        Exception end = Terminal.withProgress(mechanism == null ? title : title + " " + mechanism, () -> {
-            try {
-                compared[0] = trial.call();
-                return null;
-            } catch (Exception e) {
-                return e;
-            }
-        });
-        double milliseconds = Math.round((System.nanoTime() - start) / 1e5) / 10.0;
-        if (end instanceof Failure) {
-            throw (Failure) end;
+        try {
+            detail = Output.withProgress(mechanism == null ? title : title + " " + mechanism, trial);
+        } catch (Failure e) {
+            throw e;
+        } catch (Exception e) {
+            refusal = e instanceof PKCS11Exception ? (PKCS11Exception) e
+                : e instanceof Verdict ? (PKCS11Exception) e.getCause() : null;
+            // Other exceptions are the JDK's, which rejects the token's result.
+            result = e instanceof Verdict ? ((Verdict) e).result : refusal == null ? WRONG
+                : MISSING.contains(refusal.getCode()) ? NOT_OFFERED : REFUSED;
+            detail = e instanceof Verdict ? e.getMessage() : e.toString();
         }
-        PKCS11Exception refusal = end instanceof PKCS11Exception ? (PKCS11Exception) end
-            : end instanceof Verdict ? (PKCS11Exception) end.getCause() : null;
-        // Other exceptions are the JDK's, which rejects the token's result.
-        String result = end == null ? WORKS : end instanceof Verdict ? ((Verdict) end).result : refusal == null ? WRONG
-            : MISSING.contains(refusal.getCode()) ? NOT_OFFERED : REFUSED;
+        double milliseconds = Math.round((System.nanoTime() - start) / 1e5) / 10.0;
         faults += result.equals(REFUSED) || result.equals(WRONG) ? 1 : 0;
         Row row = new Row().put("result", result).put("operation", title).put("mechanism", mechanism).put("key", key)
             .put("ms", result.equals(NOT_TRIED) ? null : milliseconds);
-        String detail = end == null ? compared[0] : end instanceof Verdict ? end.getMessage() : end.toString();
         if (refusal == null) {
             row.json.put("detail", detail);
         } else {
             row.json.put("call", Failure.method(refusal));
             row.json.put("code", Failure.code(refusal));
             detail = Failure.method(refusal) + ": " + refusal.getMessage();
-            row.below = result.equals(REFUSED) ? ErrorPage.cause(refusal) + " Try: " + ErrorPage.remedy(refusal) : null;
+            below = result.equals(REFUSED) ? Failure.cause(refusal) + " Try: " + Failure.remedy(refusal) : null;
         }
         boolean fits = table.fits("detail", detail);
         row.show("detail", fits ? detail : "");
-        row.below = fits ? row.below : detail + (row.below == null ? "" : ": " + row.below);
+        row.below = fits ? below : below == null ? detail : detail + ": " + below;
         output.row(table, row);
         output.json(row);
         return result;

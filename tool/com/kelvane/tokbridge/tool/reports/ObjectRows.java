@@ -5,8 +5,6 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.tokbridge.tool.token.*;
-import java.lang.reflect.Field;
-import java.math.BigInteger;
 import java.security.cert.CertificateException;
 import java.security.cert.X509Certificate;
 import java.time.*;
@@ -33,7 +31,8 @@ public final class ObjectRows {
         this.token = token;
         uri = PKCS11Uri.of(token.info());
         privateKeys = token.session.findObjects(Template.of(CKA_CLASS, CKO_PRIVATE_KEY)).stream()
-            .map(key -> String.valueOf(hex(key.readAttributes(CKA_ID).getBytes(CKA_ID)))).collect(Collectors.toSet());
+            .map(key -> String.valueOf(Token.hex(key.readAttributes(CKA_ID).getBytes(CKA_ID))))
+            .collect(Collectors.toSet());
     }
 
     /** Returns an object's row: keys and data have uses, certificates a subject, unreadable objects an error. */
@@ -49,7 +48,7 @@ public final class ObjectRows {
             } else {
                 name(row, "type", "CKC_", read.getInteger(CKA_CERTIFICATE_TYPE));
             }
-            row.put("label", read.getString(CKA_LABEL)).put("id", hex(read.getBytes(CKA_ID)))
+            row.put("label", read.getString(CKA_LABEL)).put("id", Token.hex(read.getBytes(CKA_ID)))
                 .below("uri", uri.withObject(read));
             return Integer.valueOf(CKO_CERTIFICATE).equals(read.get(CKA_CLASS)) ? certificate(row, object)
                 : row.put("size", size(read)).put("from", day(read.getDate(CKA_START_DATE), ZoneId.systemDefault()))
@@ -98,34 +97,14 @@ public final class ObjectRows {
         } else if (read.has(CKA_VALUE_LEN)) {
             return 8L * read.getInteger(CKA_VALUE_LEN);
         } else if (read.has(CKA_PARAMETER_SET)) {
-            return parameterSet(nameOf("CKK_", read.getInteger(CKA_KEY_TYPE)).replace("CKK", "CKP") + "_",
-                read.getInteger(CKA_PARAMETER_SET));
+            return nameOf(nameOf("CKK_", read.getInteger(CKA_KEY_TYPE)).replace("CKK", "CKP") + "_",
+                read.getInteger(CKA_PARAMETER_SET)); // "CKP_ML_DSA_44": the numbers depend on the key type
         }
-        String curve = hex(read.getBytes(CKA_EC_PARAMS));
+        String curve = Token.hex(read.getBytes(CKA_EC_PARAMS));
         return curve == null ? null : CURVES.getOrDefault(curve, curve);
-    }
-
-    /** Returns the name of a set of parameters, "CKP_ML_DSA_44" for example: their numbers depend on the key type. */
-    private static String parameterSet(String prefix, int value) {
-        for (Field field : PKCS11Constants.class.getFields()) {
-            try {
-                if (field.getName().startsWith(prefix) && field.getInt(null) == value) {
-                    return field.getName();
-                }
-            } catch (IllegalAccessException e) {
-                throw new IllegalStateException(e);
-            }
-        }
-        return prefix + "0x" + Integer.toHexString(value);
     }
 
     private static String day(Date date, ZoneId zone) {
         return date == null ? null : date.toInstant().atZone(zone).toLocalDate().toString();
-    }
-
-    /** Returns bytes in hexadecimal; null for no bytes. */
-    private static String hex(byte[] bytes) {
-        return bytes == null || bytes.length == 0 ? null
-            : String.format("%0" + 2 * bytes.length + "x", new BigInteger(1, bytes));
     }
 }

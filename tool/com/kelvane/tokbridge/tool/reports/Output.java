@@ -3,9 +3,9 @@ package com.kelvane.tokbridge.tool.reports;
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.tokbridge.tool.token.*;
 import java.io.IOException;
-import java.nio.file.Files;
-import java.nio.file.Path;
+import java.nio.file.*;
 import java.util.*;
+import java.util.concurrent.Callable;
 import java.util.stream.Collectors;
 import picocli.CommandLine.Option;
 
@@ -53,25 +53,24 @@ public final class Output {
     /** Prints the end of the program, on standard error or as JSON; returns the exit status. */
     public static int failure(Failure failure, boolean json) {
         PKCS11Exception raised = (PKCS11Exception) failure.getCause();
+        Row row = new Row().put("error", failure.getMessage()).put("why", failure.reason).put("try", failure.remedy)
+            .put("status", failure.status);
+        if (json && raised != null) {
+            row.put("call", Failure.method(raised)).put("code", Failure.code(raised))
+                .put("flags", failure.token == null ? null : Pin.flags(failure.token));
+        }
         if (json) {
-            Row row = new Row().put("error", failure.getMessage()).put("why", failure.reason)
-                .put("try", failure.remedy).put("status", failure.status);
-            if (raised != null) {
-                row.put("call", Failure.method(raised)).put("code", Failure.code(raised))
-                    .put("flags", failure.token == null ? null : Pin.flags(failure.token));
-            }
             System.out.println(toJson(row));
         } else {
-            System.err.println("tokbridge: " + Row.oneLine(failure.getMessage()) + (failure.reason == null ? ""
-                : "\n  Why: " + Row.oneLine(failure.reason)) + "\n  Try: " + Row.oneLine(failure.remedy));
+            System.err.println("tokbridge: " + row.text.get("error") + (failure.reason == null ? "" : "\n  Why: "
+                + row.text.get("why")) + "\n  Try: " + row.text.get("try"));
         }
         return failure.status;
     }
 
     /** Prints a sentence. */
     public void sentence(String text) {
-        Row row = new Row().show("", text);
-        row(begin(List.of(row)), row);
+        table(false, List.of(new Row().show("", text)));
     }
 
     /** Prints the names and the values of a row below each other. */
@@ -79,24 +78,29 @@ public final class Output {
         List<Row> pairs = row.text.entrySet().stream().map(each -> new Row().show("name", Row.title(each.getKey()))
             .show("value", each.getValue())).collect(Collectors.toList());
         pairs.get(pairs.size() - 1).below = row.below;
-        Table table = begin(pairs);
-        pairs.forEach(pair -> row(table, pair));
+        table(false, pairs);
     }
 
     /** Prints rows that have the same names. */
     public void table(List<Row> rows) {
-        Table table = begin(rows);
-        text(table.head());
+        table(true, rows);
+    }
+
+    /** Chooses the columns for rows like these; JSON is not limited by the terminal. */
+    Table layout(List<Row> rows) {
+        return new Table(rows, json ? 0 : Table.TERMINAL);
+    }
+
+    private void table(boolean hasHead, List<Row> rows) {
+        Table table = layout(rows);
+        if (hasHead) {
+            text(table.head());
+        }
         rows.forEach(row -> row(table, row));
     }
 
-    /** Lays a table out for rows like these. */
-    Table begin(List<Row> rows) {
-        return new Table(rows, json ? 0 : Terminal.WIDTH);
-    }
-
     void row(Table table, Row row) {
-        text(table.lines(row, null));
+        text(table.lines(row));
         if (row.below != null && row.below.contains(" ")) {
             sentence("   " + row.below);
         } else if (row.below != null) {
@@ -104,8 +108,33 @@ public final class Output {
         }
     }
 
+    /** Does something; after a second a line on the terminal shows the progress. */
+    public static <T> T withProgress(String what, Callable<T> work) throws Exception {
+        Thread progress = new Thread(() -> {
+            int seconds = 0;
+            try {
+                for (;;) {
+                    Thread.sleep(1000);
+                    System.err.print("\r" + what + " ... " + ++seconds + " s ");
+                }
+            } catch (InterruptedException e) {
+                System.err.print(seconds > 0 ? "\r\u001b[K" : "");
+            }
+        });
+        progress.setDaemon(true);
+        if (System.console() != null) {
+            progress.start();
+        }
+        try {
+            return work.call();
+        } finally {
+            progress.interrupt();
+            progress.join();
+        }
+    }
+
     /** Returns a value as JSON: maps, rows, lists, numbers, booleans, null, and the text of everything else. */
-    static String toJson(Object value) {
+    private static String toJson(Object value) {
         if (value instanceof Row) {
             return toJson(((Row) value).json);
         } else if (value instanceof Map) {

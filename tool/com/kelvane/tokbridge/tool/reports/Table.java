@@ -1,5 +1,6 @@
 package com.kelvane.tokbridge.tool.reports;
 
+import java.io.IOException;
 import java.util.*;
 import picocli.CommandLine.Help;
 import picocli.CommandLine.Help.*;
@@ -10,12 +11,13 @@ import picocli.CommandLine.Help.Ansi.Style;
  * first, and cells with several words go over several lines.
  */
 final class Table {
+    /** The number of the terminal's columns; 0 if it is not known. */
+    static final int TERMINAL = System.console() == null ? 0 : terminal();
     private static final int INDENT = 5, GAP = 2;
 
     /** Columns are omitted while there are more than FEW, and a column of words would be narrower than NARROW. */
     private static final int FEW = 4, NARROW = 18;
-    private static final ColorScheme COLORS = Help.defaultColorScheme(Ansi.AUTO),
-        PLAIN = Help.defaultColorScheme(Ansi.OFF);
+    private static final ColorScheme COLORS = Help.defaultColorScheme(Ansi.AUTO);
     private static final Map<String, Style> STYLES = Map.of("works", Style.fg_green, "refused", Style.fg_red, "wrong",
         Style.fg_red);
 
@@ -24,7 +26,6 @@ final class Table {
     private final Set<String> numbers = new HashSet<>(), words = new HashSet<>();
     private final int terminal;
 
-    /** Chooses the columns for rows like these and the width of a terminal, which is 0 if it is not known. */
     Table(List<Row> rows, int terminal) {
         this.terminal = terminal;
         rows.forEach(row -> row.text.forEach((name, text) -> {
@@ -39,6 +40,15 @@ final class Table {
             String widest = Collections.max(widths.keySet(), Comparator.comparing(name -> widths.get(name)
                 + (words.contains(name) && widths.get(name) > NARROW / 2 ? 1000 : 0)));
             widths.merge(widest, -1, Integer::sum);
+        }
+    }
+
+    private static int terminal() {
+        try {
+            Process stty = new ProcessBuilder("stty", "size").redirectInput(ProcessBuilder.Redirect.INHERIT).start();
+            return Integer.parseInt(new String(stty.getInputStream().readAllBytes()).strip().split(" ")[1]);
+        } catch (IOException | RuntimeException e) {
+            return 0;
         }
     }
 
@@ -60,25 +70,22 @@ final class Table {
         return lines(titles, Style.bold);
     }
 
-    /** Returns a row's lines, in a style of its own unless it is null. */
-    String lines(Row row, Style style) {
+    /** Returns a row's lines, in a style or in that of each text. */
+    String lines(Row row, Style... style) {
         List<Column> columns = new ArrayList<>();
         List<Ansi.Text> cells = new ArrayList<>();
         widths.forEach((name, width) -> {
             String text = row.text.get(name);
             String cell = numbers.contains(name) ? " ".repeat(Math.max(0, width - text.length())) + text : text;
-            Style own = style != null ? style : STYLES.get(text);
-            cells.add((own == null ? PLAIN : COLORS).apply(cell, own == null ? List.of() : List.of(own)));
+            cells.add(COLORS.apply(cell, style.length > 0 || !STYLES.containsKey(text) ? List.of(style)
+                : List.of(STYLES.get(text))));
             int before = columns.isEmpty() ? INDENT : GAP;
             columns.add(new Column(before + (terminal > 0 ? width : Math.max(width, cell.length())), before,
                 Column.Overflow.WRAP));
         });
         TextTable table = TextTable.forColumns(COLORS, columns.toArray(new Column[0]));
         table.indentWrappedLines = 0;
-        table.addEmptyRow();
-        for (int i = 0; i < cells.size(); i++) {
-            table.putValue(0, i, cells.get(i));
-        }
+        table.addRowValues(cells.toArray(new Ansi.Text[0]));
         return table.toString().stripTrailing();
     }
 }

@@ -1,31 +1,21 @@
 package com.kelvane.tokbridge.tool.token;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
-import static java.nio.charset.StandardCharsets.*;
 
-import com.kelvane.pkcs11.PKCS11TokenInfo;
+import com.kelvane.pkcs11.*;
 import java.io.IOException;
-import java.nio.*;
-import java.nio.charset.CodingErrorAction;
-import java.nio.file.*;
+import java.nio.file.Path;
 import java.util.*;
-import java.util.stream.Collectors;
+import java.util.stream.*;
 
 /** A user's PIN, wiped when it is closed. One that cannot be right is refused, since each wrong PIN costs a try. */
 public final class Pin implements AutoCloseable {
-    /** The replacement character: what the locale's charset could not decode. */
-    private static final String GARBLED = new String("\ufffd".getBytes(UTF_8), ISO_8859_1);
-    private static final Map<String, Integer> FLAGS = new TreeMap<>(Map.of(
-        "CKF_USER_PIN_INITIALIZED", CKF_USER_PIN_INITIALIZED, "CKF_USER_PIN_COUNT_LOW", CKF_USER_PIN_COUNT_LOW,
-        "CKF_USER_PIN_FINAL_TRY", CKF_USER_PIN_FINAL_TRY, "CKF_USER_PIN_LOCKED", CKF_USER_PIN_LOCKED,
-        "CKF_USER_PIN_TO_BE_CHANGED", CKF_USER_PIN_TO_BE_CHANGED));
+    final char[] text;
 
-    final byte[] bytes;
-
-    private Pin(byte[] bytes) {
-        this.bytes = bytes;
-        boolean garbled = new String(bytes, ISO_8859_1).contains(GARBLED);
-        if (bytes.length == 0 || garbled) {
+    private Pin(char[] text) {
+        this.text = text;
+        boolean garbled = new String(text).contains("\ufffd"); // what a charset could not decode
+        if (text.length == 0 || garbled) {
             close();
             throw new Failure(Failure.USAGE, "no user was logged in",
                 garbled ? "the PIN is not text in the charset of this locale" : "the PIN is empty",
@@ -37,25 +27,19 @@ public final class Pin implements AutoCloseable {
     /** Reads the first line of a file. */
     public static Pin fromFile(Path file) {
         try {
-            byte[] content = Files.readAllBytes(file);
-            int end = 0;
-            while (end < content.length && content[end] != '\n' && content[end] != '\r') {
-                end++;
-            }
-            byte[] line = Arrays.copyOf(content, end);
-            Arrays.fill(content, (byte) 0);
-            return new Pin(line);
+            return new Pin(PKCS11Uri.readPin(file));
         } catch (IOException e) {
             throw missing("the file cannot be read: " + e, "name another file");
         }
     }
 
     public static Pin fromEnvironment(String variable) {
-        if (System.getenv(variable) == null) {
+        String pin = System.getenv(variable);
+        if (pin == null) {
             throw missing("the environment variable " + variable + " is not set",
                 "export it, or use --pin-file or --login");
         }
-        return new Pin(System.getenv(variable).getBytes(UTF_8));
+        return new Pin(pin.toCharArray());
     }
 
     /** Reads from the terminal, without echo. */
@@ -64,13 +48,7 @@ public final class Pin implements AutoCloseable {
         if (typed == null) {
             throw missing("there is no terminal to ask for it", "use --pin-file or --pin-env");
         }
-        // With the largest size from the start: a buffer that grows would leave a copy.
-        ByteBuffer encoded = ByteBuffer.allocate(3 * typed.length);
-        UTF_8.newEncoder().onMalformedInput(CodingErrorAction.REPLACE).encode(CharBuffer.wrap(typed), encoded, true);
-        byte[] pin = Arrays.copyOf(encoded.array(), encoded.position());
-        Arrays.fill(encoded.array(), (byte) 0);
-        Arrays.fill(typed, '\0');
-        return new Pin(pin);
+        return new Pin(typed);
     }
 
     private static Failure missing(String reason, String remedy) {
@@ -79,7 +57,8 @@ public final class Pin implements AutoCloseable {
 
     /** Returns the names of the flags that a token has set for the user's PIN. */
     public static List<String> flags(PKCS11TokenInfo token) {
-        return FLAGS.keySet().stream().filter(name -> (token.getFlags() & FLAGS.get(name)) != 0)
+        return IntStream.range(0, Integer.SIZE).map(bit -> token.getFlags() & 1 << bit).filter(flag -> flag != 0)
+            .mapToObj(flag -> nameOf("CKF_USER_PIN_", flag)).filter(name -> !name.contains("_0x")).sorted()
             .collect(Collectors.toList());
     }
 
@@ -92,6 +71,6 @@ public final class Pin implements AutoCloseable {
 
     @Override
     public void close() {
-        Arrays.fill(bytes, (byte) 0);
+        Arrays.fill(text, '\0');
     }
 }

@@ -4,6 +4,7 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
+import java.math.BigInteger;
 import java.util.*;
 import java.util.function.*;
 import java.util.stream.Collectors;
@@ -43,6 +44,12 @@ public final class Token implements AutoCloseable {
         }
     }
 
+    /** Returns bytes in hexadecimal; null for no bytes. */
+    public static String hex(byte[] bytes) {
+        return bytes == null || bytes.length == 0 ? null
+            : String.format("%0" + 2 * bytes.length + "x", new BigInteger(1, bytes));
+    }
+
     /** Opens a further session. */
     public NativePKCS11Session open() {
         return slot.openSession(CKF_SERIAL_SESSION | (readWrite ? CKF_RW_SESSION : 0), null);
@@ -58,7 +65,7 @@ public final class Token implements AutoCloseable {
         pin = with;
         loggedIn = true;
         try {
-            session.login(false, pin == null ? null : pin.bytes);
+            session.login(false, pin == null ? null : pin.text);
         } catch (PKCS11Exception e) {
             throw new Failure("the login failed", e, info());
         }
@@ -111,13 +118,10 @@ public final class Token implements AutoCloseable {
             return createAll(false, creation);
         } catch (PKCS11Exception e) {
             try {
-                if (readWrite) {
-                    return createAll(true, creation);
-                }
+                return createAll(true, creation);
             } catch (PKCS11Exception again) {
-                // The first failure is the one that matters.
+                throw e; // the first failure is the one that matters
             }
-            throw e;
         }
     }
 

@@ -11,9 +11,11 @@ import java.io.ByteArrayInputStream;
 import java.security.*;
 import java.security.interfaces.*;
 import java.util.*;
-import javax.crypto.*;
+import java.util.concurrent.Callable;
+import java.util.function.*;
+import javax.crypto.KeyAgreement;
+import javax.crypto.NoSuchPaddingException;
 import javax.crypto.interfaces.DHPublicKey;
-import javax.crypto.spec.SecretKeySpec;
 
 /**
  * An attempt at an operation: a method for each use, which carries it out on the token, compares the result with the
@@ -29,16 +31,11 @@ final class Attempt implements AutoCloseable {
     /** As much as every RSA key can encrypt. */
     private static final byte[] SHORT_MESSAGE = Arrays.copyOf(MESSAGE, 16);
 
-    /** The mechanisms that authenticate, with {@link Operations#HEADER}; and those that wrap a key of any length. */
+    /** The mechanisms that authenticate, and those that wrap a key of any length. */
     private static final Set<Integer> AUTHENTICATED = Set.of(CKM_AES_GCM, CKM_AES_CCM, CKM_CHACHA20_POLY1305),
         PADDED = Set.of(CKM_AES_KEY_WRAP_PAD, CKM_AES_KEY_WRAP_KWP);
     private static final Template SECRET = Template.of(CKA_CLASS, CKO_SECRET_KEY), READABLE = SECRET.and(
         CKA_SENSITIVE, false, CKA_EXTRACTABLE, true);
-
-    /** A computation with an algorithm of the JDK. */
-    private interface Computation<T> {
-        T with(String algorithm) throws GeneralSecurityException;
-    }
 
     final Token token;
     final NativePKCS11Session session;
@@ -56,27 +53,19 @@ final class Attempt implements AutoCloseable {
         session = token.open();
     }
 
-    /** Returns what the JDK computes; null if it lacks the key or the algorithm. */
-    private <T> T jdk(boolean hasKey, Computation<T> computation) throws GeneralSecurityException {
-        return hasKey && !operation.algorithms.isEmpty() ? jdk(operation.algorithms.get(0), computation) : null;
+    /** Returns what the JDK computes; null if it has no counterpart or lacks the key or the algorithm. */
+    private byte[] jdk(byte[] data) throws Exception {
+        return operation.computation == null || key != null && key.jdkKey == null ? null
+            : ifThere(() -> operation.computation.of(key == null ? null : key.jdkKey, data));
     }
 
-    private static <T> T jdk(String algorithm, Computation<T> computation) throws GeneralSecurityException {
+    /** Returns the result of the JDK; null if it lacks the algorithm. */
+    private static <T> T ifThere(Callable<T> computation) throws Exception {
         try {
-            return computation.with(algorithm);
+            return computation.call();
         } catch (NoSuchAlgorithmException | NoSuchPaddingException e) {
             return null;
         }
-    }
-
-    private Cipher jdkCipher(String algorithm, int mode, java.security.Key with) throws GeneralSecurityException {
-        Cipher cipher = Cipher.getInstance(algorithm);
-        cipher.init(mode, with, operation.jdkParameter);
-        return cipher;
-    }
-
-    private SecretKey jdkSecretKey() {
-        return new SecretKeySpec(key.value, operation.kind.algorithm);
     }
 
     private boolean isOffered(int flags) {
@@ -96,37 +85,31 @@ final class Attempt implements AutoCloseable {
         return changed;
     }
 
+    /** Returns whether the token accepts a signature, MAC or tag, which it rejects with various codes. */
+    private static boolean isAccepted(BooleanSupplier call) {
+        try {
+            return call.getAsBoolean();
+        } catch (PKCS11Exception e) {
+            return false;
+        }
+    }
+
     String digest() throws Exception {
         byte[] digest = session.digest(mechanism, parameter, MESSAGE);
         require(Arrays.equals(session.digest(mechanism, parameter, new ByteArrayInputStream(MESSAGE)), digest),
             "the digest of a stream is another one");
-        return compare(digest, jdk(true, name -> MessageDigest.getInstance(name).digest(MESSAGE)), "digest");
+        return compare(digest, jdk(MESSAGE), "digest");
     }
 
     String mac() throws Exception {
-        byte[] mac = session.sign(mechanism, parameter, key.object, MESSAGE);
+        byte[] mac = session.sign(mechanism, parameter, key.object, MESSAGE), expected = jdk(MESSAGE);
         verify(mac);
-        return compare(mac, jdk(key.value != null, name -> {
-            Mac jdk = Mac.getInstance(name);
-            jdk.init(jdkSecretKey());
-            return Arrays.copyOf(jdk.doFinal(MESSAGE), parameter instanceof Integer ? (Integer) parameter
-                : jdk.getMacLength());
-        }), "MAC");
+        return compare(mac, expected == null || !(parameter instanceof Integer) ? expected
+            : Arrays.copyOf(expected, (Integer) parameter), "MAC");
     }
 
     String signature() throws Exception {
-        byte[] data = operation.input.of(MESSAGE, key);
-        try {
-            return verified(session.sign(mechanism, parameter, key.object, data));
-        } catch (PKCS11Exception e) {
-            if (mechanism != CKM_EDDSA) {
-                throw e;
-            }
-            byte[] signature = new byte[64]; // NSS signs into an array of exactly this length only
-            session.signInit(mechanism, parameter, key.object);
-            session.sign(data, 0, data.length, signature, 0);
-            return verified(signature) + ", in an array of exactly 64 bytes";
-        }
+        return verified(session.sign(mechanism, parameter, key.object, operation.input.of(MESSAGE, key)));
     }
 
     String stream() throws Exception {
@@ -135,19 +118,8 @@ final class Attempt implements AutoCloseable {
 
     /** Lets the JDK verify a signature, and the token where the JDK cannot or where the key pair is the trial's own. */
     private String verified(byte[] signature) throws Exception {
-        byte[] data = operation.input.of(MESSAGE, key);
-        Boolean byJdk = jdk(key.jdkPublicKey != null, name -> {
-            if (name.contains("/")) { // RSA without a hash function
-                return Arrays.equals(jdkCipher(name, Cipher.DECRYPT_MODE, key.jdkPublicKey).doFinal(signature), data);
-            }
-            Signature jdk = Signature.getInstance(name);
-            if (operation.jdkParameter != null) {
-                jdk.setParameter(operation.jdkParameter);
-            }
-            jdk.initVerify(key.jdkPublicKey);
-            jdk.update(MESSAGE);
-            return jdk.verify(signature);
-        });
+        Boolean byJdk = operation.verification == null || key.jdkKey == null ? null
+            : ifThere(() -> operation.verification.of((PublicKey) key.jdkKey, MESSAGE, signature));
         require(byJdk == null || byJdk, "the JDK does not verify it");
         boolean byToken = (byJdk == null || key.isOwn) && verify(signature);
         if (byJdk == null && !byToken) {
@@ -161,60 +133,36 @@ final class Attempt implements AutoCloseable {
         if (key.open == null || !isOffered(CKF_VERIFY)) {
             return false;
         }
+        byte[] data = operation.input.of(MESSAGE, key), other = operation.input.of(changed(MESSAGE), key);
         try {
-            require(session.verify(mechanism, parameter, key.open, operation.input.of(MESSAGE, key), signature),
-                "the token does not verify it");
+            require(session.verify(mechanism, parameter, key.open, data, signature), "the token does not verify it");
         } catch (PKCS11Exception e) {
             if (e.getCode() == CKR_FUNCTION_NOT_SUPPORTED) {
                 return false;
             }
             throw e;
         }
-        boolean forOther = false;
-        try {
-            forOther = session.verify(mechanism, parameter, key.open, operation.input.of(changed(MESSAGE), key),
-                signature);
-        } catch (PKCS11Exception e) {
-            // NSS returns other codes than CKR_SIGNATURE_INVALID.
-        }
-        require(!forOther, "the token verifies it for other data");
+        require(!isAccepted(() -> session.verify(mechanism, parameter, key.open, other, signature)),
+            "the token verifies it for other data");
         return true;
     }
 
     String cipher() throws Exception {
-        byte[] data = operation.input.of(MESSAGE, key);
-        boolean isAuthenticated = AUTHENTICATED.contains(mechanism);
-        byte[] expected = jdk(key.value != null, name -> {
-            Cipher jdk = jdkCipher(name, Cipher.ENCRYPT_MODE, jdkSecretKey());
-            if (isAuthenticated) {
-                jdk.updateAAD(Operations.HEADER);
-            }
-            return jdk.doFinal(data);
-        });
+        byte[] data = operation.input.of(MESSAGE, key), expected = jdk(data);
         byte[] encrypted = isOffered(CKF_ENCRYPT) ? session.encrypt(mechanism, parameter, key.object, data) : expected;
         String compared = compare(encrypted, expected, "ciphertext");
         if (encrypted == null || !isOffered(CKF_DECRYPT)) {
             throw new Verdict(NOT_TRIED, "the token offers only half of it");
         }
         decrypt(encrypted, data);
-        require(!isAuthenticated || isRejected(changed(encrypted)), "a changed tag is accepted");
+        require(!AUTHENTICATED.contains(mechanism) || !isAccepted(() -> session.decrypt(mechanism, parameter,
+            key.object, changed(encrypted)) != null), "a changed tag is accepted");
         return compared;
-    }
-
-    private boolean isRejected(byte[] encrypted) {
-        try {
-            session.decrypt(mechanism, parameter, key.object, encrypted);
-            return false;
-        } catch (PKCS11Exception e) {
-            return true;
-        }
     }
 
     /** Decrypts what the JDK has encrypted, or the token itself where the JDK cannot. */
     String decryption() throws Exception {
-        byte[] data = operation.input.of(SHORT_MESSAGE, key);
-        byte[] encrypted = jdk(key.jdkPublicKey != null,
-            name -> jdkCipher(name, Cipher.ENCRYPT_MODE, key.jdkPublicKey).doFinal(data));
+        byte[] data = operation.input.of(SHORT_MESSAGE, key), encrypted = jdk(data);
         if (encrypted == null) {
             return encryption();
         }
@@ -228,7 +176,7 @@ final class Attempt implements AutoCloseable {
         }
         byte[] data = operation.input.of(SHORT_MESSAGE, key);
         byte[] encrypted = session.encrypt(mechanism, parameter, key.open, data);
-        require(key.jdkPublicKey == null || encrypted.length == key.modulusBytes(),
+        require(key.jdkKey == null || encrypted.length == key.modulusBytes(),
             "the result has " + encrypted.length + " bytes");
         decrypt(encrypted, data);
         return SELF_CONSISTENT;
@@ -248,33 +196,32 @@ final class Attempt implements AutoCloseable {
     }
 
     String keyPair() {
-        return key.jdkPublicKey != null ? "the JDK accepts the public key" : "generated";
+        return key.jdkKey != null ? "the JDK accepts the public key" : "generated";
     }
 
-    /** Wraps and unwraps keys: with a mechanism that pads also one whose length is not a multiple of 8 bytes. */
+    /**
+     * Wraps and unwraps a key, with a mechanism that pads also one whose length is not a multiple of 8 bytes. With an
+     * RSA key the token unwraps what the JDK has wrapped; other mechanisms wrap a key always in the same way.
+     */
     String wrap() throws Exception {
-        List<String> matching = new ArrayList<>(operation.algorithms);
-        boolean differs = false;
+        boolean unwraps = isOffered(CKF_UNWRAP), byJdk = false;
         for (int length : PADDED.contains(mechanism) ? new int[] {32, 20} : new int[] {32}) {
             byte[] value = Arrays.copyOf(KeyKind.AES.newValue(), length);
             int type = length == 32 ? CKK_AES : CKK_GENERIC_SECRET;
             NativePKCS11Object wrappable = token.create(place -> session.createObject(
                 READABLE.and(CKA_KEY_TYPE, type, CKA_VALUE, value).and(place)));
-            byte[] wrapped = session.wrapKey(mechanism, parameter, key.open, wrappable);
-            if (isOffered(CKF_UNWRAP)) {
-                byte[] unwrapped = unwrap(type, wrapped);
-                require(Arrays.equals(unwrapped, value), "a key of " + length + " bytes is unwrapped to another one of "
-                    + unwrapped.length + " bytes");
+            byte[] wrapped = session.wrapKey(mechanism, parameter, key.open, wrappable), unwrapped = value;
+            if (unwraps) {
+                unwrapped = unwrap(type, wrapped);
             }
-            for (String algorithm : operation.algorithms) {
-                Boolean same = jdk(algorithm, name -> isWrappedByJdk(name, type, value, wrapped));
-                differs |= Boolean.FALSE.equals(same);
-                matching.removeAll(Boolean.TRUE.equals(same) ? List.of() : List.of(algorithm));
-            }
+            require(Arrays.equals(unwrapped, value), "a key of " + length + " bytes is unwrapped to another one of "
+                + unwrapped.length + " bytes");
+            byte[] expected = unwraps || !operation.kind.isPair() ? jdk(value) : null;
+            byJdk |= expected != null;
+            require(expected == null || (operation.kind.isPair() ? Arrays.equals(unwrap(type, expected), value)
+                : Arrays.equals(wrapped, expected)), "the JDK wraps to something else");
         }
-        boolean oneWay = operation.algorithms.size() == 1;
-        require(!matching.isEmpty() || !differs || !oneWay, "the JDK wraps to something else");
-        return matching.isEmpty() ? SELF_CONSISTENT : MATCHES_JDK + (oneWay ? "" : "'s " + matching.get(0));
+        return byJdk ? MATCHES_JDK : SELF_CONSISTENT;
     }
 
     /** Returns the value of an unwrapped key. Some tokens reject a template that permits reading it. */
@@ -287,27 +234,17 @@ final class Attempt implements AutoCloseable {
     }
 
     private byte[] unwrap(Template template, byte[] wrapped) {
-        return token.create(place -> session.unwrapKey(mechanism, parameter, key.object, wrapped, template.and(place)))
-            .getByteArrayAttributeValue(CKA_VALUE);
+        return value(place -> session.unwrapKey(mechanism, parameter, key.object, wrapped, template.and(place)));
     }
 
-    /** Lets the JDK unwrap with a secret key, or wrap with a public one; returns null if it knows no key. */
-    private Boolean isWrappedByJdk(String algorithm, int type, byte[] value, byte[] wrapped)
-        throws GeneralSecurityException {
-        try {
-            return key.value != null ? Arrays.equals(jdkCipher(algorithm, Cipher.UNWRAP_MODE, jdkSecretKey())
-                .unwrap(wrapped, "AES", Cipher.SECRET_KEY).getEncoded(), value)
-                : key.jdkPublicKey == null || !isOffered(CKF_UNWRAP) ? null
-                : (Boolean) Arrays.equals(unwrap(type, jdkCipher(algorithm, Cipher.WRAP_MODE, key.jdkPublicKey)
-                    .wrap(new SecretKeySpec(value, "AES"))), value);
-        } catch (InvalidKeyException e) {
-            return false;
-        }
+    /** Creates a secret key and returns its value. */
+    private byte[] value(Function<Object[], NativePKCS11Object> creation) {
+        return token.create(creation).getByteArrayAttributeValue(CKA_VALUE);
     }
 
     /** Agrees on a secret with a new key pair of the JDK. */
     String agreement() throws Exception {
-        PublicKey own = key.jdkPublicKey;
+        PublicKey own = (PublicKey) key.jdkKey;
         if (own == null) {
             throw new Verdict(NOT_TRIED, "the public key is not known");
         }
@@ -329,8 +266,7 @@ final class Attempt implements AutoCloseable {
     }
 
     String derivation() throws Exception {
-        byte[] expected = key.value == null || operation.derivation == null ? null
-            : jdk("", unused -> operation.derivation.of(key.value));
+        byte[] expected = jdk(MESSAGE);
         int length = expected == null ? 16 : expected.length;
         byte[] derived = derive(parameter, length);
         require(expected != null || Arrays.equals(derive(parameter, length), derived), "it derives another key again");
@@ -338,8 +274,7 @@ final class Attempt implements AutoCloseable {
     }
 
     private byte[] derive(Object with, int length) {
-        return token.create(place -> session.deriveKey(mechanism, with, key.object, secret(length).and(place)))
-            .getByteArrayAttributeValue(CKA_VALUE);
+        return value(place -> session.deriveKey(mechanism, with, key.object, secret(length).and(place)));
     }
 
     private static Template secret(int length) {
@@ -349,16 +284,14 @@ final class Attempt implements AutoCloseable {
     /** Encapsulates a key, and decapsulates it with the private key. */
     String encapsulation() throws Verdict {
         byte[][] ciphertext = new byte[1][];
-        NativePKCS11Object made = token.create(place -> {
+        byte[] encapsulated = value(place -> {
             NativePKCS11Encapsulation both = session.encapsulateKey(mechanism, parameter, key.open,
                 secret(32).and(place));
             ciphertext[0] = both.getCiphertext();
             return both.getKey();
         });
-        NativePKCS11Object same = token.create(place -> session.decapsulateKey(mechanism, parameter, key.object,
-            ciphertext[0], secret(32).and(place)));
-        require(Arrays.equals(same.getByteArrayAttributeValue(CKA_VALUE), made.getByteArrayAttributeValue(CKA_VALUE)),
-            "another key is decapsulated");
+        require(Arrays.equals(value(place -> session.decapsulateKey(mechanism, parameter, key.object, ciphertext[0],
+            secret(32).and(place))), encapsulated), "another key is decapsulated");
         return SELF_CONSISTENT;
     }
 

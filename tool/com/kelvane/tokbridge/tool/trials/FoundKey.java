@@ -4,11 +4,8 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
-import java.math.BigInteger;
-import java.security.GeneralSecurityException;
-import java.security.PublicKey;
-import java.util.Arrays;
-import java.util.List;
+import com.kelvane.tokbridge.tool.token.Token;
+import java.util.*;
 
 /** A private or secret key that was found on the token. */
 final class FoundKey {
@@ -29,8 +26,8 @@ final class FoundKey {
     String name() {
         String label = attributes.getString(CKA_LABEL);
         byte[] id = attributes.getBytes(CKA_ID);
-        return label != null && !label.isEmpty() ? "\"" + label + "\"" : id == null || id.length == 0 ? "(no label)"
-            : String.format("%0" + 2 * id.length + "x", new BigInteger(1, id));
+        return label != null && !label.isEmpty() ? "\"" + label + "\"" : Optional.ofNullable(Token.hex(id))
+            .orElse("(no label)");
     }
 
     /** Returns whether the key may be used for an operation. */
@@ -50,20 +47,12 @@ final class FoundKey {
     /** Returns the key as an object of a session, with its public key: it is that of the same id or label. */
     Key resolve(NativePKCS11Object object) {
         if (objectClass == CKO_SECRET_KEY) {
-            return new Key(object, object, null, null, false);
+            return new Key(object, object, null, false);
         }
         NativePKCS11Object byId = only(object, CKO_PUBLIC_KEY, CKA_ID);
         NativePKCS11Object open = byId != null ? byId : only(object, CKO_PUBLIC_KEY, CKA_LABEL);
-        PublicKey jdkPublicKey;
-        try {
-            NativePKCS11Object known = attributes.has(CKA_MODULUS) ? object : open;
-            NativePKCS11Object certificate = known != null ? null : only(object, CKO_CERTIFICATE, CKA_ID);
-            jdkPublicKey = known != null ? known.toPublicKey()
-                : certificate != null ? certificate.toCertificate().getPublicKey() : null;
-        } catch (GeneralSecurityException | PKCS11Exception e) {
-            jdkPublicKey = null; // the token's own results are compared then
-        }
-        return new Key(object, open, null, jdkPublicKey, false);
+        return new Key(object, open, Key.publicKey(attributes.has(CKA_MODULUS) ? object : open != null ? open
+            : only(object, CKO_CERTIFICATE, CKA_ID)), false);
     }
 
     /** Returns the object of a class with the same id or label; null for none or several. */

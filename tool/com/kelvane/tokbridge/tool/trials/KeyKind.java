@@ -10,6 +10,7 @@ import java.security.*;
 import java.security.interfaces.*;
 import java.util.List;
 import javax.crypto.interfaces.DHPublicKey;
+import javax.crypto.spec.SecretKeySpec;
 
 /** A kind of key: its type, how a token generates one, and the JDK's name for a secret one. */
 enum KeyKind {
@@ -41,8 +42,7 @@ enum KeyKind {
     ML_KEM("ML-KEM-768", CKK_ML_KEM, CKM_ML_KEM_KEY_PAIR_GEN, 0, null, CKA_PARAMETER_SET, CKP_ML_KEM_768);
 
     final String title;
-    final int type;
-    final int generation;
+    final int type, generation;
 
     /** The length of a secret key; 0 for a key pair. */
     private final int bytes;
@@ -109,27 +109,23 @@ enum KeyKind {
                 Template.of(template).and(publicKey).and(place), Template.of(privateKey).and(place));
             return List.of(generated.getPrivate(), generated.getPublic());
         });
-        try {
-            return new Key(pair.get(0), pair.get(1), null, pair.get(1).toPublicKey(), true);
-        } catch (GeneralSecurityException | PKCS11Exception e) { // the token's own results are compared then
-            return new Key(pair.get(0), pair.get(1), null, null, true);
-        }
+        return new Key(pair.get(0), pair.get(1), Key.publicKey(pair.get(1)), true);
     }
 
     /** Imports a secret key that the JDK knows too; if the token refuses that, generates one. */
     private Key createSecret(Token token, Template permitted) {
         byte[] value = newValue();
+        Template known = permitted.and(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, type, CKA_VALUE, value);
         try {
-            Template known = permitted.and(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, type, CKA_VALUE, value);
             NativePKCS11Object key = token.create(place -> token.session.createObject(known.and(place)));
-            return new Key(key, key, value, null, true);
+            return new Key(key, key, algorithm == null ? null : new SecretKeySpec(value, algorithm), true);
         } catch (PKCS11Exception e) {
             if (!token.mechanisms().contains(generation)) {
                 throw e;
             }
             NativePKCS11Object key = token.create(place -> token.session.generateKey(generation, null,
                 permitted.and(template).and(place)));
-            return new Key(key, key, null, null, true);
+            return new Key(key, key, null, true);
         }
     }
 }

@@ -3,9 +3,6 @@ package com.kelvane.tokbridge.tool.trials;
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 import com.kelvane.tokbridge.tool.token.Token;
-import java.security.GeneralSecurityException;
-import java.security.spec.AlgorithmParameterSpec;
-import java.util.List;
 
 /** A row of the table of operations: a mechanism, its use, the kind of key, the parameter, the JDK's counterpart. */
 final class Operation {
@@ -17,11 +14,6 @@ final class Operation {
         byte[] of(byte[] message, Key key) throws Exception;
     }
 
-    /** Computes with the JDK the value that the token derives from a key's value. */
-    interface Derivation {
-        byte[] of(byte[] base) throws GeneralSecurityException;
-    }
-
     final Use use;
     final int mechanism;
 
@@ -30,10 +22,9 @@ final class Operation {
     final Object parameter;
     Input input = (message, key) -> message;
 
-    /** The JDK's algorithms: empty if it has no counterpart, several if modules differ in the mechanism's meaning. */
-    List<String> algorithms = List.of();
-    AlgorithmParameterSpec jdkParameter;
-    Derivation derivation;
+    /** The JDK's counterpart, and that of signatures; null if it has none. */
+    Jdk.Computation computation;
+    Jdk.Verification verification;
 
     Operation(Use use, int mechanism, KeyKind kind, Object parameter) {
         this.use = use;
@@ -42,20 +33,18 @@ final class Operation {
         this.parameter = parameter;
     }
 
-    /** Names the JDK's counterparts and their parameter. */
-    Operation as(AlgorithmParameterSpec parameterOfJdk, String... names) {
-        algorithms = List.of(names);
-        jdkParameter = parameterOfJdk;
+    Operation as(Jdk.Computation counterpart) {
+        computation = counterpart;
+        return this;
+    }
+
+    Operation as(Jdk.Verification counterpart) {
+        verification = counterpart;
         return this;
     }
 
     Operation of(Input prepared) {
         input = prepared;
-        return this;
-    }
-
-    Operation giving(Derivation derived) {
-        derivation = derived;
         return this;
     }
 

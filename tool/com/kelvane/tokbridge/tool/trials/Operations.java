@@ -1,15 +1,15 @@
 package com.kelvane.tokbridge.tool.trials;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static com.kelvane.tokbridge.tool.trials.Jdk.*;
 import static com.kelvane.tokbridge.tool.trials.KeyKind.*;
 
 import com.kelvane.pkcs11.*;
+import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
-import java.security.*;
+import java.security.SecureRandom;
 import java.security.spec.*;
 import java.util.*;
-import javax.crypto.Cipher;
-import javax.crypto.Mac;
 import javax.crypto.spec.*;
 
 /** The table of operations. With a key that was found, the first row of each use is tried. */
@@ -45,6 +45,8 @@ final class Operations {
     private static final OAEPParameterSpec JDK_OAEP = new OAEPParameterSpec("SHA-1", "MGF1", MGF1ParameterSpec.SHA1,
         PSource.PSpecified.DEFAULT);
 
+    private static final Operation.Input SHA256 = (message, key) -> digest("SHA-256", message);
+
     private Operations() {
     }
 
@@ -67,24 +69,23 @@ final class Operations {
         hash("RIPEMD160", "RIPEMD160", 20);
 
         blockCipher("AES", AES, 16);
-        row(Use.CIPHER, CKM_AES_CTR, AES, new CK_AES_CTR_PARAMS(128, IV)).as(iv(16), "AES/CTR/NoPadding");
+        row(Use.CIPHER, CKM_AES_CTR, AES, new CK_AES_CTR_PARAMS(128, IV)).as(cipher("AES/CTR/NoPadding", iv(16)));
         row(Use.CIPHER, CKM_AES_GCM, AES, new CK_GCM_PARAMS(NONCE, HEADER, TAG_BITS))
-            .as(new GCMParameterSpec(TAG_BITS, NONCE), "AES/GCM/NoPadding");
+            .as(cipher("AES/GCM/NoPadding", new GCMParameterSpec(TAG_BITS, NONCE), HEADER));
         row(Use.CIPHER, CKM_AES_CCM, AES, new CK_CCM_PARAMS(MESSAGE.length, NONCE, HEADER, TAG_BITS / 8));
         row(Use.CIPHER, CKM_AES_CTS, AES, IV);
-        row(Use.CIPHER, CKM_AES_OFB, AES, IV).as(iv(16), "AES/OFB/NoPadding");
-        row(Use.CIPHER, CKM_AES_CFB128, AES, IV).as(iv(16), "AES/CFB128/NoPadding");
-        row(Use.CIPHER, CKM_AES_CFB64, AES, IV).as(iv(16), "AES/CFB64/NoPadding");
-        row(Use.CIPHER, CKM_AES_CFB8, AES, IV).as(iv(16), "AES/CFB8/NoPadding");
+        for (String mode : List.of("OFB", "CFB128", "CFB64", "CFB8")) {
+            row(Use.CIPHER, number("CKM_AES_", mode), AES, IV).as(cipher("AES/" + mode + "/NoPadding", iv(16)));
+        }
         row(Use.CIPHER, CKM_AES_CFB1, AES, IV);
         row(Use.MAC, CKM_AES_CMAC, AES, null);
         row(Use.MAC, CKM_AES_CMAC_GENERAL, AES, SHORT_MAC);
         row(Use.MAC, CKM_AES_GMAC, AES, NONCE);
         row(Use.MAC, CKM_AES_XCBC_MAC, AES, null);
         row(Use.MAC, CKM_AES_XCBC_MAC_96, AES, null);
-        row(Use.WRAP, CKM_AES_KEY_WRAP, AES, null).as(null, "AESWrap");
-        row(Use.WRAP, CKM_AES_KEY_WRAP_PAD, AES, null).as(null, "AES/KWP/NoPadding", "AES/KW/PKCS5Padding");
-        row(Use.WRAP, CKM_AES_KEY_WRAP_KWP, AES, null).as(null, "AES/KWP/NoPadding");
+        row(Use.WRAP, CKM_AES_KEY_WRAP, AES, null).as(wrap("AESWrap", null));
+        row(Use.WRAP, CKM_AES_KEY_WRAP_PAD, AES, null); // modules differ in its meaning
+        row(Use.WRAP, CKM_AES_KEY_WRAP_KWP, AES, null).as(wrap("AES/KWP/NoPadding", null));
         blockCipher("DES3", DES3, 8);
         row(Use.MAC, CKM_DES3_CMAC, DES3, null);
         row(Use.MAC, CKM_DES3_CMAC_GENERAL, DES3, SHORT_MAC);
@@ -93,31 +94,28 @@ final class Operations {
         row(Use.CIPHER, CKM_CAMELLIA_CTR, CAMELLIA, new CK_AES_CTR_PARAMS(128, IV));
         blockCipher("ARIA", ARIA, 16);
         row(Use.CIPHER, CKM_CHACHA20_POLY1305, CHACHA20, new CK_SALSA20_CHACHA20_POLY1305_PARAMS(NONCE, HEADER))
-            .as(iv(12), "ChaCha20-Poly1305");
+            .as(cipher("ChaCha20-Poly1305", iv(12), HEADER));
         row(Use.CIPHER, CKM_CHACHA20, CHACHA20, new CK_CHACHA20_PARAMS(new byte[] {1, 0, 0, 0}, NONCE))
-            .as(new ChaCha20ParameterSpec(NONCE, 1), "ChaCha20");
+            .as(cipher("ChaCha20", new ChaCha20ParameterSpec(NONCE, 1)));
 
-        row(Use.SIGNATURE, CKM_RSA_PKCS, RSA, null).of((message, key) -> digest("SHA-256", message))
-            .as(null, "RSA/ECB/PKCS1Padding");
-        row(Use.SIGNATURE, CKM_RSA_X_509, RSA, null).of((message, key) -> block(digest("SHA-256", message), key))
-            .as(null, "RSA/ECB/NoPadding");
+        row(Use.SIGNATURE, CKM_RSA_PKCS, RSA, null).of(SHA256).as(digestRecovered("RSA/ECB/PKCS1Padding"));
+        row(Use.SIGNATURE, CKM_RSA_X_509, RSA, null).of((message, key) -> block(SHA256.of(message, key), key))
+            .as(digestRecovered("RSA/ECB/NoPadding"));
         row(Use.SIGNATURE, CKM_RSA_PKCS_PSS, RSA, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32))
-            .of((message, key) -> digest("SHA-256", message)).as(pss("SHA-256", 32), "RSASSA-PSS");
+            .of(SHA256).as(pss("SHA-256", 32));
         for (Use use : new Use[] {Use.DECRYPTION, Use.ENCRYPTION}) {
-            row(use, CKM_RSA_PKCS_OAEP, RSA, OAEP).as(JDK_OAEP, "RSA/ECB/OAEPPadding");
-            row(use, CKM_RSA_PKCS, RSA, null).as(null, "RSA/ECB/PKCS1Padding");
-            row(use, CKM_RSA_X_509, RSA, null).of(Operations::block)
-                .as(null, "RSA/ECB/NoPadding");
+            row(use, CKM_RSA_PKCS_OAEP, RSA, OAEP).as(cipher("RSA/ECB/OAEPPadding", JDK_OAEP));
+            row(use, CKM_RSA_PKCS, RSA, null).as(cipher("RSA/ECB/PKCS1Padding", null));
+            row(use, CKM_RSA_X_509, RSA, null).of(Operations::block).as(cipher("RSA/ECB/NoPadding", null));
         }
-        row(Use.WRAP, CKM_RSA_PKCS_OAEP, RSA, OAEP).as(JDK_OAEP, "RSA/ECB/OAEPPadding");
-        row(Use.WRAP, CKM_RSA_PKCS, RSA, null).as(null, "RSA/ECB/PKCS1Padding");
+        row(Use.WRAP, CKM_RSA_PKCS_OAEP, RSA, OAEP).as(wrap("RSA/ECB/OAEPPadding", JDK_OAEP));
+        row(Use.WRAP, CKM_RSA_PKCS, RSA, null).as(wrap("RSA/ECB/PKCS1Padding", null));
         row(Use.WRAP, CKM_RSA_AES_KEY_WRAP, RSA, new CK_RSA_AES_KEY_WRAP_PARAMS(256, OAEP));
-        row(Use.SIGNATURE, CKM_ECDSA, EC, null).of((message, key) -> digest("SHA-256", message))
-            .as(null, "SHA256withECDSAinP1363Format");
+        row(Use.SIGNATURE, CKM_ECDSA, EC, null).of(SHA256).as(Jdk.signature("SHA256withECDSAinP1363Format", null));
         row(Use.SIGNATURE, CKM_DSA, DSA, null).of((message, key) -> digest("SHA-1", message))
-            .as(null, "SHA1withDSAinP1363Format");
-        row(Use.SIGNATURE, CKM_EDDSA, ED25519, null).as(null, "EdDSA");
-        signature(CKM_ML_DSA, ML_DSA, null, null, "ML-DSA");
+            .as(Jdk.signature("SHA1withDSAinP1363Format", null));
+        row(Use.SIGNATURE, CKM_EDDSA, ED25519, null).as(Jdk.signature("EdDSA", null));
+        signature(CKM_ML_DSA, ML_DSA, null, Jdk.signature("ML-DSA", null));
         signature(CKM_ML_DSA, ML_DSA, CONTEXT, null);
         signature(CKM_SLH_DSA, SLH_DSA, null, null);
         signature(CKM_SLH_DSA, SLH_DSA, CONTEXT, null);
@@ -127,19 +125,18 @@ final class Operations {
         row(Use.AGREEMENT, CKM_ECDH1_DERIVE, EC, null);
         row(Use.AGREEMENT, CKM_ECDH1_COFACTOR_DERIVE, EC, null);
         row(Use.AGREEMENT, CKM_DH_PKCS_DERIVE, DH, null);
-        row(Use.DERIVATION, CKM_CONCATENATE_BASE_AND_KEY, GENERIC, Attempt.THE_KEY).giving(base -> {
-            byte[] twice = Arrays.copyOf(base, 2 * base.length);
-            System.arraycopy(base, 0, twice, base.length, base.length);
-            return twice;
-        });
-        row(Use.DERIVATION, CKM_EXTRACT_KEY_FROM_KEY, GENERIC, 8).giving(base -> Arrays.copyOfRange(base, 1, 17));
+        row(Use.DERIVATION, CKM_CONCATENATE_BASE_AND_KEY, GENERIC, Attempt.THE_KEY)
+            .as((base, data) -> ByteBuffer.allocate(128).put(base.getEncoded()).put(base.getEncoded()).array());
+        row(Use.DERIVATION, CKM_EXTRACT_KEY_FROM_KEY, GENERIC, 8)
+            .as((base, data) -> Arrays.copyOfRange(base.getEncoded(), 1, 17));
         row(Use.DERIVATION, CKM_HKDF_DERIVE, GENERIC, new CK_HKDF_PARAMS(true, true, CKM_SHA256, CKF_HKDF_SALT_DATA, IV,
-            null, HEADER)).giving(base -> hmac(hmac(IV, base), HEADER, new byte[] {1}));
+            null, HEADER)).as((base, data) -> hmac("HmacSHA256", new SecretKeySpec(hmac("HmacSHA256",
+                new SecretKeySpec(IV, "Mac"), base.getEncoded()), "Mac"), HEADER, new byte[] {1}));
         row(Use.DERIVATION, CKM_SP800_108_COUNTER_KDF, GENERIC, new CK_SP800_108_KDF_PARAMS(CKM_SHA256_HMAC,
             new CK_PRF_DATA_PARAM[] {
                 new CK_PRF_DATA_PARAM(CK_SP800_108_ITERATION_VARIABLE, new CK_SP800_108_COUNTER_FORMAT(false, 32)),
                 new CK_PRF_DATA_PARAM(CK_SP800_108_BYTE_ARRAY, HEADER)}, null))
-            .giving(base -> hmac(base, new byte[] {0, 0, 0, 1}, HEADER));
+            .as((base, data) -> hmac("HmacSHA256", base, new byte[] {0, 0, 0, 1}, HEADER));
     }
 
     static Operation row(Use use, int mechanism, KeyKind kind, Object parameter) {
@@ -158,10 +155,9 @@ final class Operations {
     }
 
     /** Adds the rows of a mechanism that signs a message of any length: in one step and from a stream. */
-    private static void signature(int mechanism, KeyKind kind, Object parameter, AlgorithmParameterSpec jdkParameter,
-        String... algorithm) {
-        row(Use.SIGNATURE, mechanism, kind, parameter).as(jdkParameter, algorithm);
-        row(Use.STREAM, mechanism, kind, parameter).as(jdkParameter, algorithm);
+    private static void signature(int mechanism, KeyKind kind, Object parameter, Jdk.Verification counterpart) {
+        row(Use.SIGNATURE, mechanism, kind, parameter).as(counterpart);
+        row(Use.STREAM, mechanism, kind, parameter).as(counterpart);
     }
 
     /** Adds the rows of a hash function, by the standard's name and the JDK's, with the length of a digest in bytes. */
@@ -169,72 +165,47 @@ final class Operations {
         String own = name.equals("SHA1") ? "SHA_1" : name;
         String joined = algorithm.startsWith("SHA-") ? "SHA" + algorithm.substring(4) : algorithm;
         int digest = number("CKM_", own);
-        row(Use.DIGEST, digest, null, null).as(null, algorithm);
-        row(Use.MAC, number("CKM_", own, "_HMAC"), GENERIC, null).as(null, "Hmac" + joined);
-        row(Use.MAC, number("CKM_", own, "_HMAC_GENERAL"), GENERIC, SHORT_MAC).as(null, "Hmac" + joined);
-        signature(number("CKM_", name, "_RSA_PKCS"), RSA, null, null, joined + "withRSA");
+        row(Use.DIGEST, digest, null, null).as((key, data) -> digest(algorithm, data));
+        row(Use.MAC, number("CKM_", own, "_HMAC"), GENERIC, null).as((key, data) -> hmac("Hmac" + joined, key, data));
+        row(Use.MAC, number("CKM_", own, "_HMAC_GENERAL"), GENERIC, SHORT_MAC)
+            .as((key, data) -> hmac("Hmac" + joined, key, data));
+        signature(number("CKM_", name, "_RSA_PKCS"), RSA, null, Jdk.signature(joined + "withRSA", null));
         signature(number("CKM_", name, "_RSA_PKCS_PSS"), RSA, new CK_RSA_PKCS_PSS_PARAMS(digest,
-            number("CKG_MGF1_", name), bytes), pss(algorithm, bytes), "RSASSA-PSS");
-        signature(number("CKM_ECDSA_", name), EC, null, null, joined + "withECDSAinP1363Format");
-        signature(number("CKM_DSA_", name), DSA, null, null, joined + "withDSAinP1363Format");
+            number("CKG_MGF1_", name), bytes), pss(algorithm, bytes));
+        signature(number("CKM_ECDSA_", name), EC, null, Jdk.signature(joined + "withECDSAinP1363Format", null));
+        signature(number("CKM_DSA_", name), DSA, null, Jdk.signature(joined + "withDSAinP1363Format", null));
         row(Use.DERIVATION, number("CKM_", name, "_KEY_DERIVATION"), GENERIC, null)
-            .giving(base -> digest(algorithm, base));
+            .as((base, data) -> digest(algorithm, base.getEncoded()));
     }
 
     /** Adds the rows of a block cipher. */
     static void blockCipher(String name, KeyKind kind, int blockLength) {
         byte[] iv = Arrays.copyOf(IV, blockLength);
-        String[] pad = mode(kind, "/CBC/PKCS5Padding"), cbc = mode(kind, "/CBC/NoPadding"),
-            ecb = mode(kind, "/ECB/NoPadding");
-        row(Use.CIPHER, number("CKM_", name, "_CBC_PAD"), kind, iv).as(iv(blockLength), pad);
-        row(Use.CIPHER, number("CKM_", name, "_CBC"), kind, iv).of((message, key) -> BLOCKS).as(iv(blockLength), cbc);
-        row(Use.CIPHER, number("CKM_", name, "_ECB"), kind, null).of((message, key) -> BLOCKS).as(null, ecb);
+        AlgorithmParameterSpec jdkIv = iv(blockLength);
+        String cbc = kind.algorithm + "/CBC/NoPadding", ecb = kind.algorithm + "/ECB/NoPadding",
+            pad = kind.algorithm + "/CBC/PKCS5Padding";
+        row(Use.CIPHER, number("CKM_", name, "_CBC_PAD"), kind, iv).as(cipher(pad, jdkIv));
+        row(Use.CIPHER, number("CKM_", name, "_CBC"), kind, iv).of((message, key) -> BLOCKS).as(cipher(cbc, jdkIv));
+        row(Use.CIPHER, number("CKM_", name, "_ECB"), kind, null).of((message, key) -> BLOCKS).as(cipher(ecb, null));
         row(Use.MAC, number("CKM_", name, "_MAC"), kind, null);
         row(Use.MAC, number("CKM_", name, "_MAC_GENERAL"), kind, SHORT_MAC);
-        row(Use.WRAP, number("CKM_", name, "_CBC_PAD"), kind, iv).as(iv(blockLength), pad);
-        row(Use.WRAP, number("CKM_", name, "_CBC"), kind, iv).as(iv(blockLength), cbc);
-        row(Use.WRAP, number("CKM_", name, "_ECB"), kind, null).as(null, ecb);
+        row(Use.WRAP, number("CKM_", name, "_CBC_PAD"), kind, iv).as(wrap(pad, jdkIv));
+        row(Use.WRAP, number("CKM_", name, "_CBC"), kind, iv).as(wrap(cbc, jdkIv));
+        row(Use.WRAP, number("CKM_", name, "_ECB"), kind, null).as(wrap(ecb, null));
         row(Use.DERIVATION, number("CKM_", name, "_ECB_ENCRYPT_DATA"), kind, new CK_KEY_DERIVATION_STRING_DATA(BLOCKS))
-            .giving(base -> encrypt(kind, base, null, ecb));
+            .as((base, data) -> cipher(ecb, null).of(base, BLOCKS));
         row(Use.DERIVATION, number("CKM_", name, "_CBC_ENCRYPT_DATA"), kind, blockLength == 16
             ? new CK_AES_CBC_ENCRYPT_DATA_PARAMS(iv, BLOCKS) : new CK_DES_CBC_ENCRYPT_DATA_PARAMS(iv, BLOCKS))
-            .giving(base -> encrypt(kind, base, iv(blockLength), cbc));
-    }
-
-    /** Returns the JDK's name of a cipher in a mode; an empty array if it has no such keys. */
-    private static String[] mode(KeyKind kind, String mode) {
-        return kind.algorithm == null ? new String[0] : new String[] {kind.algorithm + mode};
-    }
-
-    private static byte[] encrypt(KeyKind kind, byte[] key, AlgorithmParameterSpec parameter, String... mode)
-        throws GeneralSecurityException {
-        if (mode.length == 0) {
-            return null;
-        }
-        Cipher cipher = Cipher.getInstance(mode[0]);
-        cipher.init(Cipher.ENCRYPT_MODE, new SecretKeySpec(key, kind.algorithm), parameter);
-        return cipher.doFinal(BLOCKS);
-    }
-
-    private static byte[] hmac(byte[] key, byte[]... data) throws GeneralSecurityException {
-        Mac mac = Mac.getInstance("HmacSHA256");
-        mac.init(new SecretKeySpec(key, "Mac"));
-        for (byte[] each : data) {
-            mac.update(each);
-        }
-        return mac.doFinal();
+            .as((base, data) -> cipher(cbc, jdkIv).of(base, BLOCKS));
     }
 
     private static IvParameterSpec iv(int length) {
         return new IvParameterSpec(IV, 0, length);
     }
 
-    private static PSSParameterSpec pss(String hash, int saltLength) {
-        return new PSSParameterSpec(hash, "MGF1", new MGF1ParameterSpec(hash), saltLength, 1);
-    }
-
-    private static byte[] digest(String algorithm, byte[] message) throws GeneralSecurityException {
-        return MessageDigest.getInstance(algorithm).digest(message);
+    private static Jdk.Verification pss(String hash, int saltLength) {
+        return Jdk.signature("RSASSA-PSS", new PSSParameterSpec(hash, "MGF1", new MGF1ParameterSpec(hash), saltLength,
+            1));
     }
 
     /** Returns a block as long as an RSA modulus, filled up with zeros. */

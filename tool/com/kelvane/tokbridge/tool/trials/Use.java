@@ -4,24 +4,21 @@ import static com.kelvane.pkcs11.PKCS11Constants.*;
 
 /** A use of mechanisms: the flags that offer it, the attributes that permit it, and its trial. */
 final class Use {
-    static final Use DIGEST = new Use("digest", CKF_DIGEST, 0, 0, false, Attempt::digest);
-    static final Use MAC = new Use("MAC", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::mac);
-    static final Use SIGNATURE = new Use("signature", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::signature);
-    static final Use STREAM = new Use("signed stream", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::stream);
-    static final Use CIPHER = new Use("cipher", CKF_ENCRYPT | CKF_DECRYPT, CKA_DECRYPT, CKA_ENCRYPT, false,
-        Attempt::cipher);
-    static final Use DECRYPTION = new Use("decryption", CKF_DECRYPT, CKA_DECRYPT, CKA_ENCRYPT, false,
-        Attempt::decryption);
-    static final Use ENCRYPTION = new Use("encryption", CKF_ENCRYPT, CKA_DECRYPT, CKA_ENCRYPT, false,
-        Attempt::encryption);
-    static final Use WRAP = new Use("key wrap", CKF_WRAP, CKA_UNWRAP, CKA_WRAP, true, Attempt::wrap);
-    static final Use AGREEMENT = new Use("agreement", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::agreement);
-    static final Use ENCAPSULATION = new Use("encapsulation", CKF_ENCAPSULATE | CKF_DECAPSULATE, CKA_DECAPSULATE,
-        CKA_ENCAPSULATE, true, Attempt::encapsulation);
-    static final Use DERIVATION = new Use("derivation", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::derivation);
-    static final Use KEY = new Use("new key", CKF_GENERATE, 0, 0, true, Attempt::secretKey);
-    static final Use PAIR = new Use("new key pair", CKF_GENERATE_KEY_PAIR | CKF_GENERATE, 0, 0, true,
-        Attempt::keyPair); // some modules flag it as the generation of a key
+    static final Use DIGEST = new Use("digest", CKF_DIGEST, 0, 0, false, Attempt::digest),
+        MAC = new Use("MAC", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::mac),
+        SIGNATURE = new Use("signature", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::signature),
+        STREAM = new Use("signed stream", CKF_SIGN, CKA_SIGN, CKA_VERIFY, false, Attempt::stream),
+        CIPHER = new Use("cipher", CKF_ENCRYPT | CKF_DECRYPT, CKA_DECRYPT, CKA_ENCRYPT, false, Attempt::cipher),
+        DECRYPTION = new Use("decryption", CKF_DECRYPT, CKA_DECRYPT, CKA_ENCRYPT, false, Attempt::decryption),
+        ENCRYPTION = new Use("encryption", CKF_ENCRYPT, CKA_DECRYPT, CKA_ENCRYPT, false, Attempt::encryption),
+        WRAP = new Use("key wrap", CKF_WRAP, CKA_UNWRAP, CKA_WRAP, true, Attempt::wrap),
+        AGREEMENT = new Use("agreement", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::agreement),
+        ENCAPSULATION = new Use("encapsulation", CKF_ENCAPSULATE | CKF_DECAPSULATE, CKA_DECAPSULATE, CKA_ENCAPSULATE,
+            true, Attempt::encapsulation),
+        DERIVATION = new Use("derivation", CKF_DERIVE, CKA_DERIVE, 0, true, Attempt::derivation),
+        KEY = new Use("new key", CKF_GENERATE, 0, 0, true, Attempt::secretKey),
+        PAIR = new Use("new key pair", CKF_GENERATE_KEY_PAIR | CKF_GENERATE, 0, 0, true,
+            Attempt::keyPair); // some modules flag it as the generation of a key
 
     /** Carries a use out, compares the result with the JDK's, and inverts it; returns what it was compared with. */
     interface Trial {
