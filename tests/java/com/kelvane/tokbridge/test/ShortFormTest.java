@@ -231,6 +231,8 @@ class ShortFormTest extends SessionFixture {
         assertEquals("CKR_MECHANISM_PARAM_INVALID (0x71): C_EncryptInit with CKM_AES_GCM",
             message(() -> session.encrypt(CKM_AES_GCM, gcm, key(9), in)), "the class of the parameter is right");
         assertEquals("obj is null", message(() -> session.encrypt(CKM_AES_GCM, gcm, null, in)), "a text of its own");
+        assertEquals("CKP_ML_KEM_768 CKP_ML_DSA_65 CKP_0x2 CKU_0x9", nameOf("CKP_ML_KEM_", 2) + " "
+            + nameOf("CKP_ML_DSA_", 2) + " " + nameOf("CKP_", 2) + " " + nameOf("CKU_", 9));
     }
 
     /** The last call of a stream cannot be repeated. The length of Edwards signatures is tried first. */
