@@ -438,7 +438,8 @@ class ShortFormTest extends SessionFixture {
 
     /** The token has a public key of a type with these attributes. */
     private NativePKCS11Object publicKey(int type, String attributes) {
-        token.always("C_GetAttributeValue", String.format("0x%x=%02x00000000000000 ", CKA_KEY_TYPE, type) + attributes);
+        token.always("C_GetAttributeValue", String.format("0x%x=%02x00000000000000 0x%x=%02x00000000000000 ",
+            CKA_KEY_TYPE, type, CKA_CLASS, CKO_PUBLIC_KEY) + attributes);
         return key(9);
     }
 
@@ -471,6 +472,16 @@ class ShortFormTest extends SessionFixture {
         assertEquals(dh, publicKey(CKK_DH, "0x11=" + hexOf(dh.getY()) + " 0x130=" + hexOf(dh.getParams().getP())
             + " 0x132=" + hexOf(dh.getParams().getG())).toPublicKey());
         assertThrows(InvalidKeySpecException.class, publicKey(CKK_AES, "")::toPublicKey);
+    }
+
+    /** Its CKA_VALUE is the secret. */
+    @Test
+    void aPrivateKeyIsNotTakenForAPublicOne() throws Throwable {
+        for (int type : new int[] {CKK_DSA, CKK_DH, CKK_ML_DSA}) {
+            token.always("C_GetAttributeValue", String.format("0x%x=%02x00000000000000 0x%x=%02x00000000000000 0x11=05 "
+                + "0x130=07 0x131=03 0x132=02", CKA_KEY_TYPE, type, CKA_CLASS, CKO_PRIVATE_KEY));
+            assertEquals("CKR_ATTRIBUTE_TYPE_INVALID", raised(key(9)::toPublicKey));
+        }
     }
 
     /** Points in an OCTET STRING, in a BIT STRING, and bare, even if a bare one looks like an OCTET STRING. */
