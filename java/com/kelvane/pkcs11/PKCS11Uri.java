@@ -216,7 +216,7 @@ public final class PKCS11Uri {
         if (source.startsWith("|")) {
             throw new IllegalArgumentException("\"pin-source\" is a command; only a file is read");
         }
-        return Path.of(source.replaceFirst("^file:(//(?=/))?", ""));
+        return Path.of(source.replaceFirst("(?i)^file:(//(localhost)?(?=/))?", ""));
     }
 
     /**
@@ -224,7 +224,7 @@ public final class PKCS11Uri {
      *
      * @return the file of {@code module-path}, which may also be the directory of {@code module-name}; else the file
      *     that {@link NativePKCS11#findModule} finds for {@code module-name}; null if the URI has neither
-     * @throws IllegalArgumentException if there is no such file
+     * @throws IllegalArgumentException if there is no file for {@code module-name}, or a path is not one
      */
     public String modulePath() {
         String path = get("module-path");

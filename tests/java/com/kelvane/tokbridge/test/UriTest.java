@@ -25,6 +25,9 @@ class UriTest extends SessionFixture {
         assertEquals(key + "?module-path=/a/b%20c&pin-source=file:///run/p%25", parsed.toString(), "without the PIN");
         assertEquals("1234", parsed.get("pin-value"));
         assertEquals(Path.of("/run/p%"), parsed.pinFile());
+        for (String file : List.of("/p", "file:/p", "file:///p", "FILE://localhost/p")) {
+            assertEquals(Path.of("/p"), PKCS11Uri.parse("pkcs11:?pin-source=" + file).pinFile());
+        }
         assertEquals("/a/b c", parsed.modulePath());
         assertTrue(parsed.matches(slot));
         session.findObjectsInit(parsed.objects());
