@@ -375,8 +375,8 @@ class ShortFormTest extends SessionFixture {
         calls();
         token.answer("C_FindObjects", "rv=" + FAILED).answer("C_FindObjectsFinal", "rv=" + ENDED);
         PKCS11Exception e = assertThrows(PKCS11Exception.class, () -> session.findObjects(Template.of()));
-        assertEquals(FAILED, e.getName());
-        assertEquals(ENDED, ((PKCS11Exception) e.getSuppressed()[0]).getName());
+        assertEquals(FAILED + " (0x30): C_FindObjects", e.getMessage());
+        assertEquals(ENDED + " (0x91): C_FindObjectsFinal", e.getSuppressed()[0].getMessage());
         assertCalls("C_FindObjectsInit session=0x7 template=[]", "C_FindObjects session=0x7 capacity=1",
             "C_FindObjectsFinal session=0x7");
         token.answer("C_FindObjectsInit", "rv=" + FAILED);
