@@ -148,6 +148,7 @@ public final class PKCS11Uri {
     public PKCS11Uri withObject(PKCS11Attributes object) {
         PKCS11Uri uri = new PKCS11Uri();
         uri.values.putAll(values);
+        uri.values.keySet().removeAll(OF_OBJECT);
         byte[] id = object.getBytes(PKCS11Constants.CKA_ID);
         if (id != null && id.length > 0) {
             uri.values.put("id", id.clone());
