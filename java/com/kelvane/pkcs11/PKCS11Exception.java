@@ -4,10 +4,10 @@ package com.kelvane.pkcs11;
  * A call that failed: either a Cryptoki return code, or a failure of the bridge itself, described by its text. Ask
  * {@link #hasCode} before {@link #getCode}, which is 0 ({@code CKR_OK}) where there is a text only.
  *
- * <p>A code comes from the library called, unchanged; a few are also raised by the bridge about its arguments
- * ({@code CKR_DATA_INVALID}, {@code CKR_BUFFER_TOO_SMALL}, {@code CKR_ATTRIBUTE_TYPE_INVALID},
- * {@code CKR_ATTRIBUTE_VALUE_INVALID}, {@code CKR_TEMPLATE_INCONSISTENT}, {@code CKR_MECHANISM_PARAM_INVALID},
- * {@code CKR_FUNCTION_NOT_SUPPORTED}).
+ * <p>A code comes from the library called, unchanged; a few are also raised by the bridge ({@code CKR_DATA_INVALID},
+ * {@code CKR_BUFFER_TOO_SMALL}, {@code CKR_ATTRIBUTE_TYPE_INVALID}, {@code CKR_ATTRIBUTE_VALUE_INVALID},
+ * {@code CKR_TEMPLATE_INCONSISTENT}, {@code CKR_MECHANISM_PARAM_INVALID}, {@code CKR_KEY_HANDLE_INVALID},
+ * {@code CKR_FUNCTION_NOT_SUPPORTED}, {@code CKR_HOST_MEMORY}).
  */
 public class PKCS11Exception extends RuntimeException {
     /** The serialised form has not changed. */

@@ -151,6 +151,7 @@ public final class PKCS11Uri {
     public PKCS11Uri withObject(PKCS11Attributes object) {
         PKCS11Uri uri = new PKCS11Uri();
         uri.values.putAll(values);
+        uri.values.keySet().removeAll(OF_OBJECT);
         byte[] id = object.getBytes(PKCS11Constants.CKA_ID);
         if (id != null && id.length > 0) {
             uri.values.put("id", id.clone());
@@ -219,7 +220,7 @@ public final class PKCS11Uri {
         if (source.startsWith("|")) {
             throw new IllegalArgumentException("\"pin-source\" is a command; only a file is read");
         }
-        return Path.of(source.replaceFirst("^file:(//(?=/))?", ""));
+        return Path.of(source.replaceFirst("(?i)^file:(//(localhost)?(?=/))?", ""));
     }
 
     /**
@@ -250,7 +251,7 @@ public final class PKCS11Uri {
      *
      * @return the file of {@code module-path}, which may also be the directory of {@code module-name}; else the file
      *     that {@link NativePKCS11#findModule} finds for {@code module-name}; null if the URI has neither
-     * @throws IllegalArgumentException if there is no such file
+     * @throws IllegalArgumentException if there is no file for {@code module-name}, or a path is not one
      */
     public String modulePath() {
         String path = get("module-path");

@@ -39,6 +39,7 @@ public class NativePKCS11 implements AutoCloseable {
      * @param name the file's name, or what is left of it without {@code lib} and {@code .so}: {@code "softhsm2"}
      * @param directories where to look; none for the directories in which Linux distributions install modules
      * @return the file; empty if none of the directories has it
+     * @throws IllegalArgumentException if no file can have the name
      */
     public static Optional<Path> findModule(String name, Path... directories) {
         List<Path> searched = directories.length > 0 ? List.of(directories) : installed();

@@ -251,10 +251,8 @@ public class NativePKCS11Object implements PKCS11Object {
 
     @Override
     public void setAttributeValues(Template attributes) {
-        ShortForm.call("C_SetAttributeValue", () -> {
-            setAttributeValues(attributes.getTypes(), attributes.getValues());
-            return null;
-        });
+        ShortForm.run("C_SetAttributeValue",
+            () -> setAttributeValues(attributes.getTypes(), attributes.getValues()));
     }
 
     /**

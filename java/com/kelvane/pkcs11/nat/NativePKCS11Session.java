@@ -23,8 +23,9 @@ import java.util.Objects;
  * <p>There are two forms of most methods. Those that take a {@link Template}, and those that take all the data and
  * return all of the result, are the short one: they leave neither an operation nor a search behind, and the exception
  * of a failure names the function called and the mechanism. A parameter of the wrong class is refused by
- * {@link IllegalArgumentException}: "CKM_AES_GCM takes CK_GCM_PARAMS, not byte[]". The native ones are the token's
- * calls, with arrays of the caller's.
+ * {@link IllegalArgumentException}: "CKM_AES_GCM takes CK_GCM_PARAMS, not byte[]"; null for data, a signature, a
+ * stream, a buffer or a template is refused by {@link NullPointerException}. The native ones are the token's calls,
+ * with arrays of the caller's.
  *
  * <p>Buffers, templates, mechanisms, null, failures and threads are handled alike in all native methods; see the
  * description of the package. Three things about buffers are worth repeating here:
@@ -725,8 +726,7 @@ public class NativePKCS11Session implements AutoCloseable {
      */
     public boolean verify(int mechanism, Object parameter, NativePKCS11Object key, byte[] data, byte[] signature) {
         return operation(Kind.VERIFY, mechanism, parameter, () -> verifyInit(mechanism, parameter, usable(key)))
-            .verified(() -> verify(data, 0, data.length, signature, 0, signature.length),
-                () -> verifyFinal(signature, 0, signature.length));
+            .verified(data, signature);
     }
 
     /**
@@ -744,8 +744,7 @@ public class NativePKCS11Session implements AutoCloseable {
     public boolean verify(int mechanism, Object parameter, NativePKCS11Object key, InputStream in, byte[] signature)
         throws IOException {
         return operation(Kind.VERIFY, mechanism, parameter, () -> verifyInit(mechanism, parameter, usable(key)))
-            .verified(this::verifyUpdate, () -> verify(signature, 0, 0, signature, 0, signature.length),
-                () -> verifyFinal(signature, 0, signature.length), in);
+            .verified(in, signature);
     }
 
     /**
@@ -1097,14 +1096,13 @@ public class NativePKCS11Session implements AutoCloseable {
     @SuppressWarnings("try") // the search is there to be closed
     public List<NativePKCS11Object> findObjects(Template template) {
         List<NativePKCS11Object> found = new ArrayList<>();
-        ShortForm.call("C_FindObjectsInit", () -> {
-            findObjectsInit(template);
-            return null;
-        });
-        try (Search search = this::findObjectsFinal) {
-            for (NativePKCS11Object each = findObject(); each != null; each = findObject()) {
-                found.add(each);
-            }
+        ShortForm.run("C_FindObjectsInit", () -> findObjectsInit(template));
+        try (Search search = () -> ShortForm.run("C_FindObjectsFinal", this::findObjectsFinal)) {
+            ShortForm.run("C_FindObjects", () -> {
+                for (NativePKCS11Object each = findObject(); each != null; each = findObject()) {
+                    found.add(each);
+                }
+            });
         }
         return found;
     }

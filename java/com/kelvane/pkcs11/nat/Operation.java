@@ -7,6 +7,7 @@ import java.io.InputStream;
 import java.io.OutputStream;
 import java.nio.ByteBuffer;
 import java.util.Arrays;
+import java.util.List;
 import java.util.function.BooleanSupplier;
 import java.util.function.Supplier;
 
@@ -78,6 +79,9 @@ final class Operation {
 
     private boolean isActive;
 
+    /** Whether a part of the data has been passed. */
+    private boolean isInParts;
+
     Operation(NativePKCS11Session session, Kind kind, int mechanism, Object parameter, Runnable start) {
         this.session = session;
         this.kind = kind;
@@ -89,23 +93,24 @@ final class Operation {
     /** All the data in one step. */
     byte[] whole(Step whole, Last last, byte[] data) {
         boolean isInput = kind == Kind.ENCRYPT || kind == Kind.DECRYPT;
+        int length = data.length;
         long size = mechanism == PKCS11Constants.CKM_EDDSA && kind == Kind.SIGN ? ED25519_SIGNATURE
-            : OutputBuffer.EXTRA + (isInput ? (long) data.length : 0);
-        OutputBuffer.Call call = out -> whole.run(data, 0, data.length, out.array(), 0);
+            : OutputBuffer.EXTRA + (isInput ? (long) length : 0);
+        OutputBuffer.Call call = out -> whole.run(data, 0, length, out.array(), 0);
         return run(OutputBuffer.ofArrays(), output -> {
-            output.count(isInput ? data.length : 0);
+            output.count(isInput ? length : 0);
             start();
             return output.toArray(finish("", () -> output.fill(size, call, start)));
-        }, ends(whole, last));
+        }, out -> last.run(out.array(), 0), out -> whole.run(NOTHING, 0, 0, out.array(), 0));
     }
 
     /** A stream whose output comes at the end. */
     byte[] gathered(Update update, Step whole, Last last, InputStream in) throws IOException {
+        OutputBuffer.Call call = out -> last.run(out.array(), 0);
         return run(OutputBuffer.ofArrays(), output -> {
             feed(in, update);
-            OutputBuffer.Call call = out -> last.run(out.array(), 0);
             return output.toArray(finish("Final", () -> output.fill(LONGEST_SIGNATURE, call, null)));
-        }, ends(whole, last));
+        }, call, out -> whole.run(NOTHING, 0, 0, out.array(), 0));
     }
 
     /** A stream whose output comes as the input goes, or, from some tokens, at the end. */
@@ -134,19 +139,22 @@ final class Operation {
     }
 
     /** Verifies all the data in one step. */
-    boolean verified(BooleanSupplier whole, BooleanSupplier last) {
+    boolean verified(byte[] data, byte[] signature) {
+        int dataLength = data.length;
+        int length = signature.length;
         return run(OutputBuffer.ofArrays(), output -> {
             start();
-            return finish("", () -> isRight(whole));
-        }, ending(last), ending(whole));
+            return finish("", () -> isRight(() -> session.verify(data, 0, dataLength, signature, 0, length)));
+        }, this::endParts, this::endWhole);
     }
 
     /** Verifies a stream. */
-    boolean verified(Update update, BooleanSupplier whole, BooleanSupplier last, InputStream in) throws IOException {
+    boolean verified(InputStream in, byte[] signature) throws IOException {
+        int length = signature.length;
         return run(OutputBuffer.ofArrays(), output -> {
-            feed(in, update);
-            return finish("Final", () -> isRight(last));
-        }, ending(last), ending(whole));
+            feed(in, session::verifyUpdate);
+            return finish("Final", () -> isRight(() -> session.verifyFinal(signature, 0, length)));
+        }, this::endParts, this::endWhole);
     }
 
     private void start() {
@@ -189,6 +197,7 @@ final class Operation {
 
     /** Calls one of the operation's functions. */
     private <T> T call(String suffix, Supplier<T> calls) {
+        isInParts |= suffix.equals("Update");
         return ShortForm.call(kind.function + suffix, mechanism, parameter, calls);
     }
 
@@ -214,17 +223,18 @@ final class Operation {
     /**
      * Runs the body and leaves no operation of its own active. Between a start that succeeded and an end that
      * succeeded, {@code isActive} is true; when the body is left in between, by an exception of the module, of a stream
-     * or of the virtual machine, the operation is cancelled, or ended by {@code ends} if the module cannot cancel. An
-     * operation that the caller had started before is not touched: then the start failed, and {@code isActive} is
-     * false.
+     * or of the virtual machine, the operation is cancelled, or ended by {@code last} and {@code whole} if the module
+     * cannot cancel. An operation that the caller had started before is not touched: then the start failed, and
+     * {@code isActive} is false.
      */
-    private <T, E extends Exception> T run(OutputBuffer output, Body<T, E> body, OutputBuffer.Call... ends) throws E {
+    private <T, E extends Exception> T run(OutputBuffer output, Body<T, E> body, OutputBuffer.Call last,
+        OutputBuffer.Call whole) throws E {
         try (output) {
             try {
                 return body.run(output);
             } finally {
                 if (isActive && !isCancelled()) {
-                    end(output, ends);
+                    end(output, last, whole);
                 }
             }
         }
@@ -241,9 +251,10 @@ final class Operation {
 
     /**
      * Makes the last call in parts, and a step of no data, since some tokens end an operation by one of the two only.
+     * The step is the first before any part: a last call in parts then crashes a module.
      */
-    private static void end(OutputBuffer output, OutputBuffer.Call... ends) {
-        for (OutputBuffer.Call each : ends) {
+    private void end(OutputBuffer output, OutputBuffer.Call last, OutputBuffer.Call whole) {
+        for (OutputBuffer.Call each : isInParts ? List.of(last, whole) : List.of(whole, last)) {
             try {
                 output.fill(OutputBuffer.EXTRA, each, null);
             } catch (PKCS11Exception e) {
@@ -252,15 +263,15 @@ final class Operation {
         }
     }
 
-    private static OutputBuffer.Call[] ends(Step whole, Last last) {
-        return new OutputBuffer.Call[] {out -> last.run(out.array(), 0),
-            out -> whole.run(NOTHING, 0, 0, out.array(), 0)};
+    /** Ends a verification in parts. The signature is any: the caller's may be one that the token refuses. */
+    private int endParts(ByteBuffer signature) {
+        session.verifyFinal(signature.array(), 0, signature.capacity());
+        return 0;
     }
 
-    private static OutputBuffer.Call ending(BooleanSupplier verification) {
-        return out -> {
-            verification.getAsBoolean();
-            return 0;
-        };
+    /** Ends a verification in one step. */
+    private int endWhole(ByteBuffer signature) {
+        session.verify(NOTHING, 0, 0, signature.array(), 0, signature.capacity());
+        return 0;
     }
 }

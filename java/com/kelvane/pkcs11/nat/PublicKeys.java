@@ -2,6 +2,7 @@ package com.kelvane.pkcs11.nat;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 
+import com.kelvane.pkcs11.PKCS11Exception;
 import java.io.ByteArrayOutputStream;
 import java.io.IOException;
 import java.math.BigInteger;
@@ -81,11 +82,11 @@ final class PublicKeys {
             return weierstrass(key.getByteArrayAttributeValue(CKA_EC_PARAMS),
                 key.getByteArrayAttributeValue(CKA_EC_POINT));
         case CKK_DSA:
-            return KeyFactory.getInstance("DSA").generatePublic(new DSAPublicKeySpec(value(key),
+            return KeyFactory.getInstance("DSA").generatePublic(new DSAPublicKeySpec(new BigInteger(1, value(key)),
                 key.getBigIntegerAttributeValue(CKA_PRIME), key.getBigIntegerAttributeValue(CKA_SUBPRIME),
                 key.getBigIntegerAttributeValue(CKA_BASE)));
         case CKK_DH:
-            return KeyFactory.getInstance("DH").generatePublic(new DHPublicKeySpec(value(key),
+            return KeyFactory.getInstance("DH").generatePublic(new DHPublicKeySpec(new BigInteger(1, value(key)),
                 key.getBigIntegerAttributeValue(CKA_PRIME), key.getBigIntegerAttributeValue(CKA_BASE)));
         default:
             return encoded(key, type);
@@ -97,8 +98,12 @@ final class PublicKeys {
             && MONTGOMERY.contains(new String(curve, 2, curve.length - 2, StandardCharsets.US_ASCII));
     }
 
-    private static BigInteger value(NativePKCS11Object key) {
-        return new BigInteger(1, key.getByteArrayAttributeValue(CKA_VALUE));
+    /** Returns a public key's value. The same attribute of a private key is its secret. */
+    private static byte[] value(NativePKCS11Object key) {
+        if (key.getIntAttributeValue(CKA_CLASS) != CKO_PUBLIC_KEY) {
+            throw new PKCS11Exception(CKR_ATTRIBUTE_TYPE_INVALID);
+        }
+        return key.getByteArrayAttributeValue(CKA_VALUE);
     }
 
     /** Converts a key on a curve that the JDK knows. */
@@ -125,7 +130,7 @@ final class PublicKeys {
         byte[] value = null;
         for (Encoded each : Encoded.values()) {
             if (each.keyType == type) {
-                value = value != null ? value : key.getByteArrayAttributeValue(isCurve ? CKA_EC_POINT : CKA_VALUE);
+                value = value != null ? value : isCurve ? key.getByteArrayAttributeValue(CKA_EC_POINT) : value(key);
                 byte[] bare = bare(value, each.length);
                 if (bare != null) {
                     byte[] algorithm = der(SEQUENCE, der(OBJECT_IDENTIFIER, each.identifier));

@@ -18,6 +18,14 @@ final class ShortForm {
         }
     }
 
+    /** Calls a function without a result. */
+    static void run(String function, Runnable calls) {
+        call(function, () -> {
+            calls.run();
+            return null;
+        });
+    }
+
     /** Calls a function with a mechanism. */
     static <T> T call(String function, int mechanism, Object parameter, Supplier<T> calls) {
         try {

@@ -13,8 +13,9 @@
  * <p>An object knows its session, a session its slot, a slot its library; the library knows the address of its function
  * list. The chain is followed in every call. Where it is broken by a null, "obj is null" is raised, and "functionList
  * is null" where the library is not loaded or released. A null where a key or object is needed raises "obj is null"
- * too. A key or object whose {@code int} is 0, "no object", makes a call return at once: nothing is raised, nothing is
- * done, and the result is 0, false or null (3 for the two GCM methods).
+ * too. An argument that is a key or object whose {@code int} is 0, "no object", makes a call return at once: nothing is
+ * raised, nothing is done, and the result is 0, false or null (3 for the two GCM methods). The methods of such an
+ * object pass the 0 to the module, which refuses it by {@code CKR_OBJECT_HANDLE_INVALID} (0x82) as a rule.
  *
  * <p>A handle of up to 32 bits is in the {@code int} of its object. A wider one is in the field {@code handle}, a
  * {@code long}; the {@code int} is 0xFFFFFFFF then. After its session, object or library has ended, a handle means what

@@ -62,15 +62,17 @@ class ShortFormTest extends SessionFixture {
             });
         }
 
-        /** Ended by C_SessionCancel, or where that does not work by the last call in parts and one of no data. */
+        /** Ended by C_SessionCancel, or by the last call in parts and one of no data, which is first without parts. */
         void assertEnded(List<String> made, boolean cancels) {
             String whole = functions.get(1).replace("Update", "");
-            String last = made.get(made.size() - 1);
             if (cancels) {
-                assertEquals("C_SessionCancel session=0x7 flags=" + FLAGS.get(whole), last);
+                assertEquals("C_SessionCancel session=0x7 flags=" + FLAGS.get(whole), made.get(made.size() - 1));
             } else {
-                assertTrue(names(made).contains(whole + "Final") && (last.startsWith(whole + " session=0x7 in= ")
-                    || last.startsWith("C_Verify session=0x7 in=")), functions + ": " + made);
+                List<String> ends = made.subList(made.size() - 2, made.size());
+                int last = names(made).contains(whole + "Update") ? 0 : 1;
+                assertEquals(whole + "Final", names(ends).get(last));
+                assertTrue(ends.get(1 - last).startsWith(whole + " session=0x7 in= "), "" + ends);
+                assertFalse(ends.toString().contains("signature=" + hex(in)), "the token may have refused it");
             }
         }
     }
@@ -188,6 +190,18 @@ class ShortFormTest extends SessionFixture {
         token.reset().answer("C_EncryptInit", "parameter=" + "ab".repeat(20));
         assertEquals(TOO_SMALL, raised(() -> session.encrypt(CKM_SKIPJACK_CBC64, new byte[8], key(9), in)));
         assertEquals(List.of("C_EncryptInit", "C_SessionCancel"), names(calls()));
+    }
+
+    @Test
+    void nullDataStartsNothing() {
+        byte[] none = null;
+        for (Executable each : List.<Executable>of(() -> session.encrypt(1, null, key(9), none),
+            () -> session.decrypt(1, null, key(9), none), () -> session.digest(1, null, none),
+            () -> session.sign(1, null, key(9), none), () -> session.verify(1, null, key(9), none, in),
+            () -> session.verify(1, null, key(9), in, none), () -> session.verify(1, null, key(9), source, none))) {
+            assertThrows(NullPointerException.class, each);
+            assertCalls();
+        }
     }
 
     private static String message(Executable call) {
@@ -363,8 +377,8 @@ class ShortFormTest extends SessionFixture {
         calls();
         token.answer("C_FindObjects", "rv=" + FAILED).answer("C_FindObjectsFinal", "rv=" + ENDED);
         PKCS11Exception e = assertThrows(PKCS11Exception.class, () -> session.findObjects(Template.of()));
-        assertEquals(FAILED, e.getName());
-        assertEquals(ENDED, ((PKCS11Exception) e.getSuppressed()[0]).getName());
+        assertEquals(FAILED + " (0x30): C_FindObjects", e.getMessage());
+        assertEquals(ENDED + " (0x91): C_FindObjectsFinal", e.getSuppressed()[0].getMessage());
         assertCalls("C_FindObjectsInit session=0x7 template=[]", "C_FindObjects session=0x7 capacity=1",
             "C_FindObjectsFinal session=0x7");
         token.answer("C_FindObjectsInit", "rv=" + FAILED);
@@ -426,7 +440,8 @@ class ShortFormTest extends SessionFixture {
 
     /** The token has a public key of a type with these attributes. */
     private NativePKCS11Object publicKey(int type, String attributes) {
-        token.always("C_GetAttributeValue", String.format("0x%x=%02x00000000000000 ", CKA_KEY_TYPE, type) + attributes);
+        token.always("C_GetAttributeValue", String.format("0x%x=%02x00000000000000 0x%x=%02x00000000000000 ",
+            CKA_KEY_TYPE, type, CKA_CLASS, CKO_PUBLIC_KEY) + attributes);
         return key(9);
     }
 
@@ -459,6 +474,16 @@ class ShortFormTest extends SessionFixture {
         assertEquals(dh, publicKey(CKK_DH, "0x11=" + hexOf(dh.getY()) + " 0x130=" + hexOf(dh.getParams().getP())
             + " 0x132=" + hexOf(dh.getParams().getG())).toPublicKey());
         assertThrows(InvalidKeySpecException.class, publicKey(CKK_AES, "")::toPublicKey);
+    }
+
+    /** Its CKA_VALUE is the secret. */
+    @Test
+    void aPrivateKeyIsNotTakenForAPublicOne() throws Throwable {
+        for (int type : new int[] {CKK_DSA, CKK_DH, CKK_ML_DSA}) {
+            token.always("C_GetAttributeValue", String.format("0x%x=%02x00000000000000 0x%x=%02x00000000000000 0x11=05 "
+                + "0x130=07 0x131=03 0x132=02", CKA_KEY_TYPE, type, CKA_CLASS, CKO_PRIVATE_KEY));
+            assertEquals("CKR_ATTRIBUTE_TYPE_INVALID", raised(key(9)::toPublicKey));
+        }
     }
 
     /** Points in an OCTET STRING, in a BIT STRING, and bare, even if a bare one looks like an OCTET STRING. */

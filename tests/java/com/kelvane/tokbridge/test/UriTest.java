@@ -20,11 +20,15 @@ class UriTest extends SessionFixture {
         assertEquals("pkcs11:model=M;manufacturer=Maker;serial=07;token=a%20b%3Bc%3Dd%2F%C3%A9", uri.toString());
         PKCS11Uri key = uri.withObject(key(9).readAttributes(CKA_CLASS, CKA_LABEL, CKA_ID));
         assertEquals(uri + ";id=%01%AB;object=k%20ey%2F1;type=private", key.toString());
+        assertEquals(uri + ";type=private", key.withObject(key(9).readAttributes(CKA_CLASS)).toString());
 
         PKCS11Uri parsed = PKCS11Uri.parse(key + "?pin-value=1234&module-path=/a/b%20c&pin-source=file:///run/p%25");
         assertEquals(key + "?module-path=/a/b%20c&pin-source=file:///run/p%25", parsed.toString(), "without the PIN");
         assertEquals("1234", parsed.get("pin-value"));
         assertEquals(Path.of("/run/p%"), parsed.pinFile());
+        for (String file : List.of("/p", "file:/p", "file:///p", "FILE://localhost/p")) {
+            assertEquals(Path.of("/p"), PKCS11Uri.parse("pkcs11:?pin-source=" + file).pinFile());
+        }
         assertEquals("/a/b c", parsed.modulePath());
         assertTrue(parsed.matches(slot));
         session.findObjectsInit(parsed.objects());
