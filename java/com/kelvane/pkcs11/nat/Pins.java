@@ -9,6 +9,9 @@ import java.util.function.Consumer;
 
 /** PINs as {@code char[]}. */
 final class Pins {
+    /** More bytes than the 50 that the native methods accept: a longer PIN is refused in its first bytes. */
+    private static final int CAPACITY = 64;
+
     private Pins() {
     }
 
@@ -16,8 +19,8 @@ final class Pins {
     static void encoded(char[] pin, Consumer<byte[]> call) {
         byte[] bytes = null;
         if (pin != null) {
-            // With the largest size from the start: a buffer that grows would leave a copy.
-            ByteBuffer encoded = ByteBuffer.allocate(3 * pin.length);
+            // Of a fixed size: a buffer that grows would leave a copy.
+            ByteBuffer encoded = ByteBuffer.allocate(CAPACITY);
             StandardCharsets.UTF_8.newEncoder().onMalformedInput(CodingErrorAction.REPLACE)
                 .encode(CharBuffer.wrap(pin), encoded, true);
             bytes = Arrays.copyOf(encoded.array(), encoded.position());
