@@ -214,7 +214,7 @@ final class TokenBlockCipher extends TokenCipher {
         super.reset();
         owed = 0;
         if (operation != null) {
-            operation.run();
+            operation.abandon();
             operation = null;
         }
     }

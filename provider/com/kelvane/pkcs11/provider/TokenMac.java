@@ -119,7 +119,7 @@ final class TokenMac extends MacSpi {
     protected void engineReset() {
         data.clear();
         if (operation != null) {
-            operation.run();
+            operation.abandon();
             operation = null;
         }
     }
