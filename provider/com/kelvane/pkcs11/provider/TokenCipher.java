@@ -495,7 +495,7 @@ abstract class TokenCipher extends CipherSpi {
         TokenKeySpec temporary = new TokenKeySpec(null).extractable(true);
         TokenKey inside = isOwn ? (TokenKey) target
             : target instanceof PrivateKey ? TokenKeyFactory.imported(token, (PrivateKey) target, temporary)
-            : TokenSecretKeyFactory.imported(token, (SecretKey) target, temporary);
+            : TokenSecretKeyFactory.imported(token, target, temporary);
         try {
             return token.run((at, session) -> {
                 NativePKCS11Object wrapping = wrappingKey(at, session);

@@ -115,6 +115,12 @@ class MisuseTest {
                 check(InvalidKeyException.class, cbc, cipher -> unwrapping.unwrap(zeros, "AES", Cipher.SECRET_KEY));
             }
         }
+        for (Key other : new Key[] {null, ServicesTest.pair("RSA").getPublic()}) {
+            check(InvalidKeyException.class, cbc, cipher -> {
+                cipher.init(Cipher.WRAP_MODE, key, new IvParameterSpec(IV));
+                cipher.wrap(other);
+            });
+        }
         SecretKey destroyed = KeyGenerator.getInstance("AES", PROVIDER).generateKey();
         destroyed.destroy();
         check(InvalidKeyException.class, cbc, cipher -> cipher.init(Cipher.ENCRYPT_MODE, destroyed));
@@ -194,10 +200,16 @@ class MisuseTest {
             KeyPairGenerator pairs = KeyPairGenerator.getInstance("RSA", PROVIDER);
             assertThrows(InvalidAlgorithmParameterException.class,
                 () -> pairs.initialize(new ECGenParameterSpec("secp256r1")));
-            assertThrows(InvalidParameterException.class, () -> {
-                KeyPairGenerator.getInstance(has("KeyPairGenerator", "EC") ? "EC" : "RSA", PROVIDER).initialize(99);
-                throw new InvalidParameterException("RSA has no list of sizes");
-            });
+            for (String algorithm : new String[] {"RSA", "EC", "DSA"}) {
+                if (has("KeyPairGenerator", algorithm)) {
+                    assertThrows(InvalidParameterException.class,
+                        () -> KeyPairGenerator.getInstance(algorithm, PROVIDER).initialize(99));
+                }
+            }
+            assertThrows(InvalidKeyException.class, () -> KeyFactory.getInstance("RSA", PROVIDER)
+                .translateKey(KeyPairGenerator.getInstance("EC").generateKeyPair().getPrivate()));
+            assertThrows(InvalidKeyException.class,
+                () -> SecretKeyFactory.getInstance("AES", PROVIDER).translateKey(null));
         }
     }
 }
