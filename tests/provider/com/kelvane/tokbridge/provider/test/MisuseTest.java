@@ -30,16 +30,16 @@ class MisuseTest {
             ? KeyGenerator.getInstance("AES", PROVIDER).generateKey() : null;
     }
 
-    private static Cipher decrypting(String algorithm) throws Exception {
+    private static Cipher start(int mode, String algorithm) throws Exception {
         Cipher cipher = Cipher.getInstance(algorithm, PROVIDER);
-        cipher.init(Cipher.DECRYPT_MODE, key, algorithm.contains("GCM") ? new GCMParameterSpec(128, IV)
+        cipher.init(mode, key, algorithm.contains("GCM") ? new GCMParameterSpec(128, IV)
             : algorithm.contains("ECB") ? null : new IvParameterSpec(IV));
         return cipher;
     }
 
     private static void check(Class<? extends Exception> expected, String algorithm, Misuse misuse) throws Exception {
         if (has("Cipher", algorithm)) {
-            Cipher cipher = decrypting(algorithm);
+            Cipher cipher = start(Cipher.DECRYPT_MODE, algorithm);
             assertThrows(expected, () -> misuse.of(cipher), algorithm);
             Cipher valid = Cipher.getInstance("AES/CBC/PKCS5Padding", PROVIDER);
             valid.init(Cipher.ENCRYPT_MODE, key);
@@ -124,6 +124,29 @@ class MisuseTest {
         SecretKey destroyed = KeyGenerator.getInstance("AES", PROVIDER).generateKey();
         destroyed.destroy();
         check(InvalidKeyException.class, cbc, cipher -> cipher.init(Cipher.ENCRYPT_MODE, destroyed));
+    }
+
+    /** A doFinal whose output buffer is too small changes nothing for other data. */
+    @Test
+    void shortOutputsChangeNothing() throws Exception {
+        assumeTrue(key != null, "the token has no AES keys");
+        for (String algorithm : new String[] {"AES/CBC/NoPadding", "AES/CBC/PKCS5Padding", "AES/CTR/NoPadding",
+            "AES/GCM/NoPadding"}) {
+            if (has("Cipher", algorithm)) {
+                byte[][] plain = {Tokens.random(48), Tokens.random(48)}, hidden = new byte[2][];
+                for (int i = 0; i < 2; i++) {
+                    Cipher encrypting = start(Cipher.ENCRYPT_MODE, algorithm);
+                    byte[] out = new byte[encrypting.getOutputSize(48)];
+                    int length = encrypting.update(plain[i], 0, 16, out);
+                    assertThrows(ShortBufferException.class, () -> encrypting.doFinal(IV, 0, 16, new byte[15]));
+                    hidden[i] = Arrays.copyOf(out, length + encrypting.doFinal(plain[i], 16, 32, out, length));
+                }
+                Cipher decrypting = start(Cipher.DECRYPT_MODE, algorithm);
+                assertThrows(ShortBufferException.class,
+                    () -> decrypting.doFinal(hidden[0], 0, hidden[0].length, new byte[15]));
+                assertArrayEquals(plain[1], decrypting.doFinal(hidden[1]), algorithm);
+            }
+        }
     }
 
     /** The second of two encryptions has another IV, where the cipher makes it. */

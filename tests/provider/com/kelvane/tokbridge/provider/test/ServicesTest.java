@@ -216,8 +216,9 @@ class ServicesTest {
             case 1:
                 for (int at = 0; at < data.length;) {
                     int length = Math.min(data.length - at, 1 + RANDOM.nextInt(data.length / 3 + 40));
-                    byte[] part = cipher.update(data, at, length);
-                    out.write(part == null ? new byte[0] : part);
+                    ByteBuffer part = ByteBuffer.allocate(length + 16); // enough for an update, not for a doFinal
+                    cipher.update(ByteBuffer.wrap(data, at, length), part);
+                    out.write(part.array(), 0, part.position());
                     at += length;
                 }
                 out.write(cipher.doFinal());
