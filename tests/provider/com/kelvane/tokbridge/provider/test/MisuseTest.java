@@ -197,12 +197,24 @@ class MisuseTest {
         assertThrows(SignatureException.class, none::sign);
         none.update(new byte[20]);
         assertEquals(256, none.sign().length);
+        none.initVerify(pair.getPublic());
+        assertThrows(InvalidKeyException.class, () -> none.initSign(null));
+        assertThrows(SignatureException.class, () -> none.verify(new byte[256]));
+        none.initSign(pair.getPrivate());
+        assertThrows(InvalidKeyException.class, () -> none.initVerify((PublicKey) null));
+        assertThrows(SignatureException.class, none::sign);
         if (has("Signature", "RSASSA-PSS")) {
             Signature pss = Signature.getInstance("RSASSA-PSS", PROVIDER);
             pss.initSign(pair.getPrivate());
             assertThrows(SignatureException.class, pss::sign);
-            assertThrows(InvalidAlgorithmParameterException.class, () -> pss.setParameter(
-                new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 2)));
+            for (PSSParameterSpec wrong : new PSSParameterSpec[] {
+                new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 2),
+                new PSSParameterSpec("SHA-256", "MGF2", MGF1ParameterSpec.SHA256, 32, 1)}) {
+                assertThrows(InvalidAlgorithmParameterException.class, () -> pss.setParameter(wrong));
+            }
+            pss.update((byte) 1); // which new parameters would drop
+            assertThrows(ProviderException.class, () -> pss.setParameter(
+                new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1)));
         }
         Cipher rsa = Cipher.getInstance("RSA/ECB/PKCS1Padding", PROVIDER);
         rsa.init(Cipher.DECRYPT_MODE, pair.getPrivate());
