@@ -293,7 +293,11 @@ class ServicesTest {
         OAEPParameterSpec parameters = algorithm.contains("OAEP") ? oaep(algorithm) : null;
         theirs.init(Cipher.ENCRYPT_MODE, pair.getPublic(), parameters);
         ours.init(Cipher.DECRYPT_MODE, pair.getPrivate(), parameters);
-        assertArrayEquals(data, ours.doFinal(theirs.doFinal(data)));
+        byte[] hidden;
+        do {
+            hidden = theirs.doFinal(data);
+        } while (hidden[0] != 0);
+        assertArrayEquals(data, ours.doFinal(hidden, 1, hidden.length - 1));
         Cipher encrypting = Cipher.getInstance(algorithm, PROVIDER);
         encrypting.init(Cipher.ENCRYPT_MODE, pair.getPublic(), parameters);
         assertArrayEquals(data, ours.doFinal(encrypting.doFinal(data)));
