@@ -75,6 +75,9 @@ class ServicesTest {
                 random.setSeed(1);
                 assumeFalse(MODULE.contains("opensc"), "OpenSC flags random numbers and has none");
                 assertFalse(Arrays.equals(random.generateSeed(16), random.generateSeed(16)));
+                byte[] many = new byte[100_001];
+                random.nextBytes(many);
+                assertTrue(IntStream.range(0, 1000).anyMatch(i -> many[99_001 + i] != 0));
                 break;
             default:
                 assertEquals("KeyStore", type); // which has a test of its own
@@ -87,6 +90,8 @@ class ServicesTest {
         assertThrows(NotSerializableException.class, () -> new ObjectOutputStream(OutputStream.nullOutputStream())
             .writeObject(key));
         assertTrue(key.toString().contains(LABEL), key.toString());
+        assertThrows(NotSerializableException.class, () -> new ObjectOutputStream(OutputStream.nullOutputStream())
+            .writeObject(PROVIDER));
     }
 
     /** A pair of the token's, for signatures and keys of an algorithm; cards have theirs in the key store. */
