@@ -376,6 +376,11 @@ class ServicesTest {
             assertArrayEquals(theirs.doFinal(data), ours.doFinal(), algorithm + " of " + size + " bytes");
         }
         assertEquals(theirs.getMacLength(), ours.getMacLength());
+        ours.init(new SecretKeySpec(software.getEncoded(), "of any name"));
+        assertArrayEquals(theirs.doFinal(), ours.doFinal());
+        if (IS_SOFTHSM && !isCmac) { // which wants keys as long as the MAC
+            assertThrows(InvalidKeyException.class, () -> ours.init(new SecretKeySpec(new byte[1], algorithm)));
+        }
     }
 
     private static void agreement(String algorithm) throws Exception {
