@@ -2,6 +2,7 @@ package com.kelvane.pkcs11.provider;
 
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
+import java.lang.ref.Cleaner;
 import java.util.function.Function;
 
 /**
@@ -13,6 +14,7 @@ final class HeldSession implements Runnable {
 
     /** Null once the session was released. */
     private NativePKCS11Session session;
+    private Cleaner.Cleanable cleanup;
 
     HeldSession(Sessions pool, NativePKCS11Session session) {
         this.pool = pool;
@@ -21,7 +23,7 @@ final class HeldSession implements Runnable {
 
     /** Has the session closed when its owner becomes unreachable. */
     HeldSession ownedBy(Object owner) {
-        Token.CLEANER.register(owner, this);
+        cleanup = Token.CLEANER.register(owner, this);
         return this;
     }
 
@@ -43,10 +45,16 @@ final class HeldSession implements Runnable {
         T result = part(work);
         pool.release(session);
         session = null;
+        abandon();
         return result;
     }
 
-    /** Abandons the operation. */
+    /** Abandons the operation, if it has not ended. The owner may start many, which it does not keep. */
+    void abandon() {
+        cleanup.clean();
+    }
+
+    /** Closes the session. */
     @Override
     public synchronized void run() {
         if (session != null) {

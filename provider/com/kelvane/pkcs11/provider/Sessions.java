@@ -110,8 +110,9 @@ final class Sessions {
             }
             if (askAgain) {
                 try {
-                    latest = open();
-                    return latest;
+                    NativePKCS11Session opened = open();
+                    latest = opened;
+                    return opened; // not the latest one, which another thread may have opened by now
                 } catch (PKCS11Exception e) {
                     forget();
                     if (!Failures.isNoSession(e)) {

@@ -2,6 +2,8 @@ package com.kelvane.pkcs11.provider;
 
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.PKCS11Uri;
+import java.io.NotSerializableException;
+import java.io.ObjectStreamException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.security.AuthProvider;
@@ -130,6 +132,11 @@ public final class TokbridgeProvider extends AuthProvider {
     @Override
     public void setCallbackHandler(CallbackHandler handler) {
         configured().setHandler(handler);
+    }
+
+    /** Refuses serialisation: the token stays where it is. Random number generators would hold the provider. */
+    private Object writeReplace() throws ObjectStreamException {
+        throw new NotSerializableException("a provider of a token");
     }
 
     private Token configured() {

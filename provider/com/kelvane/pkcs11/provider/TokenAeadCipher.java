@@ -142,7 +142,7 @@ final class TokenAeadCipher extends TokenCipher {
     @Override
     byte[] update(byte[] in, int offset, int length) {
         checkNonce();
-        dataBegun = true;
+        dataBegun |= length > 0;
         return super.update(in, offset, length);
     }
 
@@ -150,6 +150,11 @@ final class TokenAeadCipher extends TokenCipher {
     int finalSize(int more) {
         int all = data.length() + more;
         return encrypts() ? all + tagLength : Math.max(0, all - tagLength);
+    }
+
+    @Override
+    boolean isSizeExact() {
+        return true;
     }
 
     @Override

@@ -97,10 +97,10 @@ final class TokenBlockCipher extends TokenCipher {
             return super.update(in, offset, length);
         }
         int used = whole - data.length();
-        byte[] blocks = data.with(in, offset, used);
+        byte[] delivered = part(data.with(in, offset, used));
         data.clear();
         data.add(in, offset + used, length - used);
-        return part(blocks);
+        return delivered;
     }
 
     /** Sends blocks to the token, as a part of an operation that is started with them or goes on. */
@@ -142,6 +142,11 @@ final class TokenBlockCipher extends TokenCipher {
     int finalSize(int more) {
         int all = data.length() + more;
         return owed + (padded && encrypts() ? all / BLOCK * BLOCK + BLOCK : all);
+    }
+
+    @Override
+    boolean isSizeExact() {
+        return !padded || encrypts();
     }
 
     @Override
@@ -214,7 +219,7 @@ final class TokenBlockCipher extends TokenCipher {
         super.reset();
         owed = 0;
         if (operation != null) {
-            operation.run();
+            operation.abandon();
             operation = null;
         }
     }

@@ -26,13 +26,13 @@ import javax.crypto.Cipher;
 import javax.crypto.CipherSpi;
 import javax.crypto.IllegalBlockSizeException;
 import javax.crypto.NoSuchPaddingException;
-import javax.crypto.SecretKey;
 import javax.crypto.ShortBufferException;
 
 /**
  * A cipher on the token: what all of them have in common.
  *
- * <p>A result that does not fit into the caller's buffer is kept, and returned when the call is repeated.
+ * <p>A doFinal whose output buffer is too small changes nothing where the length of the result is known before. Other
+ * results are kept, and returned when the call is repeated with the same data.
  */
 abstract class TokenCipher extends CipherSpi {
     private static final byte[] NOTHING = {};
@@ -61,8 +61,8 @@ abstract class TokenCipher extends CipherSpi {
     private TokenKey key;
     private TokenKeySpec keySpec;
 
-    /** The result of a doFinal whose output buffer was too small; null if there is none. */
-    private byte[] unclaimed;
+    /** The result of a doFinal whose output buffer was too small, null if there is none; and the data of that call. */
+    private byte[] unclaimed, unclaimedData;
 
     TokenCipher(Token token, int mechanism, Class<? extends AlgorithmParameterSpec> parameterClass, int blockSize) {
         this.token = token;
@@ -101,6 +101,11 @@ abstract class TokenCipher extends CipherSpi {
 
     /** Returns the most that a doFinal with more data delivers. */
     abstract int finalSize(int more);
+
+    /** Returns whether a doFinal delivers as much as {@link #finalSize} returns. */
+    boolean isSizeExact() {
+        return encrypts();
+    }
 
     /** Takes the last data, and returns the result. */
     byte[] finish(byte[] in, int offset, int length) throws IllegalBlockSizeException, BadPaddingException {
@@ -215,11 +220,12 @@ abstract class TokenCipher extends CipherSpi {
 
     @Override
     protected int engineGetOutputSize(int more) {
-        return unclaimed != null ? unclaimed.length : finalSize(more);
+        return Math.max(unclaimed == null ? 0 : unclaimed.length, finalSize(more));
     }
 
     @Override
     protected byte[] engineUpdate(byte[] in, int offset, int length) {
+        unclaimed = null;
         try {
             return update(in, offset, length);
         } finally {
@@ -239,16 +245,30 @@ abstract class TokenCipher extends CipherSpi {
         return part.length;
     }
 
+    /** The inherited method requires the output buffer that a doFinal would need. */
+    @Override
+    protected int engineUpdate(ByteBuffer in, ByteBuffer out) throws ShortBufferException {
+        byte[] data = new byte[in.remaining()];
+        byte[] part = new byte[Math.min(out.remaining(), updateSize(data.length))];
+        in.duplicate().get(data);
+        int written = engineUpdate(data, 0, data.length, part, 0);
+        in.position(in.limit());
+        out.put(part, 0, written);
+        Arrays.fill(encrypts() ? data : part, (byte) 0);
+        return written;
+    }
+
     @Override
     protected byte[] engineDoFinal(byte[] in, int offset, int length)
         throws IllegalBlockSizeException, BadPaddingException {
-        if (unclaimed != null) {
-            byte[] result = unclaimed;
-            unclaimed = null;
+        byte[] data = in == null ? NOTHING : in;
+        byte[] result = unclaimed;
+        unclaimed = null;
+        if (result != null && Arrays.equals(data, offset, offset + length, unclaimedData, 0, unclaimedData.length)) {
             return result;
         }
         try {
-            return finish(in == null ? NOTHING : in, offset, length);
+            return finish(data, offset, length);
         } finally {
             reset();
             Reference.reachabilityFence(this);
@@ -259,13 +279,18 @@ abstract class TokenCipher extends CipherSpi {
     protected int engineDoFinal(byte[] in, int inOffset, int length, byte[] out, int outOffset)
         throws ShortBufferException, IllegalBlockSizeException, BadPaddingException {
         int capacity = capacity(length);
-        if (isOneCall(length, out.length - outOffset)
+        int available = out.length - outOffset;
+        if (isSizeExact() && available < finalSize(length)) {
+            throw new ShortBufferException(finalSize(length) + " bytes are needed");
+        }
+        if (isOneCall(length, available)
             && (length >= LARGE || in != out && isMostlyUsed(in, length) && isMostlyUsed(out, capacity))) {
             return cryptInto(ByteBuffer.wrap(in, inOffset, length), ByteBuffer.wrap(out, outOffset, capacity));
         }
         byte[] result = engineDoFinal(in, inOffset, length);
-        if (out.length - outOffset < result.length) {
+        if (available < result.length) {
             unclaimed = result;
+            unclaimedData = length == 0 ? NOTHING : Arrays.copyOfRange(in, inOffset, inOffset + length);
             throw new ShortBufferException(result.length + " bytes are needed");
         }
         System.arraycopy(result, 0, out, outOffset, result.length);
@@ -495,7 +520,7 @@ abstract class TokenCipher extends CipherSpi {
         TokenKeySpec temporary = new TokenKeySpec(null).extractable(true);
         TokenKey inside = isOwn ? (TokenKey) target
             : target instanceof PrivateKey ? TokenKeyFactory.imported(token, (PrivateKey) target, temporary)
-            : TokenSecretKeyFactory.imported(token, (SecretKey) target, temporary);
+            : TokenSecretKeyFactory.imported(token, target, temporary);
         try {
             return token.run((at, session) -> {
                 NativePKCS11Object wrapping = wrappingKey(at, session);

@@ -85,11 +85,8 @@ final class TokenKeyFactory extends KeyFactorySpi {
 
     @Override
     protected Key engineTranslateKey(Key key) throws InvalidKeyException {
-        if (key instanceof TokenPrivateKey && ((TokenPrivateKey) key).token == token) {
-            return key;
-        }
         if (key instanceof PrivateKey) {
-            return imported(token, (PrivateKey) key, new TokenKeySpec(null));
+            return Keys.privateKey(token, key, KeyKind.ofPrivate(algorithm));
         }
         try {
             return software().translateKey(key);

@@ -162,8 +162,11 @@ final class TokenKeyPairGenerator extends KeyPairGeneratorSpi {
         return keySpec.apply(name);
     }
 
-    private static Template rsa(AlgorithmParameterSpec parameters) {
+    private static Template rsa(AlgorithmParameterSpec parameters) throws InvalidAlgorithmParameterException {
         RSAKeyGenParameterSpec rsa = (RSAKeyGenParameterSpec) parameters;
+        if (rsa.getKeysize() < 512 || rsa.getKeysize() > 16384) { // the limits of the JDK's public keys
+            throw new InvalidAlgorithmParameterException(rsa.getKeysize() + " is not a size from 512 to 16384");
+        }
         return Template.of(CKA_MODULUS_BITS, rsa.getKeysize(), CKA_PUBLIC_EXPONENT, rsa.getPublicExponent());
     }
 

@@ -1,5 +1,7 @@
 package com.kelvane.pkcs11.provider;
 
+import static com.kelvane.pkcs11.PKCS11Constants.CKM_AES_CMAC;
+
 import com.kelvane.pkcs11.PKCS11Exception;
 import java.lang.ref.Reference;
 import java.security.InvalidAlgorithmParameterException;
@@ -8,6 +10,8 @@ import java.security.Key;
 import java.security.ProviderException;
 import java.security.spec.AlgorithmParameterSpec;
 import javax.crypto.MacSpi;
+import javax.crypto.SecretKey;
+import javax.crypto.spec.SecretKeySpec;
 
 /**
  * A MAC. Data of up to 64 KiB is collected and sent in one call, so that no session is held and a lost one does not
@@ -44,7 +48,24 @@ final class TokenMac extends MacSpi {
             throw new InvalidAlgorithmParameterException("this MAC has no parameters");
         }
         engineReset();
-        key = Keys.secret(token, newKey);
+        key = newKey instanceof TokenKey || !(newKey instanceof SecretKey) ? Keys.secret(token, newKey)
+            : imported((SecretKey) newKey);
+    }
+
+    /** Imports a key of software, whose name does not matter, and checks it: some modules refuse short ones. */
+    private TokenSecretKey imported(SecretKey software) throws InvalidKeyException {
+        byte[] value = software.getEncoded();
+        if (value == null) {
+            throw new InvalidKeyException("the key has no encoding");
+        }
+        TokenSecretKey imported = Keys.secret(token,
+            new SecretKeySpec(value, (mechanism == CKM_AES_CMAC ? KeyKind.AES : KeyKind.GENERIC).algorithm));
+        try {
+            token.use(imported, (session, object) -> session.sign(mechanism, null, object, new byte[0]));
+            return imported;
+        } catch (PKCS11Exception e) {
+            throw new InvalidKeyException("The token does not compute the MAC with this key: " + e.getMessage(), e);
+        }
     }
 
     @Override
@@ -119,7 +140,7 @@ final class TokenMac extends MacSpi {
     protected void engineReset() {
         data.clear();
         if (operation != null) {
-            operation.run();
+            operation.abandon();
             operation = null;
         }
     }

@@ -210,11 +210,18 @@ final class TokenObjects {
         others.stream().filter(each -> each != entry).forEach(each -> needed.addAll(Arrays.asList(each.chain)));
         for (int i = 0; i < entry.chain.length; i++) {
             X509Certificate content = entry.chain[i];
-            if (i == 0 || isUnnamed(content) && !needed.contains(content)) {
-                certificates.stream().filter(each -> each.content.equals(content))
-                    .forEach(each -> each.object.destroy());
+            boolean isNeeded = needed.contains(content);
+            if (i == 0 || isUnnamed(content) && !isNeeded) {
+                certificates.stream().filter(each -> each.content.equals(content)
+                    && (!isNeeded || isOwn(each, entry))).forEach(each -> each.object.destroy());
             }
         }
+    }
+
+    /** Returns whether a certificate belongs to an entry, and not to another one with the same certificate. */
+    private static boolean isOwn(Certificate certificate, Entry entry) {
+        return entry.key == null ? certificate.label.equals(entry.label)
+            : Arrays.equals(certificate.id, entry.key.getId());
     }
 
     /** Destroys the key of an entry, and the public keys to it. */

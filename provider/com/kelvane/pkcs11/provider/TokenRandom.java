@@ -10,6 +10,9 @@ import java.security.SecureRandomSpi;
 /** The random number generator of the token. */
 final class TokenRandom extends SecureRandomSpi {
     private static final long serialVersionUID = 1L;
+
+    /** The most that NSS returns at once. */
+    private static final int LONGEST = 1 << 16;
     private final transient Token token;
 
     TokenRandom(Token token) {
@@ -34,7 +37,9 @@ final class TokenRandom extends SecureRandomSpi {
     @Override
     protected void engineNextBytes(byte[] bytes) {
         run((at, session) -> {
-            session.generateRandom(bytes, 0, bytes.length);
+            for (int done = 0; done < bytes.length; done += LONGEST) {
+                session.generateRandom(bytes, done, Math.min(LONGEST, bytes.length - done));
+            }
             return null;
         });
     }

@@ -6,6 +6,7 @@ import com.kelvane.pkcs11.CK_RSA_PKCS_OAEP_PARAMS;
 import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
+import java.math.BigInteger;
 import java.security.AlgorithmParameters;
 import java.security.GeneralSecurityException;
 import java.security.InvalidAlgorithmParameterException;
@@ -54,6 +55,7 @@ final class TokenRsaCipher extends TokenCipher {
             throw new InvalidAlgorithmParameterException("the padding of PKCS #1 has no parameters");
         }
         if (oaep != null && (Hash.forParameter(oaep.getDigestAlgorithm()) == null
+            || !oaep.getMGFAlgorithm().equalsIgnoreCase("MGF1")
             || Hash.ofMask(oaep.getMGFParameters()) == null || !(oaep.getPSource() instanceof PSource.PSpecified))) {
             throw new InvalidAlgorithmParameterException("unsupported parameters of OAEP");
         }
@@ -117,7 +119,8 @@ final class TokenRsaCipher extends TokenCipher {
         if (length != 0 && all.length > length) {
             throw new IllegalBlockSizeException("the data is longer than " + length + " bytes");
         }
-        return crypt(all);
+        // Without its leading zeros the number is the same, but too short for some modules.
+        return crypt(length == 0 ? all : Der.unsigned(new BigInteger(1, all), length));
     }
 
     @Override

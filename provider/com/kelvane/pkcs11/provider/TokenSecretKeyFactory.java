@@ -6,6 +6,7 @@ import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.pkcs11.Template;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import java.security.InvalidKeyException;
+import java.security.Key;
 import java.security.spec.InvalidKeySpecException;
 import java.security.spec.KeySpec;
 import javax.crypto.SecretKey;
@@ -59,7 +60,7 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
      *
      * @throws InvalidKeyException if the key has no value, or the token refuses it
      */
-    static TokenSecretKey imported(Token token, SecretKey key, TokenKeySpec keySpec) throws InvalidKeyException {
+    static TokenSecretKey imported(Token token, Key key, TokenKeySpec keySpec) throws InvalidKeyException {
         TokenKeySpec identified = keySpec.identified();
         Template template = template(token, key, identified);
         try {
@@ -70,11 +71,12 @@ final class TokenSecretKeyFactory extends SecretKeyFactorySpi {
     }
 
     /** Returns the attributes with which a secret key of software is created on the token. */
-    static Template template(Token token, SecretKey key, TokenKeySpec keySpec) throws InvalidKeyException {
-        KeyKind kind = KeyKind.ofSecret(key.getAlgorithm());
-        byte[] value = key.getEncoded();
-        if (kind == null || value == null) {
-            throw new InvalidKeyException("not a secret key that can be imported: " + key.getAlgorithm());
+    static Template template(Token token, Key key, TokenKeySpec keySpec) throws InvalidKeyException {
+        KeyKind kind = key instanceof SecretKey ? KeyKind.ofSecret(key.getAlgorithm()) : null;
+        byte[] value = kind == null ? null : key.getEncoded();
+        if (value == null) {
+            throw new InvalidKeyException("not a secret key that can be imported: "
+                + (key == null ? "null" : key.getAlgorithm()));
         }
         return kind.created(token, keySpec).and(CKA_VALUE, value);
     }

@@ -88,6 +88,9 @@ final class TokenSignature extends SignatureSpi {
     private MessageDigest digest;
     private final Buffer data = new Buffer();
 
+    /** Whether there is data to be signed. */
+    private boolean begun;
+
     TokenSignature(Token token, Scheme scheme, String jdkName, Hash named) {
         this.token = token;
         this.scheme = scheme;
@@ -101,18 +104,24 @@ final class TokenSignature extends SignatureSpi {
 
     @Override
     protected void engineInitSign(PrivateKey newKey) throws InvalidKeyException {
-        verifier = null;
-        data.clear();
-        key = Keys.privateKey(token, newKey, scheme.kind);
-        choose();
+        reset();
+        choose(Keys.privateKey(token, newKey, scheme.kind));
     }
 
-    /** Chooses who hashes. */
-    private void choose() throws InvalidKeyException {
+    /** Ends the use of the key, so that none is used after an initialisation that fails. */
+    private void reset() {
+        key = null;
+        verifier = null;
+        data.clear();
+        begun = false;
+    }
+
+    /** Chooses who hashes the data to be signed with a key. */
+    private void choose(TokenPrivateKey newKey) throws InvalidKeyException {
         hash = parameters == null ? named : Hash.forParameter(parameters.getDigestAlgorithm());
         int hashing = scheme.hashing(hash);
-        hashedByToken = !isUsable(scheme.mechanism);
-        if (hashedByToken && !(hashing != 0 && isUsable(hashing))) {
+        hashedByToken = !isUsable(newKey, scheme.mechanism);
+        if (hashedByToken && !(hashing != 0 && isUsable(newKey, hashing))) {
             throw new InvalidKeyException("the token or the key does not allow " + nameOf("CKM_", scheme.mechanism));
         }
         try {
@@ -126,21 +135,26 @@ final class TokenSignature extends SignatureSpi {
         } catch (NoSuchAlgorithmException e) {
             throw new InvalidKeyException(e);
         }
+        key = newKey;
     }
 
-    private boolean isUsable(int mechanism) {
-        return token.can(mechanism, CKF_SIGN) && key.allows(mechanism);
+    private boolean isUsable(TokenPrivateKey newKey, int mechanism) {
+        return token.can(mechanism, CKF_SIGN) && newKey.allows(mechanism);
     }
 
     @Override
     protected void engineInitVerify(PublicKey publicKey) throws InvalidKeyException {
-        key = null;
+        reset();
+        if (publicKey == null) { // which the JDK would offer to all providers, this one included
+            throw new InvalidKeyException("a public key is needed, not null");
+        }
         try {
-            verifier = Signature.getInstance(jdkName);
+            Signature software = Signature.getInstance(jdkName);
             if (parameters != null) {
-                verifier.setParameter(parameters);
+                software.setParameter(parameters);
             }
-            verifier.initVerify(publicKey);
+            software.initVerify(publicKey);
+            verifier = software;
         } catch (NoSuchAlgorithmException | InvalidAlgorithmParameterException e) {
             throw new InvalidKeyException(e);
         }
@@ -155,7 +169,10 @@ final class TokenSignature extends SignatureSpi {
     protected void engineUpdate(byte[] input, int offset, int length) throws SignatureException {
         if (verifier != null) {
             verifier.update(input, offset, length);
-        } else if (digest != null) {
+            return;
+        }
+        begun |= length > 0;
+        if (digest != null) {
             digest.update(input, offset, length);
         } else {
             data.add(input, offset, length);
@@ -164,11 +181,12 @@ final class TokenSignature extends SignatureSpi {
 
     @Override
     protected byte[] engineSign() throws SignatureException {
-        if (scheme == Scheme.PSS && parameters == null) {
-            throw new SignatureException("RSASSA-PSS needs parameters");
+        if (key == null || scheme == Scheme.PSS && parameters == null) {
+            throw new SignatureException(key == null ? "The initialisation has failed" : "RSASSA-PSS needs parameters");
         }
         byte[] input = digest == null ? data.all() : prepared(digest.digest());
         data.clear();
+        begun = false;
         try {
             byte[] prepared = digest == null && !hashedByToken ? prepared(input) : input;
             int mechanism = hashedByToken ? scheme.hashing(hash) : scheme.mechanism;
@@ -222,6 +240,9 @@ final class TokenSignature extends SignatureSpi {
 
     @Override
     protected boolean engineVerify(byte[] signature) throws SignatureException {
+        if (verifier == null) {
+            throw new SignatureException("The initialisation has failed");
+        }
         return verifier.verify(signature);
     }
 
@@ -241,17 +262,20 @@ final class TokenSignature extends SignatureSpi {
         if (given == null || named != null && given != named) {
             throw new InvalidAlgorithmParameterException("unsupported hash " + pss.getDigestAlgorithm());
         }
-        if (Hash.ofMask(pss.getMGFParameters()) == null) {
+        if (!pss.getMGFAlgorithm().equalsIgnoreCase("MGF1") || Hash.ofMask(pss.getMGFParameters()) == null) {
             throw new InvalidAlgorithmParameterException("unsupported mask generation function "
                 + pss.getMGFAlgorithm());
         }
         if (pss.getTrailerField() != 1) {
             throw new InvalidAlgorithmParameterException("the trailer field is 1, not " + pss.getTrailerField());
         }
+        if (begun) {
+            throw new ProviderException("The parameters cannot change after the first data");
+        }
         parameters = pss;
         try {
             if (key != null) {
-                choose();
+                choose(key);
             } else if (verifier != null) {
                 verifier.setParameter(pss);
             }

@@ -104,6 +104,17 @@ class KeyStoreTest {
         assertEquals(before, new TreeSet<>(Collections.list(store.aliases())));
     }
 
+    @Test
+    void entriesWithOneCertificateAreIndependent() throws Exception {
+        KeyPair pair = pair("EC", null);
+        Certificate[] chain = {certificate("CN=own", pair.getPublic(), "CN=own", pair.getPrivate())};
+        store.setKeyEntry("first", pair.getPrivate(), null, chain);
+        store.setKeyEntry("second", pair.getPrivate(), null, chain);
+        store.deleteEntry("first");
+        assertArrayEquals(chain, store.getCertificateChain("second"));
+        store.deleteEntry("second");
+    }
+
     /** Labels that repeat or are missing still lead to one alias for each entry, the same at each load. */
     @Test
     @Tag("any")

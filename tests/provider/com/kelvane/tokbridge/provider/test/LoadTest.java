@@ -92,6 +92,25 @@ class LoadTest {
         }
     }
 
+    /** A cipher that is used again and again keeps nothing of what it has done. */
+    @Test
+    void usedCiphersDoNotGrow() throws Exception {
+        Cipher cipher = Cipher.getInstance("AES/CBC/NoPadding", PROVIDER);
+        cipher.init(Cipher.ENCRYPT_MODE, KeyGenerator.getInstance("AES", PROVIDER).generateKey());
+        Runtime machine = Runtime.getRuntime();
+        long[] used = new long[2];
+        for (int round = 0; round < 2; round++) {
+            for (int i = 0; i < 50_000; i++) {
+                cipher.update(new byte[16]);
+                cipher.doFinal();
+            }
+            System.gc();
+            used[round] = machine.totalMemory() - machine.freeMemory();
+        }
+        assertTrue(used[1] < used[0] + 50_000 * 20, Arrays.toString(used));
+        cipher.doFinal();
+    }
+
     /** Session keys that nobody refers to leave the token. */
     @Test
     void droppedKeysLeaveTheToken() throws Exception {

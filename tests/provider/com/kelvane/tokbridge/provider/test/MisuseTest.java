@@ -30,16 +30,16 @@ class MisuseTest {
             ? KeyGenerator.getInstance("AES", PROVIDER).generateKey() : null;
     }
 
-    private static Cipher decrypting(String algorithm) throws Exception {
+    private static Cipher start(int mode, String algorithm) throws Exception {
         Cipher cipher = Cipher.getInstance(algorithm, PROVIDER);
-        cipher.init(Cipher.DECRYPT_MODE, key, algorithm.contains("GCM") ? new GCMParameterSpec(128, IV)
+        cipher.init(mode, key, algorithm.contains("GCM") ? new GCMParameterSpec(128, IV)
             : algorithm.contains("ECB") ? null : new IvParameterSpec(IV));
         return cipher;
     }
 
     private static void check(Class<? extends Exception> expected, String algorithm, Misuse misuse) throws Exception {
         if (has("Cipher", algorithm)) {
-            Cipher cipher = decrypting(algorithm);
+            Cipher cipher = start(Cipher.DECRYPT_MODE, algorithm);
             assertThrows(expected, () -> misuse.of(cipher), algorithm);
             Cipher valid = Cipher.getInstance("AES/CBC/PKCS5Padding", PROVIDER);
             valid.init(Cipher.ENCRYPT_MODE, key);
@@ -115,9 +115,38 @@ class MisuseTest {
                 check(InvalidKeyException.class, cbc, cipher -> unwrapping.unwrap(zeros, "AES", Cipher.SECRET_KEY));
             }
         }
+        for (Key other : new Key[] {null, ServicesTest.pair("RSA").getPublic()}) {
+            check(InvalidKeyException.class, cbc, cipher -> {
+                cipher.init(Cipher.WRAP_MODE, key, new IvParameterSpec(IV));
+                cipher.wrap(other);
+            });
+        }
         SecretKey destroyed = KeyGenerator.getInstance("AES", PROVIDER).generateKey();
         destroyed.destroy();
         check(InvalidKeyException.class, cbc, cipher -> cipher.init(Cipher.ENCRYPT_MODE, destroyed));
+    }
+
+    /** A doFinal whose output buffer is too small changes nothing for other data. */
+    @Test
+    void shortOutputsChangeNothing() throws Exception {
+        assumeTrue(key != null, "the token has no AES keys");
+        for (String algorithm : new String[] {"AES/CBC/NoPadding", "AES/CBC/PKCS5Padding", "AES/CTR/NoPadding",
+            "AES/GCM/NoPadding"}) {
+            if (has("Cipher", algorithm)) {
+                byte[][] plain = {Tokens.random(48), Tokens.random(48)}, hidden = new byte[2][];
+                for (int i = 0; i < 2; i++) {
+                    Cipher encrypting = start(Cipher.ENCRYPT_MODE, algorithm);
+                    byte[] out = new byte[encrypting.getOutputSize(48)];
+                    int length = encrypting.update(plain[i], 0, 16, out);
+                    assertThrows(ShortBufferException.class, () -> encrypting.doFinal(IV, 0, 16, new byte[15]));
+                    hidden[i] = Arrays.copyOf(out, length + encrypting.doFinal(plain[i], 16, 32, out, length));
+                }
+                Cipher decrypting = start(Cipher.DECRYPT_MODE, algorithm);
+                assertThrows(ShortBufferException.class,
+                    () -> decrypting.doFinal(hidden[0], 0, hidden[0].length, new byte[15]));
+                assertArrayEquals(plain[1], decrypting.doFinal(hidden[1]), algorithm);
+            }
+        }
     }
 
     /** The second of two encryptions has another IV, where the cipher makes it. */
@@ -168,12 +197,24 @@ class MisuseTest {
         assertThrows(SignatureException.class, none::sign);
         none.update(new byte[20]);
         assertEquals(256, none.sign().length);
+        none.initVerify(pair.getPublic());
+        assertThrows(InvalidKeyException.class, () -> none.initSign(null));
+        assertThrows(SignatureException.class, () -> none.verify(new byte[256]));
+        none.initSign(pair.getPrivate());
+        assertThrows(InvalidKeyException.class, () -> none.initVerify((PublicKey) null));
+        assertThrows(SignatureException.class, none::sign);
         if (has("Signature", "RSASSA-PSS")) {
             Signature pss = Signature.getInstance("RSASSA-PSS", PROVIDER);
             pss.initSign(pair.getPrivate());
             assertThrows(SignatureException.class, pss::sign);
-            assertThrows(InvalidAlgorithmParameterException.class, () -> pss.setParameter(
-                new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 2)));
+            for (PSSParameterSpec wrong : new PSSParameterSpec[] {
+                new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 2),
+                new PSSParameterSpec("SHA-256", "MGF2", MGF1ParameterSpec.SHA256, 32, 1)}) {
+                assertThrows(InvalidAlgorithmParameterException.class, () -> pss.setParameter(wrong));
+            }
+            pss.update((byte) 1); // which new parameters would drop
+            assertThrows(ProviderException.class, () -> pss.setParameter(
+                new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1)));
         }
         Cipher rsa = Cipher.getInstance("RSA/ECB/PKCS1Padding", PROVIDER);
         rsa.init(Cipher.DECRYPT_MODE, pair.getPrivate());
@@ -194,10 +235,16 @@ class MisuseTest {
             KeyPairGenerator pairs = KeyPairGenerator.getInstance("RSA", PROVIDER);
             assertThrows(InvalidAlgorithmParameterException.class,
                 () -> pairs.initialize(new ECGenParameterSpec("secp256r1")));
-            assertThrows(InvalidParameterException.class, () -> {
-                KeyPairGenerator.getInstance(has("KeyPairGenerator", "EC") ? "EC" : "RSA", PROVIDER).initialize(99);
-                throw new InvalidParameterException("RSA has no list of sizes");
-            });
+            for (String algorithm : new String[] {"RSA", "EC", "DSA"}) {
+                if (has("KeyPairGenerator", algorithm)) {
+                    assertThrows(InvalidParameterException.class,
+                        () -> KeyPairGenerator.getInstance(algorithm, PROVIDER).initialize(99));
+                }
+            }
+            assertThrows(InvalidKeyException.class, () -> KeyFactory.getInstance("RSA", PROVIDER)
+                .translateKey(KeyPairGenerator.getInstance("EC").generateKeyPair().getPrivate()));
+            assertThrows(InvalidKeyException.class,
+                () -> SecretKeyFactory.getInstance("AES", PROVIDER).translateKey(null));
         }
     }
 }
