@@ -8,10 +8,6 @@ import com.kelvane.pkcs11.PKCS11Uri;
 import com.kelvane.pkcs11.nat.NativePKCS11Session;
 import java.io.IOException;
 import java.nio.ByteBuffer;
-import java.nio.CharBuffer;
-import java.nio.charset.CodingErrorAction;
-import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.security.MessageDigest;
 import java.security.NoSuchAlgorithmException;
 import java.security.ProviderException;
@@ -110,21 +106,10 @@ final class Pins {
         if (configuration.get("pin-source") == null) {
             return configuration.get("pin-value").toCharArray();
         }
-        byte[] file = {};
         try {
-            file = Files.readAllBytes(configuration.pinFile());
-            int end = 0;
-            while (end < file.length && file[end] != '\n' && file[end] != '\r') {
-                end++;
-            }
-            CharBuffer line = StandardCharsets.UTF_8.newDecoder().decode(ByteBuffer.wrap(file, 0, end));
-            char[] pin = Arrays.copyOf(line.array(), line.limit());
-            Arrays.fill(line.array(), '\0');
-            return pin;
+            return PKCS11Uri.readPin(configuration.pinFile());
         } catch (IOException e) {
             throw (LoginException) new LoginException("the file of \"pin-source\" cannot be read: " + e).initCause(e);
-        } finally {
-            Arrays.fill(file, (byte) 0);
         }
     }
 
@@ -233,18 +218,15 @@ final class Pins {
     }
 
     private static ByteBuffer digest(char[] pin) {
-        // With the largest size from the start: a buffer that grows would leave a copy.
-        ByteBuffer encoded = ByteBuffer.allocate(3 * pin.length);
-        StandardCharsets.UTF_8.newEncoder().onMalformedInput(CodingErrorAction.REPLACE)
-            .encode(CharBuffer.wrap(pin), encoded, true);
         try {
             MessageDigest digest = MessageDigest.getInstance("SHA-256");
-            digest.update(encoded.array(), 0, encoded.position());
+            for (char each : pin) {
+                digest.update((byte) (each >> Byte.SIZE));
+                digest.update((byte) each);
+            }
             return ByteBuffer.wrap(digest.digest());
         } catch (NoSuchAlgorithmException e) {
             throw new ProviderException(e); // every JDK has it
-        } finally {
-            Arrays.fill(encoded.array(), (byte) 0);
         }
     }
 

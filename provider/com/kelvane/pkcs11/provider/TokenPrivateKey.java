@@ -99,11 +99,6 @@ class TokenPrivateKey extends TokenKey implements PrivateKey {
         boolean signs() {
             return this == ED25519 || this == ED448;
         }
-
-        boolean isOf(TokenPrivateKey key) {
-            return key instanceof EdwardsPrivateKey
-                && ((EdwardsPrivateKey) key).getParams().getName().equals(parameters.getName());
-        }
     }
 
     /** A private key of RSA. */

@@ -190,7 +190,7 @@ final class TokenSignature extends SignatureSpi {
         try {
             byte[] prepared = digest == null && !hashedByToken ? prepared(input) : input;
             int mechanism = hashedByToken ? scheme.hashing(hash) : scheme.mechanism;
-            byte[] signature = token.use(key, (session, object) -> scheme == Scheme.EDDSA || key.requiresLogin()
+            byte[] signature = token.use(key, (session, object) -> key.requiresLogin()
                 ? sign(session, mechanism, object, prepared) : session.sign(mechanism, parameter(), object, prepared));
             return scheme == Scheme.ECDSA || scheme == Scheme.DSA ? Der.numbers(signature) : signature;
         } catch (InvalidKeyException | PKCS11Exception | ProviderException e) {
@@ -198,13 +198,9 @@ final class TokenSignature extends SignatureSpi {
         }
     }
 
-    /**
-     * Signs in two calls. Between them is the login that the key requires; and the array for an EdDSA signature has
-     * just the length of that, which NSS insists on.
-     */
+    /** Signs in two calls, with the login that the key requires in between. */
     private byte[] sign(NativePKCS11Session session, int mechanism, NativePKCS11Object object, byte[] input) {
-        byte[] signature = new byte[scheme != Scheme.EDDSA ? LONGEST
-            : TokenPrivateKey.Curve.ED448.isOf(key) ? 114 : 64];
+        byte[] signature = new byte[LONGEST];
         session.signInit(mechanism, parameter(), object);
         token.logInFor(key, session);
         return Arrays.copyOf(signature, session.sign(input, 0, input.length, signature, 0));
