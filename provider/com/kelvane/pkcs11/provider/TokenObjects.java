@@ -18,6 +18,7 @@ import java.security.interfaces.RSAKey;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collection;
+import java.util.Comparator;
 import java.util.HashSet;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -104,20 +105,25 @@ final class TokenObjects {
     /** Returns the entries by their aliases. */
     Map<String, Entry> entries() {
         List<Entry> entries = new ArrayList<>();
+        Set<Certificate> own = new HashSet<>();
         Set<X509Certificate> used = new HashSet<>();
         for (NativePKCS11Object each : keys(CKO_PRIVATE_KEY)) {
-            Entry entry = privateKey(each);
+            Entry entry = privateKey(each, own);
             entries.add(entry);
-            Arrays.stream(entry.chain).limit(1).forEach(used::add);
-            Arrays.stream(entry.chain).filter(this::isUnnamed).forEach(used::add);
+            used.addAll(Arrays.asList(entry.chain));
         }
         for (NativePKCS11Object each : keys(CKO_SECRET_KEY)) {
             PKCS11Attributes read = each.readAttributes(TokenSecretKey.ATTRIBUTES);
             TokenKey key = new TokenSecretKey(token, KeyKind.algorithm(read.getInteger(CKA_KEY_TYPE)), at, each, read);
             entries.add(new Entry(key, NO_CHAIN, key.getLabel()));
         }
+        Set<List<Object>> labelled = new HashSet<>();
+        own.forEach(each -> labelled.add(List.of(each.content, each.label)));
+        // Each label of a certificate is an entry; without any label it is one, unless a chain has it.
+        certificates.sort(Comparator.comparing(each -> each.label.isEmpty()));
         for (Certificate each : certificates) {
-            if (used.add(each.content)) {
+            boolean isNew = used.add(each.content);
+            if (each.label.isEmpty() ? isNew : labelled.add(List.of(each.content, each.label))) {
                 entries.add(new Entry(null, new X509Certificate[] {each.content}, each.label));
             }
         }
@@ -132,7 +138,8 @@ final class TokenObjects {
         return certificates.stream().noneMatch(each -> each.content.equals(content) && !each.label.isEmpty());
     }
 
-    private Entry privateKey(NativePKCS11Object object) {
+    /** Returns the entry of a private key, and adds its certificate to those of other keys. */
+    private Entry privateKey(NativePKCS11Object object, Set<Certificate> others) {
         PKCS11Attributes read = object.readAttributes(CKA_ID, CKA_LABEL, CKA_MODULUS);
         byte[] id = read.getBytes(CKA_ID);
         boolean hasId = id != null && id.length > 0;
@@ -143,6 +150,9 @@ final class TokenObjects {
                 read.getBigInteger(CKA_MODULUS), publicKeys)).findFirst().orElse(null));
         PublicKey publicKey = own != null ? own.content.getPublicKey()
             : publicKeys.isEmpty() ? null : publicKeys.get(0);
+        if (own != null) {
+            others.add(own);
+        }
         TokenKey key = TokenPrivateKey.of(token, at, object, publicKey);
         String label = !key.getLabel().isEmpty() ? key.getLabel() : own == null ? "" : own.label;
         return new Entry(key, own == null ? NO_CHAIN : chain(own.content), label);

@@ -106,13 +106,20 @@ class KeyStoreTest {
 
     @Test
     void entriesWithOneCertificateAreIndependent() throws Exception {
+        Set<String> before = Set.copyOf(Collections.list(store.aliases()));
         KeyPair pair = pair("EC", null);
         Certificate[] chain = {certificate("CN=own", pair.getPublic(), "CN=own", pair.getPrivate())};
         store.setKeyEntry("first", pair.getPrivate(), null, chain);
         store.setKeyEntry("second", pair.getPrivate(), null, chain);
         store.deleteEntry("first");
         assertArrayEquals(chain, store.getCertificateChain("second"));
+        store.setCertificateEntry("trusted", chain[0]);
+        store.setCertificateEntry("twice", chain[0]);
         store.deleteEntry("second");
+        store.deleteEntry("twice");
+        assertTrue(store.isCertificateEntry("trusted") && !store.containsAlias("twice"));
+        store.deleteEntry("trusted");
+        assertEquals(before, Set.copyOf(Collections.list(store.aliases())));
     }
 
     /** Labels that repeat or are missing still lead to one alias for each entry, the same at each load. */
