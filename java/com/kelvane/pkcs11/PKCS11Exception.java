@@ -61,6 +61,7 @@ public class PKCS11Exception extends RuntimeException {
      * @param failure the exception
      * @param call the call, the end of the message; one with a text and no code keeps its text as it is
      */
+    @SuppressWarnings("this-escape") // to the method that sets the stack trace
     public PKCS11Exception(PKCS11Exception failure, String call) {
         super(failure.hasCode ? null : failure.getMessage());
         code = failure.code;
