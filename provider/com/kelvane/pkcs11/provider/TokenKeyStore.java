@@ -157,6 +157,15 @@ final class TokenKeyStore extends KeyStoreSpi {
         return entry != null && entry.key == null;
     }
 
+    /** The inherited method takes every key without a certificate for a secret one. */
+    @Override
+    public boolean engineEntryInstanceOf(String alias, Class<? extends KeyStore.Entry> entryClass) {
+        Entry entry = entries.get(alias);
+        return entry != null && entryClass == (entry.key == null ? KeyStore.TrustedCertificateEntry.class
+            : entry.key instanceof SecretKey ? KeyStore.SecretKeyEntry.class
+            : entry.chain.length > 0 ? KeyStore.PrivateKeyEntry.class : null);
+    }
+
     @Override
     public String engineGetCertificateAlias(Certificate certificate) {
         return entries.entrySet().stream().filter(each -> each.getValue().chain.length > 0

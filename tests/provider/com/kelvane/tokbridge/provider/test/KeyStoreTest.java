@@ -161,6 +161,7 @@ class KeyStoreTest {
         store.load(null, PIN.toCharArray());
         assertTrue(store.isKeyEntry("bare") && store.getCertificateChain("bare") == null);
         assertThrows(UnrecoverableEntryException.class, () -> store.getEntry("bare", null));
+        assertFalse(store.entryInstanceOf("bare", KeyStore.SecretKeyEntry.class));
         X509Certificate certificate = certificate("CN=bare", pair.getPublic(), "CN=bare", pair.getPrivate());
         store.setCertificateEntry("elsewhere", certificate);
         assertEquals(certificate, store.getCertificate("bare"));
