@@ -85,7 +85,7 @@ find_jdk() {
 setup() {
     jdk_package=
     find_jdk || jdk_package=default-jdk-headless
-    packages g++ cmake ninja-build p11-kit p11-kit-modules softhsm2 junit5 libpicocli-java libbcpkix-java curl \
+    packages g++ cmake ninja-build p11-kit p11-kit-modules softhsm2 junit5 libpicocli-java libbcpkix-java curl bsdutils \
         ${jdk_package:+"$jdk_package"}
     find_jdk || fail "no JDK of 17 or later was found: install one, or set JAVA_HOME"
 }

@@ -138,7 +138,9 @@ void meddle(std::size_t kept)
     if (object.isNew || !object.text.empty())
         return; // the library's own, which Java has not seen yet
     if (!object.fields.empty()) {
-        auto field = std::next(object.fields.begin(), static_cast<std::ptrdiff_t>(input.below(object.fields.size())));
+        auto field = object.fields.begin();
+        for (std::size_t before = input.below(object.fields.size()); before > 0; --before)
+            ++field;
         field->second = fake.missingField(object, field->first);
     } else if (!object.elements.empty()) {
         bool isAny = object.type == "[Ljava/lang/Object;";

@@ -219,8 +219,10 @@ class MisuseTest {
         Cipher rsa = Cipher.getInstance("RSA/ECB/PKCS1Padding", PROVIDER);
         rsa.init(Cipher.DECRYPT_MODE, pair.getPrivate());
         assertThrows(IllegalBlockSizeException.class, () -> rsa.doFinal(new byte[257]));
-        if (!IS_NSS) { // which returns random data for wrong padding, so that nobody learns of it
-            assertThrows(BadPaddingException.class, () -> rsa.doFinal(new byte[256]));
+        try {
+            rsa.doFinal(new byte[256]); // many modules return random data for wrong padding, to keep it secret
+        } catch (BadPaddingException e) {
+            // The others report it.
         }
         assertThrows(InvalidKeyException.class, () -> rsa.init(Cipher.ENCRYPT_MODE, pair.getPrivate()));
         if (has("Signature", "SHA256withECDSA")) {
