@@ -21,7 +21,7 @@ final class LegacyRows {
     public static void main(String[] arguments) {
         domain(CKM_DSA_PARAMETER_GEN);
         domain(CKM_DH_PKCS_PARAMETER_GEN);
-        hash("MD2", "MD2", 16);
+        hash("MD2");
         blockCipher("SEED", SEED, 16);
         row(Use.CIPHER, CKM_DES_OFB64, DES, IV8).as(cipher("DES/OFB/NoPadding", JDK_IV8));
         row(Use.CIPHER, CKM_DES_CFB64, DES, IV8).as(cipher("DES/CFB64/NoPadding", JDK_IV8));
@@ -42,7 +42,7 @@ final class LegacyRows {
     }
 
     private static void domain(int mechanism) {
-        row(new Use("new domain", CKF_GENERATE, 0, 0, true, attempt -> {
+        row(new Use("new domain", CKF_GENERATE, 0, 0, attempt -> {
             int bits = Math.max(512, attempt.session.getSlot().getMechanismInfo(mechanism).getMinKeySize());
             PKCS11Object domain = attempt.token.create(place -> attempt.session.generateKey(mechanism, null,
                 Template.of(CKA_PRIME_BITS, bits).and(place)));

@@ -32,14 +32,12 @@ final class Check implements Callable<Integer> {
                 .put("java", System.getProperty("java.vendor") + " " + System.getProperty("java.runtime.version"))
                 .put("system", System.getProperty("os.name") + " " + System.getProperty("os.version") + " "
                     + System.getProperty("os.arch")).put("module", login.module());
-            Descriptions.token(Descriptions.library(about, library.getInfo()).put("slot", Descriptions.number(slot)),
-                slot.getTokenInfo());
+            Info.token(Info.library(about, library).put("slot", Info.number(slot)), slot.getTokenInfo());
             output.list(about);
             output.json(about);
             output.text("");
             try (Token token = login.open(slot, write)) {
-                return new CheckReport(output, token,
-                    new Examination(token, login.uri(PKCS11Uri::objects))).run();
+                return new Examination(output, token, login.uri(PKCS11Uri::objects)).run();
             }
         }
     }

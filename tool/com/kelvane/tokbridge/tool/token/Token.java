@@ -103,38 +103,34 @@ public final class Token implements AutoCloseable {
             || (mechanisms.get(mechanism).getFlags() & ~CKF_HW) == 0);
     }
 
-    /** Creates an object as {@link #createAll} does. */
-    public NativePKCS11Object create(Function<Object[], NativePKCS11Object> creation) {
-        return createAll(place -> List.of(creation.apply(place))).get(0);
-    }
-
     /**
-     * Creates objects for the session, or on the token if it keeps such objects there only.
+     * Creates an object or a key pair for the session, or on the token if it keeps such objects there only.
      *
-     * @param creation creates them, with these attributes besides its own
+     * @param creation creates it, with these attributes besides its own
      */
-    public synchronized List<NativePKCS11Object> createAll(Function<Object[], List<NativePKCS11Object>> creation) {
+    public synchronized <T> T create(Function<Object[], T> creation) {
         try {
-            return createAll(false, creation);
+            return create(false, creation);
         } catch (PKCS11Exception e) {
             try {
-                return createAll(true, creation);
+                return create(true, creation);
             } catch (PKCS11Exception again) {
                 throw e; // the first failure is the one that matters
             }
         }
     }
 
-    /** Creates objects for the session or on the token. */
-    public synchronized List<NativePKCS11Object> createAll(boolean onToken,
-        Function<Object[], List<NativePKCS11Object>> creation) {
+    /** Creates an object or a key pair for the session or on the token. */
+    public synchronized <T> T create(boolean onToken, Function<Object[], T> creation) {
         if (ended) {
             throw new IllegalStateException("the program ends");
         }
-        List<NativePKCS11Object> objects = creation.apply(onToken
-            ? new Object[] {CKA_TOKEN, true, CKA_LABEL, label} : new Object[] {CKA_TOKEN, false});
-        created.addAll(objects);
-        return objects;
+        T result = creation.apply(onToken ? new Object[] {CKA_TOKEN, true, CKA_LABEL, label}
+            : new Object[] {CKA_TOKEN, false});
+        NativePKCS11KeyPair pair = result instanceof NativePKCS11KeyPair ? (NativePKCS11KeyPair) result : null;
+        created.addAll(pair != null ? List.of(pair.getPrivate(), pair.getPublic())
+            : List.of((NativePKCS11Object) result));
+        return result;
     }
 
     /** Destroys those of the objects that were created here. */

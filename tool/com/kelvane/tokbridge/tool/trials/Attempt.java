@@ -121,7 +121,7 @@ final class Attempt implements AutoCloseable {
         Boolean byJdk = operation.verification == null || key.jdkKey == null ? null
             : ifThere(() -> operation.verification.of((PublicKey) key.jdkKey, MESSAGE, signature));
         require(byJdk == null || byJdk, "the JDK does not verify it");
-        boolean byToken = (byJdk == null || key.isOwn) && verify(signature);
+        boolean byToken = (byJdk == null || key.isOwn()) && verify(signature);
         if (byJdk == null && !byToken) {
             throw new Verdict(NOT_TRIED, "it signs, but neither the JDK nor the token can verify it");
         }

@@ -18,8 +18,8 @@ final class Operations {
 
     /** Operations on objects that stay on the token. */
     static final List<Operation> OBJECTS = List.of(
-        new Operation(new Use("data object", 0, 0, 0, true, TokenObjects::dataObject), Operation.NONE, null, null),
-        new Operation(new Use("secret key", 0, 0, 0, true, TokenObjects::secretKey), Operation.NONE, null, null));
+        new Operation(new Use("data object", 0, 0, 0, TokenObjects::dataObject), Operation.NONE, null, null),
+        new Operation(new Use("secret key", 0, 0, 0, TokenObjects::secretKey), Operation.NONE, null, null));
 
     /** The message that is digested, signed and encrypted. */
     static final byte[] MESSAGE = "A message that tokbridge signs, hides and shows to see if a key works."
@@ -54,19 +54,10 @@ final class Operations {
         for (KeyKind kind : KeyKind.values()) {
             row(kind.isPair() ? Use.PAIR : Use.KEY, kind.generation, kind, null);
         }
-        hash("SHA256", "SHA-256", 32);
-        hash("SHA1", "SHA-1", 20);
-        hash("SHA224", "SHA-224", 28);
-        hash("SHA384", "SHA-384", 48);
-        hash("SHA512", "SHA-512", 64);
-        hash("SHA512_224", "SHA-512/224", 28);
-        hash("SHA512_256", "SHA-512/256", 32);
-        hash("SHA3_224", "SHA3-224", 28);
-        hash("SHA3_256", "SHA3-256", 32);
-        hash("SHA3_384", "SHA3-384", 48);
-        hash("SHA3_512", "SHA3-512", 64);
-        hash("MD5", "MD5", 16);
-        hash("RIPEMD160", "RIPEMD160", 20);
+        for (String name : List.of("SHA256", "SHA1", "SHA224", "SHA384", "SHA512", "SHA512_224", "SHA512_256", "SHA3_224",
+            "SHA3_256", "SHA3_384", "SHA3_512", "MD5", "RIPEMD160")) {
+            hash(name);
+        }
 
         blockCipher("AES", AES, 16);
         row(Use.CIPHER, CKM_AES_CTR, AES, new CK_AES_CTR_PARAMS(128, IV)).as(cipher("AES/CTR/NoPadding", iv(16)));
@@ -160,10 +151,12 @@ final class Operations {
         row(Use.STREAM, mechanism, kind, parameter).as(counterpart);
     }
 
-    /** Adds the rows of a hash function, by the standard's name and the JDK's, with the length of a digest in bytes. */
-    static void hash(String name, String algorithm, int bytes) {
-        String own = name.equals("SHA1") ? "SHA_1" : name;
-        String joined = algorithm.startsWith("SHA-") ? "SHA" + algorithm.substring(4) : algorithm;
+    /** Adds the rows of a hash function with the standard's name; the JDK's are "SHA3-256", "SHA-512/256", "MD5". */
+    static void hash(String name) {
+        String algorithm = name.startsWith("SHA3_") ? name.replace('_', '-')
+            : name.replace("SHA", "SHA-").replace('_', '/');
+        String own = name.equals("SHA1") ? "SHA_1" : name, joined = algorithm.replaceFirst("^SHA-", "SHA");
+        int saltLength = name.equals("SHA1") ? 20 : Integer.parseInt(name.replaceAll(".*\\D", "")) / 8;
         int digest = number("CKM_", own);
         row(Use.DIGEST, digest, null, null).as((key, data) -> digest(algorithm, data));
         row(Use.MAC, number("CKM_", own, "_HMAC"), GENERIC, null).as((key, data) -> hmac("Hmac" + joined, key, data));
@@ -171,7 +164,7 @@ final class Operations {
             .as((key, data) -> hmac("Hmac" + joined, key, data));
         signature(number("CKM_", name, "_RSA_PKCS"), RSA, null, Jdk.signature(joined + "withRSA", null));
         signature(number("CKM_", name, "_RSA_PKCS_PSS"), RSA, new CK_RSA_PKCS_PSS_PARAMS(digest,
-            number("CKG_MGF1_", name), bytes), pss(algorithm, bytes));
+            number("CKG_MGF1_", name), saltLength), pss(algorithm, saltLength));
         signature(number("CKM_ECDSA_", name), EC, null, Jdk.signature(joined + "withECDSAinP1363Format", null));
         signature(number("CKM_DSA_", name), DSA, null, Jdk.signature(joined + "withDSAinP1363Format", null));
         row(Use.DERIVATION, number("CKM_", name, "_KEY_DERIVATION"), GENERIC, null)

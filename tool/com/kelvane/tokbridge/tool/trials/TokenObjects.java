@@ -60,8 +60,7 @@ final class TokenObjects {
         throws Verdict {
         NativePKCS11Object object;
         try {
-            object = a.token.createAll(true, place -> List.of(a.session.createObject(template.and(added).and(place))))
-                .get(0);
+            object = a.token.create(true, place -> a.session.createObject(template.and(added).and(place)));
         } catch (PKCS11Exception e) { // nothing else reveals which objects a token imports
             throw new Verdict(e);
         }
