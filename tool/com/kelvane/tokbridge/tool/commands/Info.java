@@ -7,51 +7,42 @@ import com.kelvane.pkcs11.nat.*;
 import com.kelvane.tokbridge.tool.reports.*;
 import com.kelvane.tokbridge.tool.token.*;
 import java.util.*;
-import java.util.concurrent.Callable;
 import java.util.stream.*;
-import picocli.CommandLine.*;
+import picocli.CommandLine.Command;
 
 /** The command info: describes a module, its slots, their tokens and mechanisms. */
 @Command(name = "info", mixinStandardHelpOptions = true, sortOptions = false, description = "Describes a module: the "
     + "library and its slots; a token that is named, or the only one, with its mechanisms. No session is opened, no "
     + "user logged in, nothing changed.")
-final class Info implements Callable<Integer> {
+final class Info extends Target {
     /** The uses of mechanisms in the order of their flags, from {@code CKF_ENCRYPT} on; some are not shown. */
     private static final List<String> USES = List.of("encrypt", "decrypt", "digest", "sign", "", "verify", "",
         "generate", "generate pair", "wrap", "unwrap", "derive");
 
-    @Mixin
-    private Target target;
-
-    @Mixin
-    private Output output;
-
     @Override
-    public Integer call() throws Exception {
-        try (NativePKCS11 library = target.open()) {
-            Row about = library(new Row().put("tool", Main.Version.text()).put("module", target.module()), library);
-            interfaces(about, library);
-            output.list(about);
-            List<PKCS11Slot> slots = List.of(
-                Failure.in("the slots cannot be listed", () -> library.getSlotList(false)));
-            List<Row> rows = slots.stream().map(Info::slot).collect(Collectors.toList());
-            about.json.put("slots", rows);
+    int run(NativePKCS11 library) throws Exception {
+        Row about = library(new Row().put("tool", Main.Version.text()).put("module", module()), library);
+        interfaces(about, library);
+        output.list(about);
+        List<PKCS11Slot> slots = List.of(
+            Failure.in("the slots cannot be listed", () -> library.getSlotList(false)));
+        List<Row> rows = slots.stream().map(Info::row).collect(Collectors.toList());
+        about.json.put("slots", rows);
+        output.text("");
+        if (!rows.isEmpty()) {
+            output.table(rows);
             output.text("");
-            if (!rows.isEmpty()) {
-                output.table(rows);
-                output.text("");
-            }
-            List<PKCS11Slot> withToken = slots.stream().filter(slot -> rows.get(slots.indexOf(slot)).json
-                .containsKey("uri")).collect(Collectors.toList());
-            if (target.namesToken() || withToken.size() == 1) {
-                about.json.put("token", describe(target.namesToken() ? target.slot(library) : withToken.get(0)));
-            } else {
-                output.sentence(withToken.isEmpty() ? "No slot has a token."
-                    : "Name a token with --token or --slot for its details.");
-            }
-            output.json(about);
-            return rows.stream().anyMatch(row -> row.json.containsKey("code")) ? Failure.FAILED : Failure.DONE;
         }
+        List<PKCS11Slot> withToken = slots.stream().filter(slot -> rows.get(slots.indexOf(slot)).json
+            .containsKey("uri")).collect(Collectors.toList());
+        if (namesToken() || withToken.size() == 1) {
+            about.json.put("token", describe(namesToken() ? slot(library) : withToken.get(0)));
+        } else {
+            output.sentence(withToken.isEmpty() ? "No slot has a token."
+                : "Name a token with --token or --slot for its details.");
+        }
+        output.json(about);
+        return rows.stream().anyMatch(row -> row.json.containsKey("code")) ? Failure.FAILED : Failure.DONE;
     }
 
     /** Adds the information about a module. */
@@ -84,7 +75,7 @@ final class Info implements Callable<Integer> {
     }
 
     /** Returns a slot in a line of a list; only one with a token has a URI, and one that cannot be read has a code. */
-    private static Row slot(PKCS11Slot slot) {
+    private static Row row(PKCS11Slot slot) {
         Row row = new Row().put("slot", number(slot)).put("token", null).put("model", null).put("serialNumber", null);
         try {
             if (!slot.getInfo().isTokenPresent()) {

@@ -10,7 +10,6 @@ import java.security.GeneralSecurityException;
 import java.security.cert.*;
 import java.time.*;
 import java.util.*;
-import java.util.concurrent.Callable;
 import java.util.stream.Collectors;
 import picocli.CommandLine.*;
 
@@ -18,7 +17,7 @@ import picocli.CommandLine.*;
 @Command(name = "objects", mixinStandardHelpOptions = true, sortOptions = false, description = "Lists the objects on a "
     + "token: class, key type and size, label, id, uses and dates; certificates with their names and dates, and "
     + "whether their key is present. Secret values are never read. Private objects are visible after a login only.")
-final class ListObjects implements Callable<Integer> {
+final class ListObjects extends Login {
     private static final int[] USES = {CKA_ENCRYPT, CKA_DECRYPT, CKA_SIGN, CKA_VERIFY, CKA_WRAP, CKA_UNWRAP,
         CKA_DERIVE};
 
@@ -27,33 +26,27 @@ final class ListObjects implements Callable<Integer> {
         "06052b81040023", "P-521", "06052b8104000a", "secp256k1", "06032b6570", "Ed25519", "06032b6571", "Ed448",
         "06032b656e", "X25519", "06032b656f", "X448");
 
-    @Mixin
-    private Login login;
-
     @Option(names = "--pem", description = "Print the certificates and public keys as PEM instead.")
     private boolean pem;
 
-    @Mixin
-    private Output output;
-
     /** The token's URI, and the ids of the private keys on it. */
-    private PKCS11Uri uri;
+    private PKCS11Uri tokenUri;
     private Set<String> privateKeys;
 
     @Override
-    public Integer call() throws Exception {
+    int run(NativePKCS11 library) throws Exception {
         if (pem && output.isJson()) {
             throw new Failure(Failure.USAGE, "--pem and --json contradict each other", null, "use one of them");
         }
-        try (NativePKCS11 library = login.open(); Token token = login.open(login.slot(library), false)) {
-            List<NativePKCS11Object> objects = token.session.findObjects(login.uri(PKCS11Uri::objects));
+        try (Token token = open(slot(library), false)) {
+            List<NativePKCS11Object> objects = token.session.findObjects(uri(PKCS11Uri::objects));
             return pem ? printPem(objects) : list(token, objects);
         }
     }
 
     private int list(Token token, List<NativePKCS11Object> objects) throws Exception {
         List<Row> rows = Output.withProgress("Reading the objects", () -> {
-            uri = PKCS11Uri.of(token.info());
+            tokenUri = PKCS11Uri.of(token.info());
             privateKeys = token.session.findObjects(Template.of(CKA_CLASS, CKO_PRIVATE_KEY)).stream()
                 .map(key -> String.valueOf(Token.hex(key.readAttributes(CKA_ID).getBytes(CKA_ID))))
                 .collect(Collectors.toSet());
@@ -104,7 +97,7 @@ final class ListObjects implements Callable<Integer> {
             name(row, "type", read.has(CKA_KEY_TYPE) ? "CKK_" : "CKC_",
                 read.getInteger(read.has(CKA_KEY_TYPE) ? CKA_KEY_TYPE : CKA_CERTIFICATE_TYPE));
             row.put("label", read.getString(CKA_LABEL)).put("id", Token.hex(read.getBytes(CKA_ID)))
-                .below("uri", uri.withObject(read));
+                .below("uri", tokenUri.withObject(read));
             return Integer.valueOf(CKO_CERTIFICATE).equals(read.get(CKA_CLASS)) ? certificate(row, token, object)
                 : row.put("size", size(read)).put("from", day(read.getDate(CKA_START_DATE), ZoneId.systemDefault()))
                     .put("to", day(read.getDate(CKA_END_DATE), ZoneId.systemDefault()))

@@ -8,8 +8,8 @@ import com.kelvane.tokbridge.tool.token.*;
 import java.nio.file.Path;
 import picocli.CommandLine.*;
 
-/** The token that the user names, and how to log in to it. */
-final class Login extends Target {
+/** A command that logs the user in. */
+abstract class Login extends Target {
     @Option(names = "--login", description = "Log in. The PIN is entered without echo, unless --pin-file or "
         + "--pin-env names it.")
     private boolean login;
@@ -41,7 +41,7 @@ final class Login extends Target {
     }
 
     /** Opens a session, and logs in if the user wants it. */
-    Token open(PKCS11Slot slot, boolean write) throws Exception {
+    final Token open(PKCS11Slot slot, boolean write) throws Exception {
         Path file = file();
         Token token = new Token(slot, write);
         if (login || file != null || pin.variable != null) {

@@ -9,12 +9,13 @@ import com.kelvane.tokbridge.tool.token.Failure;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.*;
 import java.util.List;
+import java.util.concurrent.Callable;
 import java.util.function.Function;
 import java.util.stream.Collectors;
 import picocli.CommandLine.*;
 
-/** The module and the token that the user names. */
-class Target {
+/** A command with a module and a token, which the user names. */
+abstract class Target implements Callable<Integer> {
     /** A path of 256 bytes would end the process: longer ones than this are not passed on. */
     private static final int LONGEST_PATH = 255;
 
@@ -34,6 +35,19 @@ class Target {
     @Option(names = "--slot", paramLabel = "NUMBER", description = "The token in this slot, as info writes it or in "
         + "decimal, where several have the same label and serial number.")
     private Long slot;
+
+    @Mixin
+    Output output;
+
+    /** Runs the command with a loaded module; returns the exit status. */
+    abstract int run(NativePKCS11 library) throws Exception;
+
+    @Override
+    public final Integer call() throws Exception {
+        try (NativePKCS11 library = open()) {
+            return run(library);
+        }
+    }
 
     /** Reads a part of the URI; without one, of a URI that matches everything. */
     <T> T uri(Function<PKCS11Uri, T> part) {

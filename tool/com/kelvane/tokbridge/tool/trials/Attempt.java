@@ -59,6 +59,10 @@ final class Attempt implements AutoCloseable {
             : ifThere(() -> operation.computation.of(key == null ? null : key.jdkKey, data));
     }
 
+    private byte[] input(byte[] message) throws Exception {
+        return operation.input.of(key.jdkKey, message);
+    }
+
     /** Returns the result of the JDK; null if it lacks the algorithm. */
     private static <T> T ifThere(Callable<T> computation) throws Exception {
         try {
@@ -109,7 +113,7 @@ final class Attempt implements AutoCloseable {
     }
 
     String signature() throws Exception {
-        return verified(session.sign(mechanism, parameter, key.object, operation.input.of(MESSAGE, key)));
+        return verified(session.sign(mechanism, parameter, key.object, input(MESSAGE)));
     }
 
     String stream() throws Exception {
@@ -122,9 +126,7 @@ final class Attempt implements AutoCloseable {
             : ifThere(() -> operation.verification.of((PublicKey) key.jdkKey, MESSAGE, signature));
         require(byJdk == null || byJdk, "the JDK does not verify it");
         boolean byToken = (byJdk == null || key.isOwn()) && verify(signature);
-        if (byJdk == null && !byToken) {
-            throw new Verdict(NOT_TRIED, "it signs, but neither the JDK nor the token can verify it");
-        }
+        requireFirst(byJdk != null || byToken, "it signs, but neither the JDK nor the token can verify it");
         return byJdk == null ? SELF_CONSISTENT : MATCHES_JDK;
     }
 
@@ -133,7 +135,7 @@ final class Attempt implements AutoCloseable {
         if (key.open == null || !isOffered(CKF_VERIFY)) {
             return false;
         }
-        byte[] data = operation.input.of(MESSAGE, key), other = operation.input.of(changed(MESSAGE), key);
+        byte[] data = input(MESSAGE), other = input(changed(MESSAGE));
         try {
             require(session.verify(mechanism, parameter, key.open, data, signature), "the token does not verify it");
         } catch (PKCS11Exception e) {
@@ -148,12 +150,10 @@ final class Attempt implements AutoCloseable {
     }
 
     String cipher() throws Exception {
-        byte[] data = operation.input.of(MESSAGE, key), expected = jdk(data);
+        byte[] data = input(MESSAGE), expected = jdk(data);
         byte[] encrypted = isOffered(CKF_ENCRYPT) ? session.encrypt(mechanism, parameter, key.object, data) : expected;
         String compared = compare(encrypted, expected, "ciphertext");
-        if (encrypted == null || !isOffered(CKF_DECRYPT)) {
-            throw new Verdict(NOT_TRIED, "the token offers only half of it");
-        }
+        requireFirst(encrypted != null && isOffered(CKF_DECRYPT), "the token offers only half of it");
         decrypt(encrypted, data);
         require(!AUTHENTICATED.contains(mechanism) || !isAccepted(() -> session.decrypt(mechanism, parameter,
             key.object, changed(encrypted)) != null), "a changed tag is accepted");
@@ -162,7 +162,7 @@ final class Attempt implements AutoCloseable {
 
     /** Decrypts what the JDK has encrypted, or the token itself where the JDK cannot. */
     String decryption() throws Exception {
-        byte[] data = operation.input.of(SHORT_MESSAGE, key), encrypted = jdk(data);
+        byte[] data = input(SHORT_MESSAGE), encrypted = jdk(data);
         if (encrypted == null) {
             return encryption();
         }
@@ -171,12 +171,10 @@ final class Attempt implements AutoCloseable {
     }
 
     String encryption() throws Exception {
-        if (key.open == null) {
-            throw new Verdict(NOT_TRIED, "the public key is not on the token");
-        }
-        byte[] data = operation.input.of(SHORT_MESSAGE, key);
+        requireFirst(key.open != null, "the public key is not on the token");
+        byte[] data = input(SHORT_MESSAGE);
         byte[] encrypted = session.encrypt(mechanism, parameter, key.open, data);
-        require(key.jdkKey == null || encrypted.length == key.modulusBytes(),
+        require(key.jdkKey == null || encrypted.length == Jdk.modulusBytes(key.jdkKey),
             "the result has " + encrypted.length + " bytes");
         decrypt(encrypted, data);
         return SELF_CONSISTENT;
@@ -210,10 +208,8 @@ final class Attempt implements AutoCloseable {
             int type = length == 32 ? CKK_AES : CKK_GENERIC_SECRET;
             NativePKCS11Object wrappable = token.create(place -> session.createObject(
                 READABLE.and(CKA_KEY_TYPE, type, CKA_VALUE, value).and(place)));
-            byte[] wrapped = session.wrapKey(mechanism, parameter, key.open, wrappable), unwrapped = value;
-            if (unwraps) {
-                unwrapped = unwrap(type, wrapped);
-            }
+            byte[] wrapped = session.wrapKey(mechanism, parameter, key.open, wrappable);
+            byte[] unwrapped = unwraps ? unwrap(type, wrapped) : value;
             require(Arrays.equals(unwrapped, value), "a key of " + length + " bytes is unwrapped to another one of "
                 + unwrapped.length + " bytes");
             byte[] expected = unwraps || !operation.kind.isPair() ? jdk(value) : null;
@@ -245,9 +241,7 @@ final class Attempt implements AutoCloseable {
     /** Agrees on a secret with a new key pair of the JDK. */
     String agreement() throws Exception {
         PublicKey own = (PublicKey) key.jdkKey;
-        if (own == null) {
-            throw new Verdict(NOT_TRIED, "the public key is not known");
-        }
+        requireFirst(own != null, "the public key is not known");
         KeyPairGenerator generator = KeyPairGenerator.getInstance(own.getAlgorithm());
         generator.initialize(own instanceof ECPublicKey ? ((ECPublicKey) own).getParams()
             : own instanceof XECPublicKey ? ((XECPublicKey) own).getParams() : ((DHPublicKey) own).getParams());

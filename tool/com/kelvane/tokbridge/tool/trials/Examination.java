@@ -110,8 +110,9 @@ public final class Examination {
         }
         if (results.isEmpty()) {
             report.trial("key", null, found.get(place).name(), () -> {
-                throw new Verdict(NOT_TRIED, fitting.isEmpty() ? "the token offers no mechanism for its permitted uses"
-                    : "its permitted uses create objects: that is tried with --write");
+                requireFirst(fitting.isEmpty(), "its permitted uses create objects: that is tried with --write");
+                requireFirst(false, "the token offers no mechanism for its permitted uses");
+                return null;
             });
         }
         report.keysTried += List.of(NOT_OFFERED, NOT_TRIED).containsAll(results) ? 0 : 1;
@@ -167,9 +168,8 @@ public final class Examination {
             } catch (PKCS11Exception e) {
                 if (e.getCode() != CKR_USER_NOT_LOGGED_IN) {
                     throw e;
-                } else if (!token.isLoggedIn()) {
-                    throw new Verdict(NOT_TRIED, "it requires a login: that is tried with --login");
                 }
+                requireFirst(token.isLoggedIn(), "it requires a login: that is tried with --login");
                 created.clear();
                 token.destroy(each -> true);
                 token.loginAgain();

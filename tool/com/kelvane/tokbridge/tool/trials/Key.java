@@ -7,7 +7,6 @@ import com.kelvane.pkcs11.nat.NativePKCS11Object;
 import com.kelvane.tokbridge.tool.token.Token;
 import java.security.GeneralSecurityException;
 import java.security.PublicKey;
-import java.security.interfaces.RSAPublicKey;
 import java.util.*;
 
 /** A private or secret key that operations are tried with. */
@@ -84,13 +83,5 @@ final class Key {
             && (operation.kind.isPair() || use.publicAttribute == 0 || attributes.isTrue(use.publicAttribute))
             && (allowed == null || allowed.length == 0
                 || Arrays.stream(allowed).anyMatch(each -> each == operation.mechanism));
-    }
-
-    /** Returns the length of an RSA key's modulus. */
-    int modulusBytes() throws Verdict {
-        if (!(jdkKey instanceof RSAPublicKey)) {
-            throw new Verdict(Verdict.NOT_TRIED, "the key's modulus is not known");
-        }
-        return (((RSAPublicKey) jdkKey).getModulus().bitLength() + 7) / 8;
     }
 }

@@ -7,6 +7,7 @@ import static com.kelvane.tokbridge.tool.trials.KeyKind.*;
 import com.kelvane.pkcs11.*;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
+import java.security.Key;
 import java.security.SecureRandom;
 import java.security.spec.*;
 import java.util.*;
@@ -45,7 +46,7 @@ final class Operations {
     private static final OAEPParameterSpec JDK_OAEP = new OAEPParameterSpec("SHA-1", "MGF1", MGF1ParameterSpec.SHA1,
         PSource.PSpecified.DEFAULT);
 
-    private static final Operation.Input SHA256 = (message, key) -> digest("SHA-256", message);
+    private static final Jdk.Computation SHA256 = (key, message) -> digest("SHA-256", message);
 
     private Operations() {
     }
@@ -90,7 +91,7 @@ final class Operations {
             .as(cipher("ChaCha20", new ChaCha20ParameterSpec(NONCE, 1)));
 
         row(Use.SIGNATURE, CKM_RSA_PKCS, RSA, null).of(SHA256).as(digestRecovered("RSA/ECB/PKCS1Padding"));
-        row(Use.SIGNATURE, CKM_RSA_X_509, RSA, null).of((message, key) -> block(SHA256.of(message, key), key))
+        row(Use.SIGNATURE, CKM_RSA_X_509, RSA, null).of((key, message) -> block(key, SHA256.of(key, message)))
             .as(digestRecovered("RSA/ECB/NoPadding"));
         row(Use.SIGNATURE, CKM_RSA_PKCS_PSS, RSA, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32))
             .of(SHA256).as(pss("SHA-256", 32));
@@ -103,7 +104,7 @@ final class Operations {
         row(Use.WRAP, CKM_RSA_PKCS, RSA, null).as(wrap("RSA/ECB/PKCS1Padding", null));
         row(Use.WRAP, CKM_RSA_AES_KEY_WRAP, RSA, new CK_RSA_AES_KEY_WRAP_PARAMS(256, OAEP));
         row(Use.SIGNATURE, CKM_ECDSA, EC, null).of(SHA256).as(Jdk.signature("SHA256withECDSAinP1363Format", null));
-        row(Use.SIGNATURE, CKM_DSA, DSA, null).of((message, key) -> digest("SHA-1", message))
+        row(Use.SIGNATURE, CKM_DSA, DSA, null).of((key, message) -> digest("SHA-1", message))
             .as(Jdk.signature("SHA1withDSAinP1363Format", null));
         row(Use.SIGNATURE, CKM_EDDSA, ED25519, null).as(Jdk.signature("EdDSA", null));
         signature(CKM_ML_DSA, ML_DSA, null, Jdk.signature("ML-DSA", null));
@@ -178,8 +179,8 @@ final class Operations {
         String cbc = kind.algorithm + "/CBC/NoPadding", ecb = kind.algorithm + "/ECB/NoPadding",
             pad = kind.algorithm + "/CBC/PKCS5Padding";
         row(Use.CIPHER, number("CKM_", name, "_CBC_PAD"), kind, iv).as(cipher(pad, jdkIv));
-        row(Use.CIPHER, number("CKM_", name, "_CBC"), kind, iv).of((message, key) -> BLOCKS).as(cipher(cbc, jdkIv));
-        row(Use.CIPHER, number("CKM_", name, "_ECB"), kind, null).of((message, key) -> BLOCKS).as(cipher(ecb, null));
+        row(Use.CIPHER, number("CKM_", name, "_CBC"), kind, iv).of((key, message) -> BLOCKS).as(cipher(cbc, jdkIv));
+        row(Use.CIPHER, number("CKM_", name, "_ECB"), kind, null).of((key, message) -> BLOCKS).as(cipher(ecb, null));
         row(Use.MAC, number("CKM_", name, "_MAC"), kind, null);
         row(Use.MAC, number("CKM_", name, "_MAC_GENERAL"), kind, SHORT_MAC);
         row(Use.WRAP, number("CKM_", name, "_CBC_PAD"), kind, iv).as(wrap(pad, jdkIv));
@@ -202,8 +203,8 @@ final class Operations {
     }
 
     /** Returns a block as long as an RSA modulus, filled up with zeros. */
-    private static byte[] block(byte[] data, Key key) throws Verdict {
-        byte[] block = new byte[key.modulusBytes()];
+    private static byte[] block(Key key, byte[] data) throws Verdict {
+        byte[] block = new byte[modulusBytes(key)];
         System.arraycopy(data, 0, block, block.length - data.length, data.length);
         return block;
     }

@@ -11,7 +11,7 @@ public final class Verdict extends Exception {
 
     public final String result;
 
-    Verdict(String result, String reason) {
+    private Verdict(String result, String reason) {
         super(reason);
         this.result = result;
     }
@@ -24,8 +24,17 @@ public final class Verdict extends Exception {
 
     /** Ends a trial as wrong unless a condition holds. */
     static void require(boolean condition, String otherwise) throws Verdict {
+        require(condition, WRONG, otherwise);
+    }
+
+    /** Ends a trial as not tried unless a condition holds. */
+    static void requireFirst(boolean condition, String otherwise) throws Verdict {
+        require(condition, NOT_TRIED, otherwise);
+    }
+
+    private static void require(boolean condition, String result, String otherwise) throws Verdict {
         if (!condition) {
-            throw new Verdict(WRONG, otherwise);
+            throw new Verdict(result, otherwise);
         }
     }
 }
