@@ -20,7 +20,7 @@ final class Check extends Login {
     @Override
     int run(NativePKCS11 library) throws Exception {
         PKCS11Slot slot = slot(library);
-        Row about = new Row().put("tool", Main.Version.text())
+        Row about = new Row().put("tool", Main.version())
             .put("java", System.getProperty("java.vendor") + " " + System.getProperty("java.runtime.version"))
             .put("system", System.getProperty("os.name") + " " + System.getProperty("os.version") + " "
                 + System.getProperty("os.arch")).put("module", module());

@@ -21,7 +21,7 @@ final class Info extends Target {
 
     @Override
     int run(NativePKCS11 library) throws Exception {
-        Row about = library(new Row().put("tool", Main.Version.text()).put("module", module()), library);
+        Row about = library(new Row().put("tool", Main.version()).put("module", module()), library);
         interfaces(about, library);
         output.list(about);
         List<PKCS11Slot> slots = List.of(

@@ -23,7 +23,9 @@ public final class Token implements AutoCloseable {
     /** The label of the objects that are created on the token; no other object has it. */
     public final String label = "tokbridge's own, to be destroyed " + UUID.randomUUID();
     private final PKCS11Slot slot;
-    private final Map<Integer, PKCS11MechanismInfo> mechanisms = new LinkedHashMap<>();
+
+    /** The mechanisms that the token lists, and their flags. */
+    private final Map<Integer, Integer> mechanisms = new LinkedHashMap<>();
     private boolean loggedIn;
     private Pin pin;
 
@@ -89,9 +91,9 @@ public final class Token implements AutoCloseable {
     public Set<Integer> mechanisms() {
         for (int mechanism : mechanisms.isEmpty() ? slot.getMechanismList() : new int[0]) {
             try {
-                mechanisms.put(mechanism, slot.getMechanismInfo(mechanism));
+                mechanisms.put(mechanism, slot.getMechanismInfo(mechanism).getFlags());
             } catch (PKCS11Exception e) {
-                mechanisms.put(mechanism, new PKCS11MechanismInfo(0, 0, 0)); // listed, so it counts
+                mechanisms.put(mechanism, 0); // listed, so it counts
             }
         }
         return mechanisms.keySet();
@@ -99,8 +101,8 @@ public final class Token implements AutoCloseable {
 
     /** Returns whether the token offers a mechanism for one of some uses; one without any flag may have every use. */
     public boolean offers(int mechanism, int flags) {
-        return mechanisms().contains(mechanism) && ((mechanisms.get(mechanism).getFlags() & flags) != 0
-            || (mechanisms.get(mechanism).getFlags() & ~CKF_HW) == 0);
+        Integer has = mechanisms().contains(mechanism) ? mechanisms.get(mechanism) : null;
+        return has != null && ((has & flags) != 0 || (has & ~CKF_HW) == 0);
     }
 
     /**

@@ -8,13 +8,14 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import com.kelvane.tokbridge.tool.token.Token;
 import java.io.ByteArrayInputStream;
+import java.nio.charset.StandardCharsets;
 import java.security.*;
 import java.security.interfaces.*;
+import java.time.*;
 import java.util.*;
 import java.util.concurrent.Callable;
 import java.util.function.*;
-import javax.crypto.KeyAgreement;
-import javax.crypto.NoSuchPaddingException;
+import javax.crypto.*;
 import javax.crypto.interfaces.DHPublicKey;
 
 /**
@@ -287,6 +288,64 @@ final class Attempt implements AutoCloseable {
         require(Arrays.equals(value(place -> session.decapsulateKey(mechanism, parameter, key.object, ciphertext[0],
             secret(32).and(place))), encapsulated), "another key is decapsulated");
         return SELF_CONSISTENT;
+    }
+
+    /** Creates, finds, reads, changes, copies and destroys an object that stays on the token. */
+    String dataObject() throws Verdict {
+        Template byLabel = Template.of(CKA_CLASS, CKO_DATA, CKA_LABEL, token.label);
+        NativePKCS11Object data = create(byLabel, Template.of(CKA_CLASS, CKO_DATA, CKA_APPLICATION, "tokbridge",
+            CKA_VALUE, MESSAGE));
+        String changed = "changed, " + token.label;
+        synchronized (token) { // a module may write an object again that an interrupt destroys meanwhile
+            data.setAttributeValue(CKA_LABEL, changed);
+        }
+        require(session.findObjects(byLabel).isEmpty(), "it is still found by its former label");
+        String copied = "copied";
+        try {
+            NativePKCS11Object copy = data.copy(Template.of(CKA_LABEL, "copied, " + token.label, CKA_TOKEN, false));
+            require(Arrays.equals(copy.getByteArrayAttributeValue(CKA_VALUE), MESSAGE), "its copy differs");
+            copy.destroy();
+        } catch (PKCS11Exception e) {
+            require(e.getCode() == CKR_FUNCTION_NOT_SUPPORTED, "copying raises " + e.getMessage());
+            copied = "not copied";
+        }
+        require(data.getStringAttributeValue(CKA_LABEL).equals(changed), "copying changes it");
+        token.destroy(data::equals);
+        require(session.findObjects(Template.of(CKA_LABEL, changed)).isEmpty(), "it is found after its destruction");
+        return "created, found, changed, " + copied + ", destroyed";
+    }
+
+    String storedKey() throws Verdict {
+        LocalDate day = LocalDate.of(2024, 2, 29);
+        byte[] id = token.label.substring(token.label.length() - 16).getBytes(StandardCharsets.US_ASCII);
+        // Public: SoftHSM2 returns CKR_GENERAL_ERROR for the dates of private keys.
+        NativePKCS11Object key = create(Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_ID, id),
+            Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_AES, CKA_PRIVATE, false, CKA_ID, id,
+                CKA_SENSITIVE, true, CKA_EXTRACTABLE, false, CKA_ENCRYPT, true),
+            CKA_START_DATE, Date.from(day.atStartOfDay(ZoneOffset.UTC).toInstant()), CKA_VALUE, new byte[32]);
+        Date start = key.getDateAttributeValue(CKA_START_DATE); // written in UTC, read in local time
+        require(day.equals(start.toInstant().atZone(ZoneId.systemDefault()).toLocalDate()),
+            "CKA_START_DATE is read as " + start);
+        require(key.readAttributes(CKA_VALUE).isSensitive(CKA_VALUE), "its value can be read");
+        return "keeps its id and date, and its value secret";
+    }
+
+    /** Creates an object on the token, finds it, and reads the attributes of its template, but not those added. */
+    private NativePKCS11Object create(Template identity, Template template, Object... added) throws Verdict {
+        NativePKCS11Object object;
+        try {
+            object = token.create(true, place -> session.createObject(template.and(added).and(place)));
+        } catch (PKCS11Exception e) { // nothing else reveals which objects a token imports
+            throw new Verdict(e);
+        }
+        require(session.findObjects(identity).equals(List.of(object)), "it is not found by " + identity);
+        int[] types = template.getTypes();
+        Object[] read = session.getAttributeValues(object, types, types.length);
+        for (int i = 0; i < types.length; i++) {
+            require(Arrays.deepEquals(new Object[] {read[i]}, new Object[] {template.getValues()[i]}),
+                nameOf("CKA_", types[i]) + " is read as another value");
+        }
+        return object;
     }
 
     @Override

@@ -93,19 +93,15 @@ public final class Examination {
         return "the JDK reads " + certificates.size();
     }
 
-    /** Tries a key that was found, with the first mechanism for each of its uses. */
+    /** Tries a key that was found, with the first mechanism for each of its uses that is there when it is called. */
     private void tryKey(int place) {
         List<Operation> fitting = Operations.ALL.stream().filter(each -> found.get(place).fits(each)
             && each.isOffered(token)).collect(Collectors.toList());
-        Set<Use> done = new HashSet<>();
-        Set<String> results = new HashSet<>();
+        Map<Use, String> results = new HashMap<>();
         for (Operation operation : fitting) {
-            if (!done.contains(operation.use) && (token.write || !operation.use.createsObjects())) {
-                String result = tryFound(operation, place);
-                results.add(result);
-                if (!result.equals(NOT_OFFERED)) { // else the next mechanism may be there
-                    done.add(operation.use);
-                }
+            boolean isDone = !results.getOrDefault(operation.use, NOT_OFFERED).equals(NOT_OFFERED);
+            if (!isDone && (token.write || !operation.use.createsObjects())) {
+                results.put(operation.use, tryFound(operation, place));
             }
         }
         if (results.isEmpty()) {
@@ -115,7 +111,7 @@ public final class Examination {
                 return null;
             });
         }
-        report.keysTried += List.of(NOT_OFFERED, NOT_TRIED).containsAll(results) ? 0 : 1;
+        report.keysTried += List.of(NOT_OFFERED, NOT_TRIED).containsAll(results.values()) ? 0 : 1;
     }
 
     private String tryFound(Operation operation, int place) {

@@ -20,9 +20,6 @@ final class Jdk {
         boolean of(PublicKey key, byte[] message, byte[] signature) throws GeneralSecurityException;
     }
 
-    private Jdk() {
-    }
-
     static byte[] digest(String algorithm, byte[] data) throws GeneralSecurityException {
         return MessageDigest.getInstance(algorithm).digest(data);
     }
@@ -47,9 +44,7 @@ final class Jdk {
     static Computation cipher(String algorithm, AlgorithmParameterSpec parameter, byte... header) {
         return (key, data) -> {
             Cipher cipher = cipher(algorithm, Cipher.ENCRYPT_MODE, key, parameter);
-            if (header.length > 0) {
-                cipher.updateAAD(header);
-            }
+            cipher.updateAAD(header);
             return cipher.doFinal(data);
         };
     }

@@ -19,8 +19,8 @@ final class Operations {
 
     /** Operations on objects that stay on the token. */
     static final List<Operation> OBJECTS = List.of(
-        new Operation(new Use("data object", 0, 0, 0, TokenObjects::dataObject), Operation.NONE, null, null),
-        new Operation(new Use("secret key", 0, 0, 0, TokenObjects::secretKey), Operation.NONE, null, null));
+        new Operation(new Use("data object", 0, 0, 0, Attempt::dataObject), Operation.NONE, null, null),
+        new Operation(new Use("secret key", 0, 0, 0, Attempt::storedKey), Operation.NONE, null, null));
 
     /** The message that is digested, signed and encrypted. */
     static final byte[] MESSAGE = "A message that tokbridge signs, hides and shows to see if a key works."
@@ -48,17 +48,12 @@ final class Operations {
 
     private static final Jdk.Computation SHA256 = (key, message) -> digest("SHA-256", message);
 
-    private Operations() {
-    }
-
     static {
         for (KeyKind kind : KeyKind.values()) {
             row(kind.isPair() ? Use.PAIR : Use.KEY, kind.generation, kind, null);
         }
-        for (String name : List.of("SHA256", "SHA1", "SHA224", "SHA384", "SHA512", "SHA512_224", "SHA512_256", "SHA3_224",
-            "SHA3_256", "SHA3_384", "SHA3_512", "MD5", "RIPEMD160")) {
-            hash(name);
-        }
+        List.of("SHA256", "SHA1", "SHA224", "SHA384", "SHA512", "SHA512_224", "SHA512_256", "SHA3_224", "SHA3_256",
+            "SHA3_384", "SHA3_512", "MD5", "RIPEMD160").forEach(Operations::hash);
 
         blockCipher("AES", AES, 16);
         row(Use.CIPHER, CKM_AES_CTR, AES, new CK_AES_CTR_PARAMS(128, IV)).as(cipher("AES/CTR/NoPadding", iv(16)));

@@ -9,7 +9,6 @@ import com.kelvane.tokbridge.tool.token.*;
 import java.util.*;
 import java.util.concurrent.Callable;
 import java.util.stream.Collectors;
-import java.util.stream.Stream;
 
 /** Runs trials and reports them: a row for each as it ends, the mechanisms that were not tried, and a summary. */
 final class Report {
@@ -27,14 +26,12 @@ final class Report {
     Report(Output output, List<String> mechanisms, List<String> keys) {
         this.output = output;
         mechanisms.forEach(each -> untried.put(each, "this program does not try them"));
-        output.head(List.of(new Row().put("result", NOT_OFFERED).put("operation", "left as it was")
-            .put("mechanism", longest(mechanisms)).put("key", longest(keys)).put("ms", 99999.9)
+        List<Row> rows = new ArrayList<>(List.of(new Row().put("result", NOT_OFFERED).put("operation", "left as it was")
+            .put("mechanism", "-".repeat(12)).put("key", "-".repeat(12)).put("ms", 99999.9)
             .put("detail", " ".repeat(24))));
-    }
-
-    private static String longest(List<String> names) {
-        return Stream.concat(names.stream(), Stream.of(" ".repeat(12))).max(Comparator.comparing(String::length))
-            .orElseThrow();
+        mechanisms.forEach(each -> rows.add(new Row().show("mechanism", each)));
+        keys.forEach(each -> rows.add(new Row().show("key", each)));
+        output.head(rows);
     }
 
     /** Runs a trial, which returns what a good result was compared with; a mechanism or key is null for none. */
