@@ -1,6 +1,7 @@
 package com.kelvane.tokbridge.tool.commands;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
@@ -24,9 +25,8 @@ final class Info extends Target {
         Row about = library(new Row().put("tool", Main.version()).put("module", module()), library);
         interfaces(about, library);
         output.list(about);
-        List<PKCS11Slot> slots = List.of(
-            Failure.in("the slots cannot be listed", () -> library.getSlotList(false)));
-        List<Row> rows = slots.stream().map(Info::row).collect(Collectors.toList());
+        List<PKCS11Slot> slots = List.of(Failure.in("the slots cannot be listed", () -> library.getSlotList(false)));
+        List<Row> rows = slots.stream().map(Info::row).collect(toList());
         about.json.put("slots", rows);
         output.text("");
         if (!rows.isEmpty()) {
@@ -34,7 +34,7 @@ final class Info extends Target {
             output.text("");
         }
         List<PKCS11Slot> withToken = slots.stream().filter(slot -> rows.get(slots.indexOf(slot)).json
-            .containsKey("uri")).collect(Collectors.toList());
+            .containsKey("uri")).collect(toList());
         if (namesToken() || withToken.size() == 1) {
             about.json.put("token", describe(namesToken() ? slot(library) : withToken.get(0)));
         } else {
@@ -58,7 +58,7 @@ final class Info extends Target {
             List<PKCS11Interface> found = List.of(library.getInterfaces());
             row.put("interfaces", found.stream().map(each -> new Row().put("name", each.getName())
                 .put("version", PKCS11Version.toString(each.getVersion())).put("flags", each.getFlags()))
-                .collect(Collectors.toList()), found);
+                .collect(toList()), found);
         } catch (PKCS11Exception e) {
             // A module of a version before 3.0.
         }
@@ -99,7 +99,7 @@ final class Info extends Target {
             .put("maker", info.getManufacturerID()).put("tokenPresent", info.isTokenPresent()), slot.getTokenInfo());
         output.list(row);
         List<Row> mechanisms = Output.withProgress("Reading the mechanisms", () -> IntStream.of(slot
-            .getMechanismList()).mapToObj(type -> mechanism(slot, type)).collect(Collectors.toList()));
+            .getMechanismList()).mapToObj(type -> mechanism(slot, type)).collect(toList()));
         row.json.put("mechanisms", mechanisms);
         output.text("");
         output.sentence(mechanisms.size() + " mechanisms; key sizes in bits or bytes, as each one counts");
@@ -145,6 +145,6 @@ final class Info extends Target {
         return new Row().put("mechanism", nameOf("CKM_", type)).put("keySize", keyless ? null
             : number(info.getMinKeySize())).put("to", keyless ? null : number(info.getMaxKeySize()))
             .put("uses", IntStream.range(0, USES.size()).filter(i -> (info.getFlags() & CKF_ENCRYPT << i) != 0)
-                .mapToObj(USES::get).filter(use -> !use.isEmpty()).collect(Collectors.toList()));
+                .mapToObj(USES::get).filter(use -> !use.isEmpty()).collect(toList()));
     }
 }

@@ -1,6 +1,7 @@
 package com.kelvane.tokbridge.tool.commands;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
@@ -10,7 +11,6 @@ import java.security.GeneralSecurityException;
 import java.security.cert.*;
 import java.time.*;
 import java.util.*;
-import java.util.stream.Collectors;
 import picocli.CommandLine.*;
 
 /** The command objects: lists what is on a token. */
@@ -35,7 +35,7 @@ final class ListObjects extends Login {
 
     @Override
     int run(NativePKCS11 library) throws Exception {
-        if (pem && output.isJson()) {
+        if (pem && output.json) {
             throw new Failure(Failure.USAGE, "--pem and --json contradict each other", null, "use one of them");
         }
         try (Token token = open(slot(library), false)) {
@@ -48,12 +48,11 @@ final class ListObjects extends Login {
         List<Row> rows = Output.withProgress("Reading the objects", () -> {
             tokenUri = PKCS11Uri.of(token.info());
             privateKeys = token.session.findObjects(Template.of(CKA_CLASS, CKO_PRIVATE_KEY)).stream()
-                .map(key -> String.valueOf(Token.hex(key.readAttributes(CKA_ID).getBytes(CKA_ID))))
-                .collect(Collectors.toSet());
-            return objects.stream().map(each -> row(token, each)).collect(Collectors.toList());
+                .map(key -> String.valueOf(Token.hex(key.readAttributes(CKA_ID).getBytes(CKA_ID)))).collect(toSet());
+            return objects.stream().map(each -> row(token, each)).collect(toList());
         });
         for (String what : List.of("uses", "subject", "error")) { // keys and data, certificates, what cannot be read
-            List<Row> alike = rows.stream().filter(row -> row.json.containsKey(what)).collect(Collectors.toList());
+            List<Row> alike = rows.stream().filter(row -> row.json.containsKey(what)).collect(toList());
             if (!alike.isEmpty()) {
                 output.table(alike);
                 output.text("");
@@ -102,7 +101,8 @@ final class ListObjects extends Login {
                 : row.put("size", size(read)).put("from", day(read.getDate(CKA_START_DATE), ZoneId.systemDefault()))
                     .put("to", day(read.getDate(CKA_END_DATE), ZoneId.systemDefault()))
                     .put("sensitive", read.get(CKA_SENSITIVE)).put("extractable", read.get(CKA_EXTRACTABLE))
-                    .put("uses", uses(object.readAttributes(USES)));
+                    .put("uses", Arrays.stream(USES).filter(object.readAttributes(USES)::isTrue)
+                        .mapToObj(use -> nameOf("CKA_", use).substring(4).toLowerCase(Locale.ROOT)).collect(toList()));
         } catch (PKCS11Exception e) { // the others may be readable
             return new Row().put("object", object).put("error", Failure.code(e), e.getMessage());
         }
@@ -113,11 +113,6 @@ final class ListObjects extends Login {
         String name = value == null ? null : nameOf(prefix, value);
         return row.put(title, name, name == null ? null
             : name.substring(prefix.length()).toLowerCase(Locale.ROOT).replace('_', ' '));
-    }
-
-    private static List<String> uses(PKCS11Attributes permissions) {
-        return Arrays.stream(USES).filter(permissions::isTrue)
-            .mapToObj(use -> nameOf("CKA_", use).substring(4).toLowerCase(Locale.ROOT)).collect(Collectors.toList());
     }
 
     private Row certificate(Row row, Token token, NativePKCS11Object object) {

@@ -38,12 +38,6 @@ public final class Main {
                 e.getCommandLine().getCommandSpec().qualifiedName() + " --help"), json))
             .setExecutionExceptionHandler((e, given, parsed) -> Output.failure(Failure.of(e), json));
         line.getCommandSpec().version(version());
-        int status;
-        try {
-            status = line.execute(arguments);
-        } catch (Error e) { // a missing native library for one: the handler gets exceptions alone
-            status = Output.failure(Failure.of(e), json);
-        }
-        System.exit(status);
+        System.exit(line.execute(arguments));
     }
 }

@@ -1,6 +1,7 @@
 package com.kelvane.tokbridge.tool.commands;
 
 import static com.kelvane.tokbridge.tool.token.Failure.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11;
@@ -11,7 +12,6 @@ import java.nio.file.*;
 import java.util.List;
 import java.util.concurrent.Callable;
 import java.util.function.Function;
-import java.util.stream.Collectors;
 import picocli.CommandLine.*;
 
 /** A command with a module and a token, which the user names. */
@@ -46,6 +46,8 @@ abstract class Target implements Callable<Integer> {
     public final Integer call() throws Exception {
         try (NativePKCS11 library = open()) {
             return run(library);
+        } catch (Error e) { // a missing native library for one: the handler of failures gets exceptions alone
+            throw Failure.of(e);
         }
     }
 
@@ -131,17 +133,15 @@ abstract class Target implements Callable<Integer> {
     /** Finds the token's slot. */
     PKCS11Slot slot(NativePKCS11 library) {
         List<PKCS11Slot> present = Failure.in("the slots cannot be listed",
-            () -> library.slotsWithTokens().collect(Collectors.toList()));
-        List<PKCS11Slot> found = present.stream().filter(this::matches).collect(Collectors.toList());
-        List<PKCS11Slot> ready = found.stream().filter(each -> each.getTokenInfo().isInitialized())
-            .collect(Collectors.toList());
+            () -> library.slotsWithTokens().collect(toList()));
+        List<PKCS11Slot> found = present.stream().filter(this::matches).collect(toList());
+        List<PKCS11Slot> ready = found.stream().filter(each -> each.getTokenInfo().isInitialized()).collect(toList());
         found = ready.isEmpty() ? found : ready;
         if (found.size() == 1) {
             return found.get(0);
         }
         String list = "the module has: " + present.stream().map(each -> "\"" + each.getTokenInfo().getLabel()
-            + "\", serial number \"" + each.getTokenInfo().getSerialNumber() + "\", in " + each)
-            .collect(Collectors.joining("; "));
+            + "\", serial number \"" + each.getTokenInfo().getSerialNumber() + "\", in " + each).collect(joining("; "));
         throw !found.isEmpty() ? new Failure(USAGE, found.size() + " tokens match", list,
             "name one of them with --token, or its slot with --slot")
             : present.isEmpty() ? new Failure(FAILED, "there is no token", "no slot of the module has one",

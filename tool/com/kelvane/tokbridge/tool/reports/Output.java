@@ -16,14 +16,10 @@ public final class Output {
 
     @Option(names = "--json", description = "Print JSON instead of text, errors too: one value; of what is tried one "
         + "object a line, as it comes.")
-    private boolean json;
+    public boolean json;
     private Table table;
 
-    public boolean isJson() {
-        return json;
-    }
-
-    /** Prints a value as JSON, if JSON was requested. */
+    /** Prints a value, if JSON was requested. */
     public void json(Object value) {
         if (json) {
             print(toJson(value));
@@ -86,7 +82,7 @@ public final class Output {
         pairs.forEach(this::row);
     }
 
-    /** Prints rows that have the same names. */
+    /** Prints rows that have the same names, and a head. */
     public void table(List<Row> rows) {
         head(rows);
         rows.forEach(this::row);

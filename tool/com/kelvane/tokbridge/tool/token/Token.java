@@ -1,13 +1,13 @@
 package com.kelvane.tokbridge.tool.token;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.math.BigInteger;
 import java.util.*;
 import java.util.function.*;
-import java.util.stream.Collectors;
 
 /**
  * A token in use. One session stays open, with the user logged in; it holds the keys that several operations use. All
@@ -27,7 +27,7 @@ public final class Token implements AutoCloseable {
     /** The mechanisms that the token lists, and their flags. */
     private final Map<Integer, Integer> mechanisms = new LinkedHashMap<>();
     private boolean loggedIn;
-    private Pin pin;
+    private char[] pin;
 
     /** The objects that were created here and not destroyed yet. */
     private final List<NativePKCS11Object> created = new ArrayList<>();
@@ -52,22 +52,21 @@ public final class Token implements AutoCloseable {
             : String.format("%0" + 2 * bytes.length + "x", new BigInteger(1, bytes));
     }
 
-    /** Opens a further session. */
     public NativePKCS11Session open() {
         return slot.openSession(CKF_SERIAL_SESSION | (readWrite ? CKF_RW_SESSION : 0), null);
     }
 
-    /** Returns the current information about the token. */
     public PKCS11TokenInfo info() {
         return Failure.in("the token cannot be read", slot::getTokenInfo);
     }
 
     /** Logs the user in, with a PIN that is wiped with the token; null if it is entered at the token. */
-    public void login(Pin with) {
+    public Token login(char[] with) {
         pin = with;
         loggedIn = true;
         try {
-            session.login(false, pin == null ? null : pin.text);
+            session.login(false, pin);
+            return this;
         } catch (PKCS11Exception e) {
             throw new Failure("the login failed", e, info());
         }
@@ -137,7 +136,7 @@ public final class Token implements AutoCloseable {
 
     /** Destroys those of the objects that were created here. */
     public synchronized void destroy(Predicate<NativePKCS11Object> which) {
-        for (NativePKCS11Object object : created.stream().filter(which).collect(Collectors.toList())) {
+        for (NativePKCS11Object object : created.stream().filter(which).collect(toList())) {
             created.remove(object);
             try {
                 object.destroy();
@@ -159,7 +158,7 @@ public final class Token implements AutoCloseable {
             session.close();
         } finally {
             if (pin != null) {
-                pin.close();
+                Arrays.fill(pin, '\0');
             }
         }
     }

@@ -127,7 +127,7 @@ final class Attempt implements AutoCloseable {
             : ifThere(() -> operation.verification.of((PublicKey) key.jdkKey, MESSAGE, signature));
         require(byJdk == null || byJdk, "the JDK does not verify it");
         boolean byToken = (byJdk == null || key.isOwn()) && verify(signature);
-        requireFirst(byJdk != null || byToken, "it signs, but neither the JDK nor the token can verify it");
+        requireToTry(byJdk != null || byToken, "it signs, but neither the JDK nor the token can verify it");
         return byJdk == null ? SELF_CONSISTENT : MATCHES_JDK;
     }
 
@@ -154,7 +154,7 @@ final class Attempt implements AutoCloseable {
         byte[] data = input(MESSAGE), expected = jdk(data);
         byte[] encrypted = isOffered(CKF_ENCRYPT) ? session.encrypt(mechanism, parameter, key.object, data) : expected;
         String compared = compare(encrypted, expected, "ciphertext");
-        requireFirst(encrypted != null && isOffered(CKF_DECRYPT), "the token offers only half of it");
+        requireToTry(encrypted != null && isOffered(CKF_DECRYPT), "the token offers only half of it");
         decrypt(encrypted, data);
         require(!AUTHENTICATED.contains(mechanism) || !isAccepted(() -> session.decrypt(mechanism, parameter,
             key.object, changed(encrypted)) != null), "a changed tag is accepted");
@@ -172,7 +172,7 @@ final class Attempt implements AutoCloseable {
     }
 
     String encryption() throws Exception {
-        requireFirst(key.open != null, "the public key is not on the token");
+        requireToTry(key.open != null, "the public key is not on the token");
         byte[] data = input(SHORT_MESSAGE);
         byte[] encrypted = session.encrypt(mechanism, parameter, key.open, data);
         require(key.jdkKey == null || encrypted.length == Jdk.modulusBytes(key.jdkKey),
@@ -242,7 +242,7 @@ final class Attempt implements AutoCloseable {
     /** Agrees on a secret with a new key pair of the JDK. */
     String agreement() throws Exception {
         PublicKey own = (PublicKey) key.jdkKey;
-        requireFirst(own != null, "the public key is not known");
+        requireToTry(own != null, "the public key is not known");
         KeyPairGenerator generator = KeyPairGenerator.getInstance(own.getAlgorithm());
         generator.initialize(own instanceof ECPublicKey ? ((ECPublicKey) own).getParams()
             : own instanceof XECPublicKey ? ((XECPublicKey) own).getParams() : ((DHPublicKey) own).getParams());
@@ -342,8 +342,8 @@ final class Attempt implements AutoCloseable {
         int[] types = template.getTypes();
         Object[] read = session.getAttributeValues(object, types, types.length);
         for (int i = 0; i < types.length; i++) {
-            require(Arrays.deepEquals(new Object[] {read[i]}, new Object[] {template.getValues()[i]}),
-                nameOf("CKA_", types[i]) + " is read as another value");
+            require(Objects.deepEquals(read[i], template.getValues()[i]), nameOf("CKA_", types[i])
+                + " is read as another value");
         }
         return object;
     }

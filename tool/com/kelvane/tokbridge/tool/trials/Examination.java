@@ -2,6 +2,7 @@ package com.kelvane.tokbridge.tool.trials;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.tool.trials.Verdict.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
@@ -34,21 +35,19 @@ public final class Examination {
         this.token = token;
         this.wanted = wanted;
         found = keys();
-        report = new Report(output, token.mechanisms().stream().map(each -> nameOf("CKM_", each))
-            .collect(Collectors.toList()), found.stream().map(Key::name).collect(Collectors.toList()));
+        report = new Report(output, token, found);
     }
 
     private List<Key> keys() {
         return Stream.of(CKO_PRIVATE_KEY, CKO_SECRET_KEY).flatMap(each -> search(each).stream()).map(Key::new)
-            .collect(Collectors.toList());
+            .collect(toList());
     }
 
     /** Returns the objects of a class, with other attributes, that are on the token and wanted. */
     private List<NativePKCS11Object> search(int objectClass, Object... attributes) {
-        int at = Arrays.stream(wanted.getTypes()).boxed().collect(Collectors.toList()).indexOf(CKA_CLASS);
-        Template ofClass = at < 0 ? wanted.and(CKA_CLASS, objectClass) : wanted;
-        return at >= 0 && !wanted.getValues()[at].equals(objectClass) ? List.of()
-            : token.session.findObjects(ofClass.and(CKA_TOKEN, true).and(attributes));
+        Template template = Template.of(CKA_CLASS, objectClass, CKA_TOKEN, true).and(attributes);
+        return token.session.findObjects(template).stream().filter(token.session.findObjects(wanted)::contains)
+            .collect(toList());
     }
 
     /** Tries everything; returns the exit status. Created objects are destroyed at the end, after an interrupt too. */
@@ -74,7 +73,7 @@ public final class Examination {
                 "the token has other objects than before");
             return before.size() + " objects, the same as before";
         });
-        return report.summary(token, found.size());
+        return report.summary();
     }
 
     private String random() throws Verdict {
@@ -96,7 +95,7 @@ public final class Examination {
     /** Tries a key that was found, with the first mechanism for each of its uses that is there when it is called. */
     private void tryKey(int place) {
         List<Operation> fitting = Operations.ALL.stream().filter(each -> found.get(place).fits(each)
-            && each.isOffered(token)).collect(Collectors.toList());
+            && each.isOffered(token)).collect(toList());
         Map<Use, String> results = new HashMap<>();
         for (Operation operation : fitting) {
             boolean isDone = !results.getOrDefault(operation.use, NOT_OFFERED).equals(NOT_OFFERED);
@@ -106,8 +105,8 @@ public final class Examination {
         }
         if (results.isEmpty()) {
             report.trial("key", null, found.get(place).name(), () -> {
-                requireFirst(fitting.isEmpty(), "its permitted uses create objects: that is tried with --write");
-                requireFirst(false, "the token offers no mechanism for its permitted uses");
+                requireToTry(fitting.isEmpty(), "its permitted uses create objects: that is tried with --write");
+                requireToTry(false, "the token offers no mechanism for its permitted uses");
                 return null;
             });
         }
@@ -165,7 +164,7 @@ public final class Examination {
                 if (e.getCode() != CKR_USER_NOT_LOGGED_IN) {
                     throw e;
                 }
-                requireFirst(token.isLoggedIn(), "it requires a login: that is tried with --login");
+                requireToTry(token.isLoggedIn(), "it requires a login: that is tried with --login");
                 created.clear();
                 token.destroy(each -> true);
                 token.loginAgain();

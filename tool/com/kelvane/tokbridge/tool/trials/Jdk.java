@@ -73,7 +73,7 @@ final class Jdk {
 
     /** Returns the length of an RSA key's modulus. */
     static int modulusBytes(Key key) throws Verdict {
-        Verdict.requireFirst(key instanceof RSAPublicKey, "the key's modulus is not known");
+        Verdict.requireToTry(key instanceof RSAPublicKey, "the key's modulus is not known");
         return (((RSAPublicKey) key).getModulus().bitLength() + 7) / 8;
     }
 }

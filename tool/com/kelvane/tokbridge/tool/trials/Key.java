@@ -33,7 +33,7 @@ final class Key {
         this.object = object;
         attributes = object.readAttributes(CKA_CLASS, CKA_KEY_TYPE, CKA_LABEL, CKA_ID, CKA_SIGN, CKA_DECRYPT,
             CKA_UNWRAP, CKA_DERIVE, CKA_VERIFY, CKA_ENCRYPT, CKA_WRAP, CKA_MODULUS, CKA_ALLOWED_MECHANISMS);
-        boolean isSecret = attributes.getInteger(CKA_CLASS) == CKO_SECRET_KEY;
+        boolean isSecret = Integer.valueOf(CKO_SECRET_KEY).equals(attributes.getInteger(CKA_CLASS));
         NativePKCS11Object byId = isSecret ? object : only(CKO_PUBLIC_KEY, CKA_ID);
         open = byId != null ? byId : only(CKO_PUBLIC_KEY, CKA_LABEL);
         jdkKey = isSecret ? null : publicKey(attributes.has(CKA_MODULUS) ? object : open != null ? open

@@ -2,13 +2,13 @@ package com.kelvane.tokbridge.tool.trials;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.tool.trials.Verdict.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.PKCS11Exception;
 import com.kelvane.tokbridge.tool.reports.*;
 import com.kelvane.tokbridge.tool.token.*;
 import java.util.*;
 import java.util.concurrent.Callable;
-import java.util.stream.Collectors;
 
 /** Runs trials and reports them: a row for each as it ends, the mechanisms that were not tried, and a summary. */
 final class Report {
@@ -20,17 +20,22 @@ final class Report {
     int keysTried;
     private final Set<String> tried = new HashSet<>();
     private final Output output;
+    private final Token token;
+    private final int mechanisms, keys;
     private int works, faults;
 
-    /** Prints the head of the table, for the names of the mechanisms and keys. */
-    Report(Output output, List<String> mechanisms, List<String> keys) {
+    /** Prints the head of the table. */
+    Report(Output output, Token token, List<Key> found) {
         this.output = output;
-        mechanisms.forEach(each -> untried.put(each, "this program does not try them"));
+        this.token = token;
+        token.mechanisms().forEach(each -> untried.put(nameOf("CKM_", each), "this program does not try them"));
+        mechanisms = untried.size();
+        keys = found.size();
         List<Row> rows = new ArrayList<>(List.of(new Row().put("result", NOT_OFFERED).put("operation", "left as it was")
             .put("mechanism", "-".repeat(12)).put("key", "-".repeat(12)).put("ms", 99999.9)
             .put("detail", " ".repeat(24))));
-        mechanisms.forEach(each -> rows.add(new Row().show("mechanism", each)));
-        keys.forEach(each -> rows.add(new Row().show("key", each)));
+        untried.keySet().forEach(each -> rows.add(new Row().show("mechanism", each)));
+        found.forEach(each -> rows.add(new Row().show("key", each.name())));
         output.head(rows);
     }
 
@@ -80,16 +85,15 @@ final class Report {
     }
 
     /** Prints the end of the report; returns the exit status. */
-    int summary(Token token, int keys) {
+    int summary() {
         untried.forEach((mechanism, reason) -> output.json(new Row().put("result", NOT_TRIED)
             .put("mechanism", mechanism).put("detail", reason)));
-        untried.keySet().stream().collect(Collectors.groupingBy(untried::get, LinkedHashMap::new, Collectors.toList()))
+        untried.keySet().stream().collect(groupingBy(untried::get, LinkedHashMap::new, toList()))
             .forEach((reason, mechanisms) -> {
                 output.text("");
                 output.sentence("Not tried, " + reason + ": " + mechanisms.size());
                 output.sentence(String.join(", ", mechanisms));
             });
-        int mechanisms = token.mechanisms().size();
         // If keys were found and none was tried, the result is negative.
         int status = faults > 0 || keys > 0 && keysTried == 0 || works == 0 ? Failure.NEGATIVE : Failure.DONE;
         output.json(new Row().put("work", works).put("doNotWork", faults).put("mechanisms", mechanisms)

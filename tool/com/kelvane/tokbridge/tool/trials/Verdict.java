@@ -24,17 +24,15 @@ public final class Verdict extends Exception {
 
     /** Ends a trial as wrong unless a condition holds. */
     static void require(boolean condition, String otherwise) throws Verdict {
-        require(condition, WRONG, otherwise);
+        if (!condition) {
+            throw new Verdict(WRONG, otherwise);
+        }
     }
 
     /** Ends a trial as not tried unless a condition holds. */
-    static void requireFirst(boolean condition, String otherwise) throws Verdict {
-        require(condition, NOT_TRIED, otherwise);
-    }
-
-    private static void require(boolean condition, String result, String otherwise) throws Verdict {
+    static void requireToTry(boolean condition, String otherwise) throws Verdict {
         if (!condition) {
-            throw new Verdict(result, otherwise);
+            throw new Verdict(NOT_TRIED, otherwise);
         }
     }
 }
