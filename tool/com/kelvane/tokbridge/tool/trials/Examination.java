@@ -105,8 +105,8 @@ public final class Examination {
         }
         if (results.isEmpty()) {
             report.trial("key", null, found.get(place).name(), () -> {
-                requireToTry(fitting.isEmpty(), "its permitted uses create objects: that is tried with --write");
-                requireToTry(false, "the token offers no mechanism for its permitted uses");
+                requireToTry(false, fitting.isEmpty() ? "the token offers no mechanism for its permitted uses"
+                    : "its permitted uses create objects: that is tried with --write");
                 return null;
             });
         }
@@ -168,7 +168,8 @@ public final class Examination {
                 created.clear();
                 token.destroy(each -> true);
                 token.loginAgain();
-                found = keys();
+                List<Key> again = keys(); // their handles may have changed
+                found = again.size() == found.size() ? again : found;
                 logins++;
                 return attempt(operation, key.call());
             }

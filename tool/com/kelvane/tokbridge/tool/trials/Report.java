@@ -21,10 +21,12 @@ final class Report {
     private final Set<String> tried = new HashSet<>();
     private final Output output;
     private final Token token;
+
+    /** The numbers of mechanisms and of keys on the token. */
     private final int mechanisms, keys;
     private int works, faults;
 
-    /** Prints the head of the table. */
+    /** Prints the head of the table, whose columns have the width of the longest names. */
     Report(Output output, Token token, List<Key> found) {
         this.output = output;
         this.token = token;
