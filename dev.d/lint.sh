@@ -32,7 +32,7 @@ folders() {
 # layers - checks that each package of the tool imports itself and those below alone.
 layers() {
     tool=com/kelvane/tokbridge/tool below=
-    for layer in token trials reports commands; do
+    for layer in token reports trials commands; do
         below="$below${below:+|}$layer"
         ! grep -nE '^import (static )?com\.kelvane\.tokbridge\.tool\.' "$root/tool/$tool/$layer"/*.java |
             grep -vE "tokbridge\.tool\.($below)\." || fail "the tool's $layer imports a package that is not below it"

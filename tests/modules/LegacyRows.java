@@ -21,16 +21,16 @@ final class LegacyRows {
     public static void main(String[] arguments) {
         domain(CKM_DSA_PARAMETER_GEN);
         domain(CKM_DH_PKCS_PARAMETER_GEN);
-        hash("MD2", "MD2", 16);
+        hash("MD2");
         blockCipher("SEED", SEED, 16);
         row(Use.CIPHER, CKM_DES_OFB64, DES, IV8).as(cipher("DES/OFB/NoPadding", JDK_IV8));
         row(Use.CIPHER, CKM_DES_CFB64, DES, IV8).as(cipher("DES/CFB64/NoPadding", JDK_IV8));
         row(Use.CIPHER, CKM_DES_CFB8, DES, IV8).as(cipher("DES/CFB8/NoPadding", JDK_IV8));
-        row(Use.CIPHER, CKM_BLOWFISH_CBC, BLOWFISH, IV8).of((message, key) -> BLOCKS)
+        row(Use.CIPHER, CKM_BLOWFISH_CBC, BLOWFISH, IV8).of((key, message) -> BLOCKS)
             .as(cipher("Blowfish/CBC/NoPadding", JDK_IV8));
         row(Use.CIPHER, CKM_BLOWFISH_CBC_PAD, BLOWFISH, IV8).as(cipher("Blowfish/CBC/PKCS5Padding", JDK_IV8));
-        row(Use.CIPHER, CKM_RC2_ECB, RC2, new PKCS11MechPar_RC2(128)).of((message, key) -> BLOCKS);
-        row(Use.CIPHER, CKM_RC2_CBC, RC2, new PKCS11MechPar_RC2_CBC(128, IV8)).of((message, key) -> BLOCKS);
+        row(Use.CIPHER, CKM_RC2_ECB, RC2, new PKCS11MechPar_RC2(128)).of((key, message) -> BLOCKS);
+        row(Use.CIPHER, CKM_RC2_CBC, RC2, new PKCS11MechPar_RC2_CBC(128, IV8)).of((key, message) -> BLOCKS);
         row(Use.CIPHER, CKM_RC2_CBC_PAD, RC2, new PKCS11MechPar_RC2_CBC(128, IV8))
             .as(cipher("RC2/CBC/PKCS5Padding", JDK_IV8));
         row(Use.MAC, CKM_RC2_MAC, RC2, new PKCS11MechPar_RC2(128));
@@ -42,7 +42,7 @@ final class LegacyRows {
     }
 
     private static void domain(int mechanism) {
-        row(new Use("new domain", CKF_GENERATE, 0, 0, true, attempt -> {
+        row(new Use("new domain", CKF_GENERATE, 0, 0, attempt -> {
             int bits = Math.max(512, attempt.session.getSlot().getMechanismInfo(mechanism).getMinKeySize());
             PKCS11Object domain = attempt.token.create(place -> attempt.session.generateKey(mechanism, null,
                 Template.of(CKA_PRIME_BITS, bits).and(place)));

@@ -8,8 +8,8 @@ import com.kelvane.tokbridge.tool.token.*;
 import java.nio.file.Path;
 import picocli.CommandLine.*;
 
-/** The token that the user names, and how to log in to it. */
-final class Login extends Target {
+/** A command that logs the user in. */
+abstract class Login extends Target {
     @Option(names = "--login", description = "Log in. The PIN is entered without echo, unless --pin-file or "
         + "--pin-env names it.")
     private boolean login;
@@ -27,33 +27,24 @@ final class Login extends Target {
         private String variable;
     }
 
-    /** Returns the file with the PIN; null for none. */
-    private Path file() {
-        Path inUri = uri(PKCS11Uri::pinFile);
-        agreed("--pin-env", pin.variable, "pin-source", inUri == null ? null : inUri.toString());
-        return agreed("--pin-file", pin.file, "pin-source", inUri);
-    }
-
     @Override
     NativePKCS11 open() throws Exception {
-        file();
+        Path inUri = uri(PKCS11Uri::pinFile);
+        agreed("--pin-env", pin.variable, "pin-source", inUri == null ? null : inUri.toString());
+        pin.file = agreed("--pin-file", pin.file, "pin-source", inUri);
         return super.open();
     }
 
     /** Opens a session, and logs in if the user wants it. */
-    Token open(PKCS11Slot slot, boolean write) throws Exception {
-        Path file = file();
+    final Token open(PKCS11Slot slot, boolean write) throws Exception {
         Token token = new Token(slot, write);
-        if (login || file != null || pin.variable != null) {
-            // With a PIN pad it is entered at the token.
-            Pin with = pin.variable != null ? Pin.fromEnvironment(pin.variable) : file != null ? Pin.fromFile(file)
-                : token.info().hasProtectedAuthenticationPath() ? null
-                : Pin.fromTerminal(Row.oneLine(token.info().getLabel()));
-            Output.withProgress("Logging in", () -> {
-                token.login(with);
-                return null;
-            });
+        if (!login && pin.file == null && pin.variable == null) {
+            return token;
         }
-        return token;
+        // With a PIN pad it is entered at the token.
+        char[] with = pin.variable != null ? Pin.fromEnvironment(pin.variable)
+            : pin.file != null ? Pin.fromFile(pin.file) : token.info().hasProtectedAuthenticationPath() ? null
+            : Pin.fromTerminal(Row.oneLine(token.info().getLabel()));
+        return Output.withProgress("Logging in", () -> token.login(with));
     }
 }

@@ -10,27 +10,17 @@ import picocli.CommandLine;
 import picocli.CommandLine.*;
 
 /** The program tokbridge. */
-@Command(name = "tokbridge", mixinStandardHelpOptions = true, versionProvider = Main.Version.class,
+@Command(name = "tokbridge", mixinStandardHelpOptions = true,
     description = "Checks whether a security token works from Java.",
     subcommands = {Info.class, ListObjects.class, Check.class, GenerateCompletion.class},
     footer = {"", "Tokens are initialised, PINs set, keys created and destroyed with other programs: the vendor's, or "
         + "softhsm2-util, pkcs11-tool, p11tool, certutil and tpm2_ptool, depending on the token.", "",
         "Exit status: 0 done, 1 a negative result, 2 usage error, 3 the module, the token or the output failed."})
 public final class Main {
-    private Main() {
-    }
-
-    /** The version in the jar's manifest. */
-    static final class Version implements IVersionProvider {
-        @Override
-        public String[] getVersion() {
-            return new String[] {text()};
-        }
-
-        static String text() {
-            String version = Main.class.getPackage().getImplementationVersion();
-            return "tokbridge " + (version != null ? version : "(not from its jar)");
-        }
+    /** Returns the version in the jar's manifest. */
+    static String version() {
+        String version = Main.class.getPackage().getImplementationVersion();
+        return "tokbridge " + (version != null ? version : "(not from its jar)");
     }
 
     /** Runs the program with a command and its options, and ends with the exit status. */
@@ -47,12 +37,7 @@ public final class Main {
             .setParameterExceptionHandler((e, given) -> Output.failure(new Failure(Failure.USAGE, e.getMessage(), null,
                 e.getCommandLine().getCommandSpec().qualifiedName() + " --help"), json))
             .setExecutionExceptionHandler((e, given, parsed) -> Output.failure(Failure.of(e), json));
-        int status;
-        try {
-            status = line.execute(arguments);
-        } catch (Error e) { // a missing native library for one: the handler gets exceptions alone
-            status = Output.failure(Failure.of(e), json);
-        }
-        System.exit(status);
+        line.getCommandSpec().version(version());
+        System.exit(line.execute(arguments));
     }
 }

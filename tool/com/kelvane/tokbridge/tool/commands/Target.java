@@ -1,6 +1,7 @@
 package com.kelvane.tokbridge.tool.commands;
 
 import static com.kelvane.tokbridge.tool.token.Failure.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11;
@@ -9,12 +10,12 @@ import com.kelvane.tokbridge.tool.token.Failure;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.*;
 import java.util.List;
+import java.util.concurrent.Callable;
 import java.util.function.Function;
-import java.util.stream.Collectors;
 import picocli.CommandLine.*;
 
-/** The module and the token that the user names. */
-class Target {
+/** A command with a module and a token, which the user names. */
+abstract class Target implements Callable<Integer> {
     /** A path of 256 bytes would end the process: longer ones than this are not passed on. */
     private static final int LONGEST_PATH = 255;
 
@@ -34,6 +35,21 @@ class Target {
     @Option(names = "--slot", paramLabel = "NUMBER", description = "The token in this slot, as info writes it or in "
         + "decimal, where several have the same label and serial number.")
     private Long slot;
+
+    @Mixin
+    Output output;
+
+    /** Runs the command with a loaded module; returns the exit status. */
+    abstract int run(NativePKCS11 library) throws Exception;
+
+    @Override
+    public final Integer call() throws Exception {
+        try (NativePKCS11 library = open()) {
+            return run(library);
+        } catch (Error e) { // a missing native library for one: the handler of failures gets exceptions alone
+            throw Failure.of(e);
+        }
+    }
 
     /** Reads a part of the URI; without one, of a URI that matches everything. */
     <T> T uri(Function<PKCS11Uri, T> part) {
@@ -117,17 +133,15 @@ class Target {
     /** Finds the token's slot. */
     PKCS11Slot slot(NativePKCS11 library) {
         List<PKCS11Slot> present = Failure.in("the slots cannot be listed",
-            () -> library.slotsWithTokens().collect(Collectors.toList()));
-        List<PKCS11Slot> found = present.stream().filter(this::matches).collect(Collectors.toList());
-        List<PKCS11Slot> ready = found.stream().filter(each -> each.getTokenInfo().isInitialized())
-            .collect(Collectors.toList());
+            () -> library.slotsWithTokens().collect(toList()));
+        List<PKCS11Slot> found = present.stream().filter(this::matches).collect(toList());
+        List<PKCS11Slot> ready = found.stream().filter(each -> each.getTokenInfo().isInitialized()).collect(toList());
         found = ready.isEmpty() ? found : ready;
         if (found.size() == 1) {
             return found.get(0);
         }
         String list = "the module has: " + present.stream().map(each -> "\"" + each.getTokenInfo().getLabel()
-            + "\", serial number \"" + each.getTokenInfo().getSerialNumber() + "\", in " + each)
-            .collect(Collectors.joining("; "));
+            + "\", serial number \"" + each.getTokenInfo().getSerialNumber() + "\", in " + each).collect(joining("; "));
         throw !found.isEmpty() ? new Failure(USAGE, found.size() + " tokens match", list,
             "name one of them with --token, or its slot with --slot")
             : present.isEmpty() ? new Failure(FAILED, "there is no token", "no slot of the module has one",

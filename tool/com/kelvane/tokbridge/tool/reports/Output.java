@@ -16,13 +16,10 @@ public final class Output {
 
     @Option(names = "--json", description = "Print JSON instead of text, errors too: one value; of what is tried one "
         + "object a line, as it comes.")
-    private boolean json;
+    public boolean json;
+    private Table table;
 
-    public boolean isJson() {
-        return json;
-    }
-
-    /** Prints a value as JSON, if JSON was requested. */
+    /** Prints a value, if JSON was requested. */
     public void json(Object value) {
         if (json) {
             print(toJson(value));
@@ -68,9 +65,12 @@ public final class Output {
         return failure.status;
     }
 
-    /** Prints a sentence. */
+    /** Prints a sentence; nothing for null. */
     public void sentence(String text) {
-        table(false, List.of(new Row().show("", text)));
+        if (text != null) {
+            Row row = new Row().show("", text);
+            text(new Table(List.of(row)).lines(row));
+        }
     }
 
     /** Prints the names and the values of a row below each other. */
@@ -78,28 +78,31 @@ public final class Output {
         List<Row> pairs = row.text.entrySet().stream().map(each -> new Row().show("name", Row.title(each.getKey()))
             .show("value", each.getValue())).collect(Collectors.toList());
         pairs.get(pairs.size() - 1).below = row.below;
-        table(false, pairs);
+        table = new Table(pairs);
+        pairs.forEach(this::row);
     }
 
-    /** Prints rows that have the same names. */
+    /** Prints rows that have the same names, and a head. */
     public void table(List<Row> rows) {
-        table(true, rows);
+        head(rows);
+        rows.forEach(this::row);
     }
 
-    /** Chooses the columns for rows like these; JSON is not limited by the terminal. */
-    Table layout(List<Row> rows) {
-        return new Table(rows, json ? 0 : Table.TERMINAL);
+    /** Prints the head of a table for rows like these. */
+    public void head(List<Row> rows) {
+        table = new Table(rows);
+        text(table.head());
     }
 
-    private void table(boolean hasHead, List<Row> rows) {
-        Table table = layout(rows);
-        if (hasHead) {
-            text(table.head());
-        }
-        rows.forEach(row -> row(table, row));
+    /** Prints a row of this table with a detail, which is below the row if it is too long, and a line below. */
+    public void row(Row row, String detail, String below) {
+        boolean fits = table.fits("detail", detail);
+        row.show("detail", fits ? detail : "");
+        row.below = fits ? below : below == null ? detail : detail + ": " + below;
+        row(row);
     }
 
-    void row(Table table, Row row) {
+    private void row(Row row) {
         text(table.lines(row));
         if (row.below != null && row.below.contains(" ")) {
             sentence("   " + row.below);

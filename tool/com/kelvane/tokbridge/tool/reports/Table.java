@@ -12,7 +12,7 @@ import picocli.CommandLine.Help.Ansi.Style;
  */
 final class Table {
     /** The number of the terminal's columns; 0 if it is not known. */
-    static final int TERMINAL = System.console() == null ? 0 : terminal();
+    private static final int TERMINAL = System.console() == null ? 0 : terminal();
     private static final int INDENT = 5, GAP = 2;
 
     /** Columns are omitted while there are more than FEW, and a column of words would be narrower than NARROW. */
@@ -24,10 +24,8 @@ final class Table {
     /** The widths of the columns by their names; which of them have numbers; and which have several words in a cell. */
     private final Map<String, Integer> widths = new LinkedHashMap<>();
     private final Set<String> numbers = new HashSet<>(), words = new HashSet<>();
-    private final int terminal;
 
-    Table(List<Row> rows, int terminal) {
-        this.terminal = terminal;
+    Table(List<Row> rows) {
         rows.forEach(row -> row.text.forEach((name, text) -> {
             widths.merge(name, Math.max(text.length(), Row.title(name).length()), Math::max);
             numbers.addAll(row.json.get(name) instanceof Number ? Set.of(name) : Set.of());
@@ -56,12 +54,12 @@ final class Table {
     private boolean isTooWide(int limit) {
         int sum = widths.keySet().stream().mapToInt(name -> GAP + (words.contains(name)
             ? Math.min(widths.get(name), limit) : widths.get(name))).sum() - GAP + INDENT;
-        return terminal > 0 && sum > Math.max(terminal, INDENT + (1 + GAP) * widths.size());
+        return TERMINAL > 0 && sum > Math.max(TERMINAL, INDENT + (1 + GAP) * widths.size());
     }
 
     /** Returns whether a text fits into one line of a column. */
     boolean fits(String name, String text) {
-        return terminal == 0 || text.length() <= widths.getOrDefault(name, 0);
+        return TERMINAL == 0 || text.length() <= widths.getOrDefault(name, 0);
     }
 
     String head() {
@@ -80,7 +78,7 @@ final class Table {
             cells.add(COLORS.apply(cell, style.length > 0 || !STYLES.containsKey(text) ? List.of(style)
                 : List.of(STYLES.get(text))));
             int before = columns.isEmpty() ? INDENT : GAP;
-            columns.add(new Column(before + (terminal > 0 ? width : Math.max(width, cell.length())), before,
+            columns.add(new Column(before + (TERMINAL > 0 ? width : Math.max(width, cell.length())), before,
                 Column.Overflow.WRAP));
         });
         TextTable table = TextTable.forColumns(COLORS, columns.toArray(new Column[0]));

@@ -1,6 +1,7 @@
 package com.kelvane.tokbridge.tool.token;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11;
@@ -26,7 +27,7 @@ public final class Failure extends RuntimeException {
         try (InputStream page = Failure.class.getResourceAsStream("/errors.md")) {
             ROWS = Pattern.compile("\\| `([^`]*)`(?: from `(\\w+)`)? \\| (.*) \\| (.*) \\|")
                 .matcher(new String(page.readAllBytes(), StandardCharsets.UTF_8)).results()
-                .sorted(Comparator.comparing(row -> row.group(METHOD) == null)).collect(Collectors.toList());
+                .sorted(Comparator.comparing(row -> row.group(METHOD) == null)).collect(toList());
         } catch (IOException e) {
             throw new UncheckedIOException(e);
         }

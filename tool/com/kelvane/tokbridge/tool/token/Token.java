@@ -1,13 +1,13 @@
 package com.kelvane.tokbridge.tool.token;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import java.math.BigInteger;
 import java.util.*;
 import java.util.function.*;
-import java.util.stream.Collectors;
 
 /**
  * A token in use. One session stays open, with the user logged in; it holds the keys that several operations use. All
@@ -23,9 +23,11 @@ public final class Token implements AutoCloseable {
     /** The label of the objects that are created on the token; no other object has it. */
     public final String label = "tokbridge's own, to be destroyed " + UUID.randomUUID();
     private final PKCS11Slot slot;
-    private final Map<Integer, PKCS11MechanismInfo> mechanisms = new LinkedHashMap<>();
+
+    /** The mechanisms that the token lists, and their flags. */
+    private final Map<Integer, Integer> mechanisms = new LinkedHashMap<>();
     private boolean loggedIn;
-    private Pin pin;
+    private char[] pin;
 
     /** The objects that were created here and not destroyed yet. */
     private final List<NativePKCS11Object> created = new ArrayList<>();
@@ -50,22 +52,21 @@ public final class Token implements AutoCloseable {
             : String.format("%0" + 2 * bytes.length + "x", new BigInteger(1, bytes));
     }
 
-    /** Opens a further session. */
     public NativePKCS11Session open() {
         return slot.openSession(CKF_SERIAL_SESSION | (readWrite ? CKF_RW_SESSION : 0), null);
     }
 
-    /** Returns the current information about the token. */
     public PKCS11TokenInfo info() {
         return Failure.in("the token cannot be read", slot::getTokenInfo);
     }
 
     /** Logs the user in, with a PIN that is wiped with the token; null if it is entered at the token. */
-    public void login(Pin with) {
+    public Token login(char[] with) {
         pin = with;
         loggedIn = true;
         try {
-            session.login(false, pin == null ? null : pin.text);
+            session.login(false, pin);
+            return this;
         } catch (PKCS11Exception e) {
             throw new Failure("the login failed", e, info());
         }
@@ -89,9 +90,9 @@ public final class Token implements AutoCloseable {
     public Set<Integer> mechanisms() {
         for (int mechanism : mechanisms.isEmpty() ? slot.getMechanismList() : new int[0]) {
             try {
-                mechanisms.put(mechanism, slot.getMechanismInfo(mechanism));
+                mechanisms.put(mechanism, slot.getMechanismInfo(mechanism).getFlags());
             } catch (PKCS11Exception e) {
-                mechanisms.put(mechanism, new PKCS11MechanismInfo(0, 0, 0)); // listed, so it counts
+                mechanisms.put(mechanism, 0); // listed, so it counts
             }
         }
         return mechanisms.keySet();
@@ -99,47 +100,43 @@ public final class Token implements AutoCloseable {
 
     /** Returns whether the token offers a mechanism for one of some uses; one without any flag may have every use. */
     public boolean offers(int mechanism, int flags) {
-        return mechanisms().contains(mechanism) && ((mechanisms.get(mechanism).getFlags() & flags) != 0
-            || (mechanisms.get(mechanism).getFlags() & ~CKF_HW) == 0);
-    }
-
-    /** Creates an object as {@link #createAll} does. */
-    public NativePKCS11Object create(Function<Object[], NativePKCS11Object> creation) {
-        return createAll(place -> List.of(creation.apply(place))).get(0);
+        Integer has = mechanisms().contains(mechanism) ? mechanisms.get(mechanism) : null;
+        return has != null && ((has & flags) != 0 || (has & ~CKF_HW) == 0);
     }
 
     /**
-     * Creates objects for the session, or on the token if it keeps such objects there only.
+     * Creates an object or a key pair for the session, or on the token if it keeps such objects there only.
      *
-     * @param creation creates them, with these attributes besides its own
+     * @param creation creates it, with these attributes besides its own
      */
-    public synchronized List<NativePKCS11Object> createAll(Function<Object[], List<NativePKCS11Object>> creation) {
+    public synchronized <T> T create(Function<Object[], T> creation) {
         try {
-            return createAll(false, creation);
+            return create(false, creation);
         } catch (PKCS11Exception e) {
             try {
-                return createAll(true, creation);
+                return create(true, creation);
             } catch (PKCS11Exception again) {
                 throw e; // the first failure is the one that matters
             }
         }
     }
 
-    /** Creates objects for the session or on the token. */
-    public synchronized List<NativePKCS11Object> createAll(boolean onToken,
-        Function<Object[], List<NativePKCS11Object>> creation) {
+    /** Creates an object or a key pair for the session or on the token. */
+    public synchronized <T> T create(boolean onToken, Function<Object[], T> creation) {
         if (ended) {
             throw new IllegalStateException("the program ends");
         }
-        List<NativePKCS11Object> objects = creation.apply(onToken
-            ? new Object[] {CKA_TOKEN, true, CKA_LABEL, label} : new Object[] {CKA_TOKEN, false});
-        created.addAll(objects);
-        return objects;
+        T result = creation.apply(onToken ? new Object[] {CKA_TOKEN, true, CKA_LABEL, label}
+            : new Object[] {CKA_TOKEN, false});
+        NativePKCS11KeyPair pair = result instanceof NativePKCS11KeyPair ? (NativePKCS11KeyPair) result : null;
+        created.addAll(pair != null ? List.of(pair.getPrivate(), pair.getPublic())
+            : List.of((NativePKCS11Object) result));
+        return result;
     }
 
     /** Destroys those of the objects that were created here. */
     public synchronized void destroy(Predicate<NativePKCS11Object> which) {
-        for (NativePKCS11Object object : created.stream().filter(which).collect(Collectors.toList())) {
+        for (NativePKCS11Object object : created.stream().filter(which).collect(toList())) {
             created.remove(object);
             try {
                 object.destroy();
@@ -161,7 +158,7 @@ public final class Token implements AutoCloseable {
             session.close();
         } finally {
             if (pin != null) {
-                pin.close();
+                Arrays.fill(pin, '\0');
             }
         }
     }

@@ -8,13 +8,14 @@ import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import com.kelvane.tokbridge.tool.token.Token;
 import java.io.ByteArrayInputStream;
+import java.nio.charset.StandardCharsets;
 import java.security.*;
 import java.security.interfaces.*;
+import java.time.*;
 import java.util.*;
 import java.util.concurrent.Callable;
 import java.util.function.*;
-import javax.crypto.KeyAgreement;
-import javax.crypto.NoSuchPaddingException;
+import javax.crypto.*;
 import javax.crypto.interfaces.DHPublicKey;
 
 /**
@@ -57,6 +58,10 @@ final class Attempt implements AutoCloseable {
     private byte[] jdk(byte[] data) throws Exception {
         return operation.computation == null || key != null && key.jdkKey == null ? null
             : ifThere(() -> operation.computation.of(key == null ? null : key.jdkKey, data));
+    }
+
+    private byte[] input(byte[] message) throws Exception {
+        return operation.input.of(key.jdkKey, message);
     }
 
     /** Returns the result of the JDK; null if it lacks the algorithm. */
@@ -109,7 +114,7 @@ final class Attempt implements AutoCloseable {
     }
 
     String signature() throws Exception {
-        return verified(session.sign(mechanism, parameter, key.object, operation.input.of(MESSAGE, key)));
+        return verified(session.sign(mechanism, parameter, key.object, input(MESSAGE)));
     }
 
     String stream() throws Exception {
@@ -121,10 +126,8 @@ final class Attempt implements AutoCloseable {
         Boolean byJdk = operation.verification == null || key.jdkKey == null ? null
             : ifThere(() -> operation.verification.of((PublicKey) key.jdkKey, MESSAGE, signature));
         require(byJdk == null || byJdk, "the JDK does not verify it");
-        boolean byToken = (byJdk == null || key.isOwn) && verify(signature);
-        if (byJdk == null && !byToken) {
-            throw new Verdict(NOT_TRIED, "it signs, but neither the JDK nor the token can verify it");
-        }
+        boolean byToken = (byJdk == null || key.isOwn()) && verify(signature);
+        requireToTry(byJdk != null || byToken, "it signs, but neither the JDK nor the token can verify it");
         return byJdk == null ? SELF_CONSISTENT : MATCHES_JDK;
     }
 
@@ -133,7 +136,7 @@ final class Attempt implements AutoCloseable {
         if (key.open == null || !isOffered(CKF_VERIFY)) {
             return false;
         }
-        byte[] data = operation.input.of(MESSAGE, key), other = operation.input.of(changed(MESSAGE), key);
+        byte[] data = input(MESSAGE), other = input(changed(MESSAGE));
         try {
             require(session.verify(mechanism, parameter, key.open, data, signature), "the token does not verify it");
         } catch (PKCS11Exception e) {
@@ -148,12 +151,10 @@ final class Attempt implements AutoCloseable {
     }
 
     String cipher() throws Exception {
-        byte[] data = operation.input.of(MESSAGE, key), expected = jdk(data);
+        byte[] data = input(MESSAGE), expected = jdk(data);
         byte[] encrypted = isOffered(CKF_ENCRYPT) ? session.encrypt(mechanism, parameter, key.object, data) : expected;
         String compared = compare(encrypted, expected, "ciphertext");
-        if (encrypted == null || !isOffered(CKF_DECRYPT)) {
-            throw new Verdict(NOT_TRIED, "the token offers only half of it");
-        }
+        requireToTry(encrypted != null && isOffered(CKF_DECRYPT), "the token offers only half of it");
         decrypt(encrypted, data);
         require(!AUTHENTICATED.contains(mechanism) || !isAccepted(() -> session.decrypt(mechanism, parameter,
             key.object, changed(encrypted)) != null), "a changed tag is accepted");
@@ -162,7 +163,7 @@ final class Attempt implements AutoCloseable {
 
     /** Decrypts what the JDK has encrypted, or the token itself where the JDK cannot. */
     String decryption() throws Exception {
-        byte[] data = operation.input.of(SHORT_MESSAGE, key), encrypted = jdk(data);
+        byte[] data = input(SHORT_MESSAGE), encrypted = jdk(data);
         if (encrypted == null) {
             return encryption();
         }
@@ -171,12 +172,10 @@ final class Attempt implements AutoCloseable {
     }
 
     String encryption() throws Exception {
-        if (key.open == null) {
-            throw new Verdict(NOT_TRIED, "the public key is not on the token");
-        }
-        byte[] data = operation.input.of(SHORT_MESSAGE, key);
+        requireToTry(key.open != null, "the public key is not on the token");
+        byte[] data = input(SHORT_MESSAGE);
         byte[] encrypted = session.encrypt(mechanism, parameter, key.open, data);
-        require(key.jdkKey == null || encrypted.length == key.modulusBytes(),
+        require(key.jdkKey == null || encrypted.length == Jdk.modulusBytes(key.jdkKey),
             "the result has " + encrypted.length + " bytes");
         decrypt(encrypted, data);
         return SELF_CONSISTENT;
@@ -210,10 +209,8 @@ final class Attempt implements AutoCloseable {
             int type = length == 32 ? CKK_AES : CKK_GENERIC_SECRET;
             NativePKCS11Object wrappable = token.create(place -> session.createObject(
                 READABLE.and(CKA_KEY_TYPE, type, CKA_VALUE, value).and(place)));
-            byte[] wrapped = session.wrapKey(mechanism, parameter, key.open, wrappable), unwrapped = value;
-            if (unwraps) {
-                unwrapped = unwrap(type, wrapped);
-            }
+            byte[] wrapped = session.wrapKey(mechanism, parameter, key.open, wrappable);
+            byte[] unwrapped = unwraps ? unwrap(type, wrapped) : value;
             require(Arrays.equals(unwrapped, value), "a key of " + length + " bytes is unwrapped to another one of "
                 + unwrapped.length + " bytes");
             byte[] expected = unwraps || !operation.kind.isPair() ? jdk(value) : null;
@@ -245,9 +242,7 @@ final class Attempt implements AutoCloseable {
     /** Agrees on a secret with a new key pair of the JDK. */
     String agreement() throws Exception {
         PublicKey own = (PublicKey) key.jdkKey;
-        if (own == null) {
-            throw new Verdict(NOT_TRIED, "the public key is not known");
-        }
+        requireToTry(own != null, "the public key is not known");
         KeyPairGenerator generator = KeyPairGenerator.getInstance(own.getAlgorithm());
         generator.initialize(own instanceof ECPublicKey ? ((ECPublicKey) own).getParams()
             : own instanceof XECPublicKey ? ((XECPublicKey) own).getParams() : ((DHPublicKey) own).getParams());
@@ -293,6 +288,64 @@ final class Attempt implements AutoCloseable {
         require(Arrays.equals(value(place -> session.decapsulateKey(mechanism, parameter, key.object, ciphertext[0],
             secret(32).and(place))), encapsulated), "another key is decapsulated");
         return SELF_CONSISTENT;
+    }
+
+    /** Creates, finds, reads, changes, copies and destroys an object that stays on the token. */
+    String dataObject() throws Verdict {
+        Template byLabel = Template.of(CKA_CLASS, CKO_DATA, CKA_LABEL, token.label);
+        NativePKCS11Object data = create(byLabel, Template.of(CKA_CLASS, CKO_DATA, CKA_APPLICATION, "tokbridge",
+            CKA_VALUE, MESSAGE));
+        String changed = "changed, " + token.label;
+        synchronized (token) { // a module may write an object again that an interrupt destroys meanwhile
+            data.setAttributeValue(CKA_LABEL, changed);
+        }
+        require(session.findObjects(byLabel).isEmpty(), "it is still found by its former label");
+        String copied = "copied";
+        try {
+            NativePKCS11Object copy = data.copy(Template.of(CKA_LABEL, "copied, " + token.label, CKA_TOKEN, false));
+            require(Arrays.equals(copy.getByteArrayAttributeValue(CKA_VALUE), MESSAGE), "its copy differs");
+            copy.destroy();
+        } catch (PKCS11Exception e) {
+            require(e.getCode() == CKR_FUNCTION_NOT_SUPPORTED, "copying raises " + e.getMessage());
+            copied = "not copied";
+        }
+        require(data.getStringAttributeValue(CKA_LABEL).equals(changed), "copying changes it");
+        token.destroy(data::equals);
+        require(session.findObjects(Template.of(CKA_LABEL, changed)).isEmpty(), "it is found after its destruction");
+        return "created, found, changed, " + copied + ", destroyed";
+    }
+
+    String storedKey() throws Verdict {
+        LocalDate day = LocalDate.of(2024, 2, 29);
+        byte[] id = token.label.substring(token.label.length() - 16).getBytes(StandardCharsets.US_ASCII);
+        // Public: SoftHSM2 returns CKR_GENERAL_ERROR for the dates of private keys.
+        NativePKCS11Object key = create(Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_ID, id),
+            Template.of(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, CKK_AES, CKA_PRIVATE, false, CKA_ID, id,
+                CKA_SENSITIVE, true, CKA_EXTRACTABLE, false, CKA_ENCRYPT, true),
+            CKA_START_DATE, Date.from(day.atStartOfDay(ZoneOffset.UTC).toInstant()), CKA_VALUE, new byte[32]);
+        Date start = key.getDateAttributeValue(CKA_START_DATE); // written in UTC, read in local time
+        require(day.equals(start.toInstant().atZone(ZoneId.systemDefault()).toLocalDate()),
+            "CKA_START_DATE is read as " + start);
+        require(key.readAttributes(CKA_VALUE).isSensitive(CKA_VALUE), "its value can be read");
+        return "keeps its id and date, and its value secret";
+    }
+
+    /** Creates an object on the token, finds it, and reads the attributes of its template, but not those added. */
+    private NativePKCS11Object create(Template identity, Template template, Object... added) throws Verdict {
+        NativePKCS11Object object;
+        try {
+            object = token.create(true, place -> session.createObject(template.and(added).and(place)));
+        } catch (PKCS11Exception e) { // nothing else reveals which objects a token imports
+            throw new Verdict(e);
+        }
+        require(session.findObjects(identity).equals(List.of(object)), "it is not found by " + identity);
+        int[] types = template.getTypes();
+        Object[] read = session.getAttributeValues(object, types, types.length);
+        for (int i = 0; i < types.length; i++) {
+            require(Objects.deepEquals(read[i], template.getValues()[i]), nameOf("CKA_", types[i])
+                + " is read as another value");
+        }
+        return object;
     }
 
     @Override

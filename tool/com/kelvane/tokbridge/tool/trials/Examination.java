@@ -2,88 +2,65 @@ package com.kelvane.tokbridge.tool.trials;
 
 import static com.kelvane.pkcs11.PKCS11Constants.*;
 import static com.kelvane.tokbridge.tool.trials.Verdict.*;
+import static java.util.stream.Collectors.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.NativePKCS11Object;
+import com.kelvane.tokbridge.tool.reports.Output;
 import com.kelvane.tokbridge.tool.token.*;
 import java.security.cert.CertificateException;
 import java.util.*;
 import java.util.concurrent.Callable;
-import java.util.stream.Collectors;
+import java.util.stream.*;
 
 /**
  * Tries what a token offers: each key that is found, once for each of its uses; and each mechanism, with a key that is
  * created for it if that is wanted, else with the first that was found.
  */
 public final class Examination {
-    /** Runs a trial, which returns what a good result was compared with, and reports it; returns the result. */
-    public interface Report {
-        /** A mechanism or key is null for none. */
-        String trial(String title, String mechanism, String key, Callable<String> trial);
-    }
-
     private final Token token;
     private final Template wanted;
-    private final List<FoundKey> found = new ArrayList<>();
-
-    /** The keys that were created, or the token's refusals, by kind and permission. */
-    private final Map<List<Object>, Object> created = new HashMap<>();
-
+    private final Report report;
+    private List<Key> found;
+    private final Map<List<Object>, Key> created = new HashMap<>();
     private final Set<Operation> attempted = new HashSet<>();
-    private Report report;
     private int logins;
-
-    /** The mechanisms that were not tried, and why, and those that were tried. */
-    public final Map<String, String> untried = new LinkedHashMap<>();
-    public final Set<String> tried = new HashSet<>();
-
-    /** The number of found keys that were tried, and of operations that work. */
-    public int keysTried, works;
 
     /**
      * Finds the keys on a token.
      *
      * @param wanted the attributes that narrow the keys and certificates to be tried
      */
-    public Examination(Token token, Template wanted) {
+    public Examination(Output output, Token token, Template wanted) {
         this.token = token;
         this.wanted = wanted;
-        for (int objectClass : new int[] {CKO_PRIVATE_KEY, CKO_SECRET_KEY}) {
-            List<NativePKCS11Object> objects = search(objectClass);
-            for (int i = 0; i < objects.size(); i++) {
-                found.add(new FoundKey(objectClass, i, objects.get(i)));
-            }
-        }
+        found = keys();
+        report = new Report(output, token, found);
+    }
+
+    private List<Key> keys() {
+        return Stream.of(CKO_PRIVATE_KEY, CKO_SECRET_KEY).flatMap(each -> search(each).stream()).map(Key::new)
+            .collect(toList());
     }
 
     /** Returns the objects of a class, with other attributes, that are on the token and wanted. */
     private List<NativePKCS11Object> search(int objectClass, Object... attributes) {
-        int at = Arrays.stream(wanted.getTypes()).boxed().collect(Collectors.toList()).indexOf(CKA_CLASS);
-        Template ofClass = at < 0 ? wanted.and(CKA_CLASS, objectClass) : wanted;
-        return at >= 0 && !wanted.getValues()[at].equals(objectClass) ? List.of()
-            : token.session.findObjects(ofClass.and(CKA_TOKEN, true).and(attributes));
+        Template template = Template.of(CKA_CLASS, objectClass, CKA_TOKEN, true).and(attributes);
+        return token.session.findObjects(template).stream().filter(token.session.findObjects(wanted)::contains)
+            .collect(toList());
     }
 
-    /** Returns the names of the keys that were found. */
-    public List<String> keyNames() {
-        return found.stream().map(FoundKey::name).collect(Collectors.toList());
-    }
-
-    /** Tries everything. Created objects are destroyed at the end, after an interrupt too. */
-    public void run(Report with) {
-        report = with;
+    /** Tries everything; returns the exit status. Created objects are destroyed at the end, after an interrupt too. */
+    public int run() {
         Runtime.getRuntime().addShutdownHook(new Thread(token::end));
         List<NativePKCS11Object> before = token.session.findObjects(Template.of(CKA_TOKEN, true));
-        for (int mechanism : token.mechanisms()) {
-            untried.put(nameOf("CKM_", mechanism), "this program does not try them");
-        }
         if (token.info().hasRandomNumberGenerator()) {
             report.trial("random bytes", null, null, this::random);
         }
-        found.forEach(this::tryKey);
+        IntStream.range(0, found.size()).forEach(this::tryKey);
         List<NativePKCS11Object> certificates = search(CKO_CERTIFICATE, CKA_CERTIFICATE_TYPE, CKC_X_509);
         if (!certificates.isEmpty()) {
-            count(report.trial("certificates", null, null, () -> read(certificates)));
+            report.operation("certificates", null, null, () -> read(certificates));
         }
         if (token.readWrite) {
             Operations.OBJECTS.forEach(each -> tryOperation(each, null, () -> null));
@@ -96,11 +73,7 @@ public final class Examination {
                 "the token has other objects than before");
             return before.size() + " objects, the same as before";
         });
-    }
-
-    private String count(String result) {
-        works += result.equals(WORKS) ? 1 : 0;
-        return result;
+        return report.summary();
     }
 
     private String random() throws Verdict {
@@ -119,41 +92,37 @@ public final class Examination {
         return "the JDK reads " + certificates.size();
     }
 
-    /** Tries a key that was found, with the first mechanism for each of its uses. */
-    private void tryKey(FoundKey key) {
-        List<Operation> fitting = Operations.ALL.stream().filter(each -> key.fits(each) && each.isOffered(token))
-            .collect(Collectors.toList());
-        Set<Use> done = new HashSet<>();
-        Set<String> results = new HashSet<>();
+    /** Tries a key that was found, with the first mechanism for each of its uses that is there when it is called. */
+    private void tryKey(int place) {
+        List<Operation> fitting = Operations.ALL.stream().filter(each -> found.get(place).fits(each)
+            && each.isOffered(token)).collect(toList());
+        Map<Use, String> results = new HashMap<>();
         for (Operation operation : fitting) {
-            if (!done.contains(operation.use) && (token.write || !operation.use.createsObjects)) {
-                String result = tryFound(operation, key);
-                results.add(result);
-                if (!result.equals(NOT_OFFERED)) { // else the next mechanism may be there
-                    done.add(operation.use);
-                }
+            boolean isDone = !results.getOrDefault(operation.use, NOT_OFFERED).equals(NOT_OFFERED);
+            if (!isDone && (token.write || !operation.use.createsObjects())) {
+                results.put(operation.use, tryFound(operation, place));
             }
         }
         if (results.isEmpty()) {
-            report.trial("key", null, key.name(), () -> {
-                throw new Verdict(NOT_TRIED, fitting.isEmpty()
-                    ? "the token offers no mechanism for its permitted uses"
+            report.trial("key", null, found.get(place).name(), () -> {
+                requireToTry(false, fitting.isEmpty() ? "the token offers no mechanism for its permitted uses"
                     : "its permitted uses create objects: that is tried with --write");
+                return null;
             });
         }
-        keysTried += List.of(NOT_OFFERED, NOT_TRIED).containsAll(results) ? 0 : 1;
+        report.keysTried += List.of(NOT_OFFERED, NOT_TRIED).containsAll(results.values()) ? 0 : 1;
     }
 
-    private String tryFound(Operation operation, FoundKey key) {
-        return tryOperation(operation, key.name(), () -> key.resolve(search(key.objectClass).get(key.place)));
+    private String tryFound(Operation operation, int place) {
+        return tryOperation(operation, found.get(place).name(), () -> found.get(place));
     }
 
     private void tryMechanism(Operation operation) {
         Use use = operation.use;
         KeyKind kind = operation.kind;
         String reason = "there is no key for them; one is created with --write";
-        if (use.createsObjects && !token.write) {
-            untried.replace(operation.name(), "they create objects: that is tried with --write");
+        if (use.createsObjects() && !token.write) {
+            report.untried.replace(operation.name(), "they create objects: that is tried with --write");
             return;
         } else if (use.attribute == 0) {
             tryOperation(operation, null, () -> use == Use.PAIR ? created(kind, permitted(kind)) : null);
@@ -167,27 +136,17 @@ public final class Examination {
                 reason = "no key could be created for them (" + Failure.method(e) + ": " + e.getMessage() + ")";
             }
         }
-        FoundKey first = found.stream().filter(each -> each.fits(operation)).findFirst().orElse(null);
-        if (first == null) {
-            untried.replace(operation.name(), reason);
+        OptionalInt first = IntStream.range(0, found.size()).filter(i -> found.get(i).fits(operation)).findFirst();
+        if (first.isEmpty()) {
+            report.untried.replace(operation.name(), reason);
         } else if (!attempted.contains(operation)) {
-            tryFound(operation, first);
+            tryFound(operation, first.getAsInt());
         }
     }
 
     /** Returns a key for a use, created at its first use: some tokens reject combinations of uses. */
     private Key created(KeyKind kind, Use use) {
-        Object key = created.computeIfAbsent(List.of(kind, use.attribute), place -> {
-            try {
-                return kind.create(token, use);
-            } catch (PKCS11Exception e) {
-                return e;
-            }
-        });
-        if (key instanceof PKCS11Exception) {
-            throw (PKCS11Exception) key;
-        }
-        return (Key) key;
+        return created.computeIfAbsent(List.of(kind, use.attribute), each -> kind.create(token, use));
     }
 
     /** Returns a use that the token offers for a kind of key pair; a use without a permission if it offers none. */
@@ -198,27 +157,23 @@ public final class Examination {
 
     private String tryOperation(Operation operation, String keyName, Callable<Key> key) {
         attempted.add(operation);
-        untried.remove(operation.name());
-        String result = count(report.trial(operation.use.title, operation.name(), keyName, () -> {
+        return report.operation(operation.use.title, operation.name(), keyName, () -> {
             try {
                 return attempt(operation, key.call());
             } catch (PKCS11Exception e) {
                 if (e.getCode() != CKR_USER_NOT_LOGGED_IN) {
                     throw e;
-                } else if (!token.isLoggedIn()) {
-                    throw new Verdict(NOT_TRIED, "it requires a login: that is tried with --login");
                 }
+                requireToTry(token.isLoggedIn(), "it requires a login: that is tried with --login");
                 created.clear();
                 token.destroy(each -> true);
                 token.loginAgain();
+                List<Key> again = keys(); // their handles may have changed
+                found = again.size() == found.size() ? again : found;
                 logins++;
                 return attempt(operation, key.call());
             }
-        }));
-        if (operation.name() != null && !result.equals(NOT_TRIED)) {
-            tried.add(operation.name());
-        }
-        return result;
+        });
     }
 
     private String attempt(Operation operation, Key key) throws Exception {

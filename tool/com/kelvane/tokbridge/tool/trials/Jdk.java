@@ -3,23 +3,21 @@ package com.kelvane.tokbridge.tool.trials;
 import java.math.BigInteger;
 import java.security.*;
 import java.security.Key;
+import java.security.interfaces.RSAPublicKey;
 import java.security.spec.AlgorithmParameterSpec;
 import javax.crypto.*;
 import javax.crypto.spec.SecretKeySpec;
 
 /** The JDK's counterparts of operations. */
 final class Jdk {
-    /** A computation with a secret or a public key. */
+    /** A computation with a secret or a public key; with null if there is none. */
     interface Computation {
-        byte[] of(Key key, byte[] data) throws GeneralSecurityException;
+        byte[] of(Key key, byte[] data) throws Exception;
     }
 
     /** The verification of a message's signature. */
     interface Verification {
         boolean of(PublicKey key, byte[] message, byte[] signature) throws GeneralSecurityException;
-    }
-
-    private Jdk() {
     }
 
     static byte[] digest(String algorithm, byte[] data) throws GeneralSecurityException {
@@ -46,9 +44,7 @@ final class Jdk {
     static Computation cipher(String algorithm, AlgorithmParameterSpec parameter, byte... header) {
         return (key, data) -> {
             Cipher cipher = cipher(algorithm, Cipher.ENCRYPT_MODE, key, parameter);
-            if (header.length > 0) {
-                cipher.updateAAD(header);
-            }
+            cipher.updateAAD(header);
             return cipher.doFinal(data);
         };
     }
@@ -73,5 +69,11 @@ final class Jdk {
     static Verification digestRecovered(String algorithm) {
         return (key, message, signature) -> new BigInteger(1, cipher(algorithm, Cipher.DECRYPT_MODE, key, null)
             .doFinal(signature)).equals(new BigInteger(1, digest("SHA-256", message)));
+    }
+
+    /** Returns the length of an RSA key's modulus. */
+    static int modulusBytes(Key key) throws Verdict {
+        Verdict.requireToTry(key instanceof RSAPublicKey, "the key's modulus is not known");
+        return (((RSAPublicKey) key).getModulus().bitLength() + 7) / 8;
     }
 }

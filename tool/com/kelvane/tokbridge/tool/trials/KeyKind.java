@@ -8,7 +8,6 @@ import com.kelvane.tokbridge.tool.token.Token;
 import java.math.BigInteger;
 import java.security.*;
 import java.security.interfaces.*;
-import java.util.List;
 import javax.crypto.interfaces.DHPublicKey;
 import javax.crypto.spec.SecretKeySpec;
 
@@ -96,36 +95,31 @@ enum KeyKind {
         return value;
     }
 
-    /** Creates a key on a token that is permitted a use. */
+    /** Creates a key on a token that is permitted a use: the token imports a secret key, or it generates the key. */
     Key create(Token token, Use use) {
-        Object[] own = use.attribute == 0 ? new Object[0] : new Object[] {use.attribute, true};
-        Object[] open = use.publicAttribute == 0 ? new Object[0] : new Object[] {use.publicAttribute, true};
-        return isPair() ? createPair(token, own, open) : createSecret(token, Template.of(own).and(open));
-    }
-
-    private Key createPair(Token token, Object[] privateKey, Object[] publicKey) {
-        List<NativePKCS11Object> pair = token.createAll(place -> {
-            NativePKCS11KeyPair generated = token.session.generateKeyPair(generation, null,
-                Template.of(template).and(publicKey).and(place), Template.of(privateKey).and(place));
-            return List.of(generated.getPrivate(), generated.getPublic());
-        });
-        return new Key(pair.get(0), pair.get(1), Key.publicKey(pair.get(1)), true);
-    }
-
-    /** Imports a secret key that the JDK knows too; if the token refuses that, generates one. */
-    private Key createSecret(Token token, Template permitted) {
+        Object[] own = permission(use.attribute), open = permission(use.publicAttribute);
+        if (isPair()) {
+            NativePKCS11KeyPair pair = token.create(place -> token.session.generateKeyPair(generation, null,
+                Template.of(template).and(open).and(place), Template.of(own).and(place)));
+            return new Key(pair.getPrivate(), pair.getPublic(), Key.publicKey(pair.getPublic()));
+        }
+        Template permitted = Template.of(own).and(open);
         byte[] value = newValue();
         Template known = permitted.and(CKA_CLASS, CKO_SECRET_KEY, CKA_KEY_TYPE, type, CKA_VALUE, value);
         try {
             NativePKCS11Object key = token.create(place -> token.session.createObject(known.and(place)));
-            return new Key(key, key, algorithm == null ? null : new SecretKeySpec(value, algorithm), true);
+            return new Key(key, key, algorithm == null ? null : new SecretKeySpec(value, algorithm));
         } catch (PKCS11Exception e) {
             if (!token.mechanisms().contains(generation)) {
                 throw e;
             }
             NativePKCS11Object key = token.create(place -> token.session.generateKey(generation, null,
                 permitted.and(template).and(place)));
-            return new Key(key, key, null, true);
+            return new Key(key, key, null);
         }
+    }
+
+    private static Object[] permission(int attribute) {
+        return attribute == 0 ? new Object[0] : new Object[] {attribute, true};
     }
 }

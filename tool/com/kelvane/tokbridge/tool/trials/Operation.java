@@ -9,18 +9,15 @@ final class Operation {
     /** The mechanism of an operation without one; no token offers it. */
     static final int NONE = CK_UNAVAILABLE_INFORMATION;
 
-    /** Prepares a message for a mechanism. */
-    interface Input {
-        byte[] of(byte[] message, Key key) throws Exception;
-    }
-
     final Use use;
     final int mechanism;
 
     /** The kind of key; null for no key. */
     final KeyKind kind;
     final Object parameter;
-    Input input = (message, key) -> message;
+
+    /** The preparation of the message. */
+    Jdk.Computation input = (key, message) -> message;
 
     /** The JDK's counterpart, and that of signatures; null if it has none. */
     Jdk.Computation computation;
@@ -43,7 +40,7 @@ final class Operation {
         return this;
     }
 
-    Operation of(Input prepared) {
+    Operation of(Jdk.Computation prepared) {
         input = prepared;
         return this;
     }

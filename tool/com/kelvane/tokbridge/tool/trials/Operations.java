@@ -7,6 +7,7 @@ import static com.kelvane.tokbridge.tool.trials.KeyKind.*;
 import com.kelvane.pkcs11.*;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
+import java.security.Key;
 import java.security.SecureRandom;
 import java.security.spec.*;
 import java.util.*;
@@ -18,8 +19,8 @@ final class Operations {
 
     /** Operations on objects that stay on the token. */
     static final List<Operation> OBJECTS = List.of(
-        new Operation(new Use("data object", 0, 0, 0, true, TokenObjects::dataObject), Operation.NONE, null, null),
-        new Operation(new Use("secret key", 0, 0, 0, true, TokenObjects::secretKey), Operation.NONE, null, null));
+        new Operation(new Use("data object", 0, 0, 0, Attempt::dataObject), Operation.NONE, null, null),
+        new Operation(new Use("secret key", 0, 0, 0, Attempt::storedKey), Operation.NONE, null, null));
 
     /** The message that is digested, signed and encrypted. */
     static final byte[] MESSAGE = "A message that tokbridge signs, hides and shows to see if a key works."
@@ -45,28 +46,14 @@ final class Operations {
     private static final OAEPParameterSpec JDK_OAEP = new OAEPParameterSpec("SHA-1", "MGF1", MGF1ParameterSpec.SHA1,
         PSource.PSpecified.DEFAULT);
 
-    private static final Operation.Input SHA256 = (message, key) -> digest("SHA-256", message);
-
-    private Operations() {
-    }
+    private static final Jdk.Computation SHA256 = (key, message) -> digest("SHA-256", message);
 
     static {
         for (KeyKind kind : KeyKind.values()) {
             row(kind.isPair() ? Use.PAIR : Use.KEY, kind.generation, kind, null);
         }
-        hash("SHA256", "SHA-256", 32);
-        hash("SHA1", "SHA-1", 20);
-        hash("SHA224", "SHA-224", 28);
-        hash("SHA384", "SHA-384", 48);
-        hash("SHA512", "SHA-512", 64);
-        hash("SHA512_224", "SHA-512/224", 28);
-        hash("SHA512_256", "SHA-512/256", 32);
-        hash("SHA3_224", "SHA3-224", 28);
-        hash("SHA3_256", "SHA3-256", 32);
-        hash("SHA3_384", "SHA3-384", 48);
-        hash("SHA3_512", "SHA3-512", 64);
-        hash("MD5", "MD5", 16);
-        hash("RIPEMD160", "RIPEMD160", 20);
+        List.of("SHA256", "SHA1", "SHA224", "SHA384", "SHA512", "SHA512_224", "SHA512_256", "SHA3_224", "SHA3_256",
+            "SHA3_384", "SHA3_512", "MD5", "RIPEMD160").forEach(Operations::hash);
 
         blockCipher("AES", AES, 16);
         row(Use.CIPHER, CKM_AES_CTR, AES, new CK_AES_CTR_PARAMS(128, IV)).as(cipher("AES/CTR/NoPadding", iv(16)));
@@ -99,7 +86,7 @@ final class Operations {
             .as(cipher("ChaCha20", new ChaCha20ParameterSpec(NONCE, 1)));
 
         row(Use.SIGNATURE, CKM_RSA_PKCS, RSA, null).of(SHA256).as(digestRecovered("RSA/ECB/PKCS1Padding"));
-        row(Use.SIGNATURE, CKM_RSA_X_509, RSA, null).of((message, key) -> block(SHA256.of(message, key), key))
+        row(Use.SIGNATURE, CKM_RSA_X_509, RSA, null).of((key, message) -> block(key, SHA256.of(key, message)))
             .as(digestRecovered("RSA/ECB/NoPadding"));
         row(Use.SIGNATURE, CKM_RSA_PKCS_PSS, RSA, new CK_RSA_PKCS_PSS_PARAMS(CKM_SHA256, CKG_MGF1_SHA256, 32))
             .of(SHA256).as(pss("SHA-256", 32));
@@ -112,7 +99,7 @@ final class Operations {
         row(Use.WRAP, CKM_RSA_PKCS, RSA, null).as(wrap("RSA/ECB/PKCS1Padding", null));
         row(Use.WRAP, CKM_RSA_AES_KEY_WRAP, RSA, new CK_RSA_AES_KEY_WRAP_PARAMS(256, OAEP));
         row(Use.SIGNATURE, CKM_ECDSA, EC, null).of(SHA256).as(Jdk.signature("SHA256withECDSAinP1363Format", null));
-        row(Use.SIGNATURE, CKM_DSA, DSA, null).of((message, key) -> digest("SHA-1", message))
+        row(Use.SIGNATURE, CKM_DSA, DSA, null).of((key, message) -> digest("SHA-1", message))
             .as(Jdk.signature("SHA1withDSAinP1363Format", null));
         row(Use.SIGNATURE, CKM_EDDSA, ED25519, null).as(Jdk.signature("EdDSA", null));
         signature(CKM_ML_DSA, ML_DSA, null, Jdk.signature("ML-DSA", null));
@@ -160,10 +147,12 @@ final class Operations {
         row(Use.STREAM, mechanism, kind, parameter).as(counterpart);
     }
 
-    /** Adds the rows of a hash function, by the standard's name and the JDK's, with the length of a digest in bytes. */
-    static void hash(String name, String algorithm, int bytes) {
-        String own = name.equals("SHA1") ? "SHA_1" : name;
-        String joined = algorithm.startsWith("SHA-") ? "SHA" + algorithm.substring(4) : algorithm;
+    /** Adds the rows of a hash function with the standard's name; the JDK's are "SHA3-256", "SHA-512/256", "MD5". */
+    static void hash(String name) {
+        String algorithm = name.startsWith("SHA3_") ? name.replace('_', '-')
+            : name.replace("SHA", "SHA-").replace('_', '/');
+        String own = name.equals("SHA1") ? "SHA_1" : name, joined = algorithm.replaceFirst("^SHA-", "SHA");
+        int saltLength = name.equals("SHA1") ? 20 : Integer.parseInt(name.replaceAll(".*\\D", "")) / 8;
         int digest = number("CKM_", own);
         row(Use.DIGEST, digest, null, null).as((key, data) -> digest(algorithm, data));
         row(Use.MAC, number("CKM_", own, "_HMAC"), GENERIC, null).as((key, data) -> hmac("Hmac" + joined, key, data));
@@ -171,7 +160,7 @@ final class Operations {
             .as((key, data) -> hmac("Hmac" + joined, key, data));
         signature(number("CKM_", name, "_RSA_PKCS"), RSA, null, Jdk.signature(joined + "withRSA", null));
         signature(number("CKM_", name, "_RSA_PKCS_PSS"), RSA, new CK_RSA_PKCS_PSS_PARAMS(digest,
-            number("CKG_MGF1_", name), bytes), pss(algorithm, bytes));
+            number("CKG_MGF1_", name), saltLength), pss(algorithm, saltLength));
         signature(number("CKM_ECDSA_", name), EC, null, Jdk.signature(joined + "withECDSAinP1363Format", null));
         signature(number("CKM_DSA_", name), DSA, null, Jdk.signature(joined + "withDSAinP1363Format", null));
         row(Use.DERIVATION, number("CKM_", name, "_KEY_DERIVATION"), GENERIC, null)
@@ -185,8 +174,8 @@ final class Operations {
         String cbc = kind.algorithm + "/CBC/NoPadding", ecb = kind.algorithm + "/ECB/NoPadding",
             pad = kind.algorithm + "/CBC/PKCS5Padding";
         row(Use.CIPHER, number("CKM_", name, "_CBC_PAD"), kind, iv).as(cipher(pad, jdkIv));
-        row(Use.CIPHER, number("CKM_", name, "_CBC"), kind, iv).of((message, key) -> BLOCKS).as(cipher(cbc, jdkIv));
-        row(Use.CIPHER, number("CKM_", name, "_ECB"), kind, null).of((message, key) -> BLOCKS).as(cipher(ecb, null));
+        row(Use.CIPHER, number("CKM_", name, "_CBC"), kind, iv).of((key, message) -> BLOCKS).as(cipher(cbc, jdkIv));
+        row(Use.CIPHER, number("CKM_", name, "_ECB"), kind, null).of((key, message) -> BLOCKS).as(cipher(ecb, null));
         row(Use.MAC, number("CKM_", name, "_MAC"), kind, null);
         row(Use.MAC, number("CKM_", name, "_MAC_GENERAL"), kind, SHORT_MAC);
         row(Use.WRAP, number("CKM_", name, "_CBC_PAD"), kind, iv).as(wrap(pad, jdkIv));
@@ -209,8 +198,8 @@ final class Operations {
     }
 
     /** Returns a block as long as an RSA modulus, filled up with zeros. */
-    private static byte[] block(byte[] data, Key key) throws Verdict {
-        byte[] block = new byte[key.modulusBytes()];
+    private static byte[] block(Key key, byte[] data) throws Verdict {
+        byte[] block = new byte[modulusBytes(key)];
         System.arraycopy(data, 0, block, block.length - data.length, data.length);
         return block;
     }

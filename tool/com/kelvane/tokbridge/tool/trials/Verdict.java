@@ -11,7 +11,7 @@ public final class Verdict extends Exception {
 
     public final String result;
 
-    Verdict(String result, String reason) {
+    private Verdict(String result, String reason) {
         super(reason);
         this.result = result;
     }
@@ -26,6 +26,13 @@ public final class Verdict extends Exception {
     static void require(boolean condition, String otherwise) throws Verdict {
         if (!condition) {
             throw new Verdict(WRONG, otherwise);
+        }
+    }
+
+    /** Ends a trial as not tried unless a condition holds. */
+    static void requireToTry(boolean condition, String otherwise) throws Verdict {
+        if (!condition) {
+            throw new Verdict(NOT_TRIED, otherwise);
         }
     }
 }
