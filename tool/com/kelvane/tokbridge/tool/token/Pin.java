@@ -6,7 +6,7 @@ import static java.util.stream.Collectors.*;
 import com.kelvane.pkcs11.*;
 import java.io.IOException;
 import java.nio.file.Path;
-import java.util.List;
+import java.util.*;
 import java.util.stream.*;
 
 /** Reads a user's PIN, which the caller wipes, and describes its state. */
@@ -15,6 +15,7 @@ public final class Pin {
     private static char[] checked(char[] pin) {
         boolean garbled = new String(pin).contains("\ufffd"); // what a charset could not decode
         if (pin.length == 0 || garbled) {
+            Arrays.fill(pin, '\0');
             throw new Failure(Failure.USAGE, "no user was logged in",
                 garbled ? "the PIN is not text in the charset of this locale" : "the PIN is empty",
                 (garbled ? "run this in a UTF-8 locale, or put the PIN into a file"
