@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assumptions.*;
 
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
+import java.io.IOException;
 import java.nio.file.*;
 import java.security.*;
 import java.util.*;
@@ -98,10 +99,16 @@ class RealTokenTest {
             SOFTHSM, "pkcs11:").redirectErrorStream(true);
         builder.environment().put("SOFTHSM2_CONF", configuration);
         Process server = builder.start();
-        for (int i = 0; i < 2000 && !Files.exists(socket); i++) {
+        for (int i = 0; i < 2000 && !listens(socket); i++) {
             Thread.sleep(10);
         }
         return server;
+    }
+
+    /** Returns whether a server accepts connections; one to a socket that is only bound would be refused. */
+    private static boolean listens(Path socket) throws IOException {
+        return Files.readString(Path.of("/proc/net/unix")).lines()
+            .anyMatch(line -> line.contains(" 00010000 ") && line.endsWith(" " + socket));
     }
 
     /** Kills the server and its processes, one for each client. */

@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assumptions.*;
 import com.kelvane.pkcs11.*;
 import com.kelvane.pkcs11.nat.*;
 import com.kelvane.pkcs11.provider.*;
+import java.io.IOException;
 import java.lang.reflect.*;
 import java.math.*;
 import java.nio.*;
@@ -301,10 +302,16 @@ class RecoveryTest {
         Files.deleteIfExists(socket);
         Process server = new ProcessBuilder("p11-kit", "server", "-f", "-n", socket.toString(), "--provider", SOFTHSM,
             "pkcs11:").redirectErrorStream(true).redirectOutput(ProcessBuilder.Redirect.DISCARD).start();
-        for (int i = 0; i < 2000 && !Files.exists(socket); i++) {
+        for (int i = 0; i < 2000 && !listens(socket); i++) {
             Thread.sleep(10);
         }
         return server;
+    }
+
+    /** Returns whether a server accepts connections; one to a socket that is only bound would be refused. */
+    private static boolean listens(Path socket) throws IOException {
+        return Files.readString(Path.of("/proc/net/unix")).lines()
+            .anyMatch(line -> line.contains(" 00010000 ") && line.endsWith(" " + socket));
     }
 
     /** Ends the server and the process that it has for each client; stopped, it makes no more of these. */
