@@ -174,6 +174,8 @@ class ToolTest {
             && written.contains("\"doNotWork\":1,") && written.split("not tried", -1).length <= 15
             && written.contains("{\"result\":\"wrong\",\"operation\":\"key wrap\",\"mechanism\":"
                 + "\"CKM_AES_KEY_WRAP_PAD\""), written);
+        int working = written.split("\"result\":\"works\"", -1).length - 1;
+        assertTrue(written.contains("\"work\":" + (working - 2) + ","), "all but random bytes and the last row count");
         assertEquals(before, objects());
         // Keys that were not tried are a negative result, as is a token without anything to try.
         assertMatches(".*not tried +key +- +\"idle\".* 0 of 1 keys.*exit 1",

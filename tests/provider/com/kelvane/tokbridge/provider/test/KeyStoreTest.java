@@ -179,23 +179,24 @@ class KeyStoreTest {
     @Tag("any")
     void aWrongPinIsRefusedAndNotSentTwice() throws Exception {
         AuthProvider provider = (AuthProvider) PROVIDER;
-        for (String pin : new String[] {"000000", "", "000000"}) {
+        String wrong = new StringBuilder(PIN).reverse().toString();
+        for (String pin : new String[] {wrong, "", wrong}) {
             refuses(pin);
         }
         provider.logout();
         ExecutorService threads = Executors.newFixedThreadPool(4);
         List<Future<?>> results = new ArrayList<>();
         for (int i = 0; i < 12; i++) {
-            results.add(threads.submit(() -> refuses("000000")));
+            results.add(threads.submit(() -> refuses(wrong)));
         }
         for (Future<?> each : results) {
             each.get();
         }
         threads.shutdown();
         assertThrows(FailedLoginException.class, () -> provider.login(null, callbacks ->
-            ((PasswordCallback) callbacks[0]).setPassword("000000".toCharArray())));
+            ((PasswordCallback) callbacks[0]).setPassword(wrong.toCharArray())));
         provider.login(null, callbacks -> ((PasswordCallback) callbacks[0]).setPassword(PIN.toCharArray()));
-        refuses("000000");
+        refuses(wrong);
         keyStore(PROVIDER, PIN);
     }
 
